@@ -1,0 +1,149 @@
+/// What a decoder returns in text mode: an ordered list of lines, without line ends.
+///
+/// The lines stand in one block, each followed by a newline, so that all of them can be written at
+/// once; a second row of numbers in the same allocation says where each ends. (A line may itself
+/// hold newlines: the version text does.)
+///
+///     vesk::LineList lines(2, 80);  // room for about 2 lines and 80 characters; it grows if
+///     needed lines.add("Pump:"); lines.add<"   Strokes:%u">(strokes); lines[1];      // "
+///     Strokes:7" lines.text();  // "Pump:\n   Strokes:7\n"
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "plugin/format.h"
+
+namespace vesk {
+
+class LineList {
+ public:
+  LineList() = default;
+
+  /// An empty list with room for `lines` lines of `characters` characters in all, line ends and the
+  /// slack of a conversion included: as long as they suffice, this is the only allocation.
+  LineList(std::size_t lines, std::size_t characters) { reallocate(lines, characters); }
+
+  LineList(LineList&& other) noexcept { swap(other); }
+  LineList& operator=(LineList&& other) noexcept {
+    swap(other);
+    return *this;
+  }
+  LineList(const LineList& other) : LineList(other._lines, other._size) {
+    if (other._block == nullptr) return;
+    std::memcpy(_block.get(), other._block.get(), other._lines * sizeof(End));
+    std::memcpy(characters(), other.characters(), other._size);
+    _lines = other._lines;
+    _size = other._size;
+  }
+  LineList& operator=(const LineList& other) {
+    *this = LineList(other);
+    return *this;
+  }
+  ~LineList() = default;
+
+  /// Number of lines.
+  std::size_t size() const { return _lines; }
+  bool empty() const { return _lines == 0; }
+
+  /// A line, without its end. Valid until the list changes. Throws std::out_of_range past the end.
+  std::string_view operator[](std::size_t index) const {
+    if (index >= _lines) throw std::out_of_range("LineList: index past the end");
+    const std::size_t begin = index == 0 ? 0 : ends()[index - 1];
+    return {characters() + begin, ends()[index] - begin - 1};
+  }
+
+  /// All lines, each followed by a newline. Valid until the list changes.
+  std::string_view text() const { return {characters(), _size}; }
+
+  /// Appends a line as it stands.
+  void add(std::string_view line) {
+    std::memcpy(lineRoom(line.size()), line.data(), line.size());
+    endLine(characters() + _size + line.size());
+  }
+
+  /// Appends a constant line.
+  template <std::size_t size>
+  void add(const char (&line)[size]) {
+    char* const out = lineRoom(size);
+    std::memcpy(out, line, size - 1);
+    endLine(out + size - 1);
+  }
+
+  /// Appends a line made by a printf format (see format.h).
+  template <format::Literal format, class... T>
+  void add(const T&... argument) {
+    char* const out = lineRoom(format::room<format>(argument...));
+    endLine(format::write<format>(out, argument...));
+  }
+
+  /// For what writes a line itself: room for `size` characters of the next line, valid until the
+  /// list changes. endLine() then makes them a line.
+  char* lineRoom(std::size_t size) {
+    if (_lines == _lineCapacity || _capacity - _size <= size) grow(size + 1);
+    return characters() + _size;
+  }
+
+  /// Ends the line that was written into lineRoom() before `end`.
+  void endLine(char* end) {
+    *end++ = '\n';
+    _size = static_cast<std::size_t>(end - characters());
+    ends()[_lines++] = static_cast<End>(_size);
+  }
+
+ private:
+  using End = std::uint32_t;
+
+  struct Delete {
+    void operator()(char* block) const { ::operator delete(block); }
+  };
+
+  End* ends() { return reinterpret_cast<End*>(_block.get()); }
+  const End* ends() const { return reinterpret_cast<const End*>(_block.get()); }
+  char* characters() { return _block.get() + _lineCapacity * sizeof(End); }
+  const char* characters() const { return _block.get() + _lineCapacity * sizeof(End); }
+
+  void grow(std::size_t size) {
+    const std::size_t lines = _lines < _lineCapacity ? _lineCapacity : 2 * _lineCapacity + 4;
+    const std::size_t needed = _size + size;
+    reallocate(lines, needed <= _capacity ? _capacity : needed + needed / 2);
+  }
+
+  void reallocate(std::size_t lines, std::size_t capacity) {
+    if (capacity > std::numeric_limits<End>::max())
+      throw std::length_error("LineList: more than 4 GiB of text");
+    std::unique_ptr<char, Delete> block(
+        static_cast<char*>(::operator new(lines * sizeof(End) + capacity)));
+    if (_lines != 0) {
+      std::memcpy(block.get(), _block.get(), _lines * sizeof(End));
+      std::memcpy(block.get() + lines * sizeof(End), characters(), _size);
+    }
+    _block = std::move(block);
+    _lineCapacity = lines;
+    _capacity = capacity;
+  }
+
+  void swap(LineList& other) noexcept {
+    std::swap(_block, other._block);
+    std::swap(_lineCapacity, other._lineCapacity);
+    std::swap(_lines, other._lines);
+    std::swap(_capacity, other._capacity);
+    std::swap(_size, other._size);
+  }
+
+  std::unique_ptr<char, Delete>
+      _block;  // the ends of _lineCapacity lines, then _capacity characters
+  std::size_t _lineCapacity = 0;
+  std::size_t _lines = 0;
+  std::size_t _capacity = 0;
+  std::size_t _size = 0;
+};
+
+}  // namespace vesk

@@ -1,0 +1,465 @@
+// The class: its tables, options, dispatch and printing.
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "tests/support/support.h"
+
+namespace vesk {
+namespace {
+
+using test::captureOutput;
+using test::Lines;
+using test::linesOf;
+using test::makePlugin;
+using test::Report;
+
+// ----------------------------------------------------------------------------------------- tables
+
+struct Row {
+  int id;
+  const char* decoder;
+  const char* displayName;
+};
+
+constexpr Row kFeatures[] = {
+    {208, "parseVersion", "ersion"},
+    {210, "parseVersionExtended", "ersionExtended"},
+    {220, "parseAdcDumpConfig", "dcDumpConfig"},
+    {222, "parseAdcDumpState", "dcDumpState"},
+    {224, "parseBlackBoxSummary", "lackBoxSummary"},
+    {225, "parseBlackBoxFullReport", "lackBoxFullReport"},
+    {234, "parseBlackBoxFullReport", "lackBoxFullReport"},
+    {226, "parseBlackBoxConfig", "lackBoxConfig"},
+    {227, "parseOpenShortTest", "penShortTest"},
+    {228, "parseOpenShortData", "penShortData"},
+    {229, "parseOpenShortData", "penShortData"},
+    {162, "parserVeskAlgBaselineRequest", "VeskAlgBaselineRequest"},
+    {223, "parseWatchDogReport", "atchDogReport"},
+    {169, "parsePowerModeStats", "owerModeStats"},
+};
+
+TEST(Tables, FeatureReportsNameTheirDecoders) {
+  const auto plugin = makePlugin();
+  EXPECT_EQ(plugin->reportIds()->size(), 14u);
+  for (const Row& row : kFeatures) {
+    const std::string* const name = plugin->reportIds()->find(row.id);
+    ASSERT_NE(name, nullptr) << row.id;
+    EXPECT_EQ(*name, row.decoder);
+  }
+}
+
+TEST(Tables, InputReportsNameTheirDecoders) {
+  const auto plugin = makePlugin();
+  EXPECT_EQ(plugin->inputReportIds()->size(), 2u);
+  EXPECT_EQ(*plugin->inputReportIds()->find(0x76), "parseVeskImage");
+  EXPECT_EQ(*plugin->inputReportIds()->find(0x77), "parseAdcDumpPacket");
+}
+
+TEST(Tables, DisplayNamesAreDecoderNamesWithoutSixCharacters) {
+  const auto plugin = makePlugin();
+  EXPECT_EQ(plugin->reportIdNames()->size(), 14u);
+  for (const Row& row : kFeatures) {
+    const std::string* const name = plugin->reportIdNames()->find(row.id);
+    ASSERT_NE(name, nullptr) << row.id;
+    EXPECT_EQ(*name, row.displayName);
+  }
+}
+
+TEST(Tables, InputReportsHaveNoDisplayName) {
+  const auto plugin = makePlugin();
+  EXPECT_EQ(plugin->reportIdNames()->find(0x76), nullptr);
+  EXPECT_EQ(plugin->reportIdNames()->find(0x77), nullptr);
+}
+
+TEST(Tables, ReportsThatShareADecoderHaveEqualNames) {
+  const auto table = makePlugin()->reportIds();
+  EXPECT_EQ(*table->find(0xE1), *table->find(0xEA));
+  EXPECT_EQ(*table->find(0xE4), *table->find(0xE5));
+}
+
+TEST(Tables, KeysAreIntsAndFoundAsUnsigned) {
+  const auto plugin = makePlugin();
+  for (const auto& [id, name] : *plugin->reportIds()) EXPECT_EQ(id.kind(), Kind::Int) << name;
+  for (const auto& [id, name] : *plugin->inputReportIds()) EXPECT_EQ(id.kind(), Kind::Int) << name;
+  for (const auto& [id, name] : *plugin->reportIdNames()) EXPECT_EQ(id.kind(), Kind::Int) << name;
+  EXPECT_NE(plugin->reportIds()->find(0xD0u), nullptr);
+}
+
+TEST(Tables, DispatchFollowsATableThatIsSet) {
+  const auto plugin = makePlugin();
+  plugin->setReportIds(std::make_shared<const ReportTable>(ReportTable{{0x42, "parseVersion"}}));
+  plugin->setInputReportIds(
+      std::make_shared<const ReportTable>(ReportTable{{0x43, "parseAdcDumpState"}}));
+  Report report(0x42, "abc");
+  EXPECT_EQ(plugin->reportToObject(report.data(), 0x42, kFeature, 0).object()->string(), "abc");
+  EXPECT_TRUE(plugin->reportToObject(report.data(), 0xD0, kFeature, 0).isNil());
+  report.put(1, {1});
+  EXPECT_EQ(plugin->reportToObject(report.data(), 0x43, kInput, 0).object()->string(), "SINGLE");
+  EXPECT_EQ(plugin->reportIds()->size(), 1u);
+  // The display names were made from the first table and stay.
+  EXPECT_EQ(plugin->reportIdNames()->size(), 14u);
+}
+
+TEST(Tables, ATableThatNamesNoDecoderThrows) {
+  const auto plugin = makePlugin();
+  Report report(0xD0, "abc");
+  for (const char* const name : {"parseNothing", "", "parserVersion", "parseVersion "}) {
+    plugin->setReportIds(std::make_shared<const ReportTable>(ReportTable{{0xD0, name}}));
+    EXPECT_THROW(plugin->reportToObject(report.data(), 0xD0, kFeature, 5), std::invalid_argument)
+        << name;
+  }
+}
+
+TEST(Tables, WithoutATableNothingIsKnown) {
+  const auto plugin = makePlugin();
+  plugin->setReportIds(nullptr);
+  Report report(0xD0, "abc");
+  EXPECT_TRUE(plugin->reportToObject(report.data(), 0xD0, kFeature, 5).isNil());
+}
+
+// -------------------------------------------------------------------------------------- properties
+
+TEST(Properties, AFreshInstanceIsZeroAndInObjectMode) {
+  const auto plugin = HIDReportVeskPlugin::init();
+  EXPECT_EQ(plugin->report_buf(), nullptr);
+  EXPECT_EQ(plugin->report_type(), 0u);
+  EXPECT_EQ(plugin->report_id(), 0u);
+  EXPECT_EQ(plugin->report_len(), 0);
+  EXPECT_FALSE(plugin->useStrings());
+  EXPECT_FALSE(plugin->displayDecimal());
+  Report report(0xDE, 2);
+  EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).object(), nullptr);
+}
+
+TEST(Properties, SettersStoreAtFullWidth) {
+  const auto plugin = makePlugin();
+  char byte = 0;
+  plugin->setReport_buf(&byte);
+  plugin->setReport_type(0xFFFFFFFF);
+  plugin->setReport_id(0xFEDCBA98);
+  plugin->setReport_len(-0x123456789ABCDEF);
+  plugin->setDisplayDecimal(true);
+  plugin->setUseStrings(true);
+  EXPECT_EQ(plugin->report_buf(), &byte);
+  EXPECT_EQ(plugin->report_type(), 0xFFFFFFFFu);
+  EXPECT_EQ(plugin->report_id(), 0xFEDCBA98u);
+  EXPECT_EQ(plugin->report_len(), -0x123456789ABCDEF);
+  EXPECT_TRUE(plugin->displayDecimal());
+  EXPECT_TRUE(plugin->useStrings());
+}
+
+// ----------------------------------------------------------------------------------------- options
+
+bool parseArgs(HIDReportVeskPlugin& plugin, std::initializer_list<const char*> options) {
+  return plugin.parseArgs(static_cast<std::int32_t>(options.size()), std::data(options));
+}
+
+TEST(Options, NoneIsAccepted) {
+  const auto plugin = makePlugin();
+  plugin->setDisplayDecimal(true);
+  plugin->setUseStrings(true);
+  EXPECT_TRUE(plugin->parseArgs(0, nullptr));
+  EXPECT_FALSE(plugin->displayDecimal());
+  EXPECT_FALSE(plugin->useStrings());
+}
+
+TEST(Options, ANegativeCountIsAnEmptyList) {
+  const auto plugin = makePlugin();
+  for (const std::int32_t count : {-1, -1000000, INT32_MIN}) {
+    plugin->setDisplayDecimal(true);
+    EXPECT_TRUE(plugin->parseArgs(count, nullptr));
+    EXPECT_FALSE(plugin->displayDecimal());
+  }
+}
+
+TEST(Options, DecimalTwice) {
+  const auto plugin = makePlugin();
+  EXPECT_TRUE(parseArgs(*plugin, {"-decimal", "-decimal"}));
+  EXPECT_TRUE(plugin->displayDecimal());
+}
+
+TEST(Options, TheFirstArgumentIsNoProgramName) {
+  const auto plugin = makePlugin();
+  captureOutput([&] { EXPECT_FALSE(parseArgs(*plugin, {"vesk-decode", "-decimal"})); });
+  EXPECT_FALSE(plugin->displayDecimal());
+}
+
+TEST(Options, AnInvalidOnePrintsTheErrorsDescription) {
+  const auto plugin = makePlugin();
+  const auto refused = [&](const char* option) {
+    return captureOutput([&] { EXPECT_FALSE(parseArgs(*plugin, {option})); });
+  };
+  EXPECT_EQ(refused("-x"),
+            "Error Domain=HIDReportVeskPlugin Code=-536870206 \"Invalid option: -x\" "
+            "UserInfo={NSLocalizedDescription=Invalid option: -x}\n");
+  EXPECT_EQ(refused("-Decimal"),
+            "Error Domain=HIDReportVeskPlugin Code=-536870206 \"Invalid option: -Decimal\" "
+            "UserInfo={NSLocalizedDescription=Invalid option: -Decimal}\n");
+  EXPECT_EQ(refused("decimal"),
+            "Error Domain=HIDReportVeskPlugin Code=-536870206 \"Invalid option: decimal\" "
+            "UserInfo={NSLocalizedDescription=Invalid option: decimal}\n");
+  EXPECT_EQ(refused(""),
+            "Error Domain=HIDReportVeskPlugin Code=-536870206 \"Invalid option: \" "
+            "UserInfo={NSLocalizedDescription=Invalid option: }\n");
+}
+
+TEST(Options, AnInvalidOneDiscardsTheValidOnesBeforeIt) {
+  const auto plugin = makePlugin();
+  plugin->setUseStrings(true);
+  captureOutput([&] { EXPECT_FALSE(parseArgs(*plugin, {"-decimal", "-x"})); });
+  EXPECT_FALSE(plugin->displayDecimal());
+  EXPECT_TRUE(plugin->useStrings());
+
+  EXPECT_TRUE(parseArgs(*plugin, {"-decimal"}));
+  captureOutput([&] { EXPECT_FALSE(parseArgs(*plugin, {"-x"})); });
+  EXPECT_TRUE(plugin->displayDecimal());
+}
+
+TEST(Options, OnlyTheFirstInvalidOneIsReported) {
+  const auto plugin = makePlugin();
+  const std::string text = captureOutput([&] {
+    EXPECT_FALSE(parseArgs(*plugin, {"-first", "-second"}));
+  });
+  EXPECT_NE(text.find("-first"), std::string::npos);
+  EXPECT_EQ(text.find("-second"), std::string::npos);
+}
+
+TEST(Options, AnOptionThatIsNoTextThrows) {
+  const auto plugin = makePlugin();
+  EXPECT_THROW(parseArgs(*plugin, {"-decimal", "\xFF"}), std::invalid_argument);
+  EXPECT_THROW(parseArgs(*plugin, {nullptr}), std::invalid_argument);
+  EXPECT_FALSE(plugin->displayDecimal());
+}
+
+TEST(Options, ASuccessReturnsToObjectMode) {
+  const auto plugin = makePlugin();
+  Report report(0xDE, 2);
+  captureOutput([&] { plugin->parseReport(report.data(), 0xDE, kFeature, 2); });
+  ASSERT_TRUE(plugin->useStrings());
+  EXPECT_TRUE(parseArgs(*plugin, {}));
+  EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).object(), nullptr);
+}
+
+TEST(Options, ConfigurationHoldsDecimalOnly) {
+  const auto plugin = makePlugin();
+  std::optional<Error> error;
+  const auto config = plugin->argsToConfig({"-decimal", "-decimal"}, &error);
+  ASSERT_TRUE(config);
+  ASSERT_EQ(config->size(), 1u);
+  EXPECT_EQ(std::get<Number>(config->at("Decimal")).kind(), Kind::Bool);
+  EXPECT_TRUE(std::get<Number>(config->at("Decimal")).as<bool>());
+  EXPECT_FALSE(error);
+  EXPECT_TRUE(plugin->argsToConfig({}, &error)->empty());
+}
+
+TEST(Options, TheErrorHasDomainCodeAndUserInfo) {
+  const auto plugin = makePlugin();
+  std::optional<Error> error;
+  EXPECT_FALSE(plugin->argsToConfig({"-decimal", "-q", "-r"}, &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->domain, "HIDReportVeskPlugin");
+  EXPECT_EQ(error->code, -536870206);
+  EXPECT_EQ(error->userInfo,
+            (std::map<std::string, std::string>{{"NSLocalizedDescription", "Invalid option: -q"}}));
+}
+
+TEST(Options, WithoutAnErrorSlotAnInvalidOneGivesNothing) {
+  EXPECT_FALSE(makePlugin()->argsToConfig({"-q"}, nullptr));
+}
+
+TEST(Options, ConfigurationValuesEqualToYesSwitchOn) {
+  const auto plugin = makePlugin();
+  std::optional<Error> error;
+  const std::variant<Number, std::string> yes[] = {Number(true), Number(1),    Number(1u),
+                                                   Number(1.0),  Number(1.0f), Number(1ull)};
+  for (const auto& value : yes) {
+    EXPECT_TRUE(plugin->configParser({{"UseStrings", value}, {"Decimal", value}}, &error));
+    EXPECT_TRUE(plugin->useStrings());
+    EXPECT_TRUE(plugin->displayDecimal());
+  }
+  const std::variant<Number, std::string> no[] = {
+      Number(false), Number(2), Number(-1), Number(0.5), std::string("YES"), std::string("1")};
+  for (const auto& value : no) {
+    plugin->setUseStrings(true);
+    plugin->setDisplayDecimal(true);
+    EXPECT_TRUE(plugin->configParser({{"UseStrings", value}, {"Decimal", value}}, &error));
+    EXPECT_FALSE(plugin->useStrings());
+    EXPECT_FALSE(plugin->displayDecimal());
+  }
+  EXPECT_FALSE(error);
+}
+
+TEST(Options, ConfigurationSwitchesAreIndependent) {
+  const auto plugin = makePlugin();
+  EXPECT_TRUE(plugin->configParser({{"UseStrings", Number(true)}}, nullptr));
+  EXPECT_TRUE(plugin->useStrings());
+  EXPECT_FALSE(plugin->displayDecimal());
+  EXPECT_TRUE(plugin->configParser({{"Decimal", Number(true)}, {"Other", Number(1)}}, nullptr));
+  EXPECT_FALSE(plugin->useStrings());
+  EXPECT_TRUE(plugin->displayDecimal());
+}
+
+// ---------------------------------------------------------------------------------------- dispatch
+
+TEST(Dispatch, ReportsOfOneDecoderReachIt) {
+  const auto plugin = makePlugin();
+  Report full(0xE1, 991);
+  full.put16(1, 22);
+  for (const std::uint32_t id : {0xE1u, 0xEAu})
+    EXPECT_EQ(plugin->reportToObject(full.data(), id, kFeature, 991).object()->size(), 269u);
+  Report scan(0xE4, 401);
+  for (const std::uint32_t id : {0xE4u, 0xE5u})
+    EXPECT_EQ(plugin->reportToObject(scan.data(), id, kFeature, 401).object()->size(), 4u);
+}
+
+TEST(Dispatch, UnknownTypesAndIdsGiveNil) {
+  const auto plugin = makePlugin();
+  Report version(0xD0, "abc");
+  Report image(0x76, 792);
+  const struct {
+    Report& report;
+    std::uint32_t id;
+    std::int32_t type;
+  } calls[] = {
+      {image, 0x76, kFeature},    {version, 0xD0, kOutput},
+      {version, 0xD0, kInput},    {version, 0xD0, 3},
+      {version, 0xD0, -1},        {version, 0xD0, INT32_MIN},
+      {version, 0xD1, kFeature},  {version, 0, kFeature},
+      {version, 0x1D0, kFeature}, {version, 0xFFFFFFD0, kFeature},
+  };
+  for (const auto& call : calls) {
+    EXPECT_TRUE(plugin->reportToObject(call.report.data(), call.id, call.type, 792).isNil());
+    EXPECT_EQ(captureOutput([&] {
+                EXPECT_FALSE(plugin->parseReport(call.report.data(), call.id, call.type, 792));
+              }),
+              "");
+  }
+}
+
+TEST(Dispatch, TheFourValuesAreStoredBeforeAnyCheck) {
+  const auto plugin = makePlugin();
+  char buffer[1];
+  EXPECT_TRUE(plugin->runParser(buffer, 0xFEDCBA98, -5, 0x123456789ABCDEF0).isNil());
+  EXPECT_EQ(plugin->report_type(), 0xFFFFFFFBu);
+  EXPECT_EQ(plugin->report_buf(), buffer);
+  EXPECT_EQ(plugin->report_id(), 0xFEDCBA98u);
+  EXPECT_EQ(plugin->report_len(), 0x123456789ABCDEF0);
+}
+
+TEST(Dispatch, TheFourValuesStayAfterAFailure) {
+  const auto plugin = makePlugin();
+  Report report(0xD2, "too few");
+  EXPECT_THROW(plugin->reportToObject(report.data(), 0xD2, kFeature, -7), std::out_of_range);
+  EXPECT_EQ(plugin->report_type(), 2u);
+  EXPECT_EQ(plugin->report_buf(), report.data());
+  EXPECT_EQ(plugin->report_id(), 0xD2u);
+  EXPECT_EQ(plugin->report_len(), -7);
+}
+
+TEST(Dispatch, PrintingRaisesTextModeForGood) {
+  const auto plugin = makePlugin();
+  Report report(0xDE, 2);
+  EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).object(), nullptr);
+  captureOutput([&] { plugin->parseReport(report.data(), 0xDE, kFeature, 2); });
+  EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).lines(), nullptr);
+  captureOutput([&] { EXPECT_FALSE(parseArgs(*plugin, {"-x"})); });
+  EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).lines(), nullptr);
+}
+
+TEST(Dispatch, AnUnknownReportRaisesTextModeToo) {
+  const auto plugin = makePlugin();
+  Report report(0xDE, 2);
+  EXPECT_FALSE(plugin->parseReport(report.data(), 0x00, kFeature, 2));
+  EXPECT_TRUE(plugin->useStrings());
+}
+
+TEST(Dispatch, AFailingReportRaisesTextModeToo) {
+  const auto plugin = makePlugin();
+  Report report(0xD0, "\xFF");
+  EXPECT_THROW(plugin->parseReport(report.data(), 0xD0, kFeature, 3), std::invalid_argument);
+  EXPECT_TRUE(plugin->useStrings());
+}
+
+TEST(Dispatch, ObjectsDoNotTouchTheMode) {
+  const auto plugin = makePlugin();
+  plugin->setUseStrings(true);
+  Report report(0xDE, 2);
+  EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).lines(), nullptr);
+  EXPECT_TRUE(plugin->useStrings());
+}
+
+// ---------------------------------------------------------------------------------------- printing
+
+TEST(Printing, LinesAreFramedByEmptyLines) {
+  const auto plugin = makePlugin();
+  Report report(0xDE, 2);
+  EXPECT_EQ(
+      captureOutput([&] { EXPECT_TRUE(plugin->parseReport(report.data(), 0xDE, kFeature, 2)); }),
+      "\nADC Dump State: STANDBY\n\n");
+}
+
+TEST(Printing, NilPrintsNothing) {
+  EXPECT_EQ(captureOutput([] { EXPECT_FALSE(makePlugin()->printStrings(nullptr)); }), "");
+}
+
+TEST(Printing, AnEmptyListPrintsTwoNewlines) {
+  const LineList none;
+  EXPECT_EQ(captureOutput([&] { EXPECT_TRUE(makePlugin()->printStrings(&none)); }), "\n\n");
+}
+
+TEST(Printing, LinesAreWrittenAsTheyStand) {
+  LineList lines;
+  lines.add("  %s %d %n  ");
+  lines.add("");
+  lines.add("two\nlines\t");
+  EXPECT_EQ(captureOutput([&] { EXPECT_TRUE(makePlugin()->printStrings(&lines)); }),
+            "\n  %s %d %n  \n\ntwo\nlines\t\n\n");
+}
+
+TEST(Printing, AVersionTextsNewlinesStartOutputLines) {
+  const auto plugin = makePlugin();
+  Report report(0xD0, "one\ntwo");
+  EXPECT_EQ(
+      captureOutput([&] { EXPECT_TRUE(plugin->parseReport(report.data(), 0xD0, kFeature, 0)); }),
+      "\none\ntwo\n\n");
+}
+
+// ------------------------------------------------------------------------------------ decoder info
+
+TEST(DecoderInfo, TellsWhatABufferMustHold) {
+  const struct {
+    const char* name;
+    std::size_t size;
+    bool exact;
+    bool text;
+  } expected[] = {
+      {"parseVersion", 2, false, true},
+      {"parseVersionExtended", 2, false, true},
+      {"parseWatchDogReport", 25, false, false},
+      {"parsePowerModeStats", 41, false, false},
+      {"parseVeskImage", 792, true, false},
+      {"parseAdcDumpConfig", 25, false, false},
+      {"parseAdcDumpState", 2, false, false},
+      {"parseAdcDumpPacket", 2064, true, false},
+      {"parserVeskAlgBaselineRequest", 193, false, false},
+      {"parseBlackBoxSummary", 7, false, false},
+      {"parseBlackBoxFullReport", 991, false, false},
+      {"parseBlackBoxConfig", 232, false, false},
+      {"parseOpenShortTest", 57, false, false},
+      {"parseOpenShortData", 401, false, false},
+  };
+  for (const auto& row : expected) {
+    const DecoderInfo* const info = HIDReportVeskPlugin::decoderInfo(row.name);
+    ASSERT_NE(info, nullptr) << row.name;
+    EXPECT_EQ(info->name, row.name);
+    EXPECT_EQ(info->smallestBuffer, row.size) << row.name;
+    EXPECT_EQ(info->exactLength, row.exact) << row.name;
+    EXPECT_EQ(info->nulTerminated, row.text) << row.name;
+  }
+  EXPECT_EQ(HIDReportVeskPlugin::decoderInfo("parse"), nullptr);
+}
+
+}  // namespace
+}  // namespace vesk
