@@ -1,0 +1,124 @@
+// Black box configuration 0xE2: how the firmware treats an event, one option byte for each.
+
+#include <array>
+
+#include "plugin/HIDReportVeskPlugin.h"
+#include "plugin/layouts.h"
+#include "reports/blackbox/catalogue.h"
+#include "reports/blackbox/severity.h"
+
+namespace vesk {
+
+namespace {
+
+using namespace blackbox;
+
+template <std::size_t events>
+struct Options {
+  u8 event[events];
+};
+
+struct ConfigReport {
+  u8 id;
+  u8 global[kSeverityNames.size()];  // by severity
+  Modules<Options> modules;
+};
+static_assert(sizeof(ConfigReport) == layout::kBlackBoxConfig);
+static_assert(offsetof(ConfigReport, modules.black_box) == 7);
+static_assert(offsetof(ConfigReport, modules.pse) == 12);
+static_assert(offsetof(ConfigReport, modules.open_short_test) == 22);
+static_assert(offsetof(ConfigReport, modules.scan_logger) == 28);
+static_assert(offsetof(ConfigReport, modules.svc_smgr) == 29);
+static_assert(offsetof(ConfigReport, modules.blob) == 33);
+static_assert(offsetof(ConfigReport, modules.hidspi_master) == 96);
+static_assert(offsetof(ConfigReport, modules.algs) == 113);
+static_assert(offsetof(ConfigReport, modules.sys) == 183);
+static_assert(offsetof(ConfigReport, modules.zub) == 185);
+static_assert(offsetof(ConfigReport, modules.hidspi_slave) == 195);
+static_assert(offsetof(ConfigReport, modules.otp) == 221);
+static_assert(offsetof(ConfigReport, modules.pmgr) == 224);
+static_assert(offsetof(ConfigReport, modules.last_blob) == 225);
+
+// --------------------------------------------------------------------------------- an option byte
+
+/// The flags of an option byte, bits 3 to 7: masked, message, GPIO, breakpoint, in this order (not
+/// that of the bits), each with a blank behind it.
+constexpr format::Text<48> flagsText(unsigned option) {
+  constexpr std::string_view gpio[] = {"", "GPIO_0 ", "GPIO_1 ", "GPIO_2 "};
+  if ((option & 0xF8) == 0) return format::Text<48>("(no options set)");
+  return {(option & 0x08) != 0 ? "MASKED " : "", (option & 0x40) != 0 ? "MESSAGE " : "",
+          gpio[option >> 4 & 3], (option & 0x80) != 0 ? "BREAKPOINT " : ""};
+}
+
+constexpr auto makeFlags() {
+  std::array<format::Text<48>, 32> flags;
+  for (unsigned i = 0; i < flags.size(); ++i) flags[i] = flagsText(i << 3);
+  return flags;
+}
+
+constexpr auto kFlags = makeFlags();
+
+/// The level of an option byte as it prints; a level without a name as a null string does.
+constexpr auto makeLevels() {
+  std::array<format::Text<16>, kSeverityMask + 1> levels;
+  for (unsigned char i = 0; i < levels.size(); ++i) {
+    const char* const name = severityName(i);
+    levels[i] = format::Text<16>(name != nullptr ? name : "(null)");
+  }
+  return levels;
+}
+
+constexpr auto kLevels = makeLevels();
+
+const format::Text<48>& flags(unsigned char option) { return kFlags[option >> 3]; }
+const format::Text<16>& level(unsigned char option) { return kLevels[option & kSeverityMask]; }
+
+// ------------------------------------------------------------------------------------------ text
+
+constexpr auto kGlobalLabels = std::array{
+    Label("Global Trace Config"),   Label("Global Debug Config"), Label("Global Info Config"),
+    Label("Global Warning Config"), Label("Global Error Config"), Label("Global Critical Config")};
+
+/// Appends a line for each event.
+template <std::size_t n>
+void addEvents(LineList& out, const std::array<Label, n>& event, const Options<n>& options) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const unsigned char option = options.event[i];
+    out.add<"%40s: %s %s">(event[i].text, level(option), flags(option));
+  }
+  out.add("");
+}
+
+LineList lines(ConfigReport r) {
+  // The line of SINGLE_OPEN has always shown the byte of DOUBLE_OPEN; its own byte is not shown.
+  auto& openShort = r.modules.open_short_test.event;
+  openShort[4] = openShort[3];
+
+  LineList out(264, 18000);
+  for (std::size_t i = 0; i < kGlobalLabels.size(); ++i)
+    out.add<"%40s:  %s">(kGlobalLabels[i].text, flags(r.global[i]));
+  out.add("");
+  visitNamed(r.modules, [&out](const auto& module, const auto& options) {
+    addEvents(out, module.event, options);
+  });
+  visitBlobs(r.modules, [&out](std::size_t row, const auto& options) {
+    out.add<"%40s">(blob_names[row]);
+    addEvents(out, kBlobEvents, options);
+  });
+  return out;
+}
+
+}  // namespace
+
+std::string HIDReportVeskPlugin::blackBoxOptionToString(unsigned char option, const char* eventName,
+                                                        bool printLevel) const {
+  if (printLevel) return format::string<"%40s: %s %s">(eventName, level(option), flags(option));
+  return format::string<"%40s:  %s">(eventName, flags(option));
+}
+
+Result HIDReportVeskPlugin::parseBlackBoxConfig() {
+  if (!useStrings()) return {};  // the configuration has no object
+  return lines(load<ConfigReport>(report_buf()));
+}
+
+}  // namespace vesk

@@ -1,0 +1,218 @@
+// Black box full report, 0xE1 and 0xEA: ID, number of events and event counters of every module.
+
+#include <algorithm>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "plugin/HIDReportVeskPlugin.h"
+#include "plugin/layouts.h"
+#include "reports/blackbox/catalogue.h"
+
+namespace vesk {
+
+namespace {
+
+using namespace blackbox;
+
+/// A module's record. The layout is fixed: the number of events is shown, and steers nothing.
+template <std::size_t events>
+struct Record {
+  u16 module_id;
+  u16 number_of_events;
+  u32 counter[events];
+};
+
+struct FullReport {
+  u8 id;
+  u16 module_count;
+  Modules<Record> modules;
+};
+static_assert(sizeof(FullReport) == layout::kBlackBoxFullReport);
+static_assert(offsetof(FullReport, modules.black_box) == 3);
+static_assert(offsetof(FullReport, modules.pse) == 27);
+static_assert(offsetof(FullReport, modules.open_short_test) == 71);
+static_assert(offsetof(FullReport, modules.scan_logger) == 99);
+static_assert(offsetof(FullReport, modules.svc_smgr) == 107);
+static_assert(offsetof(FullReport, modules.blob) == 127);
+static_assert(offsetof(FullReport, modules.hidspi_master) == 415);
+static_assert(offsetof(FullReport, modules.algs) == 487);
+static_assert(offsetof(FullReport, modules.sys) == 771);
+static_assert(offsetof(FullReport, modules.zub) == 783);
+static_assert(offsetof(FullReport, modules.hidspi_slave) == 827);
+static_assert(offsetof(FullReport, modules.otp) == 935);
+static_assert(offsetof(FullReport, modules.pmgr) == 951);
+static_assert(offsetof(FullReport, modules.last_blob) == 959);
+
+// ------------------------------------------------------------------------------------------ text
+
+LineList lines(const FullReport& r) {
+  LineList out(295, 17000);
+  out.add("---Black Box Full Report---");
+  out.add("");
+  out.add<"%40s: %i">("Module Count", r.module_count);
+  out.add("");
+  // The counters are unsigned, but %i reads them as signed: hosts compare this text.
+  visitNamed(r.modules, [&out](const auto& module, const auto& record) {
+    out.add<"%40s: 0x%04X">(module.moduleID.text, record.module_id);
+    out.add<"%40s: %i">(module.numberOfEvents.text, record.number_of_events);
+    for (std::size_t i = 0; i < module.kEvents; ++i)
+      out.add<"%40s: %i">(module.event[i].text, record.counter[i]);
+    out.add("");
+  });
+  visitBlobs(r.modules, [&out](std::size_t row, const auto& record) {
+    out.add<"%30s Module ID: 0x%04X">(blob_names[row], record.module_id);
+    out.add<"%40s: %i">("BLOB # Events", record.number_of_events);
+    for (std::size_t i = 0; i < kBlobEvents.size(); ++i)
+      out.add<"%40s: %i">(kBlobEvents[i].text, record.counter[i]);
+    out.add("");
+  });
+  return out;
+}
+
+// ---------------------------------------------------------------------------------------- object
+//
+// The values of the object are the report as it came; only its shape has to be made: the keys of
+// the named modules from the catalogue, those of the blobs from blob_names.
+
+constexpr std::size_t kBlobKeys = kBlobs * kBlobTails.size();
+constexpr std::size_t kKeys = 269;
+
+/// Offset of a module's record, for each module.
+template <std::size_t>
+struct Place {
+  std::size_t offset = 0;
+};
+
+constexpr Modules<Place> makePlaces() {
+  Modules<Place> places;
+  std::size_t at = offsetof(FullReport, modules);
+  const auto next = [&at]<std::size_t n>(Place<n>& place) {
+    place.offset = at;
+    at += sizeof(Record<n>);
+  };
+  next(places.black_box);
+  next(places.pse);
+  next(places.open_short_test);
+  next(places.scan_logger);
+  next(places.svc_smgr);
+  for (auto& blob : places.blob) next(blob);
+  next(places.hidspi_master);
+  next(places.algs);
+  next(places.sys);
+  next(places.zub);
+  next(places.hidspi_slave);
+  next(places.otp);
+  next(places.pmgr);
+  next(places.last_blob);
+  return places;
+}
+
+using Entries = std::array<Shape::Entry, kKeys>;
+
+/// The entries of the object, in the order in which the text shows the modules. `blobKeys` are the
+/// keys of the blobs, row by row.
+template <class Key>
+constexpr Entries makeEntries(const std::array<Key, kBlobKeys>& blobKeys) {
+  Entries entries;
+  std::size_t count = 0;
+  const auto add = [&](std::string_view key, Kind kind, std::size_t offset) {
+    entries[count++] = {key, Shape::Form::Number, kind, 1, static_cast<std::uint32_t>(offset)};
+  };
+  const auto counterOffset = [](std::size_t record, std::size_t event) {
+    return record + offsetof(Record<1>, counter) + event * sizeof(u32);
+  };
+  constexpr Modules<Place> places = makePlaces();
+  add("MODULE_COUNT", Kind::UnsignedShort, offsetof(FullReport, module_count));
+  visitNamed(places, [&](const auto& module, const auto& place) {
+    add(module.moduleIDKey.view(), Kind::UnsignedShort, place.offset);
+    // Of PMGR, the number of events is shown in the text only.
+    if (module.name != "PMGR")
+      add(module.numberOfEventsKey.view(), Kind::UnsignedShort,
+          place.offset + offsetof(Record<1>, number_of_events));
+    for (std::size_t i = 0; i < module.kEvents; ++i)
+      add(module.event[i].name(), Kind::UnsignedInt, counterOffset(place.offset, i));
+  });
+  visitBlobs(places, [&](std::size_t row, const auto& place) {
+    const Key* const key = &blobKeys[row * kBlobTails.size()];
+    add(key[0], Kind::UnsignedShort, place.offset);
+    add(key[1], Kind::UnsignedShort, place.offset + offsetof(Record<1>, number_of_events));
+    for (std::size_t i = 0; i < kBlobEvents.size(); ++i)
+      add(key[2 + i], Kind::UnsignedInt, counterOffset(place.offset, i));
+  });
+  return entries;
+}
+
+constexpr auto makeBlobKeyTexts() {
+  std::array<format::Text<64>, kBlobKeys> keys;
+  for (std::size_t i = 0; i < kBlobKeys; ++i)
+    keys[i] = {kBlobNames[i / kBlobTails.size()], kBlobTails[i % kBlobTails.size()]};
+  return keys;
+}
+
+constexpr auto kBlobKeyTexts = makeBlobKeyTexts();
+
+constexpr auto viewBlobKeys() {
+  std::array<std::string_view, kBlobKeys> views;
+  std::ranges::transform(kBlobKeyTexts, views.begin(), [](const auto& key) { return key.view(); });
+  return views;
+}
+
+constexpr auto enterKeys(const Entries& entries) {
+  std::array<std::uint16_t, Shape::placesFor(kKeys)> places{};
+  Shape::enter(entries, places);
+  return places;
+}
+
+constexpr Entries kEntries = makeEntries(viewBlobKeys());
+constexpr auto kEntryPlaces = enterKeys(kEntries);
+constexpr Shape kShape{kEntries, kEntryPlaces};
+
+/// The shape for a host that changed blob_names: it owns its keys.
+struct RenamedShape {
+  std::array<std::string, kBlobKeys> blobKeys;
+  std::vector<Shape::Entry> entries;
+  std::vector<std::uint16_t> places;
+  Shape shape;
+
+  RenamedShape() {
+    for (std::size_t i = 0; i < kBlobKeys; ++i) {
+      const char* const name = blob_names[i / kBlobTails.size()];
+      blobKeys[i] = format::string<"%s%s">(name, kBlobTails[i % kBlobTails.size()]);
+    }
+    for (const Shape::Entry& entry : makeEntries(blobKeys)) {
+      // A name that stands twice: as in any dictionary, the later value stays.
+      const auto same = std::ranges::find(entries, entry.key, &Shape::Entry::key);
+      if (same == entries.end())
+        entries.push_back(entry);
+      else
+        *same = entry;
+    }
+    places.resize(Shape::placesFor(entries.size()));
+    Shape::enter(entries, places);
+    shape = {entries, places};
+  }
+};
+
+ReportObject objectOf(const Shape* shape, std::shared_ptr<const void> owner, const FullReport& r) {
+  ReportObject object(shape, sizeof r, std::move(owner));
+  std::memcpy(object.block(), &r, sizeof r);
+  return object;
+}
+
+ReportObject object(const FullReport& r) {
+  if (std::ranges::equal(blob_names, kBlobNames)) return objectOf(&kShape, nullptr, r);
+  const auto renamed = std::make_shared<const RenamedShape>();
+  return objectOf(&renamed->shape, renamed, r);
+}
+
+}  // namespace
+
+Result HIDReportVeskPlugin::parseBlackBoxFullReport() {
+  const auto report = load<FullReport>(report_buf());
+  if (useStrings()) return lines(report);
+  return object(report);
+}
+
+}  // namespace vesk

@@ -1,0 +1,62 @@
+// Open/short scan data: the samples behind the open/short test, 0xE4 for the D-SCAN and 0xE5 for
+// the P-SCAN.
+
+#include "plugin/HIDReportVeskPlugin.h"
+#include "plugin/layouts.h"
+#include "reports/openshort/mark_row.h"
+
+namespace vesk {
+
+namespace {
+
+struct ScanDataReport {
+  u8 id;
+  u64 saturation;  // of the ADC, one bit a channel
+  u32 i[48];
+  u32 q[48];
+  u8 status;  // bit 0: brownout
+  u8 unused[7];
+};
+static_assert(sizeof(ScanDataReport) == layout::kOpenShortData);
+static_assert(offsetof(ScanDataReport, i) == 9);
+static_assert(offsetof(ScanDataReport, q) == 201);
+static_assert(offsetof(ScanDataReport, status) == 393);
+
+unsigned char brownout(const ScanDataReport& r) { return r.status & 1; }
+
+/// The scan's name comes from the ID that the host passed, not from the report's first byte.
+const char* scanName(std::uint32_t reportID) { return reportID == 0xE4 ? "D-SCAN" : "P-SCAN"; }
+
+LineList lines(const HIDReportVeskPlugin& plugin, const ScanDataReport& r) {
+  const char* const scan = scanName(plugin.report_id());
+  const char* const format = plugin.displayDecimal() ? "%14d " : "%08x ";
+  LineList out(22, plugin.displayDecimal() ? 2048 : 1400);
+  out.add<"Open/Short Test %s Data:">(scan);
+  out.add("");
+  out.add("                       40       32       24       16        8        0");
+  out.add<"ADC Saturation  %s">(markRow(r.saturation));
+  out.add("");
+  out.add<"Brownout: %s">(brownout(r) != 0 ? "YES" : "NO");
+  out.add("");
+  out.add<"[%s I]">(scan);
+  plugin.addArrayUint32(out, r.i, 48, format);
+  out.add("");
+  out.add<"[%s Q]">(scan);
+  plugin.addArrayUint32(out, r.q, 48, format);
+  return out;
+}
+
+ReportObject object(const ScanDataReport& r) {
+  return dictionary("SATURATION_DATA"_key = r.saturation, "BROWNOUT"_key = brownout(r),
+                    "SCAN_DATA_I"_key = r.i, "SCAN_DATA_Q"_key = r.q);
+}
+
+}  // namespace
+
+Result HIDReportVeskPlugin::parseOpenShortData() {
+  const auto report = load<ScanDataReport>(report_buf());
+  if (useStrings()) return lines(*this, report);
+  return object(report);
+}
+
+}  // namespace vesk

@@ -1,0 +1,55 @@
+// Open/short test results 0xE3: a mask of the channels with each kind of fault.
+
+#include "plugin/HIDReportVeskPlugin.h"
+#include "plugin/layouts.h"
+#include "reports/openshort/mark_row.h"
+
+namespace vesk {
+
+namespace {
+
+/// One bit a channel in each mask.
+struct OpenShortTestReport {
+  u8 id;
+  u64 short_tx_pos;
+  u64 short_tx_neg;
+  u64 short_both;
+  u64 open_tx_pos;
+  u64 open_tx_neg;
+  u64 open_both;
+  u64 weak;  // a weak open or short
+};
+static_assert(sizeof(OpenShortTestReport) == layout::kOpenShortTest);
+static_assert(offsetof(OpenShortTestReport, weak) == 49);
+
+LineList lines(const OpenShortTestReport& r) {
+  LineList out(10, 768);
+  out.add("Open/Short Test Results:");
+  out.add("");
+  out.add("\t                  40       32       24       16        8        0");
+  out.add<"\tShort TX+  %s">(markRow(r.short_tx_pos));
+  out.add<"\tShort TX-  %s">(markRow(r.short_tx_neg));
+  out.add<"\tShort BOTH %s">(markRow(r.short_both));
+  out.add<"\tOpen  TX+  %s">(markRow(r.open_tx_pos));
+  out.add<"\tOpen  TX-  %s">(markRow(r.open_tx_neg));
+  out.add<"\tOpen  BOTH %s">(markRow(r.open_both));
+  out.add<"\tWeak  O/S  %s">(markRow(r.weak));
+  return out;
+}
+
+ReportObject object(const OpenShortTestReport& r) {
+  return dictionary("SHORT_TX_POS"_key = r.short_tx_pos, "SHORT_TX_NEG"_key = r.short_tx_neg,
+                    "SHORT_BOTH"_key = r.short_both, "OPEN_TX_POS"_key = r.open_tx_pos,
+                    "OPEN_TX_NEG"_key = r.open_tx_neg, "OPEN_BOTH"_key = r.open_both,
+                    "WEAK_OS"_key = r.weak);
+}
+
+}  // namespace
+
+Result HIDReportVeskPlugin::parseOpenShortTest() {
+  const auto report = load<OpenShortTestReport>(report_buf());
+  if (useStrings()) return lines(report);
+  return object(report);
+}
+
+}  // namespace vesk

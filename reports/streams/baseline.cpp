@@ -1,0 +1,36 @@
+// Algorithm baseline 0xA2: one value for each of the 48 channels.
+
+#include "plugin/HIDReportVeskPlugin.h"
+#include "plugin/layouts.h"
+
+namespace vesk {
+
+namespace {
+
+struct BaselineReport {
+  u8 id;
+  f32 baseline[48];  // channel order
+};
+static_assert(sizeof(BaselineReport) == layout::kBaseline);
+
+LineList lines(const HIDReportVeskPlugin& plugin, const BaselineReport& r) {
+  LineList out(9, 3200);  // 44 characters for the largest float, 14 for the usual one
+  out.add("Vesk Algorithms Baseline:");
+  out.add("");
+  plugin.addArrayFloat(out, r.baseline, 48, "% -13.3f ");
+  out.add("");
+  return out;
+}
+
+ReportObject object(const BaselineReport& r) { return dictionary("BASELINE"_key = r.baseline); }
+
+}  // namespace
+
+// The name, unlike those of the other decoders, begins with "parser": the tables hold it so.
+Result HIDReportVeskPlugin::parserVeskAlgBaselineRequest() {
+  const auto report = load<BaselineReport>(report_buf());
+  if (useStrings()) return lines(*this, report);
+  return object(report);
+}
+
+}  // namespace vesk

@@ -1,0 +1,70 @@
+// Image input report 0x76: a raw frame of 4 x 48 samples.
+
+#include "plugin/HIDReportVeskPlugin.h"
+#include "plugin/layouts.h"
+
+namespace vesk {
+
+namespace {
+
+struct ImageReport {
+  u8 id;
+  u8 cookie;
+  u16 flags;
+  u32 frame_number;
+  u32 frame_params;
+  u32 timestamp;  // milliseconds
+  i32 d_scan_i[48];
+  i32 d_scan_q[48];
+  i32 p_scan_i[48];
+  i32 p_scan_q[48];
+  u32 tmon_params;
+  f32 tmon;  // degrees Celsius
+};
+static_assert(sizeof(ImageReport) == layout::kImage);
+static_assert(offsetof(ImageReport, d_scan_i) == 16);
+static_assert(offsetof(ImageReport, p_scan_i) == 400);
+static_assert(offsetof(ImageReport, tmon_params) == 784);
+
+LineList lines(const HIDReportVeskPlugin& plugin, const ImageReport& r) {
+  const char* const format = plugin.displayDecimal() ? "%14d " : "%08x ";
+  LineList out(40, plugin.displayDecimal() ? 3400 : 2100);
+  // Not in the report's order: the temperature comes before cookie and flags.
+  out.add<"[Frame # = %u]">(r.frame_number);
+  out.add<"[Frame Params = 0x%08x]">(r.frame_params);
+  out.add<"[Timestamp = %u ms]">(r.timestamp);
+  out.add<"[TMON = %f degC]">(r.tmon);
+  out.add<"[TMON Params = 0x%08x]">(r.tmon_params);
+  out.add<"[Cookie = 0x%02x]">(r.cookie);
+  out.add<"[Flags = 0x%04x]">(r.flags);
+  out.add("");
+  const auto addBlock = [&](std::string_view title, const i32(&samples)[48]) {
+    out.add(title);
+    plugin.addArrayInt32(out, samples, 48, format);
+    out.add("");
+  };
+  addBlock("[D-SCAN I]", r.d_scan_i);
+  addBlock("[D-SCAN Q]", r.d_scan_q);
+  addBlock("[P-SCAN I]", r.p_scan_i);
+  addBlock("[P-SCAN Q]", r.p_scan_q);
+  return out;
+}
+
+ReportObject object(const ImageReport& r) {
+  return dictionary(
+      "COOKIE"_key = r.cookie, "FLAGS"_key = r.flags, "FRAME_NUMBER"_key = r.frame_number,
+      "FRAME_PARAMS"_key = r.frame_params, "TIMESTAMP_MS"_key = r.timestamp,
+      "D_SCAN_I"_key = r.d_scan_i, "D_SCAN_Q"_key = r.d_scan_q, "P_SCAN_I"_key = r.p_scan_i,
+      "P_SCAN_Q"_key = r.p_scan_q, "TMON_PARAMS"_key = r.tmon_params, "TMON_DEG_C"_key = r.tmon);
+}
+
+}  // namespace
+
+Result HIDReportVeskPlugin::parseVeskImage() {
+  if (report_len() != sizeof(ImageReport)) return {};
+  const auto report = load<ImageReport>(report_buf());
+  if (useStrings()) return lines(*this, report);
+  return object(report);
+}
+
+}  // namespace vesk
