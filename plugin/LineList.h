@@ -27,9 +27,11 @@ class LineList {
  public:
   LineList() = default;
 
-  /// An empty list with room for `lines` lines of `characters` characters in all, line ends and the
-  /// slack of a conversion included: as long as they suffice, this is the only allocation.
-  LineList(std::size_t lines, std::size_t characters) { reallocate(lines, characters); }
+  /// An empty list with room for `lines` lines of `characters` characters in all, line ends
+  /// included: as long as they suffice, this is the only allocation.
+  LineList(std::size_t lines, std::size_t characters) {
+    reallocate(lines, characters + kernels::kSlack);
+  }
 
   LineList(LineList&& other) noexcept { swap(other); }
   LineList& operator=(LineList&& other) noexcept {
@@ -65,14 +67,14 @@ class LineList {
 
   /// Appends a line as it stands.
   void add(std::string_view line) {
-    std::memcpy(lineRoom(line.size()), line.data(), line.size());
-    endLine(characters() + _size + line.size());
+    char* const out = lineRoom(line.size());
+    endLine(out + line.copy(out, line.size()));
   }
 
   /// Appends a constant line.
   template <std::size_t size>
   void add(const char (&line)[size]) {
-    char* const out = lineRoom(size);
+    char* const out = lineRoom(size - 1);
     std::memcpy(out, line, size - 1);
     endLine(out + size - 1);
   }
@@ -80,14 +82,15 @@ class LineList {
   /// Appends a line made by a printf format (see format.h).
   template <format::Literal format, class... T>
   void add(const T&... argument) {
-    char* const out = lineRoom(format::room<format>(argument...));
+    char* const out = lineRoom(format::size<format>(argument...));
     endLine(format::write<format>(out, argument...));
   }
 
-  /// For what writes a line itself: room for `size` characters of the next line, valid until the
-  /// list changes. endLine() then makes them a line.
+  /// For what writes a line itself: room for `size` characters of the next line and, behind them,
+  /// for the slack of the kernels. Valid until the list changes. endLine() then makes them a line.
   char* lineRoom(std::size_t size) {
-    if (_lines == _lineCapacity || _capacity - _size <= size) grow(size + 1);
+    size += kernels::kSlack;  // within which the newline has its place
+    if (_lines == _lineCapacity || _capacity - _size < size) grow(size);
     return characters() + _size;
   }
 

@@ -14,16 +14,16 @@ namespace {
 
 constexpr std::uint32_t kPerLine = 8;
 
-/// Appends `count` elements in lines of eight, each written by `write(out, value)` into no more
-/// than `room(value)` characters.
-template <class T, class Room, class Write>
-void addRows(LineList& lines, const wire::Field<T>* data, std::uint32_t count, const Room& room,
+/// Appends `count` elements in lines of eight, each written by `write(out, value)` in no more than
+/// `size(value)` characters.
+template <class T, class Size, class Write>
+void addRows(LineList& lines, const wire::Field<T>* data, std::uint32_t count, const Size& size,
              const Write& write) {
   for (std::uint32_t begin = 0; begin < count; begin += kPerLine) {
     const std::uint32_t end = begin + std::min(kPerLine, count - begin);
-    std::size_t size = 0;
-    for (std::uint32_t i = begin; i < end; ++i) size += room(data[i].value());
-    char* out = lines.lineRoom(size);
+    std::size_t characters = 0;
+    for (std::uint32_t i = begin; i < end; ++i) characters += size(data[i].value());
+    char* out = lines.lineRoom(characters);
     for (std::uint32_t i = begin; i < end; ++i) out = write(out, data[i].value());
     lines.endLine(out);
   }
@@ -33,7 +33,7 @@ void addRows(LineList& lines, const wire::Field<T>* data, std::uint32_t count, c
 template <format::Literal text, class T>
 void addRows(LineList& lines, const wire::Field<T>* data, std::uint32_t count) {
   addRows(
-      lines, data, count, [](T value) { return format::room<text>(value); },
+      lines, data, count, [](T value) { return format::size<text>(value); },
       [](char* out, T value) { return format::write<text>(out, value); });
 }
 
@@ -54,7 +54,7 @@ void addArray(LineList& lines, const wire::Field<T>* data, std::uint32_t count,
     if (text == "%14d ") return addRows<"%14d ">(lines, data, count);
   }
   addRows(
-      lines, data, count, [&format](T value) { return format.room(value); },
+      lines, data, count, [&format](T value) { return format.size(value); },
       [&format](char* out, T value) { return format.write(out, value); });
 }
 

@@ -234,22 +234,26 @@ std::string_view viewOf(const Text<capacity>& text, const Conversion&) {
   return text.view();
 }
 
-/// Characters that a conversion of `argument` takes at most; some more do no harm.
+/// Characters that a conversion of `argument` takes at most.
 template <class T>
-std::size_t bound(const Conversion& c, const T& argument) {
+VESK_ALWAYS_INLINE std::size_t bound(const Conversion& c, const T& argument) {
   const auto width = static_cast<std::size_t>(c.width);
   if constexpr (ConstantText<T>) {
     return std::max(width, sizeof argument.characters);
   } else if constexpr (String<T>) {
     return std::max(width, viewOf(argument, c).size());
+  } else if constexpr (std::is_integral_v<T>) {
+    const bool hexadecimal = c.letter == 'x' || c.letter == 'X';
+    const std::size_t digits = sizeof(T) == 8 ? (hexadecimal ? 16 : 20) : (hexadecimal ? 8 : 10);
+    const auto precision = static_cast<std::size_t>(std::max(c.precision, 0));
+    const std::size_t prefix = c.alternate ? 2 : hexadecimal ? 0 : 1;
+    return std::max(width, std::max(digits, precision) + prefix);
   } else {
+    // The whole part of a number below 2^64 has 20 digits, that of any float 39, of any double 309.
+    const std::size_t longest = std::is_same_v<T, float> ? 39 : 309;
+    const std::size_t digits = std::fabs(argument) < 0x1p64 ? 20 : longest;
     const auto precision = static_cast<std::size_t>(c.precision < 0 ? 6 : c.precision);
-    // Sign, digits and point: 20 digits hold every integer and the whole part of a number below
-    // 2^64, 309 that of every double.
-    std::size_t digits = 20;
-    if constexpr (std::is_floating_point_v<T>)
-      digits = std::fabs(argument) < 0x1p64 ? 20 : std::is_same_v<T, float> ? 39 : 309;
-    return std::max(width, digits + precision + 3);
+    return std::max(width, digits + precision + 2);
   }
 }
 
@@ -455,17 +459,21 @@ VESK_ALWAYS_INLINE char* writePieces(char* out, std::index_sequence<index...>,
 
 template <Literal format, std::size_t... index, class... T>
 VESK_ALWAYS_INLINE std::size_t boundPieces(std::index_sequence<index...>, const T&... argument) {
-  return (std::size_t{0} + ... +
+  constexpr std::size_t literals =
+      (std::size_t{0} + ... +
+       (kPieces<format>.piece[index].end - kPieces<format>.piece[index].begin));
+  constexpr Piece last = kPieces<format>.piece[sizeof...(index)];
+  return ((literals + (last.end - last.begin)) + ... +
           bound(kPieces<format>.piece[index].conversion, Unwrap<T>::value(argument)));
 }
 
 }  // namespace detail
 
-/// Room that write<format>() needs at most for these arguments, what it may overwrite included.
+/// Characters that write<format>() makes of these arguments at most. It needs kernels::kSlack more,
+/// which it may overwrite.
 template <Literal format, class... T>
-VESK_ALWAYS_INLINE std::size_t room(const T&... argument) {
-  return format.view().size() + kernels::kSlack +
-         detail::boundPieces<format>(std::index_sequence_for<T...>{}, argument...);
+VESK_ALWAYS_INLINE std::size_t size(const T&... argument) {
+  return detail::boundPieces<format>(std::index_sequence_for<T...>{}, argument...);
 }
 
 /// Writes `argument...` as `format` says, without a NUL behind it, and gives back the end.
@@ -479,7 +487,7 @@ VESK_ALWAYS_INLINE char* write(char* out, const T&... argument) {
 /// The same as a string.
 template <Literal format, class... T>
 std::string string(const T&... argument) {
-  std::string text(room<format>(argument...), '\0');
+  std::string text(size<format>(argument...) + kernels::kSlack, '\0');
   text.resize(static_cast<std::size_t>(write<format>(text.data(), argument...) - text.data()));
   return text;
 }
@@ -492,7 +500,7 @@ class Format {
  public:
   /// Throws std::invalid_argument for a format that is not understood, or that has no or more than
   /// one conversion.
-  constexpr explicit Format(std::string_view text) : _text(text) {
+  constexpr explicit Format(std::string_view text) {
     std::size_t at = 0;
     const Piece first = parsePiece(text, at);
     const Piece second = parsePiece(text, at);
@@ -503,18 +511,16 @@ class Format {
     _behind = text.substr(second.begin);
   }
 
-  constexpr const Conversion& conversion() const { return _conversion; }
-  constexpr std::string_view text() const { return _text; }
-
   /// Whether the conversion takes arguments of type T.
   template <class T>
   constexpr bool takes() const {
     return detail::takes<T>(_conversion);
   }
 
+  /// Characters that write() makes of `argument` at most; it may overwrite kernels::kSlack more.
   template <class T>
-  std::size_t room(const T& argument) const {
-    return _text.size() + kernels::kSlack + detail::bound(_conversion, argument);
+  std::size_t size(const T& argument) const {
+    return _before.size() + detail::bound(_conversion, argument) + _behind.size();
   }
 
   /// Requires takes<T>().
@@ -526,7 +532,6 @@ class Format {
   }
 
  private:
-  std::string_view _text;
   std::string_view _before;
   std::string_view _behind;
   Conversion _conversion;

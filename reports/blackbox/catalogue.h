@@ -200,8 +200,8 @@ inline constexpr Module<1> kPmgr{"PMGR", detail::labels("PMGR_EVENT_WAKE_SRC_UNK
 /// blob_names.
 inline constexpr std::size_t kBlobs = 10;
 
-/// What blob_names holds unless a host changes it.
-inline constexpr const char* kBlobNames[kBlobs] = {
+/// What the rows of blob_names point to unless a host changes them.
+inline constexpr char kBlobNames[kBlobs][10] = {
     "BLOB_VAFE", "BLOB_VFCL", "BLOB_VPMp", "BLOB_VSGC", "BLOB_VSSp",
     "BLOB_VSSC", "BLOB_VSRx", "BLOB_VSPM", "BLOB_VRTC", "BLOB_VSFN",
 };

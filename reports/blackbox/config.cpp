@@ -94,7 +94,7 @@ LineList lines(ConfigReport r) {
   auto& openShort = r.modules.open_short_test.event;
   openShort[4] = openShort[3];
 
-  LineList out(264, 18000);
+  LineList out(264, 20480);
   for (std::size_t i = 0; i < kGlobalLabels.size(); ++i)
     out.add<"%40s:  %s">(kGlobalLabels[i].text, flags(r.global[i]));
   out.add("");

@@ -202,7 +202,9 @@ ReportObject objectOf(const Shape* shape, std::shared_ptr<const void> owner, con
 }
 
 ReportObject object(const FullReport& r) {
-  if (std::ranges::equal(blob_names, kBlobNames)) return objectOf(&kShape, nullptr, r);
+  // By address: a host that changed a row gets its own shape, whatever the row now says.
+  const auto isOurs = [](const char* name, const auto& ours) { return name == &ours[0]; };
+  if (std::ranges::equal(blob_names, kBlobNames, isOurs)) return objectOf(&kShape, nullptr, r);
   const auto renamed = std::make_shared<const RenamedShape>();
   return objectOf(&renamed->shape, renamed, r);
 }

@@ -39,7 +39,7 @@ bool nextLine(std::string_view& text, std::string_view& line) {
 
 LineList splitLines(std::string_view text) {
   const auto breaks = static_cast<std::size_t>(std::ranges::count(text, '\n'));
-  LineList lines(breaks + 1, text.size() + 2);
+  LineList lines(breaks + 1, text.size() + 1);
   std::string_view line;
   while (nextLine(text, line)) lines.add(line);
   lines.add(line);
@@ -62,7 +62,7 @@ Result HIDReportVeskPlugin::parseVersion() {
   const auto text = textOf(report_buf());
   if (!useStrings()) return text ? Result(ReportObject(*text)) : Result();
   if (!text) throw std::invalid_argument("report 0xD0: the version text is not UTF-8");
-  LineList lines(1, text->size() + 2);
+  LineList lines(1, text->size() + 1);
   lines.add(*text);  // one line, whatever newlines it holds
   return lines;
 }

@@ -28,7 +28,7 @@ static_assert(offsetof(ImageReport, tmon_params) == 784);
 
 LineList lines(const HIDReportVeskPlugin& plugin, const ImageReport& r) {
   const char* const format = plugin.displayDecimal() ? "%14d " : "%08x ";
-  LineList out(40, plugin.displayDecimal() ? 3400 : 2100);
+  LineList out(40, plugin.displayDecimal() ? 3400 : 2200);
   // Not in the report's order: the temperature comes before cookie and flags.
   out.add<"[Frame # = %u]">(r.frame_number);
   out.add<"[Frame Params = 0x%08x]">(r.frame_params);

@@ -58,7 +58,7 @@ std::string quoted(std::string_view text) {
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
     char hex[5];
-    std::snprintf(hex, sizeof hex, "\\x%02X", byte);
+    std::snprintf(hex, sizeof hex, "\\x%02x", byte);
     if (c == '"' || c == '\\')
       (out += '\\') += c;
     else if (c == '\n')

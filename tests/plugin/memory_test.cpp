@@ -1,0 +1,208 @@
+// Allocations: how many a decode makes, and what happens when one fails.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
+
+#include "tests/support/support.h"
+
+namespace {
+
+bool counting = false;
+std::size_t allocations = 0;  // since counting began
+std::size_t failAt = 0;       // number of the allocation that fails; 0: none
+std::ptrdiff_t live = 0;      // allocations not yet freed, of those made while counting
+
+/// A header of this size tells, when an allocation is freed, whether it was counted.
+constexpr std::size_t kHeader = alignof(std::max_align_t);
+
+// Not inlined: seen through, the compiler takes malloc and free for a mismatch of new and delete.
+
+[[gnu::noinline]] void* allocate(std::size_t size) {
+  if (counting && ++allocations == failAt) throw std::bad_alloc();
+  auto* const block = static_cast<char*>(std::malloc(size + kHeader));
+  if (block == nullptr) throw std::bad_alloc();
+  *block = counting ? 1 : 0;
+  live += *block;
+  return block + kHeader;
+}
+
+[[gnu::noinline]] void release(void* pointer) {
+  if (pointer == nullptr) return;
+  char* const block = static_cast<char*>(pointer) - kHeader;
+  live -= *block;
+  std::free(block);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return allocate(size); }
+void operator delete(void* pointer) noexcept { release(pointer); }
+void operator delete(void* pointer, std::size_t) noexcept { release(pointer); }
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return allocate(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+namespace vesk {
+namespace {
+
+/// Counts the allocations of `run`; the one of that number fails.
+template <class Run>
+void count(std::size_t fail, const Run& run) {
+  allocations = 0;
+  failAt = fail;
+  counting = true;
+  try {
+    run();
+  } catch (...) {
+    counting = false;
+    throw;
+  }
+  counting = false;
+}
+
+struct Case {
+  std::uint32_t id;
+  std::size_t size;
+  const char* text = nullptr;  // of a version report
+};
+
+const Case kCases[] = {
+    {0xD0, 0, "1.2.3"}, {0xD0, 0, ""}, {0xD2, 0, "1\n2\n3\n4\n5\n6\n7\n"},
+    {0xDF, 25},         {0xA9, 41},    {0x76, 792},
+    {0xDC, 25},         {0xDE, 2},     {0x77, 2064},
+    {0xA2, 193},        {0xE0, 7},     {0xE1, 991},
+    {0xE2, 232},        {0xE3, 57},    {0xE4, 401},
+};
+
+/// A report of a case with each byte the same: what makes text long differs from report to report.
+test::Report report(const Case& c, int byte) {
+  if (c.text != nullptr) return {c.id, c.text};
+  return test::Report(c.id, c.size).fill(1, c.size, byte);
+}
+
+constexpr int kBytes[] = {0x00, 0x01, 0x7F, 0x80, 0xFF, 0xE6, 0xF8, 0xFE};
+
+TEST(Memory, ADecodeMakesOneAllocation) {
+  for (const Case& c : kCases) {
+    for (const int byte : kBytes) {
+      for (const bool decimal : {false, true}) {
+        const auto plugin = test::makePlugin(decimal);
+        test::Report r = report(c, byte);
+        for (const bool useStrings : {true, false}) {
+          plugin->setUseStrings(useStrings);
+          Result result;
+          count(0, [&] { result = plugin->reportToObject(r.data(), c.id, r.type(), r.length()); });
+          EXPECT_EQ(allocations, result.isNil() ? 0u : 1u)
+              << std::hex << c.id << " text " << useStrings << " byte " << byte;
+        }
+      }
+    }
+  }
+}
+
+TEST(Memory, LargeFloatsStillMakeOneAllocation) {
+  const auto plugin = test::makePlugin();
+  plugin->setUseStrings(true);
+  test::Report baseline(0xA2, 193);
+  for (std::size_t i = 0; i < 48; ++i) baseline.putFloat(1 + 4 * i, -3.4028235e38f);
+  Result result;
+  count(0, [&] { result = plugin->reportToObject(baseline.data(), 0xA2, kFeature, 193); });
+  EXPECT_EQ(allocations, 1u);
+  EXPECT_EQ(result.lines()->size(), 9u);
+}
+
+TEST(Memory, AnAllocationThatFailsLeavesTheInstanceUsable) {
+  for (const Case& c : kCases) {
+    for (const bool useStrings : {true, false}) {
+      const auto plugin = test::makePlugin();
+      plugin->setUseStrings(useStrings);
+      test::Report r = report(c, 0x11);
+      const auto decode = [&] {
+        return plugin->reportToObject(r.data(), c.id, r.type(), r.length());
+      };
+      const std::string expected = test::listing(decode());
+      const std::ptrdiff_t before = live;
+      std::size_t failures = 0;
+      for (std::size_t fail = 1;; ++fail) {
+        try {
+          count(fail, decode);
+          break;
+        } catch (const std::bad_alloc&) {
+          ++failures;
+        }
+        EXPECT_EQ(live, before);
+        EXPECT_EQ(test::listing(decode()), expected);
+      }
+      EXPECT_EQ(live, before);
+      EXPECT_EQ(failures, decode().isNil() ? 0u : 1u) << std::hex << c.id;
+    }
+  }
+}
+
+TEST(Memory, InitGivesAWholeObjectOrNothing) {
+  std::size_t failures = 0;
+  for (std::size_t fail = 1;; ++fail) {
+    std::unique_ptr<HIDReportVeskPlugin> plugin;
+    const std::ptrdiff_t before = live;
+    count(fail, [&] { plugin = HIDReportVeskPlugin::init(); });
+    if (plugin) {
+      EXPECT_EQ(plugin->reportIds()->size(), 14u);
+      EXPECT_EQ(plugin->inputReportIds()->size(), 2u);
+      EXPECT_EQ(plugin->reportIdNames()->size(), 14u);
+      break;
+    }
+    ++failures;
+    EXPECT_EQ(live, before) << "leaked when allocation " << fail << " failed";
+  }
+  // The object and its three tables at least, the display names among them.
+  EXPECT_GT(failures, 4u);
+}
+
+TEST(Memory, TeardownFreesTheTables) {
+  const std::ptrdiff_t before = live;
+  count(0, [] { HIDReportVeskPlugin::init().reset(); });
+  EXPECT_EQ(live, before);
+}
+
+TEST(Memory, OptionsThatFailChangeNothing) {
+  const auto plugin = test::makePlugin();
+  plugin->setUseStrings(true);
+  const char* const options[] = {"-decimal", "-decimal"};
+  for (std::size_t fail = 1;; ++fail) {
+    const std::ptrdiff_t before = live;
+    try {
+      count(fail, [&] { plugin->parseArgs(2, options); });
+      break;
+    } catch (const std::bad_alloc&) {
+      EXPECT_EQ(live, before);
+      EXPECT_FALSE(plugin->displayDecimal());
+      EXPECT_TRUE(plugin->useStrings());
+    }
+  }
+  EXPECT_TRUE(plugin->displayDecimal());
+  EXPECT_FALSE(plugin->useStrings());
+}
+
+TEST(Memory, NothingIsKeptOfAReport) {
+  const auto plugin = test::makePlugin();
+  for (const Case& c : kCases) {
+    for (const bool useStrings : {true, false}) {
+      plugin->setUseStrings(useStrings);
+      test::Report r = report(c, 0x11);
+      const std::ptrdiff_t before = live;
+      count(0, [&] { plugin->reportToObject(r.data(), c.id, r.type(), r.length()); });
+      EXPECT_EQ(live, before) << std::hex << c.id;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vesk
