@@ -29,7 +29,8 @@ struct Error {
     text += " UserInfo={";
     const char* separator = "";
     for (const auto& [key, value] : userInfo) {
-      text += separator + key + '=' + value;
+      ((text += separator) += key) += '=';
+      text += value;
       separator = ", ";
     }
     return text + '}';

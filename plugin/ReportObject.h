@@ -306,7 +306,8 @@ ReportObject dictionary(const E&... entry) {
 /// The left side of `"KEY"_key = value`.
 template <format::Literal key>
 struct Key {
-  template <class T>
+  // An assignment by its looks only: it makes the entry.
+  template <class T>  // NOLINTNEXTLINE(misc-unconventional-assign-operator)
   detail::Entry<key, T> operator=(const T& value) const {
     return {value};
   }

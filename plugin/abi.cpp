@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -85,8 +86,8 @@ vesk_status reportToObject(vesk_plugin* plugin, const void* buffer, std::uint32_
                            std::int32_t type, std::int64_t length, vesk_result** result) noexcept {
   *result = nullptr;
   return guarded(plugin, [&] {
-    *result =
-        new vesk_result{plugin->plugin->reportToObject(bytes(buffer), report_id, type, length)};
+    vesk::Result decoded = plugin->plugin->reportToObject(bytes(buffer), report_id, type, length);
+    *result = std::make_unique<vesk_result>(vesk_result{std::move(decoded)}).release();
   });
 }
 
@@ -115,6 +116,7 @@ std::size_t resultCount(const vesk_result* result) noexcept {
   return object->isString() ? 1 : object->size();
 }
 
+// NOLINTNEXTLINE(bugprone-exception-escape): the index is checked
 vesk_status resultLine(const vesk_result* result, std::size_t index, const char** text,
                        std::size_t* length) noexcept {
   const vesk::LineList* const lines = result->result.lines();
@@ -179,6 +181,7 @@ class Visit {
   bool _going = true;
 };
 
+// NOLINTNEXTLINE(bugprone-exception-escape): every index is below the size
 vesk_status resultVisit(const vesk_result* result, const vesk_visitor* visitor) noexcept {
   if (visitor->size < sizeof(vesk_visitor)) return VESK_BAD_ARGUMENT;
   Visit visit(*visitor);

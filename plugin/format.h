@@ -309,14 +309,10 @@ VESK_ALWAYS_INLINE char* writeInteger(char* out, const Conversion& c, std::uint6
                                       bool negative) {
   const bool hexadecimal = c.letter == 'x' || c.letter == 'X';
   char digits[20 + kernels::kSlack];
+  char* const end = hexadecimal ? kernels::hex16(digits, magnitude, c.letter == 'X')
+                                : kernels::decimal(digits, magnitude);
   char* begin = digits;
-  char* end = digits;
-  if (!hexadecimal) {
-    end = kernels::decimal(digits, magnitude);
-  } else {
-    end = kernels::hex16(digits, magnitude, c.letter == 'X');
-    begin = end - std::max(1, (64 - std::countl_zero(magnitude) + 3) / 4);
-  }
+  if (hexadecimal) begin = end - std::max(1, (64 - std::countl_zero(magnitude) + 3) / 4);
   if (magnitude == 0 && c.precision == 0) begin = end;
   const auto size = static_cast<std::size_t>(end - begin);
   const auto precision = static_cast<std::size_t>(std::max(c.precision, 0));

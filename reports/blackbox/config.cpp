@@ -61,8 +61,8 @@ constexpr auto kFlags = makeFlags();
 /// The level of an option byte as it prints; a level without a name as a null string does.
 constexpr auto makeLevels() {
   std::array<format::Text<16>, kSeverityMask + 1> levels;
-  for (unsigned char i = 0; i < levels.size(); ++i) {
-    const char* const name = severityName(i);
+  for (std::size_t i = 0; i < levels.size(); ++i) {
+    const char* const name = severityName(static_cast<unsigned char>(i));
     levels[i] = format::Text<16>(name != nullptr ? name : "(null)");
   }
   return levels;

@@ -1,0 +1,26 @@
+# To be sourced: need_packages PACKAGE... installs what is missing of these Debian packages.
+
+need_packages() {
+  local package missing=()
+  for package; do
+    dpkg-query -W -f='${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed ||
+      missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+
+  echo "Installing ${missing[*]}" >&2
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+      echo "This needs root: apt-get install ${missing[*]}" >&2
+      return 1
+    fi
+    as_root=(sudo)
+  fi
+  # Not on stdout, which is for decoded reports.
+  "${as_root[@]}" apt-get update -qq >&2
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
+
+packages_to_build="cmake ninja-build g++ libcli11-dev libpcap-dev rapidjson-dev"

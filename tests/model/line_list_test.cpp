@@ -1,0 +1,231 @@
+#include "plugin/LineList.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace vesk {
+namespace {
+
+/// Checks a list against its lines, one by one and as a text.
+void expectLines(const LineList& list, const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + '\n';
+  EXPECT_EQ(list.text(), text);
+  EXPECT_EQ(list.empty(), lines.empty());
+  ASSERT_EQ(list.size(), lines.size());
+  for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_EQ(list[i], lines[i]) << "line " << i;
+  EXPECT_THROW(list[lines.size()], std::out_of_range);
+  EXPECT_THROW(list[std::numeric_limits<std::size_t>::max()], std::out_of_range);
+}
+
+TEST(LineList, IsEmptyAtFirst) {
+  expectLines(LineList(), {});
+  expectLines(LineList(0, 0), {});
+  expectLines(LineList(10, 1000), {});
+}
+
+TEST(LineList, KeepsTheOrder) {
+  LineList list(3, 80);
+  list.add("Pump:");
+  list.add<"   Strokes:%u">(7u);
+  list.add(std::string_view("third"));
+  expectLines(list, {"Pump:", "   Strokes:7", "third"});
+}
+
+TEST(LineList, KeepsEmptyLines) {
+  LineList list;
+  list.add("");
+  list.add(std::string_view());
+  list.add("a");
+  list.add(std::string());
+  list.add<"">();
+  list.add<"%s">("");
+  expectLines(list, {"", "", "a", "", "", ""});
+}
+
+TEST(LineList, KeepsNewlinesWithinALine) {
+  LineList list;
+  list.add("a\nb");
+  list.add("\n");
+  list.add("c\r");
+  list.add<"%s|">("d\ne");
+  expectLines(list, {"a\nb", "\n", "c\r", "d\ne|"});
+}
+
+TEST(LineList, KeepsNulCharacters) {
+  LineList list;
+  list.add("a\0b");
+  list.add(std::string_view("\0\0", 2));
+  expectLines(list, {std::string("a\0b", 3), std::string(2, '\0')});
+}
+
+TEST(LineList, TakesAPercentSignAsItStands) {
+  LineList list;
+  list.add("100 %d");
+  list.add(std::string_view("%s%n"));
+  expectLines(list, {"100 %d", "%s%n"});
+}
+
+/// Lists without a hint and with one that is too small, right or too large are the same list.
+TEST(LineList, GrowsBeyondItsHints) {
+  std::vector<std::string> expected;
+  for (int i = 0; i < 300; ++i)
+    expected.push_back(std::string(static_cast<std::size_t>(i * 7 % 90), 'x') + std::to_string(i));
+  for (const std::size_t lines : {0, 1, 2, 299, 300, 1000})
+    for (const std::size_t characters : {0, 1, 16, 17, 100, 5000, 100000}) {
+      LineList list(lines, characters);
+      for (const std::string& line : expected) list.add(line);
+      expectLines(list, expected);
+    }
+}
+
+TEST(LineList, GrowsByTheBytes) {
+  // Each length, so that the last byte of the block is met from both sides.
+  for (std::size_t size = 0; size < 200; ++size) {
+    const std::string line(size, 'y');
+    LineList list(1, size + 1);
+    list.add(line);
+    list.add<"%s">(line);
+    list.add(line);
+    expectLines(list, {line, line, line});
+  }
+}
+
+TEST(LineList, DoesNotMoveWhileItsHintsSuffice) {
+  LineList list(100, 100 * 11);
+  list.add("0123456789");
+  const char* const block = list.text().data();
+  for (int i = 1; i < 100; ++i) list.add("0123456789");
+  EXPECT_EQ(list.text().data(), block);
+  EXPECT_EQ(list.size(), 100u);
+}
+
+TEST(LineList, HoldsALongLine) {
+  const std::string line(1000000, 'z');
+  LineList list;
+  list.add("first");
+  list.add(line);
+  list.add<"%s">(line);
+  expectLines(list, {"first", line, line});
+}
+
+TEST(LineList, HoldsManyLines) {
+  constexpr std::uint32_t kLines = 100000;
+  LineList list;
+  for (std::uint32_t i = 0; i < kLines; ++i) list.add<"line %u">(i);
+  ASSERT_EQ(list.size(), kLines);
+  for (std::uint32_t i = 0; i < kLines; ++i) ASSERT_EQ(list[i], "line " + std::to_string(i));
+  EXPECT_EQ(list.text().size(), 100000 * 6 + 10 + 90 * 2 + 900 * 3 + 9000 * 4 + 90000 * 5);
+}
+
+TEST(LineList, TakesALineThatIsWrittenInPlace) {
+  LineList list;
+  list.add("before");
+  char* out = list.lineRoom(5);
+  for (const char c : std::string_view("abcde")) *out++ = c;
+  list.endLine(out);
+  out = list.lineRoom(100);  // less than asked for
+  *out++ = 'f';
+  list.endLine(out);
+  list.endLine(list.lineRoom(0));
+  list.add("behind");
+  expectLines(list, {"before", "abcde", "f", "", "behind"});
+}
+
+/// Room that was asked for and not used is no line.
+TEST(LineList, ForgetsRoomWithoutALine) {
+  LineList list;
+  list.add("a");
+  list.lineRoom(1000)[0] = 'x';
+  expectLines(list, {"a"});
+  list.add("b");
+  expectLines(list, {"a", "b"});
+}
+
+// ----------------------------------------------------------------------------------- copy and move
+
+LineList twoLines() {
+  LineList list(2, 40);
+  list.add("one");
+  list.add("two");
+  return list;
+}
+
+TEST(LineList, CopiesAreIndependent) {
+  LineList original = twoLines();
+  LineList copy = original;
+  expectLines(copy, {"one", "two"});
+  EXPECT_NE(copy.text().data(), original.text().data());
+  copy.add("three");
+  original.add("other");
+  original.add("fourth");
+  expectLines(copy, {"one", "two", "three"});
+  expectLines(original, {"one", "two", "other", "fourth"});
+
+  copy = original;
+  original.add("fifth");
+  expectLines(copy, {"one", "two", "other", "fourth"});
+}
+
+TEST(LineList, CopiesOfEmptyLists) {
+  const LineList none;
+  const LineList reserved(5, 100);
+  LineList copy = none;
+  expectLines(copy, {});
+  copy = reserved;
+  expectLines(copy, {});
+  copy.add("a");
+  expectLines(copy, {"a"});
+  copy = none;
+  expectLines(copy, {});
+  copy.add("b");
+  expectLines(copy, {"b"});
+}
+
+TEST(LineList, MovesWithoutCopying) {
+  static_assert(std::is_nothrow_move_constructible_v<LineList>);
+  static_assert(std::is_nothrow_move_assignable_v<LineList>);
+  LineList original = twoLines();
+  const char* const block = original.text().data();
+  LineList moved = std::move(original);
+  EXPECT_EQ(moved.text().data(), block);
+  expectLines(moved, {"one", "two"});
+
+  LineList assigned;
+  assigned.add("old");
+  assigned = std::move(moved);
+  EXPECT_EQ(assigned.text().data(), block);
+  expectLines(assigned, {"one", "two"});
+}
+
+TEST(LineList, CanBeUsedAfterAMove) {
+  LineList original = twoLines();
+  const LineList moved = std::move(original);
+  expectLines(original, {});  // NOLINT(bugprone-use-after-move)
+  original.add("again");
+  expectLines(original, {"again"});
+  expectLines(moved, {"one", "two"});
+  original = twoLines();
+  expectLines(original, {"one", "two"});
+}
+
+TEST(LineList, SurvivesAssignmentToItself) {
+  LineList list = twoLines();
+  LineList& same = list;
+  list = same;
+  expectLines(list, {"one", "two"});
+  list = std::move(same);
+  expectLines(list, {"one", "two"});
+}
+
+}  // namespace
+}  // namespace vesk
