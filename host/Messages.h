@@ -1,0 +1,47 @@
+/// What the program says to people, on standard error: messages, and how far it is.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace vesk::host {
+
+class Messages {
+ public:
+  /// `progress` allows a progress line, `colours` colours.
+  Messages(bool progress, bool colours) : _progress(progress), _colours(colours) {}
+
+  /// "where: message"
+  void tell(std::string_view where, std::string_view message);
+
+  /// The same for a problem, which stands out where there are colours.
+  void complain(std::string_view where, std::string_view message);
+
+  /// Lines as they are.
+  void show(std::string_view lines);
+
+  /// A file begins.
+  void beginFile();
+
+  /// So much of it is read, of `size` bytes where that is known, and so many reports are decoded.
+  /// Shown when the file takes long, and not too often.
+  void progress(std::uint64_t bytes, std::optional<std::uint64_t> size, std::uint64_t reports);
+
+  /// Removes the progress line.
+  void clear();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool _progress;
+  bool _colours;
+  bool _lineShown = false;
+  Clock::time_point _begin{};
+  Clock::time_point _next{};
+  std::uint64_t _reportsAtBegin = 0;
+  bool _begun = false;
+};
+
+}  // namespace vesk::host

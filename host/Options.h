@@ -1,0 +1,51 @@
+/// The command line.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "host/Report.h"
+#include "host/inputs/Forms.h"
+
+namespace vesk::host {
+
+enum class OutputForm : std::uint8_t { Text, NdJson, Json, Csv, Recording };
+enum class ColourChoice : std::uint8_t { Auto, Always, Never };
+
+struct Options {
+  std::vector<std::string> files;  // "-" is standard input; never empty
+  std::optional<Form> inputForm;   // none: by the content
+  OutputForm outputForm = OutputForm::Text;
+  std::vector<std::uint32_t> reports;  // empty: all
+  std::optional<ReportType> type;
+  UsbSelection usb;
+  std::vector<std::string> pluginArguments;
+  std::optional<std::string> plugin;
+  ColourChoice colour = ColourChoice::Auto;
+  bool headers = false;
+  bool lines = false;
+  bool statistics = false;
+  bool verbose = false;
+  bool listReports = false;
+  bool showVersion = false;
+};
+
+/// The command line makes no sense; one line says why.
+class UsageFault : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The help was asked for.
+struct HelpText {
+  std::string text;
+};
+
+/// `arguments` are those behind the program's name. Throws UsageFault.
+std::variant<Options, HelpText> parseOptions(const std::vector<std::string>& arguments);
+
+}  // namespace vesk::host

@@ -1,0 +1,132 @@
+#include "host/Plugin.h"
+
+#include <dlfcn.h>
+
+#include <filesystem>
+
+namespace vesk::host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kLibraryName = "libvesk-report.so";
+
+/// Where the library may be, seen from the program: as built, as installed, and as configured.
+std::vector<fs::path> usualFolders() {
+  std::vector<fs::path> folders;
+  std::error_code failed;
+  const fs::path program = fs::read_symlink("/proc/self/exe", failed);
+  if (!failed) {
+    const fs::path beside = program.parent_path();
+    const fs::path lib = beside.parent_path() / "lib";
+    folders = {beside, lib, lib / VESK_MULTIARCH};
+  }
+  folders.emplace_back(VESK_PLUGIN_FOLDER);
+  return folders;
+}
+
+std::string findLibrary() {
+  std::string looked;
+  for (const fs::path& folder : usualFolders()) {
+    const fs::path path = folder / kLibraryName;
+    std::error_code failed;
+    if (fs::exists(path, failed)) return path.string();
+    looked += (looked.empty() ? "" : ", ") + folder.string();
+  }
+  throw PluginFault(std::string("cannot find ") + kLibraryName + " in " + looked +
+                    "; name it with --plugin FILE");
+}
+
+/// dlopen() looks a name without a slash up in the system's folders, which --plugin doesn't mean.
+std::string asPath(const std::string& name) {
+  return name.find('/') == std::string::npos ? "./" + name : name;
+}
+
+const vesk_plugin_api* load(const std::string& path) {
+  void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) throw PluginFault(std::string("cannot load the plug-in: ") + dlerror());
+  const auto entry =
+      reinterpret_cast<vesk_plugin_entry_fn*>(dlsym(library, VESK_PLUGIN_ENTRY_NAME));
+  if (entry == nullptr)
+    throw PluginFault(path + " is no plug-in: it has no " + VESK_PLUGIN_ENTRY_NAME);
+  const vesk_plugin_api* const api = entry();
+  if (api->abi_version != VESK_ABI_VERSION)
+    throw PluginFault(path + " is a plug-in of ABI version " + std::to_string(api->abi_version) +
+                      ", and this program needs version " + std::to_string(VESK_ABI_VERSION));
+  if (api->size < VESK_API_SIZE_1)
+    throw PluginFault(path + " lacks functions of ABI version " + std::to_string(VESK_ABI_VERSION) +
+                      ": its table has " + countedBytes(api->size) + ", not " +
+                      std::to_string(VESK_API_SIZE_1));
+  return api;
+}
+
+}  // namespace
+
+PluginLibrary::PluginLibrary(const std::optional<std::string>& path)
+    : _path(path ? asPath(*path) : findLibrary()), _api(load(_path)) {}
+
+Result::Result(const vesk_plugin_api& api, vesk_result* result)
+    : _api(&api), _result(result, Free{&api}) {}
+
+vesk_result_form Result::form() const {
+  return static_cast<vesk_result_form>(_api->result_form(_result.get()));
+}
+
+std::string_view Result::text() const {
+  const char* text = nullptr;
+  std::size_t length = 0;
+  _api->result_text(_result.get(), &text, &length);
+  return {text, length};
+}
+
+Plugin::Plugin(const PluginLibrary& library, const std::vector<std::string>& arguments)
+    : _api(library.api()), _plugin(nullptr, Destroy{&_api}) {
+  vesk_plugin* plugin = nullptr;
+  if (_api.create(&plugin) != VESK_OK) throw PluginFault("the plug-in makes no instance");
+  _plugin.reset(plugin);
+
+  std::vector<const char*> pointers;
+  for (const std::string& argument : arguments) pointers.push_back(argument.c_str());
+  int accepted = 0;
+  const vesk_status status = _api.parse_args(plugin, static_cast<std::int32_t>(pointers.size()),
+                                             pointers.data(), &accepted);
+  if (status != VESK_OK || accepted == 0) throw PluginFault("the plug-in refused its options");
+}
+
+std::vector<ReportKind> Plugin::reportKinds() const {
+  std::vector<ReportKind> kinds;
+  for (std::size_t i = 0; i < _api.report_count(_plugin.get()); ++i) {
+    vesk_report_info info{};
+    info.size = sizeof info;
+    if (_api.report_info(_plugin.get(), i, &info) != VESK_OK)
+      throw PluginFault(_api.error_message(_plugin.get()));
+    ReportKind& kind = kinds.emplace_back();
+    kind.id = info.report_id;
+    kind.type = static_cast<ReportType>(info.report_type);
+    kind.decoder = info.decoder;
+    if (info.display_name != nullptr) kind.displayName = info.display_name;
+    kind.smallest = static_cast<std::size_t>(info.smallest_buffer);
+    kind.exactLength = info.exact_length != 0;
+    kind.nulTerminated = info.nul_terminated != 0;
+  }
+  return kinds;
+}
+
+void Plugin::setMode(Mode mode) {
+  if (mode == _mode) return;
+  _api.set_use_strings(_plugin.get(), mode == Mode::Text ? 1 : 0);
+  _mode = mode;
+}
+
+Result Plugin::decode(std::span<const std::uint8_t> bytes, const ReportKind& kind, Mode mode) {
+  setMode(mode);
+  vesk_result* result = nullptr;
+  const vesk_status status = _api.report_to_object(
+      _plugin.get(), bytes.data(), kind.id, static_cast<std::int32_t>(kind.type),
+      static_cast<std::int64_t>(bytes.size()), &result);
+  if (status != VESK_OK) throw DecoderFault(_api.error_message(_plugin.get()));
+  return {_api, result};
+}
+
+}  // namespace vesk::host

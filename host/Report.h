@@ -1,0 +1,112 @@
+/// What passes from the inputs to the outputs: reports, and what is wrong with those that aren't.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "plugin/vesk_plugin.h"
+
+namespace vesk::host {
+
+enum class ReportType : std::int32_t {
+  Input = VESK_INPUT,
+  Output = VESK_OUTPUT,
+  Feature = VESK_FEATURE,
+};
+
+/// "input", "output" or "feature".
+std::string_view nameOf(ReportType type);
+std::optional<ReportType> reportTypeNamed(std::string_view name);
+
+/// No report that a device sends is longer: a control transfer's length has 16 bits. What claims to
+/// be longer is refused, which keeps memory bounded whatever an input says.
+inline constexpr std::size_t kLongestReport = 65536;
+
+/// Where in its file something stands. Lines and packets count from 1, bytes from 0.
+struct Place {
+  enum class Unit : std::uint8_t { File, Line, Packet, Offset };
+  Unit unit = Unit::File;
+  std::uint64_t number = 0;
+};
+
+/// "FILE:12", "FILE: packet 12", "FILE: byte 12", or "FILE".
+std::string describe(std::string_view file, const Place& place);
+
+/// Who sent a report, where a capture can hold several devices.
+struct UsbSender {
+  std::uint16_t bus;
+  std::uint16_t device;
+  std::uint8_t endpoint;  // with its direction bit
+};
+
+/// One report as an input found it. The views live until the input is asked for the next item.
+struct Report {
+  std::span<const std::uint8_t> bytes;  // never empty; the first is the report ID
+  std::optional<ReportType> type;       // none where the form has no place for it
+  Place place;
+  std::optional<std::int64_t> microseconds;
+  std::string_view preamble;  // a recording's lines on the device, for those that write recordings
+  std::optional<UsbSender> sender;
+
+  std::uint32_t id() const { return bytes.front(); }
+};
+
+/// "report 0xE1 (feature)", as messages name a report.
+std::string describe(std::uint32_t id, std::optional<ReportType> type);
+
+/// "1 byte", "2 bytes".
+std::string countedBytes(std::uint64_t count);
+
+enum class ProblemCode : std::uint8_t {
+  BadHex,
+  BadDump,
+  BadRecording,
+  LengthMismatch,
+  TooLong,
+  EmptyReport,
+  ShortReport,
+  RefusedLength,
+  UnknownReport,
+  TruncatedCapture,
+  FailedRequest,
+  UnansweredRequest,
+  MismatchedReply,
+  DecoderFailed,
+  UnsupportedInput,
+  UnreadableInput,
+};
+inline constexpr std::size_t kProblemCodes = 16;
+
+/// "bad_hex", "short_report", ...
+std::string_view nameOf(ProblemCode code);
+
+/// Something in an input that gives no report, or a report that can't be decoded.
+struct Problem {
+  ProblemCode code;
+  std::string message;  // one line, without the place
+  Place place;
+  std::optional<std::int64_t> microseconds;
+  std::optional<std::uint32_t> reportId;
+  std::optional<ReportType> reportType;
+  std::optional<std::uint64_t> expected;
+  std::optional<std::uint64_t> got;
+  std::optional<std::uint64_t> offset;
+
+  /// True if the input as a whole can't be read, false if a part of it is wrong.
+  bool endsInput() const {
+    return code == ProblemCode::UnsupportedInput || code == ProblemCode::UnreadableInput;
+  }
+};
+
+Problem problemAt(const Place& place, ProblemCode code, std::string message);
+
+/// What is wrong with the size of a report, if anything: one of no bytes has no ID.
+std::optional<Problem> checkSize(const Place& place, std::size_t size);
+
+/// A problem with `report`: place, time, ID and type are the report's.
+Problem problemWith(const Report& report, ProblemCode code, std::string_view complaint);
+
+}  // namespace vesk::host

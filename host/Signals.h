@@ -1,0 +1,21 @@
+/// Interrupts: the first one asks the program to finish in good order, the second one ends it.
+#pragma once
+
+namespace vesk::host {
+
+/// From here on SIGINT and SIGTERM only raise interrupted().
+void catchInterrupts();
+
+bool interrupted();
+
+/// Waits until a descriptor has something to read, or until an interrupt.
+void waitUntilReadable(int descriptor);
+
+/// Ends the process by the signal that interrupted it, so that whoever started it can see that.
+/// Returns only if there was none.
+void dieIfInterrupted();
+
+/// Ends the process by SIGPIPE: what happens to a program whose reader has gone.
+[[noreturn]] void dieOfClosedPipe();
+
+}  // namespace vesk::host

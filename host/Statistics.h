@@ -1,0 +1,73 @@
+/// What a run has seen: reports by kind, problems by code, and frames that got lost on the way.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/Report.h"
+#include "host/ReportTable.h"
+
+namespace vesk::host {
+
+class Statistics {
+ public:
+  /// Counters start anew with each file.
+  void beginFile(std::string_view name);
+
+  void count(const Report& report, const ReportKind* kind);
+  void count(ProblemCode code) { ++_problems[static_cast<std::size_t>(code)]; }
+
+  struct KindCount {
+    std::uint32_t id;
+    ReportType type;
+    const ReportKind* kind;  // null if no decoder knows it
+    std::uint64_t reports;
+  };
+
+  /// A place where a counter in the reports jumped.
+  struct Gap {
+    std::string before;  // the place of the first report behind the gap
+    std::uint32_t first;
+    std::uint32_t last;
+  };
+
+  /// What a counter says about reports that are missing.
+  struct Losses {
+    std::string_view counter;  // "FRAME_NUMBER"
+    std::uint64_t lost = 0;
+    std::uint64_t gapCount = 0;
+    std::vector<Gap> gaps;  // the first ones
+  };
+
+  const std::vector<KindCount>& kinds() const { return _kinds; }
+  std::uint64_t problems(ProblemCode code) const {
+    return _problems[static_cast<std::size_t>(code)];
+  }
+  std::vector<Losses> losses() const;
+  std::uint64_t reports() const { return _reports; }
+
+  /// All of it as a table for people.
+  std::string table() const;
+
+ private:
+  struct Counter {
+    Losses losses;
+    std::optional<std::uint32_t> previous;
+  };
+
+  KindCount& entryFor(const Report& report, const ReportKind* kind);
+  void follow(Counter& counter, std::uint32_t number, const Place& place);
+
+  std::string _file;
+  std::uint64_t _reports = 0;
+  std::vector<KindCount> _kinds;  // in the order in which they came
+  std::size_t _latest = 0;        // index of the kind that came last, which mostly comes again
+  std::array<std::uint64_t, kProblemCodes> _problems{};
+  std::array<Counter, 2> _counters{};
+};
+
+}  // namespace vesk::host

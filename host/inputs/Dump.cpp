@@ -1,0 +1,204 @@
+#include "host/inputs/Dump.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "host/inputs/Hex.h"
+
+namespace vesk::host {
+
+namespace {
+
+constexpr std::string_view kHexDigits = "0123456789abcdefABCDEF";
+constexpr std::size_t kAddressDigits = 6;
+
+/// A line of a hostile dump may claim that the row before it came 10^18 times.
+constexpr std::uint64_t kLongestRepetition = 16 << 20;
+
+constexpr std::string_view kWordsHint =
+    "this dump shows words in the machine's order, not bytes; make it with: hexdump -C FILE";
+
+std::optional<std::uint64_t> number(std::string_view digits, int base) {
+  std::uint64_t value = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [stop, failure] = std::from_chars(digits.data(), end, value, base);
+  if (failure != std::errc{} || stop != end) return std::nullopt;
+  return value;
+}
+
+std::size_t longestWord(std::string_view text) {
+  std::size_t longest = 0;
+  while (!text.empty()) longest = std::max(longest, takeWord(text).size());
+  return longest;
+}
+
+/// The bytes as a dump's right-hand column shows them.
+std::string asPrinted(const std::vector<std::uint8_t>& bytes) {
+  std::string text;
+  for (const std::uint8_t byte : bytes)
+    text += byte >= ' ' && byte <= '~' ? static_cast<char>(byte) : '.';
+  return text;
+}
+
+/// The bytes of `digits` with each of its words turned around.
+std::vector<std::uint8_t> swapped(std::string_view digits) {
+  std::vector<std::uint8_t> bytes;
+  while (!digits.empty()) {
+    const std::size_t begin = bytes.size();
+    appendHex(takeWord(digits), bytes);
+    std::reverse(bytes.begin() + static_cast<std::ptrdiff_t>(begin), bytes.end());
+  }
+  return bytes;
+}
+
+/// What to say of a line that does not go on where the one before it ended.
+std::string misplaced(std::string_view text, std::uint64_t expected) {
+  const std::string_view address = text.substr(0, text.find_first_not_of(kHexDigits));
+  std::array<char, 24> wanted;
+  std::snprintf(wanted.data(), wanted.size(), "%06llx", static_cast<unsigned long long>(expected));
+  std::string message = "address " + inQuotes(address) + " where " + wanted.data() + " should be";
+  if (number(address, 8) == expected || number(address, 10) == expected)
+    message += "; addresses must be hexadecimal: od -A x -t x1 -v FILE";
+  return message;
+}
+
+}  // namespace
+
+std::size_t DumpBytes::read(char* into, std::size_t room) {
+  while (_given == _row.size())
+    if (!nextRow()) return 0;
+  const std::size_t count = std::min(room, _row.size() - _given);
+  std::memcpy(into, _row.data() + _given, count);
+  _given += count;
+  return count;
+}
+
+bool DumpBytes::nextRow() {
+  _given = 0;
+  while (_fill == 0 && _next.empty()) {
+    if (readLine()) continue;
+    _row.clear();
+    return false;
+  }
+  if (_fill != 0)
+    _fill -= _row.size();
+  else
+    _row = std::exchange(_next, {});
+  return true;
+}
+
+/// Reads a line; false at the end of the dump, be it behind the last line or at a wrong one.
+bool DumpBytes::readLine() {
+  const auto line = _problem ? std::nullopt : _lines.next();
+  if (!line) return false;
+  const std::string_view text = trim(line->text);
+  if (text.empty()) return true;
+  if (text == "*") {
+    _repeated = true;
+    return true;
+  }
+  auto row = parse(*line);
+  if (!row || !place(*line, *row)) return false;
+  _next = std::move(row->bytes);
+  return true;
+}
+
+/// The row in a line; none if the line is wrong.
+std::optional<DumpBytes::Row> DumpBytes::parse(const Lines::Line& line) {
+  if (line.tooLong) {
+    complain(line, ProblemCode::TooLong, "the line is longer than a dump's");
+    return std::nullopt;
+  }
+  if (_style == Style::Addressed) return parseAddressed(line);
+  Row row{_address.value_or(0), {}};
+  if (const auto complaint = appendHex(line.text, row.bytes)) {
+    complain(line, ProblemCode::BadDump, "bad hex: " + *complaint);
+    return std::nullopt;
+  }
+  return row;
+}
+
+std::optional<DumpBytes::Row> DumpBytes::parseAddressed(const Lines::Line& line) {
+  std::string_view rest = trim(line.text);
+  const std::size_t digits = std::min(rest.find_first_not_of(kHexDigits), rest.size());
+  const auto address = number(rest.substr(0, digits), 16);
+  if (!address || digits < kAddressDigits) {
+    complain(line, ProblemCode::BadDump, inQuotes(rest) + " does not begin with an address");
+    return std::nullopt;
+  }
+  rest.remove_prefix(digits);
+  Row row{*address, {}};
+  const bool grouped = rest.starts_with(':');  // only xxd writes a colon, and groups of bytes
+  if (grouped) {
+    rest.remove_prefix(1);
+    rest = rest.starts_with("  ") ? rest : trim(rest.substr(0, rest.find("  ", 1)));
+  } else {
+    rest = rest.substr(0, rest.find_first_of("|>"));
+  }
+  const std::size_t width = longestWord(rest);
+  if (grouped ? rest.starts_with(' ') : width > 2) {
+    complain(line, ProblemCode::UnsupportedInput, std::string(kWordsHint));
+    return std::nullopt;
+  }
+  if (const auto complaint = appendHex(rest, row.bytes)) {
+    complain(line, ProblemCode::BadDump, "bad hex: " + *complaint);
+    return std::nullopt;
+  }
+  if (width > 2 && !inByteOrder(line, rest, row.bytes)) {
+    complain(line, ProblemCode::UnsupportedInput, std::string(kWordsHint));
+    return std::nullopt;
+  }
+  return row;
+}
+
+/// xxd -e turns the bytes of each group around, and looks otherwise as xxd does: the characters at
+/// the right-hand side tell which it was. Where they can't (none is printable), groups of four
+/// bytes or more are what xxd -e writes, and groups of two what xxd writes.
+bool DumpBytes::inByteOrder(const Lines::Line& line, std::string_view digits,
+                            const std::vector<std::uint8_t>& bytes) {
+  const bool straight = line.text.ends_with(asPrinted(bytes));
+  const bool turned = line.text.ends_with(asPrinted(swapped(digits)));
+  if (straight != turned) _orderProven = straight;
+  if (straight != turned) return straight;
+  return _orderProven || longestWord(digits) <= 4;
+}
+
+/// Checks a row's address, and finds out how often the row before it was repeated.
+bool DumpBytes::place(const Lines::Line& line, const Row& row) {
+  const std::uint64_t expected = _address.value_or(row.address);
+  if (row.address != expected) {
+    const std::uint64_t gap = row.address - expected;
+    if (!_repeated || row.address < expected || _row.empty() || gap % _row.size() != 0) {
+      complain(line, ProblemCode::BadDump, misplaced(trim(line.text), expected));
+      return false;
+    }
+    if (gap > kLongestRepetition) {
+      complain(line, ProblemCode::TooLong,
+               "\"*\" stands for " + countedBytes(gap) + ", and no more than " +
+                   std::to_string(kLongestRepetition) + " are filled in");
+      return false;
+    }
+    _fill = gap;
+  }
+  _repeated = false;
+  _address = row.address + row.bytes.size();
+  return true;
+}
+
+void DumpBytes::complain(const Lines::Line& line, ProblemCode code, std::string message) {
+  _problem = problemAt({Place::Unit::Line, line.number}, code, std::move(message));
+}
+
+/// The reports first, and then why there are no more of them.
+Item Dump::next() {
+  Item item = _reports.next();
+  if (!std::holds_alternative<End>(item) || !_bytes.problem() || _told) return item;
+  _told = true;
+  return *_bytes.problem();
+}
+
+}  // namespace vesk::host

@@ -1,0 +1,64 @@
+/// Hexadecimal dumps of binary files, as xxd, xxd -p, hexdump -C and od -A x -t x1 -v print them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/inputs/Binary.h"
+#include "host/inputs/Input.h"
+
+namespace vesk::host {
+
+/// The bytes that a dump shows.
+class DumpBytes final : public Bytes {
+ public:
+  enum class Style : std::uint8_t { Addressed, Plain };
+
+  DumpBytes(Bytes& text, Style style) : _lines(text), _style(style) {}
+
+  /// What made the bytes end before the dump did.
+  const std::optional<Problem>& problem() const { return _problem; }
+
+ private:
+  struct Row {
+    std::uint64_t address;
+    std::vector<std::uint8_t> bytes;
+  };
+
+  std::size_t read(char* into, std::size_t room) override;
+  bool nextRow();
+  bool readLine();
+  std::optional<Row> parse(const Lines::Line& line);
+  std::optional<Row> parseAddressed(const Lines::Line& line);
+  bool place(const Lines::Line& line, const Row& row);
+  bool inByteOrder(const Lines::Line& line, std::string_view digits,
+                   const std::vector<std::uint8_t>& bytes);
+  void complain(const Lines::Line& line, ProblemCode code, std::string message);
+
+  Lines _lines;
+  Style _style;
+  std::optional<Problem> _problem;
+
+  std::vector<std::uint8_t> _row;         // handed out at present
+  std::size_t _given = 0;                 // how much of it
+  std::uint64_t _fill = 0;                // bytes of repetitions of it that still come
+  std::vector<std::uint8_t> _next;        // the row behind them
+  std::optional<std::uint64_t> _address;  // that the next row should have
+  bool _repeated = false;                 // a "*" came
+  bool _orderProven = false;
+};
+
+/// The reports in a dump.
+class Dump final : public Input {
+ public:
+  Dump(Bytes& text, DumpBytes::Style style, const ReportTable& table)
+      : _bytes(text, style), _reports(_bytes, table) {}
+  Item next() override;
+
+ private:
+  DumpBytes _bytes;
+  Binary _reports;
+  bool _told = false;
+};
+
+}  // namespace vesk::host

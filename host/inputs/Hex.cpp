@@ -1,0 +1,96 @@
+#include "host/inputs/Hex.h"
+
+#include <array>
+
+namespace vesk::host {
+
+namespace {
+
+constexpr std::int8_t kNotHex = -1;
+constexpr std::int8_t kSeparator = -2;
+
+constexpr std::array<std::int8_t, 256> makeDigits() {
+  std::array<std::int8_t, 256> digits{};
+  digits.fill(kNotHex);
+  for (int i = 0; i < 10; ++i)
+    digits[static_cast<std::size_t>('0' + i)] = static_cast<std::int8_t>(i);
+  for (int i = 0; i < 6; ++i) {
+    digits[static_cast<std::size_t>('a' + i)] = static_cast<std::int8_t>(10 + i);
+    digits[static_cast<std::size_t>('A' + i)] = static_cast<std::int8_t>(10 + i);
+  }
+  for (const char separator : {' ', '\t', ',', ':'})
+    digits[static_cast<std::size_t>(separator)] = kSeparator;
+  return digits;
+}
+
+constexpr auto kDigits = makeDigits();
+
+int classOf(char character) { return kDigits[static_cast<unsigned char>(character)]; }
+
+/// The run of characters around `at` that no separator interrupts.
+std::string_view tokenAt(std::string_view text, std::size_t at) {
+  std::size_t begin = at;
+  while (begin > 0 && classOf(text[begin - 1]) != kSeparator) --begin;
+  std::size_t end = at;
+  while (end < text.size() && classOf(text[end]) != kSeparator) ++end;
+  return text.substr(begin, end - begin);
+}
+
+}  // namespace
+
+int hexDigit(char character) {
+  const int digit = classOf(character);
+  return digit >= 0 ? digit : -1;
+}
+
+std::string_view trim(std::string_view text) {
+  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+std::string_view takeWord(std::string_view& text) {
+  text = trim(text);
+  std::size_t end = 0;
+  while (end < text.size() && !isBlank(text[end])) ++end;
+  const std::string_view word = text.substr(0, end);
+  text = trim(text.substr(end));
+  return word;
+}
+
+std::optional<std::string> appendHex(std::string_view text, std::vector<std::uint8_t>& bytes) {
+  for (std::size_t i = 0; i < text.size();) {
+    const int high = classOf(text[i]);
+    if (high == kSeparator) {
+      ++i;
+      continue;
+    }
+    const int low = i + 1 < text.size() ? classOf(text[i + 1]) : kSeparator;
+    if (high >= 0 && low >= 0) {
+      bytes.push_back(static_cast<std::uint8_t>(high << 4 | low));
+      i += 2;
+    } else if (high == 0 && low == kNotHex && (text[i + 1] | 0x20) == 'x' && i + 2 < text.size() &&
+               hexDigit(text[i + 2]) >= 0) {
+      i += 2;
+    } else if (high >= 0 && low == kSeparator) {
+      return "odd number of digits in " + inQuotes(tokenAt(text, i));
+    } else {
+      const std::size_t bad = high >= 0 ? i + 1 : i;
+      return inQuotes(text.substr(bad, 1)) + " is no hexadecimal digit, in " +
+             inQuotes(tokenAt(text, bad));
+    }
+  }
+  return std::nullopt;
+}
+
+std::string inQuotes(std::string_view text) {
+  constexpr std::size_t kLongest = 24;
+  std::string result = "\"";
+  for (const char character : text.substr(0, kLongest)) {
+    const bool shown = character >= ' ' && character <= '~';
+    result += shown ? character : '?';
+  }
+  return result + (text.size() > kLongest ? "...\"" : "\"");
+}
+
+}  // namespace vesk::host

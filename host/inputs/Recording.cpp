@@ -1,0 +1,121 @@
+#include "host/inputs/Recording.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+#include "host/inputs/Hex.h"
+
+namespace vesk::host {
+
+namespace {
+
+template <class T>
+std::optional<T> decimal(std::string_view text) {
+  T value{};
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (failure != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+/// "12.345678", with any number of decimals up to six.
+std::optional<std::int64_t> microsecondsFrom(std::string_view text) {
+  constexpr std::uint64_t kMostSeconds = 1'000'000'000'000;
+  const std::size_t point = text.find('.');
+  const auto seconds = decimal<std::uint64_t>(text.substr(0, point));
+  if (!seconds || *seconds > kMostSeconds) return std::nullopt;
+  std::uint64_t fraction = 0;
+  if (point != std::string_view::npos) {
+    const std::string_view digits = text.substr(point + 1);
+    const auto value = decimal<std::uint64_t>(digits);
+    if (!value || digits.size() > 6) return std::nullopt;
+    fraction = *value;
+    for (std::size_t i = digits.size(); i < 6; ++i) fraction *= 10;
+  }
+  return static_cast<std::int64_t>(*seconds * 1'000'000 + fraction);
+}
+
+/// 'E' of "E: ...", or NUL if the line has no prefix.
+char prefixOf(std::string_view line) { return line.size() >= 2 && line[1] == ':' ? line[0] : '\0'; }
+
+}  // namespace
+
+Item Recording::next() {
+  if (std::exchange(_preambleUsed, false)) _preamble.clear();
+  while (const auto line = _lines.next()) {
+    const std::string_view text = trim(line->text);
+    if (text.empty() || text.starts_with('#')) continue;
+    switch (prefixOf(text)) {
+      case 'E':
+        return parseReport(*line, ReportType::Input);
+      case 'O':
+        return parseReport(*line, ReportType::Output);
+      case 'F':
+        return parseReport(*line, ReportType::Feature);
+      case 'D':
+      case 'R':
+      case 'N':
+      case 'P':
+      case 'I':
+        if (auto problem = keepForPreamble(*line)) return *problem;
+        break;
+      case '\0':
+        return problemAt({Place::Unit::Line, line->number}, ProblemCode::BadRecording,
+                         inQuotes(text) + " is no line of a recording: those begin like \"E: \"");
+      default:
+        break;
+    }
+  }
+  return End{};
+}
+
+Item Recording::parseReport(const Lines::Line& line, ReportType type) {
+  Report report;
+  report.type = type;
+  report.place = {Place::Unit::Line, line.number};
+  const auto bad = [&](ProblemCode code, std::string message) {
+    Problem problem = problemAt(report.place, code, std::move(message));
+    problem.reportType = type;
+    return problem;
+  };
+  if (line.tooLong) return bad(ProblemCode::TooLong, "the line is longer than any report");
+
+  std::string_view rest = trim(line.text).substr(2);
+  const std::string_view time = takeWord(rest);
+  report.microseconds = microsecondsFrom(time);
+  if (!report.microseconds)
+    return bad(ProblemCode::BadRecording, inQuotes(time) + " is no time in seconds.microseconds");
+  const std::string_view lengthWord = takeWord(rest);
+  const auto length = decimal<std::uint64_t>(lengthWord);
+  if (!length) return bad(ProblemCode::BadRecording, inQuotes(lengthWord) + " is no length");
+
+  _bytes.clear();
+  if (const auto complaint = appendHex(rest, _bytes))
+    return bad(ProblemCode::BadHex, "bad hex: " + *complaint);
+  if (*length != _bytes.size()) {
+    Problem problem =
+        bad(ProblemCode::LengthMismatch,
+            countedBytes(_bytes.size()) + ", and the line says " + std::to_string(*length));
+    problem.expected = *length;
+    problem.got = _bytes.size();
+    return problem;
+  }
+  if (auto problem = checkSize(report.place, _bytes.size())) return *problem;
+  report.bytes = _bytes;
+  report.preamble = _preamble;
+  _preambleUsed = true;
+  return report;
+}
+
+/// Keeps a line on the device for whoever writes a recording. There are a handful of them; a file
+/// of nothing else must not fill the memory.
+std::optional<Problem> Recording::keepForPreamble(const Lines::Line& line) {
+  constexpr std::size_t kMost = 64 * 1024;
+  if (line.tooLong || _preamble.size() + line.text.size() > kMost)
+    return problemAt({Place::Unit::Line, line.number}, ProblemCode::TooLong,
+                     "too many or too long lines on the device");
+  _preamble.append(line.text) += '\n';
+  return std::nullopt;
+}
+
+}  // namespace vesk::host

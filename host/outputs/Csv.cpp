@@ -1,0 +1,118 @@
+#include "host/outputs/Csv.h"
+
+#include <array>
+#include <utility>
+
+#include "host/outputs/Numbers.h"
+
+namespace vesk::host {
+
+namespace {
+
+/// A field as RFC 4180 has it: in quotes where it holds what would end it.
+void appendField(std::string& row, std::string_view text) {
+  if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+    row += text;
+    return;
+  }
+  row += '"';
+  for (const char character : text) row.append(character == '"' ? 2 : 1, character);
+  row += '"';
+}
+
+}  // namespace
+
+/// A row and the names of its columns. It is a handler for Result::visit().
+class CsvOutput::Row {
+ public:
+  /// `named` says whether names are wanted: a table needs them once.
+  explicit Row(bool named) : _named(named) {}
+
+  const std::string& names() const { return _names; }
+  const std::string& fields() const { return _fields; }
+
+  void nil() {}
+  void dictionaryBegin() {}
+  void dictionaryEnd() {}
+  void key(std::string_view name) { _key = name; }
+  void string(std::string_view text) {
+    column(_line ? "LINE_" + std::to_string((*_line)++) : _key, text);
+  }
+
+  /// The strings that follow are lines, which have numbers for keys.
+  void numberLines() { _line = 0; }
+
+  void number(const vesk_number& number) {
+    withValue(number, [this](auto value) { numberColumn(_key, value); });
+  }
+
+  void array(std::int32_t kind, const void* values, std::size_t count) {
+    withValues(kind, values, count, [this](auto numbers) {
+      for (std::size_t i = 0; i < numbers.size(); ++i) {
+        numberColumn(_named ? _key + "_" + std::to_string(i) : _key, numbers[i]);
+      }
+    });
+  }
+
+  void column(std::string_view name, std::string_view field) {
+    separate();
+    if (_named) appendField(_names, name);
+    appendField(_fields, field);
+  }
+
+  template <class T>
+  void numberColumn(std::string_view name, T value) {
+    separate();
+    if (_named) appendField(_names, name);
+    std::array<char, kNumberRoom> text;
+    _fields.append(text.data(), putNumber(text.data(), value));
+  }
+
+ private:
+  void separate() {
+    if (_named && !_names.empty()) _names += ',';
+    if (!std::exchange(_first, false)) _fields += ',';
+  }
+
+  bool _named;
+  bool _first = true;
+  std::optional<std::size_t> _line;
+  std::string _key = "VALUE";  // a report that is a bare string has no key of its own
+  std::string _names;
+  std::string _fields;
+};
+
+void CsvOutput::writeChecked(const Report& report, const ReportKind& kind) {
+  if (!_decoder.empty() && kind.decoder != _decoder) {
+    ++_leftOut[kind.id];
+    return;
+  }
+  const Result object = decode(kind, Plugin::Mode::Object);
+  Row row(_decoder.empty());
+  row.column("source", describe(_file, report.place));
+  row.column("time", report.microseconds ? secondsText(*report.microseconds) : "");
+  row.numberColumn("report_id", kind.id);
+  if (object.form() == VESK_NIL) {
+    row.numberLines();
+    decodeLines(kind).visit(row);
+  } else {
+    object.visit(row);
+  }
+
+  if (_decoder.empty()) _writer.append(row.names() + '\n');
+  _decoder = kind.decoder;
+  _writer.append(row.fields());
+  _writer.append('\n');
+}
+
+std::string CsvOutput::leftOut() const {
+  std::string text;
+  for (const auto& [id, reports] : _leftOut)
+    text +=
+        (text.empty() ? "" : ", ") + std::to_string(reports) + " of " + describe(id, std::nullopt);
+  if (text.empty()) return text;
+  return "left out of the table: " + text + "; a table holds what " + _decoder +
+         " decodes, --report ID chooses";
+}
+
+}  // namespace vesk::host

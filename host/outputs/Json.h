@@ -1,0 +1,44 @@
+/// JSON: one record for each report and each problem, a line each or in one array.
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "host/outputs/Output.h"
+
+namespace vesk::host {
+
+class JsonOutput final : public DecodingOutput {
+ public:
+  enum class Framing : std::uint8_t { Lines, Array };
+
+  JsonOutput(Plugin& plugin, const ReportTable& table, Writer& writer, Framing framing,
+             bool withLines);
+  ~JsonOutput() override;
+
+  void beginFile(std::string_view name) override;
+  void note(const Problem& problem) override;
+  bool writeStatistics(const Statistics& statistics) override;
+  void finish() override;
+
+ private:
+  class Record;
+
+  void writeChecked(const Report& report, const ReportKind& kind) override;
+  void beginRecord(const Place& place, std::optional<std::int64_t> microseconds);
+  void endRecord();
+  const std::string& membersOf(const ReportKind& kind);
+
+  Writer& _writer;
+  Framing _framing;
+  bool _withLines;
+  bool _first = true;
+  std::unique_ptr<Record> _record;  // made in whole before anything of it is written
+
+  // Most of what stands around a value is the same for all records of a file, or of a kind of
+  // report.
+  std::string _fileMembers;
+  std::map<const ReportKind*, std::string> _kindMembers;
+};
+
+}  // namespace vesk::host

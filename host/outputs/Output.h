@@ -1,0 +1,72 @@
+/// What every form of output looks like from outside.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/Plugin.h"
+#include "host/Report.h"
+#include "host/ReportTable.h"
+#include "host/Statistics.h"
+#include "host/Writer.h"
+
+namespace vesk::host {
+
+class Output {
+ public:
+  virtual ~Output() = default;
+
+  /// What comes from here on comes from this file.
+  virtual void beginFile(std::string_view /*name*/) {}
+
+  /// Writes a report; gives back what is wrong with it if it can't be. `kind` is null for a report
+  /// that no decoder knows. All of it is written or nothing.
+  virtual std::optional<Problem> write(const Report& report, const ReportKind* kind) = 0;
+
+  /// Something in the file is wrong. People are told elsewhere; this is for forms that programs
+  /// read.
+  virtual void note(const Problem& /*problem*/) {}
+
+  /// Writes the counts, if this form has a place for them; false if it has none.
+  virtual bool writeStatistics(const Statistics& /*statistics*/) { return false; }
+
+  /// What has to stand at the end.
+  virtual void finish() {}
+
+  /// What was passed over on the way and why, for people; empty if nothing was.
+  virtual std::string leftOut() const { return {}; }
+};
+
+/// An output that shows decoded reports. It guards the decoders: they read their layout whatever
+/// length they are told, so a report that is too short never gets to them.
+class DecodingOutput : public Output {
+ public:
+  DecodingOutput(Plugin& plugin, const ReportTable& table);
+  std::optional<Problem> write(const Report& report, const ReportKind* kind) final;
+
+ protected:
+  /// Writes a report that its decoder accepts. May throw DecoderFault, before anything is written.
+  virtual void writeChecked(const Report& report, const ReportKind& kind) = 0;
+
+  /// Decodes the report that writeChecked() is called for.
+  Result decode(const ReportKind& kind, Plugin::Mode mode);
+
+  /// The same to lines. Throws DecoderFault if there are none.
+  Result decodeLines(const ReportKind& kind);
+
+ private:
+  void copy(std::span<const std::uint8_t> bytes);
+
+  Plugin& _plugin;
+  std::vector<std::uint8_t> _buffer;      // as long as any report and any layout, and a NUL
+  std::span<const std::uint8_t> _report;  // the part of it that the present report takes
+};
+
+/// "12.345678"; a time before the epoch has its minus.
+std::string secondsText(std::int64_t microseconds);
+
+}  // namespace vesk::host

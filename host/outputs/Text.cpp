@@ -1,0 +1,27 @@
+#include "host/outputs/Text.h"
+
+#include "host/Colour.h"
+
+namespace vesk::host {
+
+/// The plug-in's own printing costs more than its decoding: it hands every line to the C library.
+/// Here its lines are taken as one block and framed as it frames them.
+void TextOutput::writeChecked(const Report& report, const ReportKind& kind) {
+  const Result lines = decodeLines(kind);
+  if (_headers != Headers::None) writeHeader(report, kind);
+  _writer.append('\n');
+  _writer.append(lines.text());
+  _writer.append('\n');
+}
+
+void TextOutput::writeHeader(const Report& report, const ReportKind& kind) {
+  std::string header = "# " + describe(_file, report.place);
+  if (report.microseconds) header += ", " + secondsText(*report.microseconds) + " s";
+  header += ", " + describe(report.id(), kind.type) + ", " + kind.decoder + ", " +
+            countedBytes(report.bytes.size());
+  if (_headers == Headers::Coloured) header = coloured(Colour::Cyan, header);
+  _writer.append(header);
+  _writer.append('\n');
+}
+
+}  // namespace vesk::host

@@ -1,0 +1,26 @@
+/// Text: what the plug-in itself prints.
+#pragma once
+
+#include "host/outputs/Output.h"
+
+namespace vesk::host {
+
+class TextOutput final : public DecodingOutput {
+ public:
+  enum class Headers : std::uint8_t { None, Plain, Coloured };
+
+  TextOutput(Plugin& plugin, const ReportTable& table, Writer& writer, Headers headers)
+      : DecodingOutput(plugin, table), _writer(writer), _headers(headers) {}
+
+  void beginFile(std::string_view name) override { _file = name; }
+
+ private:
+  void writeChecked(const Report& report, const ReportKind& kind) override;
+  void writeHeader(const Report& report, const ReportKind& kind);
+
+  Writer& _writer;
+  Headers _headers;
+  std::string _file;
+};
+
+}  // namespace vesk::host

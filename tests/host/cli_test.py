@@ -1,0 +1,426 @@
+"""vesk-decode from the command line: options, messages, exit statuses, and how it ends."""
+
+import json
+import os
+import pty
+import resource
+import select
+import signal
+import subprocess
+import time
+import unittest
+
+from support import (
+    ALL_DECODED,
+    BAD_USAGE,
+    CANNOT_READ_OR_WRITE,
+    FORMS,
+    NO_PLUGIN,
+    PROGRAM,
+    SAMPLES,
+    SOME_REFUSED,
+    STATE,
+    STATE_LINES,
+    HostTest,
+    Run,
+    hex_lines,
+    image,
+    packet,
+)
+
+
+class Reports(HostTest):
+    """What is wrong with reports, with a good one before and behind."""
+
+    def expect_between(self, line, message, *options):
+        lines = hex_lines(STATE) + line + b"\n" + hex_lines(STATE)
+        run = Run(*options, self.file("r.hex", lines))
+        self.expect(run, SOME_REFUSED, STATE_LINES * 2, f"r.hex:2: {message}\n")
+
+    def test_short_report(self):
+        self.expect_between(b"e1" + b" 00" * 99, "report 0xE1 (feature): 100 bytes, its layout needs 991")
+
+    def test_report_of_one_byte(self):
+        self.expect_between(b"de", "report 0xDE (feature): 1 byte, its layout needs 2")
+
+    def test_input_report_one_byte_short_or_long(self):
+        for size, needs in ((791, "792"), (793, "exactly 792")):
+            with self.subTest(size=size):
+                line = (image(1) + b"\0")[:size].hex().encode()
+                self.expect_between(line, f"report 0x76 (input): {size} bytes, its layout needs {needs}")
+
+    def test_unknown_id(self):
+        self.expect_between(b"99 00", "report 0x99: unknown; --list-reports shows the known ones")
+
+    def test_unknown_type(self):
+        message = "report 0xD0 (output): unknown; --list-reports shows the known ones"
+        self.expect_between(b"output d0 31 00", message)
+
+    def test_known_id_of_the_other_type(self):
+        message = "report 0xDE (input): unknown; --list-reports shows the known ones"
+        self.expect_between(b"input de 01", message)
+
+    def test_type_without_bytes(self):
+        self.expect_between(b"feature", "a report of no bytes")
+
+    def test_odd_number_of_digits(self):
+        self.expect_between(b"de 0", 'bad hex: odd number of digits in "0"')
+
+    def test_letter_that_is_no_digit(self):
+        self.expect_between(b"de 0g", 'bad hex: "g" is no hexadecimal digit, in "0g"')
+
+    def test_text_that_is_not_utf8(self):
+        for mode in ("text", "ndjson"):
+            with self.subTest(mode=mode):
+                run = Run("-o", mode, stdin=b"d0 ff fe 00\nde 01\n")
+                self.assertEqual(run.status, SOME_REFUSED)
+                self.assertRegex(run.err, r"^-:1: report 0xD0 \(feature\): its decoder failed: .+\n$")
+                self.assertIn(b"SINGLE", run.out)
+
+    def test_extended_version_with_too_few_lines_has_text_but_no_object(self):
+        line = b"d2 61 0a 62 00\n"
+        self.expect(Run(stdin=line), ALL_DECODED, b"\na\nb\n\n", "")
+        run = Run("-o", "ndjson", stdin=line)
+        self.assertEqual((run.status, run.records()[0]["error"]["code"]), (SOME_REFUSED, "decoder_failed"))
+
+    def test_version_text_without_nul_ends_with_its_report(self):
+        self.expect(Run(stdin=b"d0 34 2e 32\nd0 31 00\n"), ALL_DECODED, b"\n4.2\n\n\n1\n\n", "")
+
+    def test_empty_lines_comments_and_separators(self):
+        lines = b"# comment\n\n   \nfeature\t0xDE,0x01 # behind\nDE:01\r\n\tde01\n0xde01"
+        self.expect(Run(stdin=lines), ALL_DECODED, STATE_LINES * 4, "")
+
+    def test_decimal(self):
+        report = hex_lines(image(1))
+        zeros = b"             0 " * 8
+        for option in ("-decimal", "--decimal"):
+            with self.subTest(option=option):
+                run = Run(option, stdin=report)
+                self.assertEqual((run.status, run.err), (ALL_DECODED, ""))
+                self.assertIn(b"[D-SCAN I]\n" + zeros + b"\n", run.out)
+        self.assertNotIn(zeros, Run(stdin=report).out)
+
+    def test_nothing_at_all(self):
+        self.expect(Run(), ALL_DECODED, b"", "")
+
+
+class Selection(HostTest):
+    LINES = hex_lines(STATE, image(7), bytes([0xDE, 2]), b"\x99\x01")
+
+    def ids(self, *options):
+        run = Run("-o", "ndjson", *options, stdin=self.LINES)
+        return [record["report_id"] for record in run.records()], run.status
+
+    def test_report(self):
+        self.assertEqual(self.ids("--report", "0xDE"), ([0xDE, 0xDE], ALL_DECODED))
+        self.assertEqual(self.ids("--report=118,222"), ([0xDE, 0x76, 0xDE], ALL_DECODED))
+        self.assertEqual(self.ids("--report", "0x76", "--report", "0x99"), ([0x76, 0x99], SOME_REFUSED))
+
+    def test_type(self):
+        self.assertEqual(self.ids("--type", "input"), ([0x76], ALL_DECODED))
+        self.assertEqual(self.ids("--type=feature"), ([0xDE, 0xDE], ALL_DECODED))
+        self.assertEqual(self.ids("--type", "output"), ([], ALL_DECODED))
+
+
+class CommandLine(HostTest):
+    def expect_usage(self, message, *arguments):
+        self.expect(Run(*arguments), BAD_USAGE, b"", f"vesk-decode: {message}; --help shows the options\n")
+
+    def test_unknown_option(self):
+        run = Run("--nonsense")
+        self.assertEqual((run.status, run.out), (BAD_USAGE, b""))
+        self.assertRegex(run.err, r"^vesk-decode: .*--nonsense.*\n$")
+
+    def test_values_that_make_no_sense(self):
+        self.expect_usage("--output xml: choose one of text, ndjson, json, csv, hid", "-o", "xml")
+        self.expect_usage(
+            "--input tar: choose one of hex, dump, xxd-p, binary, recording, usb", "--input=tar"
+        )
+        self.expect_usage("--type both: choose one of input, output, feature", "--type", "both")
+        self.expect_usage("--color red: choose one of auto, always, never", "--color", "red")
+        self.expect_usage("--report E1: an ID is 0 to 255, such as 0x76", "--report", "E1")
+        self.expect_usage("--report 256: an ID is 0 to 255, such as 0x76", "--report", "256")
+        self.expect_usage("--device 5: a device is BUS:DEV, such as 1:5", "--device", "5")
+        self.expect_usage(
+            "--endpoint 99: an endpoint is 0 to 15, or 0x81 to 0x8F", "--endpoint", "99"
+        )
+
+    def test_options_behind_operands_and_double_dash(self):
+        path = self.file("r.hex", hex_lines(STATE))
+        self.assertEqual(Run(path, "-o", "ndjson").records()[0]["value"], "SINGLE")
+        odd = self.file("-decimal", hex_lines(STATE))
+        run = Run("--output=json", "--", odd.name, cwd=self.folder)
+        self.assertEqual(json.loads(run.out)[0]["source"]["file"], "-decimal")
+
+    def test_the_last_of_an_option_counts(self):
+        self.expect(Run("-o", "json", "-o", "text", stdin=b"de 01"), ALL_DECODED, STATE_LINES, "")
+
+    def test_help(self):
+        run = Run("--help")
+        self.expect(run, ALL_DECODED, err="")
+        for part in ("Usage: vesk-decode", "\nInput:", "\nOutput:", "\nExamples:", "\nExit status:"):
+            self.assertIn(part, run.out.decode())
+
+    def test_help_where_a_terminal_is_the_input(self):
+        master, terminal = pty.openpty()
+        run = subprocess.run([PROGRAM], stdin=terminal, capture_output=True, timeout=20, check=False)
+        os.close(master)
+        os.close(terminal)
+        self.assertEqual((run.returncode, run.stdout), (ALL_DECODED, Run("--help").out))
+
+    def test_version(self):
+        run = Run("--version")
+        self.expect(run, ALL_DECODED, err="")
+        self.assertRegex(
+            run.out.decode(), r"^vesk-decode \d+\.\d+\.\d+\nplug-in \d\S* \(ABI version 1\) at /\S+\n$"
+        )
+
+    def test_list_reports(self):
+        run = Run("--list-reports")
+        self.expect(run, ALL_DECODED, err="")
+        lines = run.out.decode().splitlines()
+        self.assertEqual(len(lines), 17)
+        self.assertEqual(lines[1].split(), ["feature", "0xD0", "text", "parseVersion", "ersion"])
+        self.assertIn("input    0x76  792           parseVeskImage", lines)
+
+    def test_verbose_tells_the_form(self):
+        run = Run("-v", FORMS / "tour.od", SAMPLES / "tour.hex")
+        self.assertIn("/tour.od: read as a dump by xxd, hexdump -C or od -A x -t x1\n", run.err)
+        self.assertIn("/tour.hex: read as lines of hex digits\n", run.err)
+        self.assertEqual(run.status, ALL_DECODED)
+
+    def test_colours(self):
+        bad = b"zz"
+        self.assertNotIn("\x1b", Run(stdin=bad).err)
+        self.assertIn("\x1b[31m", Run("--color=always", stdin=bad).err)
+        coloured = Run("--color=always", "--headers", stdin=b"de 01").out
+        self.assertTrue(coloured.startswith(b"\x1b[36m# -:1, report 0xDE (feature)"), coloured)
+
+    def colours_on_a_terminal(self, environment):
+        master, terminal = pty.openpty()
+        subprocess.run(
+            [PROGRAM], input=b"zz", stdout=subprocess.DEVNULL, stderr=terminal, timeout=20,
+            check=False, env={**os.environ, **environment},
+        )
+        os.close(terminal)
+        shown = os.read(master, 4096)
+        os.close(master)
+        return b"\x1b[31m" in shown
+
+    def test_no_color(self):
+        self.assertTrue(self.colours_on_a_terminal({"NO_COLOR": ""}))
+        self.assertFalse(self.colours_on_a_terminal({"NO_COLOR": "1"}))
+
+
+class Files(HostTest):
+    """One bad file does not hide the others."""
+
+    def expect_unreadable(self, path, message):
+        good = self.file("good.hex", hex_lines(STATE))
+        run = Run(good, path, good)
+        name = str(path).replace(str(self.folder) + "/", "")
+        self.expect(run, CANNOT_READ_OR_WRITE, STATE_LINES * 2, f"{name}: {message}\n")
+
+    def test_missing_file(self):
+        self.expect_unreadable(self.folder / "none.hex", "cannot open: No such file or directory")
+
+    def test_directory(self):
+        self.expect_unreadable(self.folder / "..", "cannot read: Is a directory")
+
+    @unittest.skipIf(os.geteuid() == 0, "root may read everything")
+    def test_unreadable_file(self):
+        path = self.file("secret.hex", b"de 01\n")
+        path.chmod(0)
+        self.expect_unreadable(path, "cannot open: Permission denied")
+
+    def test_read_that_fails(self):
+        self.expect_unreadable("/proc/self/mem", "cannot read: Input/output error")
+
+    def test_compressed_file(self):
+        path = self.file("r.gz", b"\x1f\x8b\x08\0rest")
+        self.expect_unreadable(path, "compressed by gzip; use: zcat FILE | vesk-decode")
+
+    def test_utf16_text(self):
+        path = self.file("r.txt", "de 01".encode("utf-16"))
+        self.expect_unreadable(path, "text in UTF-16; use: iconv -f UTF-16 -t UTF-8 FILE | vesk-decode")
+
+    def test_unreadable_counts_more_than_refused(self):
+        self.expect(Run("-", "/none", stdin=b"99"), CANNOT_READ_OR_WRITE)
+
+    def test_unreadable_file_is_a_record_too(self):
+        run = Run("-o", "ndjson", "/none")
+        self.assertEqual(run.status, CANNOT_READ_OR_WRITE)
+        self.assertEqual(run.records()[0]["error"]["code"], "unreadable_input")
+
+    def test_byte_order_mark(self):
+        self.expect(Run(stdin=b"\xef\xbb\xbfde 01"), ALL_DECODED, STATE_LINES, "")
+
+
+class Plugins(HostTest):
+    def expect_refused(self, path, pattern):
+        run = Run("--plugin", path, stdin=b"de 01")
+        self.assertEqual((run.status, run.out), (NO_PLUGIN, b""))
+        self.assertRegex(run.err, f"^vesk-decode: {pattern}\n$")
+
+    def test_missing(self):
+        self.expect_refused("/none.so", "cannot load the plug-in: .*/none.so.*")
+
+    def test_no_library(self):
+        path = self.file("text.so", b"This is no library.")
+        self.expect_refused(path, "cannot load the plug-in: .*text.so.*")
+
+    def test_name_without_a_slash_is_a_file_and_no_system_library(self):
+        self.expect_refused("libc.so.6", "cannot load the plug-in: ./libc.so.6: .*")
+
+    def test_other_abi_version(self):
+        path = os.environ["VESK_FAKE_OTHER_ABI"]
+        self.expect_refused(path, ".* is a plug-in of ABI version 2, and this program needs version 1")
+
+    def test_table_too_small(self):
+        path = os.environ["VESK_FAKE_SMALL_TABLE"]
+        self.expect_refused(path, r".* lacks functions of ABI version 1: its table has 16 bytes, not \d+")
+
+    def test_without_entry(self):
+        path = os.environ["VESK_FAKE_NO_ENTRY"]
+        self.expect_refused(path, ".* is no plug-in: it has no vesk_plugin_entry")
+
+
+class Endings(HostTest):
+    """Full disks, closed pipes, interrupts, and readers that wait."""
+
+    def start(self, *arguments, **settings):
+        """Starts the program with pipes and, where a shell runs these tests in the background and
+        has interrupts ignored, with interrupts as they are elsewhere."""
+        usual = {
+            "stdin": subprocess.PIPE,
+            "stdout": subprocess.PIPE,
+            "stderr": subprocess.PIPE,
+            "preexec_fn": lambda: signal.signal(signal.SIGINT, signal.SIG_DFL),
+        }
+        process = subprocess.Popen([PROGRAM, *map(str, arguments)], **{**usual, **settings})
+        self.addCleanup(process.__exit__, None, None, None)
+        self.addCleanup(process.kill)
+        return process
+
+    def read_soon(self, stream):
+        ready, _, _ = select.select([stream], [], [], 20)
+        self.assertTrue(ready, "nothing came")
+        return os.read(stream.fileno(), 65536)
+
+    def test_full_disk(self):
+        for arguments in ([SAMPLES / "tour.hex"], ["--help"], ["--list-reports"], ["--version"]):
+            with self.subTest(arguments=arguments), open("/dev/full", "wb") as full:
+                process = self.start(*arguments, stdout=full)
+                _, messages = process.communicate(timeout=20)
+                message = b"vesk-decode: cannot write standard output: No space left on device\n"
+                self.assertEqual((process.returncode, messages), (CANNOT_READ_OR_WRITE, message))
+
+    def test_closed_standard_output(self):
+        run = subprocess.run(
+            ["/bin/sh", "-c", 'exec "$0" "$1" >&-', PROGRAM, SAMPLES / "tour.hex"],
+            capture_output=True, check=False,
+        )
+        message = b"vesk-decode: cannot write standard output: Bad file descriptor\n"
+        self.assertEqual((run.returncode, run.stderr), (CANNOT_READ_OR_WRITE, message))
+
+    def test_closed_pipe(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        process = self.start(SAMPLES / "tour.hex", stdout=writer)
+        os.close(writer)
+        _, messages = process.communicate(timeout=20)
+        self.assertEqual((process.returncode, messages), (-signal.SIGPIPE, b""))
+
+    def test_closed_pipe_where_the_signal_is_ignored(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        ignore = lambda: signal.signal(signal.SIGPIPE, signal.SIG_IGN)
+        process = self.start(
+            SAMPLES / "tour.hex", stdout=writer, preexec_fn=ignore, restore_signals=False
+        )
+        os.close(writer)
+        _, messages = process.communicate(timeout=20)
+        self.assertEqual((process.returncode, messages), (-signal.SIGPIPE, b""))
+
+    def test_a_follower_of_a_silent_pipe_has_everything(self):
+        for form, report, shown in (
+            ("hex", hex_lines(STATE), STATE_LINES),
+            ("binary", STATE, STATE_LINES),
+            ("recording", b"E: 0.0 1 99\nF: 1.5 2 de 01\n", STATE_LINES),
+        ):
+            with self.subTest(form=form):
+                process = self.start()
+                for _ in range(3):
+                    process.stdin.write(report)
+                    process.stdin.flush()
+                    self.assertEqual(self.read_soon(process.stdout), shown)
+                process.communicate(timeout=20)
+
+    def test_interrupt_leaves_whole_records_and_the_counts(self):
+        process = self.start("-o", "json", "--stats")
+        process.stdin.write(hex_lines(STATE) + b"de 0")
+        process.stdin.flush()
+        begin = b""
+        while b"SINGLE" not in begin:
+            begin += self.read_soon(process.stdout)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(20), -signal.SIGINT)
+        records = json.loads(begin + process.stdout.read())
+        self.assertEqual([record.get("value") for record in records], ["SINGLE", None])
+        self.assertEqual(records[-1]["statistics"]["reports"], 1)
+
+    def test_interrupt_in_the_middle_of_much_output(self):
+        path = self.file("many.bin", packet(1) * 20000)
+        process = self.start("-o", "ndjson", "--stats", path)
+        begin = os.read(process.stdout.fileno(), 65536)
+        process.send_signal(signal.SIGTERM)
+        lines = (begin + process.stdout.read()).splitlines()
+        self.assertEqual(process.wait(20), -signal.SIGTERM)
+        records = [json.loads(line) for line in lines]
+        self.assertLess(len(records), 20000)
+        self.assertEqual(records[-1]["statistics"]["reports"], len(records) - 1)
+
+    def test_an_ignored_interrupt_stays_ignored(self):
+        ignore = lambda: signal.signal(signal.SIGINT, signal.SIG_IGN)
+        process = self.start(preexec_fn=ignore)
+        process.stdin.write(hex_lines(STATE))
+        process.stdin.flush()
+        self.read_soon(process.stdout)
+        process.send_signal(signal.SIGINT)
+        out, _ = process.communicate(hex_lines(STATE), timeout=20)
+        self.assertEqual((process.returncode, out), (ALL_DECODED, STATE_LINES))
+
+    def test_progress_on_a_terminal(self):
+        master, terminal = pty.openpty()
+        process = self.start(stdout=subprocess.DEVNULL, stderr=terminal)
+        os.close(terminal)
+        for _ in range(14):
+            process.stdin.write(hex_lines(STATE))
+            process.stdin.flush()
+            time.sleep(0.1)
+        process.stdin.close()
+        self.assertEqual(process.wait(20), ALL_DECODED)
+        shown = os.read(master, 4096)
+        os.close(master)
+        self.assertRegex(shown, rb"\r\x1b\[K\d+\.\d MB, \d+ reports/s")
+        self.assertTrue(shown.endswith(b"\r\x1b[K"), shown)
+
+    def test_constant_memory(self):
+        """A quarter of a gigabyte goes through a process that may not have half of that."""
+        limit = 96 << 20
+        set_limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
+        for form in ("text", "ndjson", "csv", "hid"):
+            with self.subTest(form=form):
+                process = self.start(
+                    "-o", form, stdout=subprocess.DEVNULL,
+                    preexec_fn=None if os.environ.get("VESK_SANITIZE") else set_limit,
+                )
+                block = packet(3) * 1000
+                for _ in range(128):
+                    process.stdin.write(block)
+                _, messages = process.communicate(timeout=120)
+                self.assertEqual((process.returncode, messages), (ALL_DECODED, b""))
+
+
+if __name__ == "__main__":
+    unittest.main()

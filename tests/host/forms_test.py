@@ -1,0 +1,404 @@
+"""Every form of input: that its sample reads as the reports it was made of, from a file and from a
+pipe, that converting there and back loses nothing, and what is said of each thing that is wrong."""
+
+import shutil
+import struct
+import subprocess
+import unittest
+
+from support import (
+    ALL_DECODED,
+    CANNOT_READ_OR_WRITE,
+    FORMS,
+    SAMPLES,
+    SOME_REFUSED,
+    STATE,
+    STATE_LINES,
+    TOUR,
+    HostTest,
+    Run,
+    image,
+    maker,
+    packet,
+)
+
+TOUR_TEXT = Run(SAMPLES / "tour.hex").out
+TOUR_BYTES = b"".join(data for _, data in TOUR)
+NAMES = {
+    "tour.bin": "binary",
+    "tour.xxd": "dump",
+    "tour.xxd-p": "xxd-p",
+    "tour.hexdump": "dump",
+    "tour.od": "dump",
+    "tour.hid": "recording",
+    "tour-usbmon.pcap": "usb",
+    "tour-usbmon-mapped.pcapng": "usb",
+    "tour-usbpcap.pcap": "usb",
+}
+
+
+class Samples(HostTest):
+    def test_they_are_what_their_program_makes(self):
+        made = dict(maker.forms(TOUR))
+        self.assertEqual(sorted(made), sorted(NAMES))
+        for name, content in made.items():
+            self.assertEqual((FORMS / name).read_bytes(), content, name)
+
+    def test_dumps_are_what_the_tools_print(self):
+        commands = {
+            "tour.xxd": ["xxd"],
+            "tour.xxd-p": ["xxd", "-p"],
+            "tour.hexdump": ["hexdump", "-C"],
+            "tour.od": ["od", "-A", "x", "-t", "x1", "-v"],
+        }
+        for name, command in commands.items():
+            with self.subTest(name=name):
+                if shutil.which(command[0]) is None:
+                    self.skipTest(f"{command[0]} is not installed")
+                shown = subprocess.run(
+                    command, input=TOUR_BYTES, capture_output=True, check=True
+                ).stdout
+                self.assertEqual(shown, (FORMS / name).read_bytes())
+
+    def test_each_form_reads_as_the_same_reports(self):
+        for name, form in NAMES.items():
+            content = (FORMS / name).read_bytes()
+            for run in (
+                Run(FORMS / name),
+                Run(stdin=content),
+                Run("-i", form, FORMS / name),
+                Run(f"--input={form}", "-", stdin=content),
+            ):
+                with self.subTest(name=name):
+                    self.expect(run, ALL_DECODED, TOUR_TEXT, "")
+
+    def test_windows_line_ends(self):
+        for name in ("tour.xxd", "tour.xxd-p", "tour.hexdump", "tour.od", "tour.hid"):
+            with self.subTest(name=name):
+                content = (FORMS / name).read_bytes().replace(b"\n", b"\r\n")
+                self.expect(Run(stdin=content), ALL_DECODED, TOUR_TEXT, "")
+
+    def test_conversion_there_and_back(self):
+        for name in [*NAMES, "../tour.hex"]:
+            with self.subTest(name=name):
+                once = Run("-o", "hid", FORMS / name)
+                self.expect(once, ALL_DECODED, err="")
+                self.expect(Run(stdin=once.out), ALL_DECODED, TOUR_TEXT, "")
+                self.expect(Run("-o", "hid", stdin=once.out), ALL_DECODED, once.out, "")
+
+    def test_conversion_keeps_times(self):
+        for name in NAMES:
+            if not name.endswith(("pcap", "pcapng", "hid")):
+                continue
+            with self.subTest(name=name):
+                times = [r["time"] for r in Run("-o", "ndjson", FORMS / name).records()]
+                recorded = Run("-o", "hid", FORMS / name).out
+                again = [r["time"] for r in Run("-o", "ndjson", stdin=recorded).records()]
+                self.assertEqual(times, again)
+                self.assertGreaterEqual(times[0], 1.7e9)
+
+
+class Binary(HostTest):
+    def test_unknown_id_ends_the_file(self):
+        run = Run(self.file("r.bin", STATE + image(1) + b"\x99" + STATE))
+        message = (
+            "r.bin: byte 794: report 0x99: unknown, so its length is too, and what follows can't be "
+            "split into reports\n"
+        )
+        self.expect(run, SOME_REFUSED, err=message)
+        self.assertTrue(run.out.startswith(STATE_LINES + b"\n[Frame # = 1]"))
+
+    def test_report_cut_off_by_the_end(self):
+        message = "r.bin: byte 2: report 0x77 (input): 2063 bytes, its layout needs 2064\n"
+        run = Run(self.file("r.bin", STATE + packet(1)[:-1]))
+        self.expect(run, SOME_REFUSED, STATE_LINES, message)
+
+    def test_zeros_behind_a_report_are_padding(self):
+        version = b"\xd0" + b"4.2\0"
+        run = Run(stdin=version + bytes(59) + version + bytes(5) + STATE)
+        self.expect(run, ALL_DECODED, b"\n4.2\n\n" * 2 + STATE_LINES, "")
+
+    def test_version_without_nul_at_the_end(self):
+        self.expect(Run(stdin=STATE + b"\xd0" + b"4.2"), ALL_DECODED, STATE_LINES + b"\n4.2\n\n", "")
+
+
+class Dumps(HostTest):
+    WORDS = "this dump shows words in the machine's order, not bytes; make it with: hexdump -C FILE\n"
+
+    def tool(self, *command):
+        if shutil.which(command[0]) is None:
+            self.skipTest(f"{command[0]} is not installed")
+        return subprocess.run(command, input=TOUR_BYTES, capture_output=True, check=True).stdout
+
+    def test_words_are_refused(self):
+        commands = [
+            ["hexdump"], ["xxd", "-e"], ["xxd", "-e", "-g", "2"], ["xxd", "-b"], ["od"],
+            ["od", "-A", "x", "-x"], ["od", "-t", "x4"],
+        ]
+        for command in commands:
+            with self.subTest(command=command):
+                run = Run(stdin=self.tool(*command))
+                self.expect(run, CANNOT_READ_OR_WRITE, b"", f"-:1: {self.WORDS}")
+
+    def test_words_of_one_short_report_are_refused(self):
+        for shown in (b"00000000:     01de               ..\n", b"00000000: 010000de  ....\n"):
+            self.expect(Run(stdin=shown), CANNOT_READ_OR_WRITE, b"", f"-:1: {self.WORDS}")
+
+    def test_other_arrangements_of_bytes(self):
+        commands = [
+            ["xxd", "-g", "1"], ["xxd", "-g", "4"], ["xxd", "-u", "-c", "24"], ["xxd", "-a"],
+            ["od", "-A", "x", "-t", "x1"], ["od", "-A", "x", "-t", "x1z", "-v"],
+            ["hexdump", "-C", "-v"], ["xxd", "-p", "-c", "30"],
+        ]
+        for command in commands:
+            with self.subTest(command=command):
+                self.expect(Run(stdin=self.tool(*command)), ALL_DECODED, TOUR_TEXT, "")
+
+    def test_addresses_in_octal(self):
+        run = Run(stdin=self.tool("od", "-t", "x1"))
+        message = (
+            '-:2: address "0000020" where 000010 should be; addresses must be hexadecimal: '
+            "od -A x -t x1 -v FILE\n"
+        )
+        self.assertEqual(run.status, SOME_REFUSED)
+        self.assertTrue(run.err.endswith(message), run.err)
+
+    def test_missing_line(self):
+        lines = (FORMS / "tour.xxd").read_bytes().splitlines(keepends=True)
+        run = Run(stdin=b"".join(lines[:3] + lines[4:]))
+        self.assertEqual(run.status, SOME_REFUSED)
+        self.assertIn('-:4: address "00000040" where 000030 should be\n', run.err)
+        self.assertTrue(TOUR_TEXT.startswith(run.out[:10]))
+
+    def test_repetition(self):
+        shown = b"00000000  " + b"de 02 " * 16 + b"\n*\n00000060  de 01\n00000062\n"
+        run = Run("-o", "ndjson", stdin=shown)
+        self.expect(run, ALL_DECODED, err="")
+        self.assertEqual([r["value"] for r in run.records()], ["CONTINUOUS"] * 48 + ["SINGLE"])
+
+    def test_bad_digit(self):
+        run = Run(stdin=b"000000 de 01\n000002 de 0g\n")
+        message = '-:2: bad hex: "g" is no hexadecimal digit, in "0g"\n'
+        self.expect(run, SOME_REFUSED, STATE_LINES, message)
+
+    def test_line_without_address(self):
+        run = Run("-i", "dump", stdin=b"00000000: de01  ..\nhello\n")
+        self.expect(run, SOME_REFUSED, STATE_LINES, '-:2: "hello" does not begin with an address\n')
+
+
+class Recordings(HostTest):
+    def expect_between(self, line, message):
+        good = b"F: 0.000001 2 de 01 \r\n"
+        run = Run("-i", "recording", stdin=good + line + b"\n" + good)
+        self.expect(run, SOME_REFUSED, STATE_LINES * 2, f"-:2: {message}\n")
+
+    def test_liberties_of_the_form(self):
+        lines = (
+            b"# comment\nD: 0\nR: 2 06 00\nN: a name\nP: \nI: 3 1209 0001\nX: who knows\n\n"
+            b"E: 000012.345678 2 de 01\nB: 1\nF: 12.345678 2 de 01 \r\nB: 7\n"
+        )
+        run = Run("-o", "ndjson", "--report", "0xDE", "--type=feature", stdin=lines)
+        self.expect(run, ALL_DECODED, err="")
+        self.assertEqual([(r["source"]["line"], r["time"]) for r in run.records()], [(11, 12.345678)])
+
+    def test_other_lines_stay_where_they_are(self):
+        lines = b"D: 0\nN: one\nE: 000001.000000 1 99\nD: 1\nF: 000002.500000 2 de 01\nO: 000003.000000 1 05\n"
+        self.expect(Run("-o", "hid", stdin=lines), ALL_DECODED, lines, "")
+
+    def test_length_mismatch(self):
+        self.expect_between(b"F: 0.0 3 de 01", "2 bytes, and the line says 3")
+
+    def test_bad_time_length_and_digits(self):
+        self.expect_between(b"F: now 2 de 01", '"now" is no time in seconds.microseconds')
+        self.expect_between(b"F: 1.1234567 2 de", '"1.1234567" is no time in seconds.microseconds')
+        self.expect_between(b"F: 9999999999999 2 de", '"9999999999999" is no time in seconds.microseconds')
+        self.expect_between(b"F: 0.0 two de 01", '"two" is no length')
+        self.expect_between(b"F: 0.0", '"" is no length')
+        self.expect_between(b"F: 0.0 2 de 0x", 'bad hex: "x" is no hexadecimal digit, in "0x"')
+        self.expect_between(b"F: 0.0 0", "a report of no bytes")
+
+    def test_line_of_nothing(self):
+        message = '"hello" is no line of a recording: those begin like "E: "'
+        self.expect_between(b"hello", message)
+
+
+class UsbCaptures(HostTest):
+    """Captures are made as the samples are, and then damaged."""
+
+    TRANSFERS = {189: maker.Usbmon(False), 220: maker.Usbmon(True), 249: maker.UsbPcap()}
+    MOMENT = (1, 500000)
+
+    def capture(self, link, packets):
+        return maker.pcap(link, [(self.MOMENT, packet) for packet in packets])
+
+    def setup(self, report_id, usb_type=3):
+        return maker.GET_REPORT + bytes([report_id, usb_type, 0, 0, 0, 16])
+
+    def each(self):
+        for link, transfers in self.TRANSFERS.items():
+            with self.subTest(link=link):
+                yield link, transfers
+
+    def good(self, transfers, request=1):
+        yield transfers.control(self.MOMENT, request, self.setup(0xDE), completed=False)
+        yield transfers.control(self.MOMENT, request, STATE, completed=True)
+
+    def with_status(self, link, packet, usbmon, usbpcap):
+        if link == 249:
+            return packet[:10] + struct.pack("<I", usbpcap) + packet[14:]
+        return packet[:28] + struct.pack("<i", usbmon) + packet[32:]
+
+    def expect_problem(self, link, packets, message, code):
+        run = Run(stdin=self.capture(link, packets))
+        self.expect(run, SOME_REFUSED, STATE_LINES, f"-: {message}\n")
+        run = Run("-o", "ndjson", stdin=self.capture(link, packets))
+        codes = [r["error"]["code"] for r in run.records() if "error" in r]
+        self.assertEqual(codes, [code])
+
+    def failed_request(self, link, transfers, usbmon, usbpcap):
+        open_, answer = self.good(transfers, 2)
+        answer = self.with_status(link, answer, usbmon, usbpcap)
+        return [open_, answer, *self.good(transfers)]
+
+    def test_failed_requests(self):
+        for link, transfers in self.each():
+            for usbmon, usbpcap, why in (
+                (-32, 0xC0000004, "stalled: the device refused it"),
+                (-2, 0xC0010000, "was cancelled"),
+                (-71, 0xC0000011, f"failed with status {-71 if link != 249 else 0xC0000011}"),
+            ):
+                packets = self.failed_request(link, transfers, usbmon, usbpcap)
+                message = f"packet 2: report 0xDE (feature): its request {why}"
+                self.expect_problem(link, packets, message, "failed_request")
+
+    def test_failed_interrupt_transfer(self):
+        for link, transfers in self.each():
+            bad = transfers.interrupt(self.MOMENT, 9, b"", completed=True)
+            stalled = self.with_status(link, bad, -32, 0xC0000004)
+            message = "packet 1: an interrupt transfer stalled: the device refused it"
+            self.expect_problem(link, [stalled, *self.good(transfers)], message, "failed_request")
+
+    def test_cancelled_interrupt_transfers_are_how_listening_ends(self):
+        for link, transfers in self.each():
+            end = transfers.interrupt(self.MOMENT, 9, b"", completed=True)
+            end = self.with_status(link, end, -2, 0xC0010000)
+            run = Run(stdin=self.capture(link, [end, *self.good(transfers)]))
+            self.expect(run, ALL_DECODED, STATE_LINES, "")
+
+    def test_truncated_packet(self):
+        for link, transfers in self.each():
+            packets = [transfers.interrupt(self.MOMENT, 9, image(1), completed=True)[:-700]]
+            message = "packet 1: 792 bytes transferred, 92 captured; capture whole packets (-s 0)"
+            self.expect_problem(link, packets + list(self.good(transfers)), message, "truncated_capture")
+
+    def test_packet_shorter_than_its_header(self):
+        for link, transfers in self.each():
+            message = "packet 1: cut off in its header: 20 bytes captured; capture whole packets (-s 0)"
+            packets = [next(self.good(transfers))[:20], *self.good(transfers)]
+            self.expect_problem(link, packets, message, "truncated_capture")
+
+    def test_unanswered_request(self):
+        for link, transfers in self.each():
+            lost = next(self.good(transfers, 7))
+            message = "packet 1: report 0xDE (feature): its request has no answer in the capture"
+            self.expect_problem(link, [lost, *self.good(transfers)], message, "unanswered_request")
+
+    def test_request_number_used_again(self):
+        for link, transfers in self.each():
+            lost = next(self.good(transfers))
+            message = "packet 1: report 0xDE (feature): its request has no answer in the capture"
+            self.expect_problem(link, [lost, *self.good(transfers)], message, "unanswered_request")
+
+    def test_answer_of_another_report(self):
+        for link, transfers in self.each():
+            open_ = transfers.control(self.MOMENT, 3, self.setup(0xDF), completed=False)
+            answer = transfers.control(self.MOMENT, 3, STATE, completed=True)
+            message = "packet 2: report 0xDF (feature): the answer is report 0xDE"
+            packets = [open_, answer, *self.good(transfers)]
+            self.expect_problem(link, packets, message, "mismatched_reply")
+
+    def test_empty_packets(self):
+        for link, transfers in self.each():
+            empty = transfers.interrupt(self.MOMENT, 9, b"", completed=True)
+            message = "packet 1: a report of no bytes"
+            self.expect_problem(link, [empty, *self.good(transfers)], message, "empty_report")
+
+    def test_types_of_requests(self):
+        for link, transfers in self.each():
+            packets = []
+            for usb_type, report in ((1, image(5)), (3, STATE)):
+                open_ = self.setup(report[0], usb_type)
+                packets.append(transfers.control(self.MOMENT, usb_type, open_, completed=False))
+                packets.append(transfers.control(self.MOMENT, usb_type, report, completed=True))
+            records = Run("-o", "ndjson", stdin=self.capture(link, packets)).records()
+            self.assertEqual([r["report_type"] for r in records], ["input", "feature"])
+            self.assertEqual([r["source"]["packet"] for r in records], [2, 4])
+            self.assertEqual([r["time"] for r in records], [1.5, 1.5])
+
+    def other_device(self, link, packet):
+        if link == 249:
+            return packet[:19] + struct.pack("<H", 9) + packet[21:]
+        return packet[:11] + b"\x09" + packet[12:]
+
+    def test_choosing_a_device(self):
+        for link, transfers in self.each():
+            mouse = transfers.interrupt(self.MOMENT, 9, b"\x01\x02", completed=True)
+            capture = self.capture(link, [self.other_device(link, mouse), *self.good(transfers)])
+            message = (
+                "-: packet 1: report 0x01 (input): unknown; --list-reports shows the known ones; "
+                "it came from device 1:9, and --device BUS:DEV chooses one\n"
+            )
+            self.expect(Run(stdin=capture), SOME_REFUSED, STATE_LINES, message)
+            self.expect(Run("--device", "1:5", stdin=capture), ALL_DECODED, STATE_LINES, "")
+            self.expect(Run("--device=2:5", stdin=capture), ALL_DECODED, b"", "")
+
+    def test_choosing_an_endpoint(self):
+        for link, transfers in self.each():
+            frame = transfers.interrupt(self.MOMENT, 9, image(1), completed=True)
+            capture = self.capture(link, [frame, *self.good(transfers)])
+            self.expect(Run("--endpoint", "0", stdin=capture), ALL_DECODED, STATE_LINES, "")
+            for endpoint in ("1", "0x81"):
+                run = Run("-o", "ndjson", "--endpoint", endpoint, stdin=capture)
+                self.assertEqual([r["report_id"] for r in run.records()], [0x76])
+
+    def test_capture_cut_off(self):
+        for link, transfers in self.each():
+            whole = self.capture(link, [*self.good(transfers), *self.good(transfers, 2)])
+            run = Run(stdin=whole[:-3])
+            self.assertEqual((run.status, run.out), (SOME_REFUSED, STATE_LINES))
+            self.assertRegex(
+                run.err,
+                r"^-: truncated dump file.*; what was good is decoded, and editcap FILE NEW\.pcap "
+                r"writes it without the damaged end\n"
+                r"-: packet 3: report 0xDE \(feature\): its request has no answer in the capture\n$",
+            )
+
+    def test_capture_of_something_else(self):
+        run = Run(stdin=maker.pcap(1, []))
+        message = (
+            "-: a capture of link type 1 (EN10MB), which is not USB (189, 220 or 249); capture on "
+            "usbmon, or with USBPcap\n"
+        )
+        self.expect(run, CANNOT_READ_OR_WRITE, b"", message)
+
+    def test_no_capture(self):
+        run = Run("-i", "usb", SAMPLES / "tour.hex")
+        self.assertEqual(run.status, CANNOT_READ_OR_WRITE)
+        self.assertRegex(
+            run.err, r"tour.hex: libpcap can't read it: .*; try: editcap -F pcap FILE NEW.pcap\n$"
+        )
+
+    def test_other_byte_order(self):
+        """A capture from a machine of the other byte order: libpcap turns usbmon's fields around."""
+        data = struct.pack(
+            ">QBBBBHbbqiiII8s", 1, ord("C"), 1, 0x81, 5, 1, ord("-"), 0, 1, 0, 0, 792, 792, b""
+        ) + image(3)
+        capture = struct.pack(">IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 262144, 189)
+        capture += struct.pack(">IIII", 1, 5, len(data), len(data)) + data
+        run = Run("-o", "ndjson", stdin=capture)
+        self.expect(run, ALL_DECODED, err="")
+        self.assertEqual(run.records()[0]["value"]["FRAME_NUMBER"], 3)
+
+
+if __name__ == "__main__":
+    unittest.main()
