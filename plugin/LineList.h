@@ -12,11 +12,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "plugin/format.h"
@@ -86,11 +88,41 @@ class LineList {
     endLine(format::write<format>(out, argument...));
   }
 
+  /// Appends a line for each element of the columns, which are of one length: the first line with
+  /// the first elements, and so on. Elements are texts or whole numbers.
+  ///
+  ///     lines.addEach<"%40s: %i">(labels, counters);
+  template <format::Literal format, class First, class... Column>
+  void addEach(const First& first, const Column&... column) {
+    addLines(std::size(first),
+             format::maximumSize<format, ElementOf<First>, ElementOf<Column>...>(),
+             [&](char* out, std::size_t i) {
+               return format::write<format>(out, first[i], column[i]...);
+             });
+  }
+
+  /// Appends `count` lines, each of which write(out, i) writes, in no more than `size` characters,
+  /// and gives back its end. Where the lines stand is in registers meanwhile: what is written could
+  /// otherwise be this object, as far as a compiler knows.
+  template <class Write>
+  void addLines(std::size_t count, std::size_t size, const Write& write) {
+    reserve(count, count * (size + 1) + kernels::kSlack);
+    char* const begin = characters();
+    char* out = begin + _size;
+    End* end = ends() + _lines;
+    for (std::size_t i = 0; i < count; ++i) {
+      out = write(out, i);
+      *out++ = '\n';
+      *end++ = static_cast<End>(out - begin);
+    }
+    _lines += count;
+    _size = static_cast<std::size_t>(out - begin);
+  }
+
   /// For what writes a line itself: room for `size` characters of the next line and, behind them,
   /// for the slack of the kernels. Valid until the list changes. endLine() then makes them a line.
   char* lineRoom(std::size_t size) {
-    size += kernels::kSlack;  // within which the newline has its place
-    if (_lines == _lineCapacity || _capacity - _size < size) grow(size);
+    reserve(1, size + kernels::kSlack);  // the newline has its place within the slack
     return characters() + _size;
   }
 
@@ -104,6 +136,9 @@ class LineList {
  private:
   using End = std::uint32_t;
 
+  template <class Column>
+  using ElementOf = std::remove_cvref_t<decltype(std::declval<const Column&>()[0])>;
+
   struct Delete {
     void operator()(char* block) const { ::operator delete(block); }
   };
@@ -113,8 +148,14 @@ class LineList {
   char* characters() { return _block.get() + _lineCapacity * sizeof(End); }
   const char* characters() const { return _block.get() + _lineCapacity * sizeof(End); }
 
-  void grow(std::size_t size) {
-    const std::size_t lines = _lines < _lineCapacity ? _lineCapacity : 2 * _lineCapacity + 4;
+  /// Makes room for `lines` more lines, and `size` more characters.
+  void reserve(std::size_t lines, std::size_t size) {
+    if (_lineCapacity - _lines < lines || _capacity - _size < size) grow(lines, size);
+  }
+
+  __attribute__((noinline, cold)) void grow(std::size_t more, std::size_t size) {
+    const std::size_t lines =
+        _lineCapacity - _lines >= more ? _lineCapacity : 2 * _lineCapacity + 4 + more;
     const std::size_t needed = _size + size;
     reallocate(lines, needed <= _capacity ? _capacity : needed + needed / 2);
   }

@@ -236,7 +236,7 @@ std::string_view viewOf(const Text<capacity>& text, const Conversion&) {
 
 /// Characters that a conversion of `argument` takes at most.
 template <class T>
-VESK_ALWAYS_INLINE std::size_t bound(const Conversion& c, const T& argument) {
+VESK_ALWAYS_INLINE constexpr std::size_t bound(const Conversion& c, const T& argument) {
   const auto width = static_cast<std::size_t>(c.width);
   if constexpr (ConstantText<T>) {
     return std::max(width, sizeof argument.characters);
@@ -254,6 +254,18 @@ VESK_ALWAYS_INLINE std::size_t bound(const Conversion& c, const T& argument) {
     const std::size_t digits = std::fabs(argument) < 0x1p64 ? 20 : longest;
     const auto precision = static_cast<std::size_t>(c.precision < 0 ? 6 : c.precision);
     return std::max(width, digits + precision + 2);
+  }
+}
+
+/// Characters that a conversion of any value of type T takes at most.
+template <class T>
+consteval std::size_t maximumBound(const Conversion& c) {
+  static_assert(ConstantText<T> || std::is_integral_v<T> || std::is_same_v<T, float>);
+  if constexpr (std::is_same_v<T, float>) {
+    const auto precision = static_cast<std::size_t>(c.precision < 0 ? 6 : c.precision);
+    return std::max(static_cast<std::size_t>(c.width), 39 + precision + 2);
+  } else {
+    return bound(c, T{});  // the same for all of them
   }
 }
 
@@ -332,7 +344,7 @@ VESK_ALWAYS_INLINE bool hasKernel(const Conversion& c) {
   if (c.letter == 'x' || c.letter == 'X')
     return c.zero && c.width == static_cast<int>(2 * sizeof(T)) &&
            (std::is_unsigned_v<T> || sizeof(T) >= sizeof(int));
-  return c.width == 0 || (c.width == 14 && !c.zero && c.isSigned() && sizeof(T) == 4);
+  return c.width == 0 || (c.width >= 11 && c.width <= 14 && !c.zero && sizeof(T) <= 4);
 }
 
 template <std::integral T>
@@ -345,7 +357,8 @@ VESK_ALWAYS_INLINE char* convert(char* out, const Conversion& c, T argument) {
   if (!hasKernel<T>(c)) return writeInteger(out, c, magnitude, negative);
   if (c.letter == 'x' || c.letter == 'X')
     return kernels::hex(out, bits, 2 * sizeof(T), c.letter == 'X');
-  if (c.width == 14) return kernels::decimalColumn14(out, static_cast<std::int32_t>(bits)) - 1;
+  if (c.width != 0)
+    return kernels::decimalColumn(out, static_cast<std::uint32_t>(magnitude), negative, c.width);
   *out = '-';
   return kernels::decimal(out + (negative ? 1 : 0), magnitude);
 }
@@ -370,7 +383,7 @@ VESK_ALWAYS_INLINE char* convert(char* out, const Conversion& c, T argument) {
   const double value = argument;
   const int precision = c.precision < 0 ? 6 : c.precision;
   const bool kernel = (precision == 3 || precision == 6) && !c.zero && c.width <= 16;
-  if (!kernel || !kernels::isExactFixed(value)) return writeFixed(out, c, value);
+  if (!kernel || !kernels::isFixed(value)) return writeFixed(out, c, value);
 
   const char sign = signOf(c, std::signbit(value));
   const auto number = [&](char* at) {
@@ -384,8 +397,12 @@ VESK_ALWAYS_INLINE char* convert(char* out, const Conversion& c, T argument) {
     std::memset(end, ' ', 16);
     return std::max(end, out + c.width);
   }
-  char body[16 + kernels::kSlack];
-  return pad(out, c, body, static_cast<std::size_t>(number(body) - body));
+  char body[48 + kernels::kSlack];  // a sign, 39 digits, a point, 6 more
+  const auto size = static_cast<int>(number(body) - body);
+  if (size > c.width) return pad(out, c, body, static_cast<std::size_t>(size));
+  std::memset(out, ' ', 16);
+  std::memcpy(out + c.width - size, body, 16);
+  return out + c.width;
 }
 
 template <String T>
@@ -470,6 +487,19 @@ VESK_ALWAYS_INLINE std::size_t boundPieces(std::index_sequence<index...>, const 
 template <Literal format, class... T>
 VESK_ALWAYS_INLINE std::size_t size(const T&... argument) {
   return detail::boundPieces<format>(std::index_sequence_for<T...>{}, argument...);
+}
+
+/// The same for all values of types that have a largest size: texts of constant capacity, whole
+/// numbers and floats.
+template <Literal format, class... T>
+consteval std::size_t maximumSize() {
+  std::size_t size = 0;
+  for (const Piece& piece : detail::kPieces<format>.piece) size += piece.end - piece.begin;
+  std::size_t i = 0;
+  ((size +=
+    detail::maximumBound<detail::ValueOf<T>>(detail::kPieces<format>.piece[i++].conversion)),
+   ...);
+  return size;
 }
 
 /// Writes `argument...` as `format` says, without a NUL behind it, and gives back the end.

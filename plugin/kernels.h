@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -31,23 +32,36 @@ inline void storeLittle(char* out, std::uint64_t word) {
   store(out, word);
 }
 
+/// The word whose lowest byte is the first character.
+inline std::uint64_t loadLittle(const char* characters) {
+  std::uint64_t word;
+  std::memcpy(&word, characters, sizeof word);
+  if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+  return word;
+}
+
 // ---------------------------------------------------------------------------------- hexadecimal
+
+#if defined(__SSE2__)
+/// The digits of sixteen nibbles, each in a byte: those over 9 move on to the letters.
+inline __m128i hexDigits(__m128i nibbles, int letters) {
+  const __m128i overNine = _mm_cmpgt_epi8(nibbles, _mm_set1_epi8(9));
+  return _mm_add_epi8(_mm_add_epi8(nibbles, _mm_set1_epi8('0')),
+                      _mm_and_si128(overNine, _mm_set1_epi8(static_cast<char>(letters))));
+}
+#endif
 
 /// The 16 hexadecimal digits of `value`, leading zeros included: "%016llx", "%016llX".
 ///
 /// SSE2, which every x86-64 has, does all digits at once: the nibbles of the byte-reversed value
-/// are interleaved into 16 bytes, and those over 9 move on to the letters.
+/// are interleaved into 16 bytes.
 inline char* hex16(char* out, std::uint64_t value, bool upper) {
   const int letters = upper ? 'A' - '0' - 10 : 'a' - '0' - 10;
 #if defined(__SSE2__)
   const __m128i bytes = _mm_cvtsi64_si128(static_cast<long long>(__builtin_bswap64(value)));
   const __m128i low = _mm_set1_epi8(0x0F);
   const __m128i nibbles = _mm_and_si128(_mm_unpacklo_epi8(_mm_srli_epi64(bytes, 4), bytes), low);
-  const __m128i overNine = _mm_cmpgt_epi8(nibbles, _mm_set1_epi8(9));
-  const __m128i digits =
-      _mm_add_epi8(_mm_add_epi8(nibbles, _mm_set1_epi8('0')),
-                   _mm_and_si128(overNine, _mm_set1_epi8(static_cast<char>(letters))));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), digits);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), hexDigits(nibbles, letters));
 #else
   for (int i = 0; i < 16; ++i) {
     const int nibble = static_cast<int>((value >> (60 - 4 * i)) & 0xF);
@@ -62,6 +76,51 @@ inline char* hex16(char* out, std::uint64_t value, bool upper) {
 inline char* hex(char* out, std::uint64_t value, int digits, bool upper) {
   hex16(out, value << (64 - 4 * digits), upper);
   return out + digits;
+}
+
+#if defined(__SSE2__)
+
+/// Two values of a row, whose nibbles are given: sixteen digits, a blank behind each eight.
+inline char* hexPair(char* out, __m128i nibbles) {
+  const __m128i digits = hexDigits(nibbles, 'a' - '0' - 10);
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(out), digits);
+  out[8] = ' ';
+  _mm_storeh_pd(reinterpret_cast<double*>(out + 9), _mm_castsi128_pd(digits));
+  out[17] = ' ';
+  return out + 18;
+}
+
+/// Four values of a row. The bytes of each are reversed: those of its 16-bit halves, then the
+/// halves.
+inline char* hexFour(char* out, const void* bytes) {
+  const __m128i low = _mm_set1_epi8(0x0F);
+  __m128i values = _mm_loadu_si128(static_cast<const __m128i*>(bytes));
+  values = _mm_or_si128(_mm_slli_epi16(values, 8), _mm_srli_epi16(values, 8));
+  values = _mm_shufflelo_epi16(values, _MM_SHUFFLE(2, 3, 0, 1));
+  values = _mm_shufflehi_epi16(values, _MM_SHUFFLE(2, 3, 0, 1));
+  const __m128i high = _mm_and_si128(_mm_srli_epi16(values, 4), low);
+  values = _mm_and_si128(values, low);
+  out = hexPair(out, _mm_unpacklo_epi8(high, values));
+  return hexPair(out, _mm_unpackhi_epi8(high, values));
+}
+
+#endif
+
+/// A row of the sample blocks: eight 32-bit values that lie, little-endian, at `bytes`, each as
+/// "%08x ". It overwrites its 72 characters only.
+inline char* hexRow(char* out, const unsigned char* bytes) {
+#if defined(__SSE2__)
+  out = hexFour(out, bytes);
+  return hexFour(out, bytes + 16);
+#else
+  for (int i = 0; i < 8; ++i, bytes += 4) {
+    for (int byte = 3; byte >= 0; --byte)
+      for (const int nibble : {bytes[byte] >> 4, bytes[byte] & 0xF})
+        *out++ = static_cast<char>(nibble + (nibble > 9 ? 'a' - 10 : '0'));
+    *out++ = ' ';
+  }
+  return out;
+#endif
 }
 
 // -------------------------------------------------------------------------------------- decimal
@@ -86,17 +145,47 @@ inline char* decimal8(char* out, std::uint32_t value) {
   return out + 8;
 }
 
-/// "%u". The digits of a value below 10^8 are made at once, and the leading zeros shifted out.
-inline char* decimal(char* out, std::uint32_t value) {
+namespace detail {
+
+/// The numbers below 1000 as characters, and how many they are.
+struct Counts {
+  char characters[1000][4];
+};
+
+constexpr Counts makeCounts() {
+  Counts counts{};
+  for (int value = 0; value < 1000; ++value) {
+    const char digits[3] = {static_cast<char>('0' + value / 100),
+                            static_cast<char>('0' + value / 10 % 10),
+                            static_cast<char>('0' + value % 10)};
+    const int size = value >= 100 ? 3 : value >= 10 ? 2 : 1;
+    for (int i = 0; i < size; ++i) counts.characters[value][i] = digits[3 - size + i];
+    counts.characters[value][3] = static_cast<char>(size);
+  }
+  return counts;
+}
+
+inline constexpr Counts kCounts = makeCounts();
+
+}  // namespace detail
+
+/// "%u". Most counts are below 1000: they are looked up. The digits of a value below 10^8 are made
+/// at once, and the leading zeros shifted out; those before the last eight are looked up, too.
+/// Always inlined: it is the heart of the loop over the counters.
+inline __attribute__((always_inline)) char* decimal(char* out, std::uint32_t value) {
+  if (value < 1000) {
+    const char* const group = detail::kCounts.characters[value];
+    std::memcpy(out, group, 4);
+    return out + group[3];
+  }
   if (value >= 100000000) {
     const std::uint32_t head = value / 100000000;  // 1 to 42
-    *out = static_cast<char>('0' + (head >= 10 ? head / 10 : head));
-    out[1] = static_cast<char>('0' + head % 10);
-    return decimal8(out + (head >= 10 ? 2 : 1), value % 100000000);
+    const char* const group = detail::kCounts.characters[head];
+    std::memcpy(out, group, 4);
+    return decimal8(out + group[3], value % 100000000);
   }
   const std::uint64_t digits = eightDigits(value);
-  // The last digit stays, also when it is 0.
-  const int leading = std::countr_zero(digits | 0x0100000000000000) / 8;
+  const int leading = std::countr_zero(digits) / 8;
   storeLittle(out, (digits | kZeros) >> (8 * leading));
   return out + 8 - leading;
 }
@@ -113,8 +202,8 @@ namespace detail {
 
 /// What is added to sixteen digit bytes to fill a field: blanks before the number, its sign, and
 /// the '0' that makes a digit a character.
-struct Fills {
-  char bytes[2][11][16];  // [negative][number of digits]
+struct alignas(16) Fills {
+  char bytes[22][16];  // by number of digits; 11 more for a negative one
 };
 
 constexpr Fills makeFills() {
@@ -122,9 +211,9 @@ constexpr Fills makeFills() {
   for (int negative = 0; negative < 2; ++negative)
     for (int digits = 0; digits <= 10; ++digits)
       for (int i = 0; i < 16; ++i)
-        fills.bytes[negative][digits][i] = i >= 14 - digits && i < 14              ? '0'
-                                           : negative != 0 && i == 14 - digits - 1 ? '-'
-                                                                                   : ' ';
+        fills.bytes[11 * negative + digits][i] = i >= 14 - digits && i < 14              ? '0'
+                                                 : negative != 0 && i == 14 - digits - 1 ? '-'
+                                                                                         : ' ';
   return fills;
 }
 
@@ -132,13 +221,11 @@ inline constexpr Fills kFills = makeFills();
 
 }  // namespace detail
 
-/// "%14d ", the column of the sample blocks. Ten digits stand right-aligned in sixteen bytes; the
-/// fill for their number and sign is added to them, so that no branch depends on the value.
-inline char* decimalColumn14(char* out, std::int32_t value) {
-  const bool negative = value < 0;
-  const auto bits = static_cast<std::uint32_t>(value);
-  const std::uint32_t magnitude = negative ? 0 - bits : bits;
-  const std::uint32_t head = magnitude / 100000000;  // 0 to 21
+/// "%14d", "%12u" and their like: a number of 32 bits, right-aligned in a `width` of 11 to 14. Ten
+/// digits stand right-aligned in fourteen bytes, of which the last `width` count; the fill for
+/// their number and sign is added to them, so that no branch depends on the value.
+inline char* decimalColumn(char* out, std::uint32_t magnitude, bool negative, int width) {
+  const std::uint32_t head = magnitude / 100000000;  // 0 to 42
   const std::uint64_t tail = eightDigits(magnitude % 100000000);
   const std::uint64_t tens = head / 10;
   const std::uint64_t front = tens | (head - tens * 10) << 8;  // the first two digits
@@ -147,45 +234,192 @@ inline char* decimalColumn14(char* out, std::int32_t value) {
   const std::uint64_t high = tail >> 16;
   const int leading = front != 0 ? std::countr_zero(front) / 8
                                  : 2 + std::countr_zero(tail | 0x0100000000000000) / 8;
-  const char* fill = detail::kFills.bytes[negative ? 1 : 0][10 - leading];
-  std::uint64_t fillLow;
-  std::uint64_t fillHigh;
-  std::memcpy(&fillLow, fill, 8);
-  std::memcpy(&fillHigh, fill + 8, 8);
-  if constexpr (std::endian::native == std::endian::big) {
-    fillLow = __builtin_bswap64(fillLow);
-    fillHigh = __builtin_bswap64(fillHigh);
+  const char* fill = detail::kFills.bytes[(negative ? 21 : 10) - leading];
+  const int skip = 14 - width;
+  storeLittle(
+      out, (skip == 0 ? low : low >> 8 * skip | high << (64 - 8 * skip)) + loadLittle(fill + skip));
+  storeLittle(out + width - 8, (low >> 48 | high << 16) + loadLittle(fill + 6));
+  return out + width;
+}
+
+#if defined(__SSE2__)
+
+/// Four 32-bit values divided by a constant, whose reciprocal is given, times 2^shift.
+template <int shift>
+__m128i divideFour(__m128i values, std::uint32_t reciprocal) {
+  const __m128i factor = _mm_set1_epi32(static_cast<int>(reciprocal));
+  const __m128i even = _mm_srli_epi64(_mm_mul_epu32(values, factor), shift);
+  const __m128i odd = _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(values, 32), factor), shift);
+  return _mm_or_si128(even, _mm_slli_epi64(odd, 32));
+}
+
+/// The two decimal digits of each 16-bit lane, which is below 100, as its bytes, the first lowest.
+inline __m128i twoDigitLanes(__m128i lanes) {
+  const __m128i tens = _mm_mulhi_epu16(lanes, _mm_set1_epi16(6554));
+  const __m128i ones = _mm_sub_epi16(lanes, _mm_mullo_epi16(tens, _mm_set1_epi16(10)));
+  return _mm_or_si128(tens, _mm_slli_epi16(ones, 8));
+}
+
+/// Four values of a row: decimalColumn() for all of them at once.
+inline char* decimalFour(char* out, const unsigned char* bytes) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i values = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+  const __m128i signs = _mm_srai_epi32(values, 31);
+  const __m128i magnitudes = _mm_sub_epi32(_mm_xor_si128(values, signs), signs);
+
+  // The fill of each: its number of digits, counted by comparing (a comparison gives 0 or -1; the
+  // magnitude of the smallest value, which is negative, has ten), and its sign.
+  __m128i fills = _mm_set1_epi32(1);
+  for (const int power : {9, 99, 999, 9999, 99999, 999999, 9999999, 99999999, 999999999})
+    fills = _mm_sub_epi32(fills, _mm_cmpgt_epi32(magnitudes, _mm_set1_epi32(power)));
+  const __m128i smallest = _mm_srai_epi32(magnitudes, 31);
+  fills = _mm_add_epi32(fills, _mm_and_si128(smallest, _mm_set1_epi32(9)));
+  fills = _mm_add_epi32(fills, _mm_and_si128(signs, _mm_set1_epi32(11)));
+  std::uint32_t fill[4];
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(fill), fills);
+
+  // Two digits in front of the last eight, which are two groups of four, in lanes of 16 bits.
+  __m128i tails = magnitudes;
+  __m128i fronts = zero;
+  const __m128i large =
+      _mm_or_si128(_mm_cmpgt_epi32(magnitudes, _mm_set1_epi32(99999999)), smallest);
+  if (_mm_movemask_epi8(large) != 0) {
+    const __m128i heads = divideFour<57>(magnitudes, 1441151881);
+    const __m128i even = _mm_mul_epu32(heads, _mm_set1_epi32(100000000));
+    const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(heads, 32), _mm_set1_epi32(100000000));
+    tails = _mm_sub_epi32(magnitudes, _mm_or_si128(even, _mm_slli_epi64(odd, 32)));
+    fronts = twoDigitLanes(heads);
   }
-  storeLittle(out, low + fillLow);
-  storeLittle(out + 8, high + fillHigh);
-  return out + 15;
+  const __m128i upper = divideFour<45>(tails, 0xD1B71759);
+  const __m128i lower = _mm_sub_epi32(tails, _mm_madd_epi16(upper, _mm_set1_epi32(10000)));
+  const __m128i groups = _mm_or_si128(upper, _mm_slli_epi32(lower, 16));
+  const __m128i hundreds = _mm_srli_epi16(_mm_mulhi_epu16(groups, _mm_set1_epi16(5243)), 3);
+  const __m128i rests = _mm_sub_epi16(groups, _mm_mullo_epi16(hundreds, _mm_set1_epi16(100)));
+  const __m128i first = twoDigitLanes(hundreds);
+  const __m128i second = twoDigitLanes(rests);
+
+  // Ten digits from byte 4 of each column on.
+  const auto writeTwo = [&](__m128i front, __m128i digits, const std::uint32_t* of) {
+    const __m128i low = _mm_or_si128(front, _mm_slli_epi64(digits, 48));
+    const __m128i high = _mm_srli_epi64(digits, 16);
+    const auto write = [&](__m128i column, std::uint32_t number) {
+      const auto* const bytesOf = reinterpret_cast<const __m128i*>(detail::kFills.bytes[number]);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                       _mm_add_epi8(column, _mm_load_si128(bytesOf)));
+      out += 15;
+    };
+    write(_mm_unpacklo_epi64(low, high), of[0]);
+    write(_mm_unpackhi_epi64(low, high), of[1]);
+  };
+  writeTwo(_mm_unpacklo_epi32(zero, fronts), _mm_unpacklo_epi16(first, second), fill);
+  writeTwo(_mm_unpackhi_epi32(zero, fronts), _mm_unpackhi_epi16(first, second), fill + 2);
+  return out;
+}
+
+#endif
+
+/// A row of the sample blocks: eight 32-bit values that lie, little-endian, at `bytes`, each as
+/// "%14d ". 120 characters, and one more is overwritten.
+inline char* decimalRow(char* out, const unsigned char* bytes) {
+#if defined(__SSE2__)
+  out = decimalFour(out, bytes);
+  return decimalFour(out, bytes + 16);
+#else
+  for (int i = 0; i < 8; ++i, bytes += 4) {
+    const std::uint32_t value =
+        bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
+    const bool negative = value >> 31 != 0;
+    out = decimalColumn(out, negative ? 0 - value : value, negative, 14);
+    *out++ = ' ';
+  }
+  return out;
+#endif
 }
 
 // ---------------------------------------------------------------------------------- fixed point
 
-/// Whether `value` times 10^precision (3 or 6) is exact in a double, and small enough for fixed().
-/// True for everything that came from a float: 24 bits of it and at most 14 of 5^6 fit into 53.
-inline bool isExactFixed(double value) {
-  return value < 0x1p31 && value > -0x1p31 &&
-         static_cast<double>(static_cast<float>(value)) == value;
+/// Whether fixedMagnitude() can write `value`: it is finite, and a float's.
+inline bool isFixed(double value) {
+  return static_cast<double>(static_cast<float>(value)) - value == 0;
 }
 
-/// "%.3f" or "%.6f" of the magnitude of a `value` for which isExactFixed() holds.
+namespace detail {
+
+/// Powers of two from 2^8 to 2^104, in limbs below 10^8, the lowest first.
+struct Powers {
+  std::uint32_t limbs[97][5];
+};
+
+constexpr Powers makePowers() {
+  Powers powers{};
+  powers.limbs[0][0] = 256;
+  for (int i = 1; i < 97; ++i) {
+    std::uint32_t carry = 0;
+    for (int limb = 0; limb < 5; ++limb) {
+      const std::uint32_t twice = 2 * powers.limbs[i - 1][limb] + carry;
+      carry = twice / 100000000;
+      powers.limbs[i][limb] = twice % 100000000;
+    }
+  }
+  return powers;
+}
+
+inline constexpr Powers kPowers = makePowers();
+
+/// The digits of a float of 2^31 and more: its mantissa times a power of two, limb by limb.
+inline char* wholeDigits(char* out, float value) {
+  const auto bits = std::bit_cast<std::uint32_t>(value);
+  const std::uint64_t mantissa = (bits & 0x7FFFFF) | 0x800000;
+  const auto& power = kPowers.limbs[(bits >> 23) - 127 - 23 - 8];
+  std::uint32_t limbs[5];
+  std::uint64_t carry = 0;
+  int top = 0;
+  for (int i = 0; i < 5; ++i) {
+    const std::uint64_t product = mantissa * power[i] + carry;
+    carry = product / 100000000;
+    limbs[i] = static_cast<std::uint32_t>(product % 100000000);
+    top = limbs[i] != 0 ? i : top;
+  }
+  out = decimal(out, limbs[top]);
+  while (top > 0) out = decimal8(out, limbs[--top]);
+  return out;
+}
+
+}  // namespace detail
+
+/// "%.3f" or "%.6f" of the magnitude of a `value` for which isFixed() holds.
 ///
-/// The product is exact, so rounding it to a whole number (half to even, by adding a number so
-/// large that the fraction falls off its end) is the one rounding that the C library does.
+/// The product with 10^3 or 10^6 is exact in a double (24 bits of a float and at most 14 of 5^6 fit
+/// into 53), so rounding it to a whole number (half to even, by adding a number so large that the
+/// fraction falls off its end) is the one rounding that the C library does. A float of 2^31 and
+/// more has no fraction.
 template <int precision>
 char* fixedMagnitude(char* out, double value) {
   static_assert(precision == 3 || precision == 6);
   constexpr std::uint32_t scale = precision == 3 ? 1000 : 1000000;
   constexpr double shifter = 0x1p52;
   const double magnitude = value < 0 ? -value : value;
-  const auto units = std::bit_cast<std::uint64_t>(magnitude * scale + shifter) -
-                     std::bit_cast<std::uint64_t>(shifter);
-  out = decimal(out, static_cast<std::uint32_t>(units / scale));
+  std::uint64_t fraction = kZeros;
+  if (magnitude < 0x1p31) {
+    const auto units = std::bit_cast<std::uint64_t>(magnitude * scale + shifter) -
+                       std::bit_cast<std::uint64_t>(shifter);
+    if (units < 100000000) {
+      // Eight digits hold it; one at least stands before the point.
+      const std::uint64_t digits = eightDigits(static_cast<std::uint32_t>(units));
+      const std::uint64_t shown = digits | std::uint64_t{1} << (8 * (7 - precision));
+      const int leading = std::countr_zero(shown) / 8;
+      storeLittle(out, (digits | kZeros) >> (8 * leading));
+      out += 8 - precision - leading;
+      storeLittle(out, (digits | kZeros) >> (8 * (8 - precision)) << 8 | '.');
+      return out + 1 + precision;
+    }
+    out = decimal(out, static_cast<std::uint32_t>(units / scale));
+    fraction |= eightDigits(static_cast<std::uint32_t>(units % scale));
+  } else {
+    out = detail::wholeDigits(out, static_cast<float>(magnitude));
+  }
   // The fraction's digits are the last ones of eight.
-  const std::uint64_t digits = eightDigits(static_cast<std::uint32_t>(units % scale)) | kZeros;
-  storeLittle(out, (digits >> (8 * (8 - precision)) << 8) | '.');
+  storeLittle(out, fraction >> (8 * (8 - precision)) << 8 | '.');
   return out + 1 + precision;
 }
 

@@ -23,6 +23,13 @@
 
 namespace vesk {
 
+/// memcpy of some hundred bytes, as a call of the C library: where the size is a constant,
+/// compilers make a string instruction of it, which takes its time to start.
+inline void copyBlock(void* to, const void* from, std::size_t size) {
+  asm("" : "+r"(size));
+  std::memcpy(to, from, size);
+}
+
 namespace wire {
 
 /// A field of type T.
@@ -50,7 +57,7 @@ struct Field {
 template <class T>
 void copyValues(const Field<T>* fields, std::size_t count, void* values) {
   if constexpr (std::endian::native == std::endian::little || sizeof(T) == 1) {
-    if (count != 0) std::memcpy(values, fields, count * sizeof(T));
+    if (count != 0) copyBlock(values, fields, count * sizeof(T));
   } else {
     for (std::size_t i = 0; i < count; ++i) {
       const T value = fields[i];
@@ -77,6 +84,14 @@ Record load(const char* buffer) {
   Record record;
   std::memcpy(&record, buffer, sizeof record);
   return record;
+}
+
+/// The layout `Record` at the start of `buffer`, in place, for the long ones, whose copy would
+/// cost: a record is bytes and nothing else, so it may be looked at wherever it lies.
+template <class Record>
+const Record& view(const char* buffer) {
+  static_assert(std::is_trivially_copyable_v<Record> && alignof(Record) == 1);
+  return *reinterpret_cast<const Record*>(buffer);
 }
 
 }  // namespace vesk

@@ -12,19 +12,15 @@
 namespace vesk::blackbox {
 
 /// A name as the label of a line: right-aligned in 40 columns, longer if the name is.
-struct Label {
+struct Label : format::Text<48> {
   static constexpr std::size_t kColumns = 40;
 
-  format::Text<48> text;
-
   constexpr Label() = default;
-  constexpr explicit Label(std::string_view name) : text(name, kColumns) {}
+  constexpr explicit Label(std::string_view name) : Text(name, kColumns) {}
   constexpr Label(std::string_view first, std::string_view second)
       : Label(format::Text<48>(first, second).view()) {}
 
-  constexpr std::string_view name() const {
-    return text.view().substr(text.view().find_first_not_of(' '));
-  }
+  constexpr std::string_view name() const { return view().substr(view().find_first_not_of(' ')); }
 };
 
 /// A module with a name and events of its own. Event k is counter k of the module's record in the

@@ -73,6 +73,16 @@ constexpr auto kLevels = makeLevels();
 const format::Text<48>& flags(unsigned char option) { return kFlags[option >> 3]; }
 const format::Text<16>& level(unsigned char option) { return kLevels[option & kSeverityMask]; }
 
+/// The two of each of a run of option bytes.
+struct Flags {
+  const u8* option;
+  const format::Text<48>& operator[](std::size_t i) const { return flags(option[i]); }
+};
+struct Levels {
+  const u8* option;
+  const format::Text<16>& operator[](std::size_t i) const { return level(option[i]); }
+};
+
 // ------------------------------------------------------------------------------------------ text
 
 constexpr auto kGlobalLabels = std::array{
@@ -82,10 +92,7 @@ constexpr auto kGlobalLabels = std::array{
 /// Appends a line for each event.
 template <std::size_t n>
 void addEvents(LineList& out, const std::array<Label, n>& event, const Options<n>& options) {
-  for (std::size_t i = 0; i < n; ++i) {
-    const unsigned char option = options.event[i];
-    out.add<"%40s: %s %s">(event[i].text, level(option), flags(option));
-  }
+  out.addEach<"%40s: %s %s">(event, Levels{options.event}, Flags{options.event});
   out.add("");
 }
 
@@ -96,7 +103,7 @@ LineList lines(ConfigReport r) {
 
   LineList out(264, 20480);
   for (std::size_t i = 0; i < kGlobalLabels.size(); ++i)
-    out.add<"%40s:  %s">(kGlobalLabels[i].text, flags(r.global[i]));
+    out.add<"%40s:  %s">(kGlobalLabels[i], flags(r.global[i]));
   out.add("");
   visitNamed(r.modules, [&out](const auto& module, const auto& options) {
     addEvents(out, module.event, options);

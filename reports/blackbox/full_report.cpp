@@ -48,24 +48,22 @@ static_assert(offsetof(FullReport, modules.last_blob) == 959);
 // ------------------------------------------------------------------------------------------ text
 
 LineList lines(const FullReport& r) {
-  LineList out(295, 17000);
+  LineList out(295, 17500);
   out.add("---Black Box Full Report---");
   out.add("");
   out.add<"%40s: %i">("Module Count", r.module_count);
   out.add("");
   // The counters are unsigned, but %i reads them as signed: hosts compare this text.
   visitNamed(r.modules, [&out](const auto& module, const auto& record) {
-    out.add<"%40s: 0x%04X">(module.moduleID.text, record.module_id);
-    out.add<"%40s: %i">(module.numberOfEvents.text, record.number_of_events);
-    for (std::size_t i = 0; i < module.kEvents; ++i)
-      out.add<"%40s: %i">(module.event[i].text, record.counter[i]);
+    out.add<"%40s: 0x%04X">(module.moduleID, record.module_id);
+    out.add<"%40s: %i">(module.numberOfEvents, record.number_of_events);
+    out.addEach<"%40s: %i">(module.event, record.counter);
     out.add("");
   });
   visitBlobs(r.modules, [&out](std::size_t row, const auto& record) {
     out.add<"%30s Module ID: 0x%04X">(blob_names[row], record.module_id);
     out.add<"%40s: %i">("BLOB # Events", record.number_of_events);
-    for (std::size_t i = 0; i < kBlobEvents.size(); ++i)
-      out.add<"%40s: %i">(kBlobEvents[i].text, record.counter[i]);
+    out.addEach<"%40s: %i">(kBlobEvents, record.counter);
     out.add("");
   });
   return out;
@@ -197,7 +195,7 @@ struct RenamedShape {
 
 ReportObject objectOf(const Shape* shape, std::shared_ptr<const void> owner, const FullReport& r) {
   ReportObject object(shape, sizeof r, std::move(owner));
-  std::memcpy(object.block(), &r, sizeof r);
+  copyBlock(object.block(), &r, sizeof r);
   return object;
 }
 
@@ -212,7 +210,7 @@ ReportObject object(const FullReport& r) {
 }  // namespace
 
 Result HIDReportVeskPlugin::parseBlackBoxFullReport() {
-  const auto report = load<FullReport>(report_buf());
+  const auto& report = view<FullReport>(report_buf());
   if (useStrings()) return lines(report);
   return object(report);
 }

@@ -54,7 +54,7 @@ ReportObject object(const ScanDataReport& r) {
 }  // namespace
 
 Result HIDReportVeskPlugin::parseOpenShortData() {
-  const auto report = load<ScanDataReport>(report_buf());
+  const auto& report = view<ScanDataReport>(report_buf());
   if (useStrings()) return lines(*this, report);
   return object(report);
 }

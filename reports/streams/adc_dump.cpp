@@ -138,7 +138,7 @@ ReportObject object(const AdcDumpPacketReport& r) {
 
 Result HIDReportVeskPlugin::parseAdcDumpPacket() {
   if (report_len() != sizeof(AdcDumpPacketReport)) return {};
-  const auto report = load<AdcDumpPacketReport>(report_buf());
+  const auto& report = view<AdcDumpPacketReport>(report_buf());
   if (useStrings()) return lines(*this, report);
   return object(report);
 }

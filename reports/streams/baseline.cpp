@@ -14,7 +14,7 @@ struct BaselineReport {
 static_assert(sizeof(BaselineReport) == layout::kBaseline);
 
 LineList lines(const HIDReportVeskPlugin& plugin, const BaselineReport& r) {
-  LineList out(9, 3200);  // 44 characters for the largest float, 14 for the usual one
+  LineList out(9, 3600);  // for the largest floats: the usual ones take a fifth of it
   out.add("Vesk Algorithms Baseline:");
   out.add("");
   plugin.addArrayFloat(out, r.baseline, 48, "% -13.3f ");
@@ -28,7 +28,7 @@ ReportObject object(const BaselineReport& r) { return dictionary("BASELINE"_key 
 
 // The name, unlike those of the other decoders, begins with "parser": the tables hold it so.
 Result HIDReportVeskPlugin::parserVeskAlgBaselineRequest() {
-  const auto report = load<BaselineReport>(report_buf());
+  const auto& report = view<BaselineReport>(report_buf());
   if (useStrings()) return lines(*this, report);
   return object(report);
 }

@@ -62,7 +62,7 @@ ReportObject object(const ImageReport& r) {
 
 Result HIDReportVeskPlugin::parseVeskImage() {
   if (report_len() != sizeof(ImageReport)) return {};
-  const auto report = load<ImageReport>(report_buf());
+  const auto& report = view<ImageReport>(report_buf());
   if (useStrings()) return lines(*this, report);
   return object(report);
 }

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstddef>
@@ -174,18 +175,72 @@ TEST(Decimal, PrintsUnsignedLongLongsAsTheCLibrary) {
       one(head * 100000000 + tail);
 }
 
-void checkColumn(std::int32_t value) {
+void checkColumn(std::uint32_t bits) {
   static Printed printed;
-  expectWritten(printed("%14d ", value),
-                [=](char* out) { return kernels::decimalColumn14(out, value); });
+  const auto value = static_cast<std::int32_t>(bits);
+  const std::uint32_t magnitude = value < 0 ? 0 - bits : bits;
+  for (const int width : {11, 12, 13, 14}) {
+    expectWritten(printed("%*d", width, value), [=](char* out) {
+      return kernels::decimalColumn(out, magnitude, value < 0, width);
+    });
+    expectWritten(printed("%*u", width, bits),
+                  [=](char* out) { return kernels::decimalColumn(out, bits, false, width); });
+  }
 }
 
-TEST(DecimalColumn14, PrintsAsTheCLibrary) {
-  for (const std::int32_t value : boundaryIntegers<std::int32_t>(10000)) checkColumn(value);
-  for (std::int32_t value = -33000; value <= 33000; ++value) checkColumn(value);
-  const std::uint32_t step = stride(3001, 30011);
+TEST(DecimalColumn, PrintsAsTheCLibrary) {
+  for (const std::uint32_t bits : boundaryIntegers<std::uint32_t>(1000)) checkColumn(bits);
+  for (std::uint32_t bits = 0; bits <= 11000; ++bits) {
+    checkColumn(bits);
+    checkColumn(0 - bits);
+  }
+  const std::uint32_t step = stride(30011, 300007);
   for (std::uint64_t bits = 0; bits <= 0xFFFFFFFF; bits += step) {
-    checkColumn(static_cast<std::int32_t>(static_cast<std::uint32_t>(bits)));
+    checkColumn(static_cast<std::uint32_t>(bits));
+    if (failedOftenEnough()) return;
+  }
+}
+
+// ---------------------------------------------------------------------------------- rows of eight
+
+using Row = std::array<std::uint32_t, 8>;
+
+void checkRow(const Row& row) {
+  static Printed printed;
+  std::string hexadecimal;
+  std::string decimal;
+  unsigned char bytes[32];
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    hexadecimal += printed("%08x ", row[i]);
+    decimal += printed("%14d ", static_cast<std::int32_t>(row[i]));
+    for (std::size_t byte = 0; byte < 4; ++byte)
+      bytes[4 * i + byte] = static_cast<unsigned char>(row[i] >> 8 * byte);
+  }
+  expectWritten(hexadecimal, [&](char* out) { return kernels::hexRow(out, bytes); });
+  expectWritten(decimal, [&](char* out) { return kernels::decimalRow(out, bytes); });
+}
+
+TEST(Rows, PrintEachValueAtEachPlaceAsTheCLibrary) {
+  // A value among eight that differ from it in sign and in number of digits.
+  const Row others = {0, 0xFFFFFFFF, 7, 0xFFFFFF00, 123456, 0x80000000, 0x7FFFFFFF, 99999999};
+  for (const std::uint32_t value : boundaryIntegers<std::uint32_t>(20))
+    for (std::size_t place = 0; place < others.size(); ++place) {
+      Row row = others;
+      row[place] = value;
+      checkRow(row);
+    }
+}
+
+TEST(Rows, PrintRowsOfOneSizeAsTheCLibrary) {
+  auto bits = generator();
+  for (int i = 0; i < (kSlowBuild ? 20000 : 200000); ++i) {
+    Row row;
+    const auto shift = static_cast<int>(bits() % 32);
+    for (std::uint32_t& value : row) {
+      value = static_cast<std::uint32_t>(bits()) >> shift;
+      if (bits() % 2 == 0) value = 0 - value;
+    }
+    checkRow(row);
     if (failedOftenEnough()) return;
   }
 }
@@ -194,7 +249,7 @@ TEST(DecimalColumn14, PrintsAsTheCLibrary) {
 
 void checkFixed(double value) {
   static Printed printed;
-  ASSERT_TRUE(kernels::isExactFixed(value)) << value;
+  ASSERT_TRUE(kernels::isFixed(value)) << value;
   const double magnitude = std::fabs(value);
   expectWritten(printed("%.3f", magnitude),
                 [=](char* out) { return kernels::fixedMagnitude<3>(out, value); });
@@ -204,7 +259,7 @@ void checkFixed(double value) {
 
 TEST(FixedMagnitude, PrintsFloatsOfEveryExponentAsTheCLibrary) {
   const auto one = [](float value) {
-    if (std::fabs(value) < 0x1p31f && !failedOftenEnough()) checkFixed(value);
+    if (std::isfinite(value) && !failedOftenEnough()) checkFixed(value);
   };
   for (const float value : boundaryFloats<float>()) one(value);
   sweep<float>(exhaustive() ? 100000 : kSlowBuild ? 200 : 2000, one);
@@ -238,8 +293,8 @@ TEST(FixedMagnitude, CarriesIntoTheWholePart) {
   EXPECT_EQ(print3(2147483520.0f), "2147483520.000");
 }
 
-/// Just the floats below 2^31, whatever type they come in.
-TEST(IsExactFixed, HoldsForFloatsBelowItsLimit) {
+/// Just the finite floats, whatever type they come in.
+TEST(IsFixed, HoldsForFloats) {
   const auto isFloat = [](double value) {
     // No more than 24 bits from the highest to the lowest that is set, and none below 2^-149.
     if (value == 0) return true;
@@ -249,14 +304,14 @@ TEST(IsExactFixed, HoldsForFloatsBelowItsLimit) {
     return scaled == std::floor(scaled);
   };
   const auto one = [&](double value) {
-    const bool expected = std::fabs(value) < 2147483648.0 && isFloat(value);  // false for NaN
-    if (kernels::isExactFixed(value) != expected) ADD_FAILURE() << std::hexfloat << value;
+    const bool expected = std::fabs(value) < 0x1p128 && isFloat(value);  // false for NaN
+    if (kernels::isFixed(value) != expected) ADD_FAILURE() << std::hexfloat << value;
   };
   for (const double value : boundaryFloats<double>()) one(value);
   for (const float value : boundaryFloats<float>()) one(value);
   sweep<double>(kSlowBuild ? 4 : 40, one);
   sweep<float>(kSlowBuild ? 4 : 40, [&](float value) { one(value); });
-  for (const double limit : {0x1p31, 0x1p32, 0x1.fffffep30})
+  for (const double limit : {0x1p31, 0x1p32, 0x1.fffffep30, 0x1p127, 0x1p128, 0x1.fffffep127})
     for (const double value :
          {limit, -limit, std::nextafter(limit, 0), std::nextafter(limit, 1e300)}) {
       one(value);

@@ -71,20 +71,20 @@ class Guarded {
   std::string_view operator()(std::size_t size, const Write& write) {
     char* const begin = _bytes + kMargin;
     char* const limit = begin + size + kernels::kSlack;
-    std::memset(limit, kGuard, kMargin);
+    std::memset(begin, kGuard, size + kernels::kSlack + kMargin);
     const char* const end = write(begin);
     _intact = untouched(_bytes) && untouched(limit) && end >= begin && end <= begin + size;
     return {begin, static_cast<std::size_t>(end - begin)};
   }
 
-  /// As above, for what may touch kSlack bytes behind what it writes, whatever that is.
+  /// As above, for what may touch `slack` bytes behind what it writes, whatever that is.
   template <class Write>
-  std::string_view ofKernel(const Write& write) {
+  std::string_view withSlack(std::size_t slack, const Write& write) {
+    constexpr std::size_t most = 256;
     char* const begin = _bytes + kMargin;
-    std::memset(begin, kGuard, 4 * kMargin);
+    std::memset(begin, kGuard, most + 2 * kMargin);
     const char* const end = write(begin);
-    _intact = untouched(_bytes) && end >= begin && end <= begin + 2 * kMargin &&
-              untouched(end + kernels::kSlack);
+    _intact = untouched(_bytes) && end >= begin && end <= begin + most && untouched(end + slack);
     return {begin, static_cast<std::size_t>(end - begin)};
   }
 

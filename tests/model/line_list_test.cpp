@@ -80,8 +80,8 @@ TEST(LineList, GrowsBeyondItsHints) {
   std::vector<std::string> expected;
   for (int i = 0; i < 300; ++i)
     expected.push_back(std::string(static_cast<std::size_t>(i * 7 % 90), 'x') + std::to_string(i));
-  for (const std::size_t lines : {0, 1, 2, 299, 300, 1000})
-    for (const std::size_t characters : {0, 1, 16, 17, 100, 5000, 100000}) {
+  for (const std::size_t lines : {0u, 1u, 2u, 299u, 300u, 1000u})
+    for (const std::size_t characters : {0u, 1u, 16u, 17u, 100u, 5000u, 100000u}) {
       LineList list(lines, characters);
       for (const std::string& line : expected) list.add(line);
       expectLines(list, expected);

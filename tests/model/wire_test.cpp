@@ -76,6 +76,17 @@ TEST(Wire, ReadsFromAnyAddress) {
   }
 }
 
+/// A long record may be looked at where it lies.
+TEST(Wire, ViewsInPlace) {
+  std::vector<char> memory(1 + sizeof(Record));
+  std::memcpy(memory.data() + 1, kBytes, sizeof kBytes);
+  const auto& record = view<Record>(memory.data() + 1);
+  EXPECT_EQ(static_cast<const void*>(&record), memory.data() + 1);
+  EXPECT_EQ(record.eight, 0x9102030405060708u);
+  memory[1] = 5;
+  EXPECT_EQ(record.id, 5);
+}
+
 TEST(Wire, LoadsACopy) {
   std::string memory(reinterpret_cast<const char*>(kBytes), sizeof kBytes);
   const auto record = load<Record>(memory.data());
