@@ -48,7 +48,7 @@ class Bytes {
   virtual std::size_t read(char* into, std::size_t room) = 0;
 
  private:
-  static constexpr std::size_t kBlock = 256 * 1024;
+  static constexpr std::size_t kBlock = std::size_t{256} * 1024;
 
   void makeRoom();
 

@@ -180,6 +180,13 @@ void interpret(const RawOptions& raw, Options& options) {
   if (!raw.plugin.empty()) options.plugin = raw.plugin;
 }
 
+/// The library's help has two empty lines between groups; one is enough.
+HelpText helpOf(const CLI::App& app) {
+  std::string text = app.help();
+  for (std::size_t at = 0; (at = text.find("\n\n\n", at)) != std::string::npos;) text.erase(at, 1);
+  return {text};
+}
+
 }  // namespace
 
 std::variant<Options, HelpText> parseOptions(const std::vector<std::string>& arguments) {
@@ -193,14 +200,14 @@ std::variant<Options, HelpText> parseOptions(const std::vector<std::string>& arg
   try {
     app.parse(std::move(reversed));
   } catch (const CLI::CallForHelp&) {
-    return HelpText{app.help()};
+    return helpOf(app);
   } catch (const CLI::ParseError& error) {
     throw UsageFault(error.what());
   }
   interpret(raw, options);
 
   const bool decodes = !options.listReports && !options.showVersion;
-  if (options.files.empty() && decodes && isatty(STDIN_FILENO) != 0) return HelpText{app.help()};
+  if (options.files.empty() && decodes && isatty(STDIN_FILENO) != 0) return helpOf(app);
   if (options.files.empty()) options.files.emplace_back("-");
   return options;
 }

@@ -87,6 +87,7 @@ Plugin::Plugin(const PluginLibrary& library, const std::vector<std::string>& arg
   _plugin.reset(plugin);
 
   std::vector<const char*> pointers;
+  pointers.reserve(arguments.size());
   for (const std::string& argument : arguments) pointers.push_back(argument.c_str());
   int accepted = 0;
   const vesk_status status = _api.parse_args(plugin, static_cast<std::int32_t>(pointers.size()),

@@ -31,7 +31,7 @@ class Writer {
  private:
   // A write of 64 KiB fills a pipe to the brim, and its reader and writer then take turns instead
   // of working side by side; a little less does not.
-  static constexpr std::size_t kPiece = 60 * 1024;
+  static constexpr std::size_t kPiece = std::size_t{60} * 1024;
 
   int _descriptor;
   std::size_t _used = 0;

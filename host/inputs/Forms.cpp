@@ -100,7 +100,7 @@ struct Head {
 
 /// Reads until the first line that says something is whole, or for as long as a beginning can be.
 Head headOf(Bytes& bytes) {
-  constexpr std::size_t kLongestHead = 64 * 1024;
+  constexpr std::size_t kLongestHead = std::size_t{64} * 1024;
   for (;;) {
     std::string_view rest = bytes.window();
     while (!rest.empty()) {

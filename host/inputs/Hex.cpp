@@ -12,14 +12,14 @@ constexpr std::int8_t kSeparator = -2;
 constexpr std::array<std::int8_t, 256> makeDigits() {
   std::array<std::int8_t, 256> digits{};
   digits.fill(kNotHex);
-  for (int i = 0; i < 10; ++i)
-    digits[static_cast<std::size_t>('0' + i)] = static_cast<std::int8_t>(i);
-  for (int i = 0; i < 6; ++i) {
-    digits[static_cast<std::size_t>('a' + i)] = static_cast<std::int8_t>(10 + i);
-    digits[static_cast<std::size_t>('A' + i)] = static_cast<std::int8_t>(10 + i);
+  const auto set = [&](char character, int value) {
+    digits[static_cast<unsigned char>(character)] = static_cast<std::int8_t>(value);
+  };
+  for (int i = 0; i < 16; ++i) {
+    set("0123456789abcdef"[i], i);
+    set("0123456789ABCDEF"[i], i);
   }
-  for (const char separator : {' ', '\t', ',', ':'})
-    digits[static_cast<std::size_t>(separator)] = kSeparator;
+  for (const char separator : {' ', '\t', ',', ':'}) set(separator, kSeparator);
   return digits;
 }
 

@@ -61,7 +61,10 @@ std::optional<std::int64_t> microsecondsOf(const timeval& time) {
 void PcapFile::Close::operator()(pcap* file) const { library->close(file); }
 
 PcapFile::PcapFile(Bytes& bytes)
-    : _library(library()), _source{bytes}, _buffer(64 * 1024), _file(nullptr, Close{&_library}) {
+    : _library(library()),
+      _source{bytes},
+      _buffer(std::size_t{64} * 1024),
+      _file(nullptr, Close{&_library}) {
   cookie_io_functions_t functions{};
   functions.read = readSource;
   std::FILE* const stream = fopencookie(&_source, "r", functions);
