@@ -18,22 +18,33 @@ struct Module {
 };
 
 inline constexpr const char* kBlackBoxEvents[] = {
-    "BLACK_BOX_EVENT_UNKNOWN",        "BLACK_BOX_EVENT_BAD_MODULE_ID",
-    "BLACK_BOX_EVENT_BAD_EVENT_ID",   "BLACK_BOX_EVENT_BAD_BUFFER_SZ",
+    "BLACK_BOX_EVENT_UNKNOWN",
+    "BLACK_BOX_EVENT_BAD_MODULE_ID",
+    "BLACK_BOX_EVENT_BAD_EVENT_ID",
+    "BLACK_BOX_EVENT_BAD_BUFFER_SZ",
     "BLACK_BOX_EVENT_THROW_EXTERNAL",
 };
 
 inline constexpr const char* kPseEvents[] = {
-    "PSE_EVENT_AFE_LDO_FAULT", "PSE_EVENT_FS_PPM_LDO",    "PSE_EVENT_AFE_BROWNOUT",
-    "PSE_EVENT_FS_TX_PUP",     "PSE_EVENT_FS_LDO_PUP",    "PSE_EVENT_FS_LDO_2V5",
-    "PSE_EVENT_FS_LDO_5V6",    "PSE_EVENT_FS_IDAC_SWING", "PSE_EVENT_FS_DIG_ISO",
+    "PSE_EVENT_AFE_LDO_FAULT",
+    "PSE_EVENT_FS_PPM_LDO",
+    "PSE_EVENT_AFE_BROWNOUT",
+    "PSE_EVENT_FS_TX_PUP",
+    "PSE_EVENT_FS_LDO_PUP",
+    "PSE_EVENT_FS_LDO_2V5",
+    "PSE_EVENT_FS_LDO_5V6",
+    "PSE_EVENT_FS_IDAC_SWING",
+    "PSE_EVENT_FS_DIG_ISO",
     "PSE_EVENT_FS_IDAC_PUP",
 };
 
 inline constexpr const char* kOpenShortTestEvents[] = {
-    "OPEN_SHORT_EVENT_UNKNOWN",      "OPEN_SHORT_EVENT_DOUBLE_SHORT",
-    "OPEN_SHORT_EVENT_SINGLE_SHORT", "OPEN_SHORT_EVENT_DOUBLE_OPEN",
-    "OPEN_SHORT_EVENT_SINGLE_OPEN",  "OPEN_SHORT_EVENT_WEAK_OS",
+    "OPEN_SHORT_EVENT_UNKNOWN",
+    "OPEN_SHORT_EVENT_DOUBLE_SHORT",
+    "OPEN_SHORT_EVENT_SINGLE_SHORT",
+    "OPEN_SHORT_EVENT_DOUBLE_OPEN",
+    "OPEN_SHORT_EVENT_SINGLE_OPEN",
+    "OPEN_SHORT_EVENT_WEAK_OS",
 };
 
 inline constexpr const char* kScanLoggerEvents[] = {
@@ -198,29 +209,95 @@ inline constexpr const char* kPmgrEvents[] = {
 };
 
 inline constexpr Module kModules[] = {
-    {"BLACK_BOX", "BLACK_BOX Module ID", "BLACK_BOX # Events", "BLACK_BOX_MODULE_ID",
-     "BLACK_BOX_NUM_EVENTS", kBlackBoxEvents, 3, 7},
+    {"BLACK_BOX",
+     "BLACK_BOX Module ID",
+     "BLACK_BOX # Events",
+     "BLACK_BOX_MODULE_ID",
+     "BLACK_BOX_NUM_EVENTS",
+     kBlackBoxEvents,
+     3,
+     7},
     {"PSE", "PSE Module ID", "PSE # Events", "PSE_MODULE_ID", "PSE_NUM_EVENTS", kPseEvents, 27, 12},
-    {"OPEN_SHORT_TEST", "OPEN_SHORT_TEST Module ID", "OPEN_SHORT_TEST # Events",
-     "OPEN_SHORT_TEST_MODULE_ID", "OPEN_SHORT_TEST_NUM_EVENTS", kOpenShortTestEvents, 71, 22},
-    {"SCAN_LOGGER", "SCAN_LOGGER Module ID", "SCAN_LOGGER # Events", "SCAN_LOGGER_MODULE_ID",
-     "SCAN_LOGGER_NUM_EVENTS", kScanLoggerEvents, 99, 28},
-    {"SVC_SMGR", "SVC_SMGR Module ID", "SVC_SMGR # Events", "SVC_SMGR_MODULE_ID",
-     "SVC_SMGR_NUM_EVENTS", kSvcSmgrEvents, 107, 29},
-    {"HIDSPI_MASTER", "HIDSPI_MASTER Module ID", "HIDSPI_MASTER # Events",
-     "HIDSPI_MASTER_MODULE_ID", "HIDSPI_MASTER_NUM_EVENTS", kHidspiMasterEvents, 415, 96},
-    {"HIDSPI_SLAVE", "HIDSPI_SLAVE Module ID", "HIDSPI_SLAVE # Events", "HIDSPI_SLAVE_MODULE_ID",
-     "HIDSPI_SLAVE_NUM_EVENTS", kHidspiSlaveEvents, 827, 195},
-    {"ALGS", "ALGS Module ID", "ALGS # Events", "ALGS_MODULE_ID", "ALGS_NUM_EVENTS", kAlgsEvents,
-     487, 113},
-    {"SYS", "SYS Module ID", "SYS # Events", "SYS_MODULE_ID", "SYS_NUM_EVENTS", kSysEvents, 771,
+    {"OPEN_SHORT_TEST",
+     "OPEN_SHORT_TEST Module ID",
+     "OPEN_SHORT_TEST # Events",
+     "OPEN_SHORT_TEST_MODULE_ID",
+     "OPEN_SHORT_TEST_NUM_EVENTS",
+     kOpenShortTestEvents,
+     71,
+     22},
+    {"SCAN_LOGGER",
+     "SCAN_LOGGER Module ID",
+     "SCAN_LOGGER # Events",
+     "SCAN_LOGGER_MODULE_ID",
+     "SCAN_LOGGER_NUM_EVENTS",
+     kScanLoggerEvents,
+     99,
+     28},
+    {"SVC_SMGR",
+     "SVC_SMGR Module ID",
+     "SVC_SMGR # Events",
+     "SVC_SMGR_MODULE_ID",
+     "SVC_SMGR_NUM_EVENTS",
+     kSvcSmgrEvents,
+     107,
+     29},
+    {"HIDSPI_MASTER",
+     "HIDSPI_MASTER Module ID",
+     "HIDSPI_MASTER # Events",
+     "HIDSPI_MASTER_MODULE_ID",
+     "HIDSPI_MASTER_NUM_EVENTS",
+     kHidspiMasterEvents,
+     415,
+     96},
+    {"HIDSPI_SLAVE",
+     "HIDSPI_SLAVE Module ID",
+     "HIDSPI_SLAVE # Events",
+     "HIDSPI_SLAVE_MODULE_ID",
+     "HIDSPI_SLAVE_NUM_EVENTS",
+     kHidspiSlaveEvents,
+     827,
+     195},
+    {"ALGS",
+     "ALGS Module ID",
+     "ALGS # Events",
+     "ALGS_MODULE_ID",
+     "ALGS_NUM_EVENTS",
+     kAlgsEvents,
+     487,
+     113},
+    {"SYS",
+     "SYS Module ID",
+     "SYS # Events",
+     "SYS_MODULE_ID",
+     "SYS_NUM_EVENTS",
+     kSysEvents,
+     771,
      183},
-    {"ZUB", "ZUB Module ID", "ZUB # Events", "ZUB_MODULE_ID", "ZUB_NUM_EVENTS", kZubEvents, 783,
+    {"ZUB",
+     "ZUB Module ID",
+     "ZUB # Events",
+     "ZUB_MODULE_ID",
+     "ZUB_NUM_EVENTS",
+     kZubEvents,
+     783,
      185},
-    {"OTP", "OTP Module ID", "OTP # Events", "OTP_MODULE_ID", "OTP_NUM_EVENTS", kOtpEvents, 935,
+    {"OTP",
+     "OTP Module ID",
+     "OTP # Events",
+     "OTP_MODULE_ID",
+     "OTP_NUM_EVENTS",
+     kOtpEvents,
+     935,
      221},
-    {"PMGR", "PMGR Module ID", "PMGR # Events", "PMGR_MODULE_ID", "PMGR_NUM_EVENTS", kPmgrEvents,
-     951, 224},
+    {"PMGR",
+     "PMGR Module ID",
+     "PMGR # Events",
+     "PMGR_MODULE_ID",
+     "PMGR_NUM_EVENTS",
+     kPmgrEvents,
+     951,
+     224},
 };
 
 struct Blob {
@@ -230,23 +307,36 @@ struct Blob {
 };
 
 inline constexpr Blob kBlobs[] = {
-    {"BLOB_VAFE", 127, 33}, {"BLOB_VFCL", 159, 40},  {"BLOB_VPMp", 191, 47}, {"BLOB_VSGC", 223, 54},
-    {"BLOB_VSSp", 255, 61}, {"BLOB_VSSC", 287, 68},  {"BLOB_VSRx", 319, 75}, {"BLOB_VSPM", 351, 82},
-    {"BLOB_VRTC", 383, 89}, {"BLOB_VSFN", 959, 225},
+    {"BLOB_VAFE", 127, 33},
+    {"BLOB_VFCL", 159, 40},
+    {"BLOB_VPMp", 191, 47},
+    {"BLOB_VSGC", 223, 54},
+    {"BLOB_VSSp", 255, 61},
+    {"BLOB_VSSC", 287, 68},
+    {"BLOB_VSRx", 319, 75},
+    {"BLOB_VSPM", 351, 82},
+    {"BLOB_VRTC", 383, 89},
+    {"BLOB_VSFN", 959, 225},
 };
 
 inline constexpr const char* kBlobEvents[] = {
-    "BLOB_EVENT_GOOD_BLOB",    "BLOB_EVENT_BAD_MAGIC",
-    "BLOB_EVENT_BAD_CHECKSUM", "BLOB_EVENT_UNSUPPORTED_HEADER_VERSION",
-    "BLOB_EVENT_OLD_VERSION",  "BLOB_EVENT_BAD_VERSION",
+    "BLOB_EVENT_GOOD_BLOB",
+    "BLOB_EVENT_BAD_MAGIC",
+    "BLOB_EVENT_BAD_CHECKSUM",
+    "BLOB_EVENT_UNSUPPORTED_HEADER_VERSION",
+    "BLOB_EVENT_OLD_VERSION",
+    "BLOB_EVENT_BAD_VERSION",
     "BLOB_EVENT_DEFAULT",
 };
 
 /// The same as keys: what follows the name of the blob.
 inline constexpr const char* kBlobEventKeys[] = {
-    "_EVENT_GOOD_BLOB",    "_EVENT_BAD_MAGIC",
-    "_EVENT_BAD_CHECKSUM", "_EVENT_UNSUPPORTED_HEADER_VERSION",
-    "_EVENT_OLD_VERSION",  "_EVENT_BAD_VERSION",
+    "_EVENT_GOOD_BLOB",
+    "_EVENT_BAD_MAGIC",
+    "_EVENT_BAD_CHECKSUM",
+    "_EVENT_UNSUPPORTED_HEADER_VERSION",
+    "_EVENT_OLD_VERSION",
+    "_EVENT_BAD_VERSION",
     "_EVENT_DEFAULT",
 };
 
@@ -269,12 +359,16 @@ inline constexpr Flag kFlags[] = {
 };
 
 inline constexpr const char* kGlobalNames[] = {
-    "Global Trace Config",   "Global Debug Config", "Global Info Config",
-    "Global Warning Config", "Global Error Config", "Global Critical Config",
+    "Global Trace Config",
+    "Global Debug Config",
+    "Global Info Config",
+    "Global Warning Config",
+    "Global Error Config",
+    "Global Critical Config",
 };
 
-inline constexpr const char* kSeverities[] = {"TRACE",   "DEBUG", "INFO",
-                                              "WARNING", "ERROR", "CRITICAL"};
+inline constexpr const char* kSeverities[] = {
+    "TRACE", "DEBUG", "INFO", "WARNING", "ERROR", "CRITICAL"};
 
 /// The name of a severity; null if it has none.
 constexpr const char* severity(int level) { return level < 6 ? kSeverities[level] : nullptr; }

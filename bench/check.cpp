@@ -130,20 +130,25 @@ class Checker {
     const vesk::Result object = decode(subject, report);
     if (report.id == 0xE2)
       return object.isNil() || tell(subject, report, "object", "  expected none, got one");
-    different = objectDifference(reference::object(bytes, report.id), object.object(),
-                                 reference::dom(bytes, report.id));
+    different = objectDifference(
+        reference::object(bytes, report.id), object.object(), reference::dom(bytes, report.id));
     return different.empty() || tell(subject, report, "object", different);
   }
 
  private:
   vesk::Result decode(const Subject& subject, Report& report) {
-    return _plugin->reportToObject(report.bytes.data(), report.id, subject.type,
+    return _plugin->reportToObject(report.bytes.data(),
+                                   report.id,
+                                   subject.type,
                                    static_cast<std::int64_t>(report.bytes.size()));
   }
 
   static bool tell(const Subject& subject, const Report& report, const char* what,
                    const std::string& different) {
-    std::fprintf(stderr, "%s: the %s differs from the reference\n%s\nreport:", subject.name, what,
+    std::fprintf(stderr,
+                 "%s: the %s differs from the reference\n%s\nreport:",
+                 subject.name,
+                 what,
                  different.c_str());
     for (const char byte : report.bytes)
       std::fprintf(stderr, " %02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));

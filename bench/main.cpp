@@ -74,7 +74,9 @@ void measureOurs(benchmark::State& state, const Subject& subject, Data& data, bo
   plugin->setDisplayDecimal(subject.decimal);
   measure(state, [&](std::size_t i) {
     Report& report = data.reports[i];
-    return plugin->reportToObject(report.bytes.data(), report.id, subject.type,
+    return plugin->reportToObject(report.bytes.data(),
+                                  report.id,
+                                  subject.type,
                                   static_cast<std::int64_t>(report.bytes.size()));
   });
 }
@@ -133,8 +135,9 @@ void addAll() {
           return reference::fmtText(d.reports[i].bytes.data(), d.reports[i].id, decimal);
         });
       });
-      add("text/" + row + "ours", data,
-          [&subject](benchmark::State& state, Data& d) { measureOurs(state, subject, d, true); });
+      add("text/" + row + "ours", data, [&subject](benchmark::State& state, Data& d) {
+        measureOurs(state, subject, d, true);
+      });
       add("text/" + row + "limit", data, measureTextLimit);
 
       if (!subject.hasObject) continue;
@@ -148,8 +151,9 @@ void addAll() {
           return reference::dom(d.reports[i].bytes.data(), d.reports[i].id);
         });
       });
-      add("object/" + row + "ours", data,
-          [&subject](benchmark::State& state, Data& d) { measureOurs(state, subject, d, false); });
+      add("object/" + row + "ours", data, [&subject](benchmark::State& state, Data& d) {
+        measureOurs(state, subject, d, false);
+      });
       add("object/" + row + "limit", data, measureObjectLimit);
     }
 }

@@ -114,7 +114,8 @@ Lines adcDumpConfig(const char* r) {
   lines.push_back(
       fmt::format(FMT_COMPILE("Start Address       = 0x{:08x}"), read<std::uint32_t>(r + 1)));
   lines.push_back(fmt::format(FMT_COMPILE("Channel Enable Mask = {:04x}{:08x}"),
-                              read<std::uint32_t>(r + 9), read<std::uint32_t>(r + 5)));
+                              read<std::uint32_t>(r + 9),
+                              read<std::uint32_t>(r + 5)));
   lines.push_back(
       fmt::format(FMT_COMPILE("Sample Count        = {}"), read<std::uint32_t>(r + 13)));
   lines.push_back(
@@ -137,7 +138,8 @@ Lines adcDumpPacket(const char* r) {
   Lines lines;
   lines.push_back(fmt::format(FMT_COMPILE("[ADC Packet #    = {}]"), read<std::uint32_t>(r + 4)));
   lines.push_back(fmt::format(FMT_COMPILE("[Magic Value     = 0x{:02x}{:02x}{:02x}]"),
-                              read<std::uint8_t>(r + 1), read<std::uint8_t>(r + 2),
+                              read<std::uint8_t>(r + 1),
+                              read<std::uint8_t>(r + 2),
                               read<std::uint8_t>(r + 3)));
   lines.push_back(fmt::format(FMT_COMPILE("[Payload Size    = {}]"), read<std::uint32_t>(r + 8)));
   lines.push_back(fmt::format(FMT_COMPILE("[Total Dump Size = {}]"), read<std::uint32_t>(r + 12)));
@@ -175,8 +177,8 @@ Lines summary(const char* r) {
   lines.push_back(fmt::format(FMT_COMPILE("Module Count:   {}"), read<std::uint16_t>(r + 2)));
   lines.push_back("");
   for (const Flag& flag : kFlags)
-    lines.push_back(fmt::format(FMT_COMPILE("{:>20}: {}"), flag.name,
-                                read<std::uint8_t>(r + flag.offset) >> flag.bit & 1));
+    lines.push_back(fmt::format(
+        FMT_COMPILE("{:>20}: {}"), flag.name, read<std::uint8_t>(r + flag.offset) >> flag.bit & 1));
   return lines;
 }
 
@@ -189,10 +191,10 @@ Lines fullReport(const char* r) {
   lines.push_back("");
   for (const Module& module : kModules) {
     const char* const record = r + module.record;
-    lines.push_back(fmt::format(FMT_COMPILE("{:>40}: 0x{:04X}"), module.moduleIDLabel,
-                                read<std::uint16_t>(record)));
-    lines.push_back(fmt::format(FMT_COMPILE("{:>40}: {}"), module.numberOfEventsLabel,
-                                read<std::uint16_t>(record + 2)));
+    lines.push_back(fmt::format(
+        FMT_COMPILE("{:>40}: 0x{:04X}"), module.moduleIDLabel, read<std::uint16_t>(record)));
+    lines.push_back(fmt::format(
+        FMT_COMPILE("{:>40}: {}"), module.numberOfEventsLabel, read<std::uint16_t>(record + 2)));
     const char* counter = record + 4;
     for (const char* const event : module.events) {
       lines.push_back(fmt::format(FMT_COMPILE("{:>40}: {}"), event, read<std::int32_t>(counter)));
@@ -202,8 +204,8 @@ Lines fullReport(const char* r) {
   }
   for (const Blob& blob : kBlobs) {
     const char* const record = r + blob.record;
-    lines.push_back(fmt::format(FMT_COMPILE("{:>30} Module ID: 0x{:04X}"), blob.name,
-                                read<std::uint16_t>(record)));
+    lines.push_back(fmt::format(
+        FMT_COMPILE("{:>30} Module ID: 0x{:04X}"), blob.name, read<std::uint16_t>(record)));
     lines.push_back(
         fmt::format(FMT_COMPILE("{:>40}: {}"), "BLOB # Events", read<std::uint16_t>(record + 2)));
     const char* counter = record + 4;
@@ -224,10 +226,16 @@ std::string option(int bits, const char* name, bool printLevel) {
   const char* const breakpoint = (bits & 0x80) != 0 ? "BREAKPOINT " : "";
   const char* const none = (bits & 0xF8) == 0 ? "(no options set)" : "";
   if (!printLevel)
-    return fmt::format(FMT_COMPILE("{:>40}:  {}{}{}{}{}"), name, masked, message, gpio, breakpoint,
-                       none);
-  return fmt::format(FMT_COMPILE("{:>40}: {} {}{}{}{}{}"), name, shown(severity(bits & 7)), masked,
-                     message, gpio, breakpoint, none);
+    return fmt::format(
+        FMT_COMPILE("{:>40}:  {}{}{}{}{}"), name, masked, message, gpio, breakpoint, none);
+  return fmt::format(FMT_COMPILE("{:>40}: {} {}{}{}{}{}"),
+                     name,
+                     shown(severity(bits & 7)),
+                     masked,
+                     message,
+                     gpio,
+                     breakpoint,
+                     none);
 }
 
 Lines configuration(const char* r) {
@@ -255,8 +263,13 @@ Lines configuration(const char* r) {
 }
 
 Lines openShortTest(const char* r) {
-  const char* const labels[] = {"\tShort TX+ ", "\tShort TX- ", "\tShort BOTH", "\tOpen  TX+ ",
-                                "\tOpen  TX- ", "\tOpen  BOTH", "\tWeak  O/S "};
+  const char* const labels[] = {"\tShort TX+ ",
+                                "\tShort TX- ",
+                                "\tShort BOTH",
+                                "\tOpen  TX+ ",
+                                "\tOpen  TX- ",
+                                "\tOpen  BOTH",
+                                "\tWeak  O/S "};
   Lines lines;
   lines.push_back("Open/Short Test Results:");
   lines.push_back("");

@@ -117,8 +117,8 @@ Lines adcDumpConfig(const char* r) {
   lines.push_back("--ADC Dump Configuration--");
   lines.push_back("");
   lines.push_back(printed("Start Address       = 0x%08x", read<std::uint32_t>(r + 1)));
-  lines.push_back(printed("Channel Enable Mask = %04x%08x", read<std::uint32_t>(r + 9),
-                          read<std::uint32_t>(r + 5)));
+  lines.push_back(printed(
+      "Channel Enable Mask = %04x%08x", read<std::uint32_t>(r + 9), read<std::uint32_t>(r + 5)));
   lines.push_back(printed("Sample Count        = %u", read<std::uint32_t>(r + 13)));
   lines.push_back(printed("Stim Timer Compare  = %u", read<std::uint32_t>(r + 17)));
   lines.push_back(printed("Trigger Source      = %s",
@@ -138,8 +138,10 @@ Lines adcDumpState(const char* r) {
 Lines adcDumpPacket(const char* r) {
   Lines lines;
   lines.push_back(printed("[ADC Packet #    = %u]", read<std::uint32_t>(r + 4)));
-  lines.push_back(printed("[Magic Value     = 0x%02x%02x%02x]", read<std::uint8_t>(r + 1),
-                          read<std::uint8_t>(r + 2), read<std::uint8_t>(r + 3)));
+  lines.push_back(printed("[Magic Value     = 0x%02x%02x%02x]",
+                          read<std::uint8_t>(r + 1),
+                          read<std::uint8_t>(r + 2),
+                          read<std::uint8_t>(r + 3)));
   lines.push_back(printed("[Payload Size    = %u]", read<std::uint32_t>(r + 8)));
   lines.push_back(printed("[Total Dump Size = %u]", read<std::uint32_t>(r + 12)));
   lines.push_back("");
@@ -210,8 +212,8 @@ std::string option(int bits, const char* name, bool printLevel) {
   const char* const none = (bits & 0xF8) == 0 ? "(no options set)" : "";
   if (!printLevel)
     return printed("%40s:  %s%s%s%s%s", name, masked, message, gpio, breakpoint, none);
-  return printed("%40s: %s %s%s%s%s%s", name, severity(bits & 7), masked, message, gpio, breakpoint,
-                 none);
+  return printed(
+      "%40s: %s %s%s%s%s%s", name, severity(bits & 7), masked, message, gpio, breakpoint, none);
 }
 
 Lines configuration(const char* r) {
@@ -239,8 +241,13 @@ Lines configuration(const char* r) {
 }
 
 Lines openShortTest(const char* r) {
-  const char* const labels[] = {"\tShort TX+ ", "\tShort TX- ", "\tShort BOTH", "\tOpen  TX+ ",
-                                "\tOpen  TX- ", "\tOpen  BOTH", "\tWeak  O/S "};
+  const char* const labels[] = {"\tShort TX+ ",
+                                "\tShort TX- ",
+                                "\tShort BOTH",
+                                "\tOpen  TX+ ",
+                                "\tOpen  TX- ",
+                                "\tOpen  BOTH",
+                                "\tWeak  O/S "};
   Lines lines;
   lines.push_back("Open/Short Test Results:");
   lines.push_back("");

@@ -4,11 +4,14 @@
 /// once; a second row of numbers in the same allocation says where each ends. (A line may itself
 /// hold newlines: the version text does.)
 ///
-///     vesk::LineList lines(2, 80);  // room for about 2 lines and 80 characters; it grows if
-///     needed lines.add("Pump:"); lines.add<"   Strokes:%u">(strokes); lines[1];      // "
-///     Strokes:7" lines.text();  // "Pump:\n   Strokes:7\n"
+///     auto lines = vesk::LineList::of(vesk::line<"Pump:">(),
+///                                     vesk::line<"   Strokes:%u">(strokes));
+///     lines.add("");
+///     lines[1];      // "   Strokes:7"
+///     lines.text();  // "Pump:\n   Strokes:7\n\n"
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -18,6 +21,7 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -25,9 +29,44 @@
 
 namespace vesk {
 
+/// A line to be: a printf format (see format.h) and its arguments, to which it refers.
+template <format::Literal format, class... T>
+struct Line {
+  std::tuple<const T&...> arguments;
+
+  /// Characters that it has at most.
+  VESK_ALWAYS_INLINE std::size_t size() const {
+    return std::apply([](const T&... argument) { return format::size<format>(argument...); },
+                      arguments);
+  }
+
+  VESK_ALWAYS_INLINE char* write(char* out) const {
+    return std::apply(
+        [out](const T&... argument) { return format::write<format>(out, argument...); }, arguments);
+  }
+};
+
+template <format::Literal format, class... T>
+Line<format, T...> line(const T&... argument) {
+  return {{argument...}};
+}
+
+template <class L>
+concept AnyLine = requires(const L& line, char* out) {
+  { line.write(out) } -> std::same_as<char*>;
+};
+
 class LineList {
  public:
   LineList() = default;
+
+  /// These lines, in room that just suffices for them.
+  template <AnyLine... L>
+  static LineList of(const L&... line) {
+    LineList list(sizeof...(L), (sizeof...(L) + ... + line.size()));
+    list.add(line...);
+    return list;
+  }
 
   /// An empty list with room for `lines` lines of `characters` characters in all, line ends
   /// included: as long as they suffice, this is the only allocation.
@@ -81,6 +120,15 @@ class LineList {
     endLine(out + size - 1);
   }
 
+  /// Appends these lines: add(line<"...">(...), line<"...">(...)).
+  template <AnyLine... L>
+  void add(const L&... line) {
+    reserve(sizeof...(L), ((sizeof...(L) + kernels::kSlack) + ... + line.size()));
+    Cursor cursor(*this);
+    (cursor.endLine(line.write(cursor.out)), ...);
+    cursor.commit();
+  }
+
   /// Appends a line made by a printf format (see format.h).
   template <format::Literal format, class... T>
   void add(const T&... argument) {
@@ -102,21 +150,13 @@ class LineList {
   }
 
   /// Appends `count` lines, each of which write(out, i) writes, in no more than `size` characters,
-  /// and gives back its end. Where the lines stand is in registers meanwhile: what is written could
-  /// otherwise be this object, as far as a compiler knows.
+  /// and gives back its end.
   template <class Write>
   void addLines(std::size_t count, std::size_t size, const Write& write) {
     reserve(count, count * (size + 1) + kernels::kSlack);
-    char* const begin = characters();
-    char* out = begin + _size;
-    End* end = ends() + _lines;
-    for (std::size_t i = 0; i < count; ++i) {
-      out = write(out, i);
-      *out++ = '\n';
-      *end++ = static_cast<End>(out - begin);
-    }
-    _lines += count;
-    _size = static_cast<std::size_t>(out - begin);
+    Cursor cursor(*this);
+    for (std::size_t i = 0; i < count; ++i) cursor.endLine(write(cursor.out, i));
+    cursor.commit();
   }
 
   /// For what writes a line itself: room for `size` characters of the next line and, behind them,
@@ -135,6 +175,29 @@ class LineList {
 
  private:
   using End = std::uint32_t;
+
+  /// Where the next line goes, while several are written: in registers, since characters that are
+  /// written could otherwise be those of this object, as far as a compiler knows.
+  struct Cursor {
+    explicit Cursor(LineList& of)
+        : list(of), begin(of.characters()), out(begin + of._size), end(of.ends() + of._lines) {}
+
+    VESK_ALWAYS_INLINE void endLine(char* at) {
+      *at++ = '\n';
+      out = at;
+      *end++ = static_cast<End>(out - begin);
+    }
+
+    void commit() {
+      list._lines = static_cast<std::size_t>(end - list.ends());
+      list._size = static_cast<std::size_t>(out - begin);
+    }
+
+    LineList& list;
+    char* const begin;
+    char* out;
+    End* end;
+  };
 
   template <class Column>
   using ElementOf = std::remove_cvref_t<decltype(std::declval<const Column&>()[0])>;

@@ -31,8 +31,9 @@ void addRows(LineList& lines, const wire::Field<T>* data, std::uint32_t count, s
 /// The same for a format that is known when the program is compiled.
 template <format::Literal text, class T>
 void addRows(LineList& lines, const wire::Field<T>* data, std::uint32_t count) {
-  addRows(lines, data, count, format::maximumSize<text, T>(),
-          [](char* out, T value) { return format::write<text>(out, value); });
+  addRows(lines, data, count, format::maximumSize<text, T>(), [](char* out, T value) {
+    return format::write<text>(out, value);
+  });
 }
 
 /// The same where a kernel writes whole rows, of `size` characters each.
@@ -64,8 +65,8 @@ void addArray(LineList& lines, const wire::Field<T>* data, std::uint32_t count,
   if (count == 0) return lines.add("");
   std::size_t size = 0;
   for (std::uint32_t i = 0; i < count; ++i) size = std::max(size, format.size(data[i].value()));
-  addRows(lines, data, count, size,
-          [&format](char* out, T value) { return format.write(out, value); });
+  addRows(
+      lines, data, count, size, [&format](char* out, T value) { return format.write(out, value); });
 }
 
 }  // namespace

@@ -20,8 +20,8 @@
 ///
 /// The run-time form is a Format: one conversion with text around it, parsed by the same parser.
 ///
-///     const vesk::format::Format format("%14d ");  // std::invalid_argument for what is not
-///     understood end = format.write(line, -1);
+///     const vesk::format::Format format("%14d ");  // throws std::invalid_argument for others
+///     end = format.write(line, -1);
 #pragma once
 
 #include <algorithm>
@@ -371,9 +371,10 @@ inline char* writeFixed(char* out, const Conversion& c, double value) {
     return padNumber(out, c, prefix, 0, std::isnan(value) ? "nan" : "inf", 3, false);
   const int precision = c.precision < 0 ? 6 : c.precision;
   char digits[309 + 1 + 999 + 1];
-  char* end = std::to_chars(digits, digits + sizeof digits, std::fabs(value),
-                            std::chars_format::fixed, precision)
-                  .ptr;
+  char* end =
+      std::to_chars(
+          digits, digits + sizeof digits, std::fabs(value), std::chars_format::fixed, precision)
+          .ptr;
   if (precision == 0 && c.alternate) *end++ = '.';
   return padNumber(out, c, prefix, 0, digits, static_cast<std::size_t>(end - digits), c.zero);
 }

@@ -123,16 +123,17 @@ inline constexpr Module<5> kBlackBox{"BLACK_BOX",
                                                     "BLACK_BOX_EVENT_BAD_BUFFER_SZ",  //
                                                     "BLACK_BOX_EVENT_THROW_EXTERNAL")};
 
-inline constexpr Module<10> kPse{"PSE", detail::labels("PSE_EVENT_AFE_LDO_FAULT",  //
-                                                       "PSE_EVENT_FS_PPM_LDO",     //
-                                                       "PSE_EVENT_AFE_BROWNOUT",   //
-                                                       "PSE_EVENT_FS_TX_PUP",      //
-                                                       "PSE_EVENT_FS_LDO_PUP",     //
-                                                       "PSE_EVENT_FS_LDO_2V5",     //
-                                                       "PSE_EVENT_FS_LDO_5V6",     //
-                                                       "PSE_EVENT_FS_IDAC_SWING",  //
-                                                       "PSE_EVENT_FS_DIG_ISO",     //
-                                                       "PSE_EVENT_FS_IDAC_PUP")};
+inline constexpr Module<10> kPse{"PSE",
+                                 detail::labels("PSE_EVENT_AFE_LDO_FAULT",  //
+                                                "PSE_EVENT_FS_PPM_LDO",     //
+                                                "PSE_EVENT_AFE_BROWNOUT",   //
+                                                "PSE_EVENT_FS_TX_PUP",      //
+                                                "PSE_EVENT_FS_LDO_PUP",     //
+                                                "PSE_EVENT_FS_LDO_2V5",     //
+                                                "PSE_EVENT_FS_LDO_5V6",     //
+                                                "PSE_EVENT_FS_IDAC_SWING",  //
+                                                "PSE_EVENT_FS_DIG_ISO",     //
+                                                "PSE_EVENT_FS_IDAC_PUP")};
 
 /// Its events do not begin with its name.
 inline constexpr Module<6> kOpenShortTest{"OPEN_SHORT_TEST",
@@ -173,20 +174,22 @@ inline constexpr Module<70> kAlgs{"ALGS", detail::algs()};
 inline constexpr Module<2> kSys{
     "SYS", detail::labels("SYS_EVENT_BSYNC_MISSING", "SYS_EVENT_MISSED_HSPI_CS_EDGE")};
 
-inline constexpr Module<10> kZub{"ZUB", detail::labels("ZUB_EVENT_DOWNSTREAM_DEVICE_ABSENT",  //
-                                                       "ZUB_EVENT_DEV_ATTACH_RETRY",          //
-                                                       "ZUB_EVENT_TPT_TX_ERROR_COUNT",        //
-                                                       "ZUB_EVENT_VESK_TX_ERROR_COUNT",       //
-                                                       "ZUB_EVENT_SYSTEM_TX_ERROR_COUNT",     //
-                                                       "ZUB_EVENT_TPT_TOUCH_RX_COUNT",        //
-                                                       "ZUB_EVENT_TPT_ZUB_RX_COUNT",          //
-                                                       "ZUB_EVENT_VESK_RX_COUNT",             //
-                                                       "ZUB_EVENT_VESK_TX_COUNT",             //
-                                                       "ZUB_EVENT_TOUCH_ATTACH_TIMEOUT")};
+inline constexpr Module<10> kZub{"ZUB",
+                                 detail::labels("ZUB_EVENT_DOWNSTREAM_DEVICE_ABSENT",  //
+                                                "ZUB_EVENT_DEV_ATTACH_RETRY",          //
+                                                "ZUB_EVENT_TPT_TX_ERROR_COUNT",        //
+                                                "ZUB_EVENT_VESK_TX_ERROR_COUNT",       //
+                                                "ZUB_EVENT_SYSTEM_TX_ERROR_COUNT",     //
+                                                "ZUB_EVENT_TPT_TOUCH_RX_COUNT",        //
+                                                "ZUB_EVENT_TPT_ZUB_RX_COUNT",          //
+                                                "ZUB_EVENT_VESK_RX_COUNT",             //
+                                                "ZUB_EVENT_VESK_TX_COUNT",             //
+                                                "ZUB_EVENT_TOUCH_ATTACH_TIMEOUT")};
 
-inline constexpr Module<3> kOtp{"OTP", detail::labels("OTP_EVENT_CHECKSUM_MISSING",  //
-                                                      "OTP_EVENT_POWERUP_FAILED",    //
-                                                      "OTP_EVENT_TRIM_MISSING")};
+inline constexpr Module<3> kOtp{"OTP",
+                                detail::labels("OTP_EVENT_CHECKSUM_MISSING",  //
+                                               "OTP_EVENT_POWERUP_FAILED",    //
+                                               "OTP_EVENT_TRIM_MISSING")};
 
 inline constexpr Module<1> kPmgr{"PMGR", detail::labels("PMGR_EVENT_WAKE_SRC_UNKNOWN")};
 
@@ -198,8 +201,16 @@ inline constexpr std::size_t kBlobs = 10;
 
 /// What the rows of blob_names point to unless a host changes them.
 inline constexpr char kBlobNames[kBlobs][10] = {
-    "BLOB_VAFE", "BLOB_VFCL", "BLOB_VPMp", "BLOB_VSGC", "BLOB_VSSp",
-    "BLOB_VSSC", "BLOB_VSRx", "BLOB_VSPM", "BLOB_VRTC", "BLOB_VSFN",
+    "BLOB_VAFE",
+    "BLOB_VFCL",
+    "BLOB_VPMp",
+    "BLOB_VSGC",
+    "BLOB_VSSp",
+    "BLOB_VSSC",
+    "BLOB_VSRx",
+    "BLOB_VSPM",
+    "BLOB_VRTC",
+    "BLOB_VSFN",
 };
 
 /// The events of every blob. The text does not name the blob; the keys do (kBlobTails).
@@ -214,9 +225,15 @@ inline constexpr std::array<Label, 7> kBlobEvents =
 
 /// The keys of a blob's fields in the order of its record, without the blob's name before them.
 inline constexpr std::array<std::string_view, 2 + kBlobEvents.size()> kBlobTails = {
-    "_MODULE_ID",         "_NUM_EVENTS",         "_EVENT_GOOD_BLOB",
-    "_EVENT_BAD_MAGIC",   "_EVENT_BAD_CHECKSUM", "_EVENT_UNSUPPORTED_HEADER_VERSION",
-    "_EVENT_OLD_VERSION", "_EVENT_BAD_VERSION",  "_EVENT_DEFAULT",
+    "_MODULE_ID",
+    "_NUM_EVENTS",
+    "_EVENT_GOOD_BLOB",
+    "_EVENT_BAD_MAGIC",
+    "_EVENT_BAD_CHECKSUM",
+    "_EVENT_UNSUPPORTED_HEADER_VERSION",
+    "_EVENT_OLD_VERSION",
+    "_EVENT_BAD_VERSION",
+    "_EVENT_DEFAULT",
 };
 
 // ---------------------------------------------------------------------------------- the two orders

@@ -41,58 +41,56 @@ static_assert(offsetof(ConfigReport, modules.last_blob) == 225);
 
 // --------------------------------------------------------------------------------- an option byte
 
+using OptionText = format::Text<48>;
+
 /// The flags of an option byte, bits 3 to 7: masked, message, GPIO, breakpoint, in this order (not
 /// that of the bits), each with a blank behind it.
-constexpr format::Text<48> flagsText(unsigned option) {
+constexpr OptionText flagsOf(unsigned option) {
   constexpr std::string_view gpio[] = {"", "GPIO_0 ", "GPIO_1 ", "GPIO_2 "};
-  if ((option & 0xF8) == 0) return format::Text<48>("(no options set)");
-  return {(option & 0x08) != 0 ? "MASKED " : "", (option & 0x40) != 0 ? "MESSAGE " : "",
-          gpio[option >> 4 & 3], (option & 0x80) != 0 ? "BREAKPOINT " : ""};
+  if ((option & 0xF8) == 0) return OptionText("(no options set)");
+  return {(option & 0x08) != 0 ? "MASKED " : "",
+          (option & 0x40) != 0 ? "MESSAGE " : "",
+          gpio[option >> 4 & 3],
+          (option & 0x80) != 0 ? "BREAKPOINT " : ""};
 }
 
-constexpr auto makeFlags() {
-  std::array<format::Text<48>, 32> flags;
-  for (unsigned i = 0; i < flags.size(); ++i) flags[i] = flagsText(i << 3);
-  return flags;
+/// The severity level before them; one without a name as a null string prints.
+constexpr OptionText levelAndFlagsOf(unsigned option) {
+  const char* const level = severityName(static_cast<unsigned char>(option & kSeverityMask));
+  return {level != nullptr ? level : "(null)", " ", flagsOf(option).view()};
 }
 
-constexpr auto kFlags = makeFlags();
-
-/// The level of an option byte as it prints; a level without a name as a null string does.
-constexpr auto makeLevels() {
-  std::array<format::Text<16>, kSeverityMask + 1> levels;
-  for (std::size_t i = 0; i < levels.size(); ++i) {
-    const char* const name = severityName(static_cast<unsigned char>(i));
-    levels[i] = format::Text<16>(name != nullptr ? name : "(null)");
-  }
-  return levels;
+/// The text of each of the 256 option bytes.
+template <OptionText (*textOf)(unsigned)>
+constexpr std::array<OptionText, 256> makeTexts() {
+  std::array<OptionText, 256> texts;
+  for (unsigned option = 0; option < texts.size(); ++option) texts[option] = textOf(option);
+  return texts;
 }
 
-constexpr auto kLevels = makeLevels();
+constexpr auto kFlags = makeTexts<flagsOf>();
+constexpr auto kLevelsAndFlags = makeTexts<levelAndFlagsOf>();
 
-const format::Text<48>& flags(unsigned char option) { return kFlags[option >> 3]; }
-const format::Text<16>& level(unsigned char option) { return kLevels[option & kSeverityMask]; }
-
-/// The two of each of a run of option bytes.
-struct Flags {
+/// The texts of a run of option bytes, from one of the tables.
+struct Texts {
+  const std::array<OptionText, 256>& of;
   const u8* option;
-  const format::Text<48>& operator[](std::size_t i) const { return flags(option[i]); }
-};
-struct Levels {
-  const u8* option;
-  const format::Text<16>& operator[](std::size_t i) const { return level(option[i]); }
+  const OptionText& operator[](std::size_t i) const { return of[option[i]]; }
 };
 
 // ------------------------------------------------------------------------------------------ text
 
-constexpr auto kGlobalLabels = std::array{
-    Label("Global Trace Config"),   Label("Global Debug Config"), Label("Global Info Config"),
-    Label("Global Warning Config"), Label("Global Error Config"), Label("Global Critical Config")};
+constexpr auto kGlobalLabels = std::array{Label("Global Trace Config"),
+                                          Label("Global Debug Config"),
+                                          Label("Global Info Config"),
+                                          Label("Global Warning Config"),
+                                          Label("Global Error Config"),
+                                          Label("Global Critical Config")};
 
 /// Appends a line for each event.
 template <std::size_t n>
 void addEvents(LineList& out, const std::array<Label, n>& event, const Options<n>& options) {
-  out.addEach<"%40s: %s %s">(event, Levels{options.event}, Flags{options.event});
+  out.addEach<"%40s: %s">(event, Texts{kLevelsAndFlags, options.event});
   out.add("");
 }
 
@@ -102,8 +100,7 @@ LineList lines(ConfigReport r) {
   openShort[4] = openShort[3];
 
   LineList out(264, 20480);
-  for (std::size_t i = 0; i < kGlobalLabels.size(); ++i)
-    out.add<"%40s:  %s">(kGlobalLabels[i], flags(r.global[i]));
+  out.addEach<"%40s:  %s">(kGlobalLabels, Texts{kFlags, r.global});
   out.add("");
   visitNamed(r.modules, [&out](const auto& module, const auto& options) {
     addEvents(out, module.event, options);
@@ -119,8 +116,8 @@ LineList lines(ConfigReport r) {
 
 std::string HIDReportVeskPlugin::blackBoxOptionToString(unsigned char option, const char* eventName,
                                                         bool printLevel) const {
-  if (printLevel) return format::string<"%40s: %s %s">(eventName, level(option), flags(option));
-  return format::string<"%40s:  %s">(eventName, flags(option));
+  if (printLevel) return format::string<"%40s: %s">(eventName, kLevelsAndFlags[option]);
+  return format::string<"%40s:  %s">(eventName, kFlags[option]);
 }
 
 Result HIDReportVeskPlugin::parseBlackBoxConfig() {

@@ -127,7 +127,8 @@ constexpr Entries makeEntries(const std::array<Key, kBlobKeys>& blobKeys) {
     add(module.moduleIDKey.view(), Kind::UnsignedShort, place.offset);
     // Of PMGR, the number of events is shown in the text only.
     if (module.name != "PMGR")
-      add(module.numberOfEventsKey.view(), Kind::UnsignedShort,
+      add(module.numberOfEventsKey.view(),
+          Kind::UnsignedShort,
           place.offset + offsetof(Record<1>, number_of_events));
     for (std::size_t i = 0; i < module.kEvents; ++i)
       add(module.event[i].name(), Kind::UnsignedInt, counterOffset(place.offset, i));

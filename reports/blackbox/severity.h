@@ -6,8 +6,8 @@
 
 namespace vesk::blackbox {
 
-inline constexpr std::array<const char*, 6> kSeverityNames = {"TRACE",   "DEBUG", "INFO",
-                                                              "WARNING", "ERROR", "CRITICAL"};
+inline constexpr std::array<const char*, 6> kSeverityNames = {
+    "TRACE", "DEBUG", "INFO", "WARNING", "ERROR", "CRITICAL"};
 
 /// A severity level that a report carries stands in the low three bits of a byte.
 inline constexpr unsigned char kSeverityMask = 0x07;

@@ -31,14 +31,14 @@ LineList lines(const HIDReportVeskPlugin& plugin, const ScanDataReport& r) {
   const char* const scan = scanName(plugin.report_id());
   const char* const format = plugin.displayDecimal() ? "%14d " : "%08x ";
   LineList out(22, plugin.displayDecimal() ? 2048 : 1400);
-  out.add<"Open/Short Test %s Data:">(scan);
-  out.add("");
-  out.add("                       40       32       24       16        8        0");
-  out.add<"ADC Saturation  %s">(markRow(r.saturation));
-  out.add("");
-  out.add<"Brownout: %s">(brownout(r) != 0 ? "YES" : "NO");
-  out.add("");
-  out.add<"[%s I]">(scan);
+  out.add(line<"Open/Short Test %s Data:">(scan),
+          line<"">(),
+          line<"                       40       32       24       16        8        0">(),
+          line<"ADC Saturation  %s">(markRow(r.saturation)),
+          line<"">(),
+          line<"Brownout: %s">(brownout(r) != 0 ? "YES" : "NO"),
+          line<"">(),
+          line<"[%s I]">(scan));
   plugin.addArrayUint32(out, r.i, 48, format);
   out.add("");
   out.add<"[%s Q]">(scan);
@@ -47,8 +47,10 @@ LineList lines(const HIDReportVeskPlugin& plugin, const ScanDataReport& r) {
 }
 
 ReportObject object(const ScanDataReport& r) {
-  return dictionary("SATURATION_DATA"_key = r.saturation, "BROWNOUT"_key = brownout(r),
-                    "SCAN_DATA_I"_key = r.i, "SCAN_DATA_Q"_key = r.q);
+  return dictionary("SATURATION_DATA"_key = r.saturation,
+                    "BROWNOUT"_key = brownout(r),
+                    "SCAN_DATA_I"_key = r.i,
+                    "SCAN_DATA_Q"_key = r.q);
 }
 
 }  // namespace

@@ -23,24 +23,25 @@ static_assert(sizeof(OpenShortTestReport) == layout::kOpenShortTest);
 static_assert(offsetof(OpenShortTestReport, weak) == 49);
 
 LineList lines(const OpenShortTestReport& r) {
-  LineList out(10, 768);
-  out.add("Open/Short Test Results:");
-  out.add("");
-  out.add("\t                  40       32       24       16        8        0");
-  out.add<"\tShort TX+  %s">(markRow(r.short_tx_pos));
-  out.add<"\tShort TX-  %s">(markRow(r.short_tx_neg));
-  out.add<"\tShort BOTH %s">(markRow(r.short_both));
-  out.add<"\tOpen  TX+  %s">(markRow(r.open_tx_pos));
-  out.add<"\tOpen  TX-  %s">(markRow(r.open_tx_neg));
-  out.add<"\tOpen  BOTH %s">(markRow(r.open_both));
-  out.add<"\tWeak  O/S  %s">(markRow(r.weak));
-  return out;
+  return LineList::of(line<"Open/Short Test Results:">(),
+                      line<"">(),
+                      line<"\t                  40       32       24       16        8        0">(),
+                      line<"\tShort TX+  %s">(markRow(r.short_tx_pos)),
+                      line<"\tShort TX-  %s">(markRow(r.short_tx_neg)),
+                      line<"\tShort BOTH %s">(markRow(r.short_both)),
+                      line<"\tOpen  TX+  %s">(markRow(r.open_tx_pos)),
+                      line<"\tOpen  TX-  %s">(markRow(r.open_tx_neg)),
+                      line<"\tOpen  BOTH %s">(markRow(r.open_both)),
+                      line<"\tWeak  O/S  %s">(markRow(r.weak)));
 }
 
 ReportObject object(const OpenShortTestReport& r) {
-  return dictionary("SHORT_TX_POS"_key = r.short_tx_pos, "SHORT_TX_NEG"_key = r.short_tx_neg,
-                    "SHORT_BOTH"_key = r.short_both, "OPEN_TX_POS"_key = r.open_tx_pos,
-                    "OPEN_TX_NEG"_key = r.open_tx_neg, "OPEN_BOTH"_key = r.open_both,
+  return dictionary("SHORT_TX_POS"_key = r.short_tx_pos,
+                    "SHORT_TX_NEG"_key = r.short_tx_neg,
+                    "SHORT_BOTH"_key = r.short_both,
+                    "OPEN_TX_POS"_key = r.open_tx_pos,
+                    "OPEN_TX_NEG"_key = r.open_tx_neg,
+                    "OPEN_BOTH"_key = r.open_both,
                     "WEAK_OS"_key = r.weak);
 }
 

@@ -24,31 +24,32 @@ struct PowerModeReport {
 static_assert(sizeof(PowerModeReport) == layout::kPowerModes);
 
 LineList lines(const PowerModeReport& r) {
-  LineList out(13, 512);
-  out.add("Power Mode Statistics - Total Time:");
-  out.add<"INIT        : %12u ms">(r.init.time);
-  out.add<"ACTIVE      : %12u ms">(r.active.time);
-  out.add<"TIMEOUT     : %12u ms">(r.timeout.time);
-  out.add<"READY       : %12u ms">(r.ready.time);
-  out.add<"LIGHT_SLEEP : %12u ms">(r.light_sleep.time);
-  out.add("");
-  out.add("Power Mode Statistics - Number of Times Entered:");
-  out.add<"INIT        : %u">(r.init.entered);
-  out.add<"ACTIVE      : %u">(r.active.entered);
-  out.add<"TIMEOUT     : %u">(r.timeout.entered);
-  out.add<"READY       : %u">(r.ready.entered);
-  out.add<"LIGHT_SLEEP : %u">(r.light_sleep.entered);
-  return out;
+  return LineList::of(line<"Power Mode Statistics - Total Time:">(),
+                      line<"INIT        : %12u ms">(r.init.time),
+                      line<"ACTIVE      : %12u ms">(r.active.time),
+                      line<"TIMEOUT     : %12u ms">(r.timeout.time),
+                      line<"READY       : %12u ms">(r.ready.time),
+                      line<"LIGHT_SLEEP : %12u ms">(r.light_sleep.time),
+                      line<"">(),
+                      line<"Power Mode Statistics - Number of Times Entered:">(),
+                      line<"INIT        : %u">(r.init.entered),
+                      line<"ACTIVE      : %u">(r.active.entered),
+                      line<"TIMEOUT     : %u">(r.timeout.entered),
+                      line<"READY       : %u">(r.ready.entered),
+                      line<"LIGHT_SLEEP : %u">(r.light_sleep.entered));
 }
 
 ReportObject object(const PowerModeReport& r) {
-  return dictionary(
-      "INIT time ms"_key = r.init.time, "INIT times entered"_key = r.init.entered,
-      "ACTIVE time ms"_key = r.active.time, "ACTIVE times entered"_key = r.active.entered,
-      "TIMEOUT time ms"_key = r.timeout.time, "TIMEOUT times entered"_key = r.timeout.entered,
-      "READY time ms"_key = r.ready.time, "READY times entered"_key = r.ready.entered,
-      "LIGHT_SLEEP time ms"_key = r.light_sleep.time,
-      "LIGHT_SLEEP times entered"_key = r.light_sleep.entered);
+  return dictionary("INIT time ms"_key = r.init.time,
+                    "INIT times entered"_key = r.init.entered,
+                    "ACTIVE time ms"_key = r.active.time,
+                    "ACTIVE times entered"_key = r.active.entered,
+                    "TIMEOUT time ms"_key = r.timeout.time,
+                    "TIMEOUT times entered"_key = r.timeout.entered,
+                    "READY time ms"_key = r.ready.time,
+                    "READY times entered"_key = r.ready.entered,
+                    "LIGHT_SLEEP time ms"_key = r.light_sleep.time,
+                    "LIGHT_SLEEP times entered"_key = r.light_sleep.entered);
 }
 
 }  // namespace

@@ -52,8 +52,12 @@ ReportObject versionObject(std::string_view text) {
     if (!nextLine(text, line[i]) && i + 1 < line.size())
       throw std::out_of_range("report 0xD2: the version text has " + std::to_string(i + 1) +
                               " lines, its object needs 6");
-  return dictionary("PROJECT"_key = line[0], "SDK"_key = line[1], "TOOLCHAIN"_key = line[2],
-                    "QOREX"_key = line[3], "VENDOR"_key = line[4], "ALGS"_key = line[5]);
+  return dictionary("PROJECT"_key = line[0],
+                    "SDK"_key = line[1],
+                    "TOOLCHAIN"_key = line[2],
+                    "QOREX"_key = line[3],
+                    "VENDOR"_key = line[4],
+                    "ALGS"_key = line[5]);
 }
 
 }  // namespace

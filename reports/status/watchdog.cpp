@@ -27,22 +27,21 @@ double wallClock(const WatchDogReport& r) {
 }
 
 LineList lines(const WatchDogReport& r) {
-  LineList out(7, 256);
-  out.add("Watchdog Data:");
-  out.add<"    Feed Count:%u">(r.feed_count);
-  out.add<"Feed Timestamp:0x%016llX">(r.feed_timestamp);
-  out.add<"Feed Wallclock:%15.3f">(wallClock(r));
-  out.add<"      Register:0x%08X">(r.register_value);
-  out.add<"          Wake:%u">(r.wake_count);
-  out.add<"         Sleep:%u">(r.sleep_count);
-  return out;
+  return LineList::of(line<"Watchdog Data:">(),
+                      line<"    Feed Count:%u">(r.feed_count),
+                      line<"Feed Timestamp:0x%016llX">(r.feed_timestamp),
+                      line<"Feed Wallclock:%15.3f">(wallClock(r)),
+                      line<"      Register:0x%08X">(r.register_value),
+                      line<"          Wake:%u">(r.wake_count),
+                      line<"         Sleep:%u">(r.sleep_count));
 }
 
 ReportObject object(const WatchDogReport& r) {
   return dictionary("Count"_key = r.feed_count,
                     // Signed, unlike the text.
                     "Timestamp"_key = static_cast<long long>(r.feed_timestamp.value()),
-                    "Wallclock"_key = wallClock(r), "Register"_key = r.register_value,
+                    "Wallclock"_key = wallClock(r),
+                    "Register"_key = r.register_value,
                     "Wake"_key = r.wake_count,
                     // Sleep in the text, Idle here: consumers know both names.
                     "Idle"_key = r.sleep_count);

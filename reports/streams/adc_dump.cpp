@@ -29,24 +29,23 @@ std::string_view triggerSource(const AdcDumpConfigReport& r) {
 }
 
 LineList lines(const AdcDumpConfigReport& r) {
-  LineList out(7, 320);
-  out.add("--ADC Dump Configuration--");
-  out.add("");
-  out.add<"Start Address       = 0x%08x">(r.start_address);
-  // The high word is not masked: beyond channel 47 the line grows longer.
-  out.add<"Channel Enable Mask = %04x%08x">(r.channels_high, r.channels_low);
-  out.add<"Sample Count        = %u">(r.sample_count);
-  out.add<"Stim Timer Compare  = %u">(r.stim_timer_compare);
-  out.add<"Trigger Source      = %s">(triggerSource(r));
-  return out;
+  return LineList::of(line<"--ADC Dump Configuration--">(),
+                      line<"">(),
+                      line<"Start Address       = 0x%08x">(r.start_address),
+                      // The high word is not masked: beyond channel 47 the line grows longer.
+                      line<"Channel Enable Mask = %04x%08x">(r.channels_high, r.channels_low),
+                      line<"Sample Count        = %u">(r.sample_count),
+                      line<"Stim Timer Compare  = %u">(r.stim_timer_compare),
+                      line<"Trigger Source      = %s">(triggerSource(r)));
 }
 
 ReportObject object(const AdcDumpConfigReport& r) {
   const unsigned long long high = r.channels_high;
-  return dictionary(
-      "START_ADDRESS"_key = r.start_address,
-      "CHANNEL_ENABLE_MASK"_key = high << 32 | r.channels_low, "SAMPLE_COUNT"_key = r.sample_count,
-      "STIM_TIMER_COMPARE"_key = r.stim_timer_compare, "TRIGGER_SOURCE"_key = triggerSource(r));
+  return dictionary("START_ADDRESS"_key = r.start_address,
+                    "CHANNEL_ENABLE_MASK"_key = high << 32 | r.channels_low,
+                    "SAMPLE_COUNT"_key = r.sample_count,
+                    "STIM_TIMER_COMPARE"_key = r.stim_timer_compare,
+                    "TRIGGER_SOURCE"_key = triggerSource(r));
 }
 
 }  // namespace
@@ -81,9 +80,7 @@ std::string_view stateName(const AdcDumpStateReport& r) {
 }
 
 LineList lines(const AdcDumpStateReport& r) {
-  LineList out(1, 64);
-  out.add<"ADC Dump State: %s">(stateName(r));
-  return out;
+  return LineList::of(line<"ADC Dump State: %s">(stateName(r)));
 }
 
 }  // namespace
@@ -112,12 +109,12 @@ static_assert(offsetof(AdcDumpPacketReport, payload) == 16);
 
 LineList lines(const HIDReportVeskPlugin& plugin, const AdcDumpPacketReport& r) {
   LineList out(70, 4900);
-  out.add<"[ADC Packet #    = %u]">(r.packet_number);
-  out.add<"[Magic Value     = 0x%02x%02x%02x]">(r.magic[0], r.magic[1], r.magic[2]);
-  out.add<"[Payload Size    = %u]">(r.payload_size);
-  out.add<"[Total Dump Size = %u]">(r.total_dump_size);
-  out.add("");
-  out.add("[Packet Payload Data]");
+  out.add(line<"[ADC Packet #    = %u]">(r.packet_number),
+          line<"[Magic Value     = 0x%02x%02x%02x]">(r.magic[0], r.magic[1], r.magic[2]),
+          line<"[Payload Size    = %u]">(r.payload_size),
+          line<"[Total Dump Size = %u]">(r.total_dump_size),
+          line<"">(),
+          line<"[Packet Payload Data]">());
   plugin.addArrayUint32(out, r.payload, 512, "%08x ");
   return out;
 }
@@ -129,8 +126,10 @@ int magicValue(const AdcDumpPacketReport& r) {
 }
 
 ReportObject object(const AdcDumpPacketReport& r) {
-  return dictionary("PACKET_ID"_key = r.packet_number, "MAGIC_VALUE"_key = magicValue(r),
-                    "PAYLOAD_SIZE"_key = r.payload_size, "TOTAL_DUMP_SIZE"_key = r.total_dump_size,
+  return dictionary("PACKET_ID"_key = r.packet_number,
+                    "MAGIC_VALUE"_key = magicValue(r),
+                    "PAYLOAD_SIZE"_key = r.payload_size,
+                    "TOTAL_DUMP_SIZE"_key = r.total_dump_size,
                     "PAYLOAD_DATA"_key = r.payload);
 }
 

@@ -30,14 +30,14 @@ LineList lines(const HIDReportVeskPlugin& plugin, const ImageReport& r) {
   const char* const format = plugin.displayDecimal() ? "%14d " : "%08x ";
   LineList out(40, plugin.displayDecimal() ? 3400 : 2200);
   // Not in the report's order: the temperature comes before cookie and flags.
-  out.add<"[Frame # = %u]">(r.frame_number);
-  out.add<"[Frame Params = 0x%08x]">(r.frame_params);
-  out.add<"[Timestamp = %u ms]">(r.timestamp);
-  out.add<"[TMON = %f degC]">(r.tmon);
-  out.add<"[TMON Params = 0x%08x]">(r.tmon_params);
-  out.add<"[Cookie = 0x%02x]">(r.cookie);
-  out.add<"[Flags = 0x%04x]">(r.flags);
-  out.add("");
+  out.add(line<"[Frame # = %u]">(r.frame_number),
+          line<"[Frame Params = 0x%08x]">(r.frame_params),
+          line<"[Timestamp = %u ms]">(r.timestamp),
+          line<"[TMON = %f degC]">(r.tmon),
+          line<"[TMON Params = 0x%08x]">(r.tmon_params),
+          line<"[Cookie = 0x%02x]">(r.cookie),
+          line<"[Flags = 0x%04x]">(r.flags),
+          line<"">());
   const auto addBlock = [&](std::string_view title, const i32(&samples)[48]) {
     out.add(title);
     plugin.addArrayInt32(out, samples, 48, format);
@@ -51,11 +51,17 @@ LineList lines(const HIDReportVeskPlugin& plugin, const ImageReport& r) {
 }
 
 ReportObject object(const ImageReport& r) {
-  return dictionary(
-      "COOKIE"_key = r.cookie, "FLAGS"_key = r.flags, "FRAME_NUMBER"_key = r.frame_number,
-      "FRAME_PARAMS"_key = r.frame_params, "TIMESTAMP_MS"_key = r.timestamp,
-      "D_SCAN_I"_key = r.d_scan_i, "D_SCAN_Q"_key = r.d_scan_q, "P_SCAN_I"_key = r.p_scan_i,
-      "P_SCAN_Q"_key = r.p_scan_q, "TMON_PARAMS"_key = r.tmon_params, "TMON_DEG_C"_key = r.tmon);
+  return dictionary("COOKIE"_key = r.cookie,
+                    "FLAGS"_key = r.flags,
+                    "FRAME_NUMBER"_key = r.frame_number,
+                    "FRAME_PARAMS"_key = r.frame_params,
+                    "TIMESTAMP_MS"_key = r.timestamp,
+                    "D_SCAN_I"_key = r.d_scan_i,
+                    "D_SCAN_Q"_key = r.d_scan_q,
+                    "P_SCAN_I"_key = r.p_scan_i,
+                    "P_SCAN_Q"_key = r.p_scan_q,
+                    "TMON_PARAMS"_key = r.tmon_params,
+                    "TMON_DEG_C"_key = r.tmon);
 }
 
 }  // namespace

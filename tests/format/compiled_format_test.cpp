@@ -74,8 +74,15 @@ void checkStringFormats() {
 }
 
 TEST(CompiledFormat, PrintsTheReportsStrings) {
-  checkStringFormats<"%s", "%40s", "[%s I]", "[%s Q]", "Severity Level: %s", "\tOpen  BOTH %s",
-                     "Open/Short Test %s Data:", "ADC Dump State: %s", "Brownout: %s">();
+  checkStringFormats<"%s",
+                     "%40s",
+                     "[%s I]",
+                     "[%s Q]",
+                     "Severity Level: %s",
+                     "\tOpen  BOTH %s",
+                     "Open/Short Test %s Data:",
+                     "ADC Dump State: %s",
+                     "Brownout: %s">();
   for (const std::string& name : kStrings)
     for (const std::string& value : kStrings) {
       check<"%40s:  %s">(name, value);
@@ -96,9 +103,27 @@ void checkIntegerFormats() {
 TEST(CompiledFormat, PrintsTheReportsIntegers) {
   checkIntegerFormats<std::uint8_t, "%u", "%i", "0x%02x", "[Cookie = 0x%02x]", "%02X", "%d">();
   checkIntegerFormats<std::uint16_t, "%u", "%i", "[Flags = 0x%04x]", "0x%04X", "%d">();
-  checkIntegerFormats<std::uint32_t, "%u", "%i", "%08x ", "0x%08x", "0x%08X", "%d", "%12u ms",
-                      "%14d ", "%04x", "%02x", "[Timestamp = %u ms]", "Module Count:   %i">();
-  checkIntegerFormats<std::int32_t, "%u", "%i", "%08x ", "0x%08X", "%d", "%14d ", "%14u ",
+  checkIntegerFormats<std::uint32_t,
+                      "%u",
+                      "%i",
+                      "%08x ",
+                      "0x%08x",
+                      "0x%08X",
+                      "%d",
+                      "%12u ms",
+                      "%14d ",
+                      "%04x",
+                      "%02x",
+                      "[Timestamp = %u ms]",
+                      "Module Count:   %i">();
+  checkIntegerFormats<std::int32_t,
+                      "%u",
+                      "%i",
+                      "%08x ",
+                      "0x%08X",
+                      "%d",
+                      "%14d ",
+                      "%14u ",
                       "READY       : %12u ms">();
   checkIntegerFormats<std::uint64_t, "0x%016llX", "%016llx", "%llu", "%lli", "%lld", "%llx">();
   checkIntegerFormats<std::int64_t, "0x%016llX", "%016llx", "%llu", "%lli", "%lld", "%llX">();

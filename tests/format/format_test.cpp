@@ -38,8 +38,8 @@ std::vector<std::string> flagSets() {
   return sets;
 }
 
-const std::vector<std::string> kWidths = {"",   "1",  "2",  "7",  "8",  "13", "14",
-                                          "15", "16", "17", "18", "21", "40"};
+const std::vector<std::string> kWidths = {
+    "", "1", "2", "7", "8", "13", "14", "15", "16", "17", "18", "21", "40"};
 
 bool isAllowed(const std::string& flags, char letter) {
   const bool hexOrFixed = letter == 'x' || letter == 'X' || letter == 'f';
@@ -83,8 +83,8 @@ constexpr Conversion parsed(std::string_view text) {
 
 // --------------------------------------------------------------------------------------- integers
 
-const std::vector<std::string> kIntegerPrecisions = {"",   ".",  ".0",  ".1",  ".2",  ".3",
-                                                     ".6", ".8", ".10", ".14", ".20", ".33"};
+const std::vector<std::string> kIntegerPrecisions = {
+    "", ".", ".0", ".1", ".2", ".3", ".6", ".8", ".10", ".14", ".20", ".33"};
 
 template <class T>
 void checkIntegers(const std::string& length) {
@@ -121,8 +121,8 @@ TEST(RunTimeFormat, IgnoresSignFlagsOfUnsignedConversions) {
 
 // ------------------------------------------------------------------------------------ fixed point
 
-const std::vector<std::string> kFixedPrecisions = {"",   ".",  ".0", ".1",  ".2",
-                                                   ".3", ".6", ".9", ".17", ".40"};
+const std::vector<std::string> kFixedPrecisions = {
+    "", ".", ".0", ".1", ".2", ".3", ".6", ".9", ".17", ".40"};
 
 template <class T>
 void checkFloats() {
@@ -143,8 +143,18 @@ TEST(RunTimeFormat, PrintsDoubleAsTheCLibrary) { checkFloats<double>(); }
 
 template <class T>
 void checkAllExponents(int random) {
-  for (const char* const text : {"%.0f", "%.1f", "%.2f", "%.3f", "%f", "%.6f", "%.9f", "%.17f",
-                                 "% -13.3f ", "%+16.6f", "%#.0f", "%020.3f"}) {
+  for (const char* const text : {"%.0f",
+                                 "%.1f",
+                                 "%.2f",
+                                 "%.3f",
+                                 "%f",
+                                 "%.6f",
+                                 "%.9f",
+                                 "%.17f",
+                                 "% -13.3f ",
+                                 "%+16.6f",
+                                 "%#.0f",
+                                 "%020.3f"}) {
     const Format format(text);
     sweep<T>(random, [&](T value) {
       if (failedOftenEnough()) return;
@@ -213,13 +223,19 @@ TEST(RunTimeFormat, PrintsWhatIsNotANumber) {
 
 // ---------------------------------------------------------------------------------------- strings
 
-const std::vector<std::string> kStringPrecisions = {"",   ".",  ".0", ".1", ".3",
-                                                    ".5", ".6", ".7", ".40"};
+const std::vector<std::string> kStringPrecisions = {
+    "", ".", ".0", ".1", ".3", ".5", ".6", ".7", ".40"};
 
 TEST(RunTimeFormat, PrintsStringsAsTheCLibrary) {
-  const std::vector<std::string> values = {"",       "a",         "abc",
-                                           "%d %",   "(null)",    "thirteen char",
-                                           "a\nb\r", "\xC3\xA9t", std::string(100, 'x')};
+  const std::vector<std::string> values = {"",
+                                           "a",
+                                           "abc",
+                                           "%d %",
+                                           "(null)",
+                                           "thirteen char",
+                                           "a\nb\r",
+                                           "\xC3\xA9t",
+                                           std::string(100, 'x')};
   forEachFormat("", 's', kStringPrecisions, [&](const std::string& text) {
     const Format format(text);
     for (const std::string& value : values) {
@@ -233,8 +249,9 @@ TEST(RunTimeFormat, PrintsStringsAsTheCLibrary) {
 
 TEST(RunTimeFormat, PrintsANullStringWholeOrNotAtAll) {
   const char* const null = nullptr;
-  forEachFormat("", 's', kStringPrecisions,
-                [&](const std::string& text) { check(text, Format(text), null, null); });
+  forEachFormat("", 's', kStringPrecisions, [&](const std::string& text) {
+    check(text, Format(text), null, null);
+  });
   char out[64];
   const auto print = [&](const char* text) {
     return std::string(out, Format(text).write(out, null));

@@ -25,7 +25,7 @@ namespace {
 template <class Write>
 void expectWritten(std::string_view expected, const Write& write) {
   static Guarded guarded;
-  const std::string_view got = guarded.ofKernel(write);
+  const std::string_view got = guarded.withSlack(kernels::kSlack, write);
   if (got != expected || !guarded.intact())
     ADD_FAILURE() << "  wrote    " << got << "\n  expected " << expected
                   << (guarded.intact() ? "" : "\n  and overwrote more than its slack");

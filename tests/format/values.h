@@ -62,11 +62,34 @@ std::vector<Float> boundaryFloats() {
   for (const double value : {0.0, 1.0, 9.0, 10.0, 0.1, 0.2, 0.3, 99.0, 100.0, 1e3, 1e6, 1e9, 1e15})
     add(value);
   for (const double whole : {0.0, 1.0, 2.0, 7.0, 8.0, 1023.0, 4194303.0, 1048575.0})
-    for (const double fraction : {0.5, 0.25, 0.125, 0.0625, 0.03125, 0.0005, 0.0015, 0.0000005,
-                                  0.0000015, 0.9995, 0.9999995, 0.99999999})
+    for (const double fraction : {0.5,
+                                  0.25,
+                                  0.125,
+                                  0.0625,
+                                  0.03125,
+                                  0.0005,
+                                  0.0015,
+                                  0.0000005,
+                                  0.0000015,
+                                  0.9995,
+                                  0.9999995,
+                                  0.99999999})
       add(whole + fraction);
-  for (const double limit : {0x1p23, 0x1p24, 0x1p31, 0x1p32, 0x1p51, 0x1p52, 0x1p53, 0x1p63, 0x1p64,
-                             0x1p65, 1e19, 1e20, 1e21, 1e22, 1e38})
+  for (const double limit : {0x1p23,
+                             0x1p24,
+                             0x1p31,
+                             0x1p32,
+                             0x1p51,
+                             0x1p52,
+                             0x1p53,
+                             0x1p63,
+                             0x1p64,
+                             0x1p65,
+                             1e19,
+                             1e20,
+                             1e21,
+                             1e22,
+                             1e38})
     add(limit);
   add(Limits::denorm_min());
   add(Limits::min());
@@ -94,8 +117,11 @@ void sweep(int random, const Check& check) {
       check(std::bit_cast<Float>(bits));
       check(std::bit_cast<Float>(static_cast<Bits>(bits | one << (8 * sizeof(Float) - 1))));
     };
-    for (const Bits mantissa : {Bits{0}, one, static_cast<Bits>(mantissas - 1),
-                                static_cast<Bits>(mantissas / 2), static_cast<Bits>(mantissas / 4)})
+    for (const Bits mantissa : {Bits{0},
+                                one,
+                                static_cast<Bits>(mantissas - 1),
+                                static_cast<Bits>(mantissas / 2),
+                                static_cast<Bits>(mantissas / 4)})
       both(mantissa);
     for (int i = 0; i < random; ++i) {
       const auto bits = static_cast<Bits>(source());

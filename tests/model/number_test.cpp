@@ -22,9 +22,15 @@ namespace {
 using Types = std::tuple<bool, unsigned char, unsigned short, unsigned int, int, long long,
                          unsigned long long, float, double>;
 
-constexpr Kind kKinds[] = {
-    Kind::Bool,     Kind::UnsignedChar,     Kind::UnsignedShort, Kind::UnsignedInt, Kind::Int,
-    Kind::LongLong, Kind::UnsignedLongLong, Kind::Float,         Kind::Double};
+constexpr Kind kKinds[] = {Kind::Bool,
+                           Kind::UnsignedChar,
+                           Kind::UnsignedShort,
+                           Kind::UnsignedInt,
+                           Kind::Int,
+                           Kind::LongLong,
+                           Kind::UnsignedLongLong,
+                           Kind::Float,
+                           Kind::Double};
 
 /// Calls `check` with a value of each of the nine types and the kind that it is to have.
 template <class Check>
@@ -149,12 +155,24 @@ TEST(Number, RefusesAKindThatIsNone) {
 // ---------------------------------------------------------------------------------------- equality
 
 TEST(NumberEquality, DoesNotLookAtTheKind) {
-  const Number zeros[] = {
-      false, static_cast<unsigned char>(0), static_cast<unsigned short>(0), 0u, 0, 0LL, 0ULL, 0.0f,
-      0.0};
-  const Number ones[] = {
-      true, static_cast<unsigned char>(1), static_cast<unsigned short>(1), 1u, 1, 1LL, 1ULL, 1.0f,
-      1.0};
+  const Number zeros[] = {false,
+                          static_cast<unsigned char>(0),
+                          static_cast<unsigned short>(0),
+                          0u,
+                          0,
+                          0LL,
+                          0ULL,
+                          0.0f,
+                          0.0};
+  const Number ones[] = {true,
+                         static_cast<unsigned char>(1),
+                         static_cast<unsigned short>(1),
+                         1u,
+                         1,
+                         1LL,
+                         1ULL,
+                         1.0f,
+                         1.0};
   for (const Number& a : ones) {
     for (const Number& b : ones) EXPECT_TRUE(a == b);
     for (const Number& b : zeros) EXPECT_TRUE(a != b && b != a);

@@ -41,11 +41,15 @@ TEST(Dictionary, KeepsTheOrderOfItsKeys) {
 }
 
 TEST(Dictionary, KeepsKindAndValueOfEachNumber) {
-  const ReportObject object =
-      dictionary("bool"_key = true, "uchar"_key = static_cast<unsigned char>(0xFE),
-                 "ushort"_key = static_cast<unsigned short>(0xFFFE), "uint"_key = 0xFFFFFFFEu,
-                 "int"_key = -2, "long long"_key = std::numeric_limits<long long>::min(),
-                 "ull"_key = 0xFFFFFFFFFFFFFFFEull, "float"_key = -1.5f, "double"_key = 0.1);
+  const ReportObject object = dictionary("bool"_key = true,
+                                         "uchar"_key = static_cast<unsigned char>(0xFE),
+                                         "ushort"_key = static_cast<unsigned short>(0xFFFE),
+                                         "uint"_key = 0xFFFFFFFEu,
+                                         "int"_key = -2,
+                                         "long long"_key = std::numeric_limits<long long>::min(),
+                                         "ull"_key = 0xFFFFFFFFFFFFFFFEull,
+                                         "float"_key = -1.5f,
+                                         "double"_key = 0.1);
   EXPECT_EQ(numberAt(object, "bool").as<bool>(), true);
   EXPECT_EQ(numberAt(object, "uchar").as<unsigned char>(), 0xFE);
   EXPECT_EQ(numberAt(object, "ushort").as<unsigned short>(), 0xFFFE);
@@ -66,11 +70,14 @@ TEST(Dictionary, TakesWireFieldsAsTheirValues) {
     i32 number;
     f32 real;
   };
-  Record record = {u8::of(1),   u16::of(0x0203), u32::of(0x84050607),
-                   u64::of(1u), i32::of(-8),     f32::of(2.5f)};
-  const ReportObject object = dictionary("one"_key = record.one, "two"_key = record.two,
-                                         "four"_key = record.four, "eight"_key = record.eight,
-                                         "number"_key = record.number, "real"_key = record.real);
+  Record record = {
+      u8::of(1), u16::of(0x0203), u32::of(0x84050607), u64::of(1u), i32::of(-8), f32::of(2.5f)};
+  const ReportObject object = dictionary("one"_key = record.one,
+                                         "two"_key = record.two,
+                                         "four"_key = record.four,
+                                         "eight"_key = record.eight,
+                                         "number"_key = record.number,
+                                         "real"_key = record.real);
   std::memset(&record, 0xFF, sizeof record);  // the object has its own values
   EXPECT_EQ(numberAt(object, "one").as<unsigned char>(), 1);
   EXPECT_EQ(numberAt(object, "two").as<unsigned short>(), 0x0203);
@@ -93,14 +100,19 @@ TEST(Dictionary, HoldsArraysAlignedAndContiguous) {
   std::array<char, sizeof(Record)> bytes;
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i + 0xF0);
   auto record = load<Record>(bytes.data());
-  const ReportObject object =
-      dictionary("id"_key = record.id, "shorts"_key = record.shorts, "bytes"_key = record.bytes,
-                 "flag"_key = true, "ints"_key = record.ints, "name"_key = std::string_view("x"),
-                 "longs"_key = record.longs, "floats"_key = record.floats, "last"_key = record.id);
+  const ReportObject object = dictionary("id"_key = record.id,
+                                         "shorts"_key = record.shorts,
+                                         "bytes"_key = record.bytes,
+                                         "flag"_key = true,
+                                         "ints"_key = record.ints,
+                                         "name"_key = std::string_view("x"),
+                                         "longs"_key = record.longs,
+                                         "floats"_key = record.floats,
+                                         "last"_key = record.id);
   std::memset(&record, 0, sizeof record);
 
-  const auto check = [&object]<class T>(std::string_view key, T, std::size_t count,
-                                        std::size_t offset) {
+  const auto check = [&object]<class T>(
+                         std::string_view key, T, std::size_t count, std::size_t offset) {
     const auto span = std::get<NumberSpan>(object.at(key));
     EXPECT_EQ(span.kind(), kKindOf<T>);
     ASSERT_EQ(span.size(), count) << key;
@@ -131,10 +143,12 @@ TEST(Dictionary, HoldsArraysAlignedAndContiguous) {
 TEST(Dictionary, CopiesItsStrings) {
   std::string first = "first";
   std::string second(1000, 's');
-  const ReportObject object =
-      dictionary("a"_key = std::string_view(first), "none"_key = std::string_view(),
-                 "number"_key = 7, "b"_key = std::string_view(second),
-                 "nul"_key = std::string_view("x\0y", 3), "empty"_key = std::string_view(""));
+  const ReportObject object = dictionary("a"_key = std::string_view(first),
+                                         "none"_key = std::string_view(),
+                                         "number"_key = 7,
+                                         "b"_key = std::string_view(second),
+                                         "nul"_key = std::string_view("x\0y", 3),
+                                         "empty"_key = std::string_view(""));
   first.assign(first.size(), '-');
   second.assign(second.size(), '-');
   EXPECT_EQ(std::get<std::string_view>(object.at("a")), "first");
@@ -150,9 +164,12 @@ TEST(Dictionary, KnowsWhichKeysItHas) {
   EXPECT_TRUE(object.find("KEY").has_value());
   EXPECT_EQ(numberAt(object, ""), Number(2));
   EXPECT_EQ(numberAt(object, "KEY2"), Number(3));
-  for (const std::string_view key :
-       {std::string_view("key"), std::string_view("KE"), std::string_view("KEY3"),
-        std::string_view("KEY\0", 4), std::string_view(" "), std::string_view("KEY ")}) {
+  for (const std::string_view key : {std::string_view("key"),
+                                     std::string_view("KE"),
+                                     std::string_view("KEY3"),
+                                     std::string_view("KEY\0", 4),
+                                     std::string_view(" "),
+                                     std::string_view("KEY ")}) {
     EXPECT_FALSE(object.find(key).has_value()) << key;
     EXPECT_THROW(object.at(key), std::out_of_range) << key;
   }
@@ -171,9 +188,11 @@ TEST(Dictionary, ShowsBothEntriesOfAKeyThatIsThereTwice) {
 /// The keys K000 to K249.
 template <std::size_t number>
 consteval format::Literal<5> numberedKey() {
-  const char key[5] = {'K', static_cast<char>('0' + number / 100),
+  const char key[5] = {'K',
+                       static_cast<char>('0' + number / 100),
                        static_cast<char>('0' + number / 10 % 10),
-                       static_cast<char>('0' + number % 10), '\0'};
+                       static_cast<char>('0' + number % 10),
+                       '\0'};
   return format::Literal<5>(key);
 }
 

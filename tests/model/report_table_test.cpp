@@ -12,8 +12,12 @@ namespace {
 
 TEST(ReportTable, FindsAKeyOfAnyKind) {
   const ReportTable table{{0xD0, "parseVersion"}, {0xE1, "parseBlackBoxFullReport"}};
-  for (const Number& key : {Number(0xD0), Number(0xD0u), Number(std::uint8_t{0xD0}),
-                            Number(std::uint16_t{0xD0}), Number(0xD0LL), Number(208.0)}) {
+  for (const Number& key : {Number(0xD0),
+                            Number(0xD0u),
+                            Number(std::uint8_t{0xD0}),
+                            Number(std::uint16_t{0xD0}),
+                            Number(0xD0LL),
+                            Number(208.0)}) {
     ASSERT_NE(table.find(key), nullptr);
     EXPECT_EQ(*table.find(key), "parseVersion");
   }

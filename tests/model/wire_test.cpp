@@ -119,7 +119,10 @@ TEST(Wire, GivesBackWhatItHolds) {
   expectRoundTrip<std::uint32_t>({0, 1, 0x80000000, 0xFFFFFFFF});
   expectRoundTrip<std::uint64_t>({0, 1, 0x8000000000000000, 0xFFFFFFFFFFFFFFFF});
   expectRoundTrip<std::int32_t>({0, 1, -1, std::numeric_limits<std::int32_t>::min()});
-  expectRoundTrip<float>({0.0f, 1.5f, -1e30f, std::numeric_limits<float>::denorm_min(),
+  expectRoundTrip<float>({0.0f,
+                          1.5f,
+                          -1e30f,
+                          std::numeric_limits<float>::denorm_min(),
                           std::numeric_limits<float>::infinity()});
 }
 

@@ -194,11 +194,23 @@ static void test_visitor(const vesk_plugin_api* api) {
   visit(api, plugin, image, VESK_INPUT, 791, 1000, VESK_OK, "nil;");
   visit(api, plugin, config, VESK_FEATURE, 232, 1000, VESK_OK, "nil;");
   visit(api, plugin, state, VESK_FEATURE, 2, 1000, VESK_OK, "string STANDBY;");
-  visit(api, plugin, adc, VESK_FEATURE, 25, 1000, VESK_OK,
+  visit(api,
+        plugin,
+        adc,
+        VESK_FEATURE,
+        25,
+        1000,
+        VESK_OK,
         "begin 5;key START_ADDRESS;number 3:0;key CHANNEL_ENABLE_MASK;number 6:0;"
         "key SAMPLE_COUNT;number 3:0;key STIM_TIMER_COMPARE;number 3:0;key TRIGGER_SOURCE;"
         "string RX_EN;end;");
-  visit(api, plugin, watchdog, VESK_FEATURE, 25, 6, VESK_STOPPED,
+  visit(api,
+        plugin,
+        watchdog,
+        VESK_FEATURE,
+        25,
+        6,
+        VESK_STOPPED,
         "begin 6;key Count;number 3:0;key Timestamp;number 5:-1;key Wallclock;");
   visit(api, plugin, image, VESK_INPUT, 792, 1, VESK_STOPPED, "begin 11;");
 

@@ -75,11 +75,21 @@ struct Case {
 };
 
 const Case kCases[] = {
-    {0xD0, 0, "1.2.3"}, {0xD0, 0, ""}, {0xD2, 0, "1\n2\n3\n4\n5\n6\n7\n"},
-    {0xDF, 25},         {0xA9, 41},    {0x76, 792},
-    {0xDC, 25},         {0xDE, 2},     {0x77, 2064},
-    {0xA2, 193},        {0xE0, 7},     {0xE1, 991},
-    {0xE2, 232},        {0xE3, 57},    {0xE4, 401},
+    {0xD0, 0, "1.2.3"},
+    {0xD0, 0, ""},
+    {0xD2, 0, "1\n2\n3\n4\n5\n6\n7\n"},
+    {0xDF, 25},
+    {0xA9, 41},
+    {0x76, 792},
+    {0xDC, 25},
+    {0xDE, 2},
+    {0x77, 2064},
+    {0xA2, 193},
+    {0xE0, 7},
+    {0xE1, 991},
+    {0xE2, 232},
+    {0xE3, 57},
+    {0xE4, 401},
 };
 
 /// A report of a case with each byte the same: what makes text long differs from report to report.

@@ -272,8 +272,8 @@ TEST(Options, WithoutAnErrorSlotAnInvalidOneGivesNothing) {
 TEST(Options, ConfigurationValuesEqualToYesSwitchOn) {
   const auto plugin = makePlugin();
   std::optional<Error> error;
-  const std::variant<Number, std::string> yes[] = {Number(true), Number(1),    Number(1u),
-                                                   Number(1.0),  Number(1.0f), Number(1ull)};
+  const std::variant<Number, std::string> yes[] = {
+      Number(true), Number(1), Number(1u), Number(1.0), Number(1.0f), Number(1ull)};
   for (const auto& value : yes) {
     EXPECT_TRUE(plugin->configParser({{"UseStrings", value}, {"Decimal", value}}, &error));
     EXPECT_TRUE(plugin->useStrings());
@@ -323,11 +323,16 @@ TEST(Dispatch, UnknownTypesAndIdsGiveNil) {
     std::uint32_t id;
     std::int32_t type;
   } calls[] = {
-      {image, 0x76, kFeature},    {version, 0xD0, kOutput},
-      {version, 0xD0, kInput},    {version, 0xD0, 3},
-      {version, 0xD0, -1},        {version, 0xD0, INT32_MIN},
-      {version, 0xD1, kFeature},  {version, 0, kFeature},
-      {version, 0x1D0, kFeature}, {version, 0xFFFFFFD0, kFeature},
+      {image, 0x76, kFeature},
+      {version, 0xD0, kOutput},
+      {version, 0xD0, kInput},
+      {version, 0xD0, 3},
+      {version, 0xD0, -1},
+      {version, 0xD0, INT32_MIN},
+      {version, 0xD1, kFeature},
+      {version, 0, kFeature},
+      {version, 0x1D0, kFeature},
+      {version, 0xFFFFFFD0, kFeature},
   };
   for (const auto& call : calls) {
     EXPECT_TRUE(plugin->reportToObject(call.report.data(), call.id, call.type, 792).isNil());

@@ -105,8 +105,20 @@ TEST(ValueArrays, AnyFormatOfOneConversionServes) {
 }
 
 TEST(ValueArrays, AnyOtherFormatThrows) {
-  for (const char* const format : {"", "no conversion", "%d %d", "%", "%s", "%f", "%lld", "%p",
-                                   "%c", "%%", "%d%%", "%hd", "%*d", "%14d %"}) {
+  for (const char* const format : {"",
+                                   "no conversion",
+                                   "%d %d",
+                                   "%",
+                                   "%s",
+                                   "%f",
+                                   "%lld",
+                                   "%p",
+                                   "%c",
+                                   "%%",
+                                   "%d%%",
+                                   "%hd",
+                                   "%*d",
+                                   "%14d %"}) {
     EXPECT_THROW(add(Ints{1}, format), std::invalid_argument) << format;
     EXPECT_THROW(add(Unsigneds{1}, format), std::invalid_argument) << format;
     EXPECT_THROW(add(Ints{}, format), std::invalid_argument) << format;

@@ -84,8 +84,16 @@ TEST(Catalogue, EventsPerModule) {
 }
 
 TEST(Catalogue, BlobNamesAreExportedInRowOrder) {
-  const char* const names[] = {"BLOB_VAFE", "BLOB_VFCL", "BLOB_VPMp", "BLOB_VSGC", "BLOB_VSSp",
-                               "BLOB_VSSC", "BLOB_VSRx", "BLOB_VSPM", "BLOB_VRTC", "BLOB_VSFN"};
+  const char* const names[] = {"BLOB_VAFE",
+                               "BLOB_VFCL",
+                               "BLOB_VPMp",
+                               "BLOB_VSGC",
+                               "BLOB_VSSp",
+                               "BLOB_VSSC",
+                               "BLOB_VSRx",
+                               "BLOB_VSPM",
+                               "BLOB_VRTC",
+                               "BLOB_VSFN"};
   ASSERT_EQ(std::size(blob_names), 10u);
   for (std::size_t row = 0; row < 10; ++row) EXPECT_STREQ(blob_names[row], names[row]);
 }
@@ -114,21 +122,22 @@ TEST(Severity, OtherLevelsLeaveTheOutputAlone) {
 // ----------------------------------------------------------------------------------------- summary
 
 TEST(Summary, AllFlagsZero) {
-  EXPECT_EQ(linesOf(Report(0xE0, 7)), (Lines{
-                                          "--Black Box Summary--",   "Severity Level: TRACE",
-                                          "Module Count:   0",       "",
-                                          "           BLACK_BOX: 0", "                 PSE: 0",
-                                          "     OPEN_SHORT_TEST: 0", "         SCAN_LOGGER: 0",
-                                          "            SVC_SMGR: 0", "           BLOB_VAFE: 0",
-                                          "           BLOB_VFCL: 0", "           BLOB_VPMp: 0",
-                                          "           BLOB_VSGC: 0", "           BLOB_VSSp: 0",
-                                          "           BLOB_VSSC: 0", "           BLOB_VSRx: 0",
-                                          "           BLOB_VSPM: 0", "           BLOB_VRTC: 0",
-                                          "       HIDSPI_MASTER: 0", "        HIDSPI_SLAVE: 0",
-                                          "                ALGS: 0", "                 SYS: 0",
-                                          "                 ZUB: 0", "                 OTP: 0",
-                                          "                PMGR: 0", "           BLOB_VSFN: 0",
-                                      }));
+  EXPECT_EQ(linesOf(Report(0xE0, 7)),
+            (Lines{
+                "--Black Box Summary--",   "Severity Level: TRACE",
+                "Module Count:   0",       "",
+                "           BLACK_BOX: 0", "                 PSE: 0",
+                "     OPEN_SHORT_TEST: 0", "         SCAN_LOGGER: 0",
+                "            SVC_SMGR: 0", "           BLOB_VAFE: 0",
+                "           BLOB_VFCL: 0", "           BLOB_VPMp: 0",
+                "           BLOB_VSGC: 0", "           BLOB_VSSp: 0",
+                "           BLOB_VSSC: 0", "           BLOB_VSRx: 0",
+                "           BLOB_VSPM: 0", "           BLOB_VRTC: 0",
+                "       HIDSPI_MASTER: 0", "        HIDSPI_SLAVE: 0",
+                "                ALGS: 0", "                 SYS: 0",
+                "                 ZUB: 0", "                 OTP: 0",
+                "                PMGR: 0", "           BLOB_VSFN: 0",
+            }));
 }
 
 TEST(Summary, EachFlagHasItsLineAndKey) {
@@ -270,11 +279,12 @@ TEST(FullReport, BlobRecords) {
 
 TEST(FullReport, LongLabelsPushTheColon) {
   const Lines lines = linesOf(Report(0xE1, 991));
-  for (const char* const name :
-       {"HIDSPI_MASTER_EVENT_TRANSFER_INVALID_TYPE",
-        "HIDSPI_MASTER_EVENT_TRANSFER_INVALID_IFACE_ID",
-        "HIDSPI_SLAVE_EVENT_TRANSFER_INVALID_IFACE_ID", "ALGS_EVENT_PIXEL_NOISE_POST_HYST_BIN_5_10",
-        "ALGS_EVENT_PIXEL_NOISE_POST_HYST_BIN_11_20", "ALGS_EVENT_PIXEL_NOISE_POST_HYST_BIN_21_N"})
+  for (const char* const name : {"HIDSPI_MASTER_EVENT_TRANSFER_INVALID_TYPE",
+                                 "HIDSPI_MASTER_EVENT_TRANSFER_INVALID_IFACE_ID",
+                                 "HIDSPI_SLAVE_EVENT_TRANSFER_INVALID_IFACE_ID",
+                                 "ALGS_EVENT_PIXEL_NOISE_POST_HYST_BIN_5_10",
+                                 "ALGS_EVENT_PIXEL_NOISE_POST_HYST_BIN_11_20",
+                                 "ALGS_EVENT_PIXEL_NOISE_POST_HYST_BIN_21_N"})
     EXPECT_TRUE(contains(lines, std::string(name) + ": 0")) << name;
 }
 

@@ -114,7 +114,8 @@ class Guarded {
   Guarded& operator=(const Guarded&) = delete;
 
   void setWritable(bool writable) {
-    mprotect(begin, static_cast<std::size_t>(end - begin),
+    mprotect(begin,
+             static_cast<std::size_t>(end - begin),
              writable ? PROT_READ | PROT_WRITE : PROT_READ);
   }
 

@@ -84,9 +84,16 @@ TEST(Version, TextThatIsNotUtf8) {
 }
 
 TEST(Version, TextThatIsUtf8) {
-  for (const char* const text :
-       {"\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
-        "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF", "\x01"}) {
+  for (const char* const text : {"\x7F",
+                                 "\xC2\x80",
+                                 "\xDF\xBF",
+                                 "\xE0\xA0\x80",
+                                 "\xED\x9F\xBF",
+                                 "\xEE\x80\x80",
+                                 "\xEF\xBF\xBF",
+                                 "\xF0\x90\x80\x80",
+                                 "\xF4\x8F\xBF\xBF",
+                                 "\x01"}) {
     EXPECT_EQ(linesOf(Report(0xD0, text)), Lines{text});
     EXPECT_EQ(objectOf(Report(0xD0, text)).string(), text);
   }
@@ -133,15 +140,16 @@ TEST(VersionExtended, CarriageReturnsStay) {
 TEST(WatchDog, Text) {
   Report report(0xDF, 25);
   report.put32(1, 7).put64(5, 1000000).put32(13, 0xAB).put32(17, 0xFFFFFFFF).put32(21, 3);
-  EXPECT_EQ(linesOf(report), (Lines{
-                                 "Watchdog Data:",
-                                 "    Feed Count:7",
-                                 "Feed Timestamp:0x00000000000F4240",
-                                 "Feed Wallclock:          1.000",
-                                 "      Register:0x000000AB",
-                                 "          Wake:4294967295",
-                                 "         Sleep:3",
-                             }));
+  EXPECT_EQ(linesOf(report),
+            (Lines{
+                "Watchdog Data:",
+                "    Feed Count:7",
+                "Feed Timestamp:0x00000000000F4240",
+                "Feed Wallclock:          1.000",
+                "      Register:0x000000AB",
+                "          Wake:4294967295",
+                "         Sleep:3",
+            }));
 }
 
 TEST(WatchDog, ObjectCallsSleepIdle) {
@@ -186,21 +194,22 @@ TEST(WatchDog, TheTimestampIsRoundedOnce) {
 TEST(PowerModes, TextIsGroupedByQuantity) {
   Report report(0xA9, 41);
   for (std::size_t i = 0; i < 10; ++i) report.put32(1 + 4 * i, i + 1);
-  EXPECT_EQ(linesOf(report), (Lines{
-                                 "Power Mode Statistics - Total Time:",
-                                 "INIT        :            1 ms",
-                                 "ACTIVE      :            3 ms",
-                                 "TIMEOUT     :            5 ms",
-                                 "READY       :            7 ms",
-                                 "LIGHT_SLEEP :            9 ms",
-                                 "",
-                                 "Power Mode Statistics - Number of Times Entered:",
-                                 "INIT        : 2",
-                                 "ACTIVE      : 4",
-                                 "TIMEOUT     : 6",
-                                 "READY       : 8",
-                                 "LIGHT_SLEEP : 10",
-                             }));
+  EXPECT_EQ(linesOf(report),
+            (Lines{
+                "Power Mode Statistics - Total Time:",
+                "INIT        :            1 ms",
+                "ACTIVE      :            3 ms",
+                "TIMEOUT     :            5 ms",
+                "READY       :            7 ms",
+                "LIGHT_SLEEP :            9 ms",
+                "",
+                "Power Mode Statistics - Number of Times Entered:",
+                "INIT        : 2",
+                "ACTIVE      : 4",
+                "TIMEOUT     : 6",
+                "READY       : 8",
+                "LIGHT_SLEEP : 10",
+            }));
 }
 
 TEST(PowerModes, AllZero) {

@@ -22,9 +22,13 @@ using test::stringAt;
 // ------------------------------------------------------------------------------------------- image
 
 TEST(Image, EveryOtherLengthIsRefused) {
-  for (const std::int64_t length :
-       {std::int64_t{0}, std::int64_t{791}, std::int64_t{793}, std::int64_t{-792},
-        std::int64_t{792} + (std::int64_t{1} << 32), INT64_MAX, INT64_MIN}) {
+  for (const std::int64_t length : {std::int64_t{0},
+                                    std::int64_t{791},
+                                    std::int64_t{793},
+                                    std::int64_t{-792},
+                                    std::int64_t{792} + (std::int64_t{1} << 32),
+                                    INT64_MAX,
+                                    INT64_MIN}) {
     for (const bool useStrings : {false, true}) {
       const auto plugin = test::makePlugin();
       plugin->setUseStrings(useStrings);
@@ -42,17 +46,18 @@ TEST(Image, TheHeaderIsInAnOrderOfItsOwn) {
   report.put32(784, 0x1F).putFloat(788, 25.5f);
   const Lines lines = linesOf(report);
   ASSERT_EQ(lines.size(), 40u);
-  EXPECT_EQ(Lines(lines.begin(), lines.begin() + 9), (Lines{
-                                                         "[Frame # = 4000000000]",
-                                                         "[Frame Params = 0x00000abc]",
-                                                         "[Timestamp = 99 ms]",
-                                                         "[TMON = 25.500000 degC]",
-                                                         "[TMON Params = 0x0000001f]",
-                                                         "[Cookie = 0x07]",
-                                                         "[Flags = 0x0001]",
-                                                         "",
-                                                         "[D-SCAN I]",
-                                                     }));
+  EXPECT_EQ(Lines(lines.begin(), lines.begin() + 9),
+            (Lines{
+                "[Frame # = 4000000000]",
+                "[Frame Params = 0x00000abc]",
+                "[Timestamp = 99 ms]",
+                "[TMON = 25.500000 degC]",
+                "[TMON Params = 0x0000001f]",
+                "[Cookie = 0x07]",
+                "[Flags = 0x0001]",
+                "",
+                "[D-SCAN I]",
+            }));
 }
 
 TEST(Image, EachBlockHasATitleSixLinesAndAnEmptyLine) {
@@ -118,15 +123,16 @@ TEST(Image, ATemperatureThatIsNoNumber) {
 TEST(AdcDumpConfig, TextAndObject) {
   Report report(0xDC, 25);
   report.put32(1, 0x2000).put32(5, 0x1).put32(9, 0x8000).put32(13, 4096).put32(17, 250);
-  EXPECT_EQ(linesOf(report), (Lines{
-                                 "--ADC Dump Configuration--",
-                                 "",
-                                 "Start Address       = 0x00002000",
-                                 "Channel Enable Mask = 800000000001",
-                                 "Sample Count        = 4096",
-                                 "Stim Timer Compare  = 250",
-                                 "Trigger Source      = RX_EN",
-                             }));
+  EXPECT_EQ(linesOf(report),
+            (Lines{
+                "--ADC Dump Configuration--",
+                "",
+                "Start Address       = 0x00002000",
+                "Channel Enable Mask = 800000000001",
+                "Sample Count        = 4096",
+                "Stim Timer Compare  = 250",
+                "Trigger Source      = RX_EN",
+            }));
   EXPECT_EQ(test::listing(decode(report, false)),
             "dictionary 5\n"
             "\"START_ADDRESS\" unsigned int 8192\n"
@@ -172,9 +178,11 @@ TEST(AdcDumpState, EveryCode) {
 // --------------------------------------------------------------------------------- ADC dump packet
 
 TEST(AdcDumpPacket, EveryOtherLengthIsRefused) {
-  for (const std::int64_t length :
-       {std::int64_t{0}, std::int64_t{2063}, std::int64_t{2065}, std::int64_t{-2064},
-        std::int64_t{2064} + (std::int64_t{1} << 32)}) {
+  for (const std::int64_t length : {std::int64_t{0},
+                                    std::int64_t{2063},
+                                    std::int64_t{2065},
+                                    std::int64_t{-2064},
+                                    std::int64_t{2064} + (std::int64_t{1} << 32)}) {
     for (const bool useStrings : {false, true}) {
       const auto plugin = test::makePlugin();
       plugin->setUseStrings(useStrings);

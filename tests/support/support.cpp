@@ -103,8 +103,8 @@ std::string valueOf(const Number& number) {
   char text[64];
   if (number.isReal()) {
     if (std::isnan(number.real())) return "nan";
-    std::snprintf(text, sizeof text, number.kind() == Kind::Float ? "%.9g" : "%.17g",
-                  number.real());
+    std::snprintf(
+        text, sizeof text, number.kind() == Kind::Float ? "%.9g" : "%.17g", number.real());
   } else if (number.isSigned()) {
     std::snprintf(text, sizeof text, "%lld", static_cast<long long>(number.bits()));
   } else {
