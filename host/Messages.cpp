@@ -64,7 +64,9 @@ void Messages::progress(std::uint64_t bytes, std::optional<std::uint64_t> size,
 
   const double seconds = std::chrono::duration<double>(now - _begin).count();
   std::array<char, 96> text;
-  std::snprintf(text.data(), text.size(), "\r\x1b[K%.1f MB, %.0f reports/s",
+  std::snprintf(text.data(),
+                text.size(),
+                "\r\x1b[K%.1f MB, %.0f reports/s",
                 static_cast<double>(bytes) / 1e6,
                 static_cast<double>(reports - _reportsAtBegin) / seconds);
   std::string line = text.data();

@@ -33,6 +33,8 @@ constexpr std::array<std::pair<std::string_view, ReportType>, 3> kTypes = {{
     {"feature", ReportType::Feature},
 }};
 
+constexpr unsigned kMostJobs = 64;
+
 constexpr const char* kExamples = R"(Examples:
   vesk-decode capture.hex                     decode lines of hex digits
   vesk-decode -o ndjson usb.pcapng | jq .     one JSON record a report
@@ -98,6 +100,14 @@ std::uint8_t endpoint(const std::string& text) {
   return static_cast<std::uint8_t>(*value & 0x0F);
 }
 
+unsigned jobs(const std::string& text) {
+  const auto count = number(text);
+  if (!count || *count < 1 || *count > kMostJobs)
+    throw UsageFault("--jobs " + text + ": a number of threads is 1 to " +
+                     std::to_string(kMostJobs));
+  return *count;
+}
+
 /// The plug-in's own option has one dash, which would otherwise read as seven short options.
 std::vector<std::string> withLongDecimal(std::vector<std::string> arguments) {
   for (std::string& argument : arguments) {
@@ -109,7 +119,7 @@ std::vector<std::string> withLongDecimal(std::vector<std::string> arguments) {
 
 /// Options as they stand on the command line.
 struct RawOptions {
-  std::string input, output = "text", type, device, endpoint, plugin, colour = "auto";
+  std::string input, output = "text", jobs, type, device, endpoint, plugin, colour = "auto";
   std::vector<std::string> reports;
   bool decimal = false;
 };
@@ -122,24 +132,35 @@ std::string formNames() {
 }
 
 void declare(CLI::App& app, Options& options, RawOptions& raw) {
-  const auto text = [&](const char* group, const char* names, std::string& value,
-                        const std::string& description, const char* placeholder) {
+  const auto text = [&](const char* group,
+                        const char* names,
+                        std::string& value,
+                        const std::string& description,
+                        const char* placeholder) {
     app.add_option(names, value, description)->group(group)->type_name(placeholder)->take_last();
   };
-  const auto flag = [&](const char* group, const char* names, bool& value,
-                        const char* description) {
-    app.add_flag(names, value, description)->group(group);
-  };
+  const auto flag =
+      [&](const char* group, const char* names, bool& value, const char* description) {
+        app.add_flag(names, value, description)->group(group);
+      };
 
   app.add_option("FILE", options.files, "Files to decode, in order; - is standard input")
       ->type_name("");
-  text("Input", "-i,--input", raw.input,
-       "Form of the input, where its content does not tell:" + formNames(), "FORM");
+  text("Input",
+       "-i,--input",
+       raw.input,
+       "Form of the input, where its content does not tell:" + formNames(),
+       "FORM");
   text("Input", "--device", raw.device, "Only what this device of a USB capture sends", "BUS:DEV");
-  text("Input", "--endpoint", raw.endpoint,
-       "Only what this endpoint of it sends; 0 is for feature reports", "N");
+  text("Input",
+       "--endpoint",
+       raw.endpoint,
+       "Only what this endpoint of it sends; 0 is for feature reports",
+       "N");
 
-  text("Output", "-o,--output", raw.output,
+  text("Output",
+       "-o,--output",
+       raw.output,
        "text: lines for people, as the plug-in prints them (the default)\n"
        "ndjson: a JSON record a line\njson: the same records in one array\n"
        "csv: a table of the reports of one decoder\nhid: a recording, undecoded",
@@ -147,8 +168,15 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
   flag("Output", "--decimal", raw.decimal, "Samples in decimal, in text; -decimal is the same");
   flag("Output", "--headers", options.headers, "In text, a line before each report on its origin");
   flag("Output", "--lines", options.lines, "In JSON, add each report's text lines");
-  flag("Output", "--stats", options.statistics,
+  flag("Output",
+       "--stats",
+       options.statistics,
        "End with counts of reports and errors, and of frames that were lost");
+  text("Output",
+       "--jobs",
+       raw.jobs,
+       "Decode text and NDJSON in so many threads; without it, large files to NDJSON in two",
+       "N");
   text("Output", "--color", raw.colour, "Colours: auto, always or never", "WHEN");
 
   app.add_option("--report", raw.reports, "Only reports with these IDs")
@@ -156,14 +184,17 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
       ->type_name("ID[,ID...]")
       ->delimiter(',')
       ->allow_extra_args(false);
-  text("Selection", "--type", raw.type, "Only reports of this type: input, output or feature",
+  text("Selection",
+       "--type",
+       raw.type,
+       "Only reports of this type: input, output or feature",
        "TYPE");
 
   text("Plug-in", "--plugin", raw.plugin, "Load this plug-in instead of the installed one", "FILE");
   flag("Plug-in", "--list-reports", options.listReports, "Show the reports that it knows");
 
-  flag("Help", "-v,--verbose", options.verbose,
-       "Tell which plug-in and which input forms are used");
+  flag(
+      "Help", "-v,--verbose", options.verbose, "Tell which plug-in and which input forms are used");
   flag("Help", "--version", options.showVersion, "Show the versions of program and plug-in");
   app.set_help_flag("-h,--help", "Show this help")->group("Help");
 }
@@ -172,6 +203,7 @@ void interpret(const RawOptions& raw, Options& options) {
   if (!raw.input.empty()) options.inputForm = chooseForm(raw.input);
   options.outputForm = choose("--output", raw.output, kOutputForms);
   options.colour = choose("--color", raw.colour, kColourChoices);
+  if (!raw.jobs.empty()) options.jobs = jobs(raw.jobs);
   if (!raw.type.empty()) options.type = choose("--type", raw.type, kTypes);
   if (!raw.device.empty()) options.usb.device = device(raw.device);
   if (!raw.endpoint.empty()) options.usb.endpoint = endpoint(raw.endpoint);

@@ -90,8 +90,8 @@ Plugin::Plugin(const PluginLibrary& library, const std::vector<std::string>& arg
   pointers.reserve(arguments.size());
   for (const std::string& argument : arguments) pointers.push_back(argument.c_str());
   int accepted = 0;
-  const vesk_status status = _api.parse_args(plugin, static_cast<std::int32_t>(pointers.size()),
-                                             pointers.data(), &accepted);
+  const vesk_status status = _api.parse_args(
+      plugin, static_cast<std::int32_t>(pointers.size()), pointers.data(), &accepted);
   if (status != VESK_OK || accepted == 0) throw PluginFault("the plug-in refused its options");
 }
 
@@ -123,9 +123,12 @@ void Plugin::setMode(Mode mode) {
 Result Plugin::decode(std::span<const std::uint8_t> bytes, const ReportKind& kind, Mode mode) {
   setMode(mode);
   vesk_result* result = nullptr;
-  const vesk_status status = _api.report_to_object(
-      _plugin.get(), bytes.data(), kind.id, static_cast<std::int32_t>(kind.type),
-      static_cast<std::int64_t>(bytes.size()), &result);
+  const vesk_status status = _api.report_to_object(_plugin.get(),
+                                                   bytes.data(),
+                                                   kind.id,
+                                                   static_cast<std::int32_t>(kind.type),
+                                                   static_cast<std::int64_t>(bytes.size()),
+                                                   &result);
   if (status != VESK_OK) throw DecoderFault(_api.error_message(_plugin.get()));
   return {_api, result};
 }

@@ -11,10 +11,22 @@ namespace {
 constexpr std::array<std::string_view, 3> kTypeNames = {"input", "output", "feature"};
 
 constexpr std::array<std::string_view, kProblemCodes> kProblemNames = {
-    "bad_hex",          "bad_dump",          "bad_recording",     "length_mismatch",
-    "too_long",         "empty_report",      "short_report",      "refused_length",
-    "unknown_report",   "truncated_capture", "failed_request",    "unanswered_request",
-    "mismatched_reply", "decoder_failed",    "unsupported_input", "unreadable_input",
+    "bad_hex",
+    "bad_dump",
+    "bad_recording",
+    "length_mismatch",
+    "too_long",
+    "empty_report",
+    "short_report",
+    "refused_length",
+    "unknown_report",
+    "truncated_capture",
+    "failed_request",
+    "unanswered_request",
+    "mismatched_reply",
+    "decoder_failed",
+    "unsupported_input",
+    "unreadable_input",
 };
 
 }  // namespace
@@ -71,7 +83,8 @@ std::optional<Problem> checkSize(const Place& place, std::size_t size) {
   if (size == 0) return problemAt(place, ProblemCode::EmptyReport, "a report of no bytes");
   if (size <= kLongestReport) return std::nullopt;
   Problem problem = problemAt(
-      place, ProblemCode::TooLong,
+      place,
+      ProblemCode::TooLong,
       countedBytes(size) + ", and no report is longer than " + std::to_string(kLongestReport));
   problem.expected = kLongestReport;
   problem.got = size;
@@ -79,8 +92,8 @@ std::optional<Problem> checkSize(const Place& place, std::size_t size) {
 }
 
 Problem problemWith(const Report& report, ProblemCode code, std::string_view complaint) {
-  Problem problem = problemAt(report.place, code,
-                              describe(report.id(), report.type).append(": ").append(complaint));
+  Problem problem = problemAt(
+      report.place, code, describe(report.id(), report.type).append(": ").append(complaint));
   problem.microseconds = report.microseconds;
   problem.reportId = report.id();
   problem.reportType = report.type;

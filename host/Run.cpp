@@ -36,9 +36,14 @@ std::string tableText(const ReportTable& table) {
   std::string text = "TYPE     ID    BYTES         DECODER                       DISPLAY NAME\n";
   for (const ReportKind& kind : table.kinds()) {
     std::array<char, 256> line;
-    std::snprintf(line.data(), line.size(), "%-8s 0x%02X  %-13s %-29s %s",
-                  std::string(nameOf(kind.type)).c_str(), kind.id, lengthText(kind).c_str(),
-                  kind.decoder.c_str(), kind.displayName.value_or("").c_str());
+    std::snprintf(line.data(),
+                  line.size(),
+                  "%-8s 0x%02X  %-13s %-29s %s",
+                  std::string(nameOf(kind.type)).c_str(),
+                  kind.id,
+                  lengthText(kind).c_str(),
+                  kind.decoder.c_str(),
+                  kind.displayName.value_or("").c_str());
     std::string row = line.data();
     row.erase(row.find_last_not_of(' ') + 1);
     text += row + '\n';
@@ -66,7 +71,7 @@ int carryOut(const Options& options, Writer& writer, Messages& messages) {
   Plugin plugin(library, options.pluginArguments);
   const ReportTable table(plugin.reportKinds());
   if (options.listReports) return print(writer, tableText(table));
-  return Session(options, plugin, table, writer, messages).run();
+  return Session(options, library, plugin, table, writer, messages).run();
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "host/Jobs.h"
 #include "host/Messages.h"
 #include "host/Options.h"
 #include "host/Plugin.h"
@@ -26,27 +27,33 @@ enum ExitStatus : int {
 
 class Session {
  public:
-  Session(const Options& options, Plugin& plugin, const ReportTable& table, Writer& writer,
-          Messages& messages);
+  Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
+          const ReportTable& table, Writer& writer, Messages& messages);
 
   /// The exit status. Throws OutputFault.
   int run();
 
  private:
   void decodeFile(const std::string& file);
+  void shareWork(const FileBytes& bytes);
+  std::unique_ptr<Output> makeOutput(Plugin& plugin, Sink& sink) const;
   std::unique_ptr<Input> open(FileBytes& bytes, const std::string& file);
   void decodeAll(Input& input);
   void handle(Report& report);
   void handle(const Problem& problem);
+  void settle(const Jobs::Batch& batch);
+  void tell(const Problem& problem);
   bool wanted(const Report& report) const;
   void beforeRead(const FileBytes& bytes, bool wouldWait);
   void finish();
 
   const Options& _options;
+  const PluginLibrary& _library;
   const ReportTable& _table;
   Writer& _writer;
   Messages& _messages;
   std::unique_ptr<Output> _output;
+  std::unique_ptr<Jobs> _jobs;  // null while one thread does everything
   Statistics _statistics;
   std::string _file;
   bool _someRefused = false;

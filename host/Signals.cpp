@@ -38,17 +38,21 @@ void catchInterrupts() {
 
 bool interrupted() { return caughtSignal != 0; }
 
+HeldInterrupts::HeldInterrupts() {
+  sigset_t held;
+  sigemptyset(&held);
+  for (const int signal : kInterrupts) sigaddset(&held, signal);
+  pthread_sigmask(SIG_BLOCK, &held, &_before);
+}
+
+HeldInterrupts::~HeldInterrupts() { pthread_sigmask(SIG_SETMASK, &_before, nullptr); }
+
 /// An interrupt between looking for one and waiting would be overlooked until input comes. So they
 /// are held back, and let in only while this waits.
 void waitUntilReadable(int descriptor) {
-  sigset_t held;
-  sigset_t before;
-  sigemptyset(&held);
-  for (const int signal : kInterrupts) sigaddset(&held, signal);
-  sigprocmask(SIG_BLOCK, &held, &before);
+  const HeldInterrupts held;
   pollfd readable = {descriptor, POLLIN, 0};
-  if (!interrupted()) ppoll(&readable, 1, nullptr, &before);
-  sigprocmask(SIG_SETMASK, &before, nullptr);
+  if (!interrupted()) ppoll(&readable, 1, nullptr, &held.before());
 }
 
 void dieIfInterrupted() {

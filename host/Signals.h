@@ -1,12 +1,29 @@
 /// Interrupts: the first one asks the program to finish in good order, the second one ends it.
 #pragma once
 
+#include <csignal>
+
 namespace vesk::host {
 
 /// From here on SIGINT and SIGTERM only raise interrupted().
 void catchInterrupts();
 
 bool interrupted();
+
+/// Holds interrupts back from this thread, and from those that it starts meanwhile for good.
+class HeldInterrupts {
+ public:
+  HeldInterrupts();
+  ~HeldInterrupts();
+  HeldInterrupts(const HeldInterrupts&) = delete;
+  HeldInterrupts& operator=(const HeldInterrupts&) = delete;
+
+  /// The signals that were held back before.
+  const sigset_t& before() const { return _before; }
+
+ private:
+  sigset_t _before;
+};
 
 /// Waits until a descriptor has something to read, or until an interrupt.
 void waitUntilReadable(int descriptor);

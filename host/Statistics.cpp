@@ -37,8 +37,8 @@ void appendFormatted(std::string& text, const char* format, Arguments... argumen
 
 void appendLosses(std::string& text, const Statistics::Losses& losses) {
   const std::string counter(losses.counter);
-  appendFormatted(text, "%10llu  lost by %s\n", static_cast<unsigned long long>(losses.lost),
-                  counter.c_str());
+  appendFormatted(
+      text, "%10llu  lost by %s\n", static_cast<unsigned long long>(losses.lost), counter.c_str());
   for (const Statistics::Gap& gap : losses.gaps) {
     const std::string numbers = gap.first == gap.last
                                     ? std::to_string(gap.first)
@@ -46,7 +46,8 @@ void appendLosses(std::string& text, const Statistics::Losses& losses) {
     text.append(12, ' ').append(numbers).append(" missing before ").append(gap.before) += '\n';
   }
   if (losses.gapCount > losses.gaps.size())
-    appendFormatted(text, "            and %llu more gaps\n",
+    appendFormatted(text,
+                    "            and %llu more gaps\n",
                     static_cast<unsigned long long>(losses.gapCount - losses.gaps.size()));
 }
 
@@ -104,13 +105,17 @@ std::vector<Statistics::Losses> Statistics::losses() const {
 std::string Statistics::table() const {
   std::string text;
   for (const KindCount& entry : _kinds)
-    appendFormatted(text, "%10llu  %s %s\n", static_cast<unsigned long long>(entry.reports),
+    appendFormatted(text,
+                    "%10llu  %s %s\n",
+                    static_cast<unsigned long long>(entry.reports),
                     describe(entry.id, entry.type).c_str(),
                     entry.kind == nullptr ? "unknown" : entry.kind->decoder.c_str());
   appendFormatted(text, "%10llu  reports in all\n", static_cast<unsigned long long>(_reports));
   for (std::size_t i = 0; i < kProblemCodes; ++i) {
     if (_problems[i] == 0) continue;
-    appendFormatted(text, "%10llu  %s\n", static_cast<unsigned long long>(_problems[i]),
+    appendFormatted(text,
+                    "%10llu  %s\n",
+                    static_cast<unsigned long long>(_problems[i]),
                     std::string(nameOf(static_cast<ProblemCode>(i))).c_str());
   }
   for (const Losses& counted : losses()) appendLosses(text, counted);

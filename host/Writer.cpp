@@ -19,9 +19,13 @@ Writer::Writer(int descriptor)
 void Writer::append(std::string_view text) {
   while (text.size() > kPiece - _used) {
     const std::size_t part = kPiece - _used;
-    std::memcpy(_piece.get() + _used, text.data(), part);
-    _used = kPiece;
-    flush();
+    if (_used == 0) {
+      writeAll(_descriptor, text.substr(0, part));
+    } else {
+      std::memcpy(_piece.get() + _used, text.data(), part);
+      _used = kPiece;
+      flush();
+    }
     text.remove_prefix(part);
   }
   std::memcpy(_piece.get() + _used, text.data(), text.size());

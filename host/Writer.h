@@ -15,13 +15,37 @@ class OutputFault : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-class Writer {
+/// Where an output puts its text.
+class Sink {
+ public:
+  virtual ~Sink() = default;
+  Sink(const Sink&) = delete;
+  Sink& operator=(const Sink&) = delete;
+
+  /// Puts `text` behind what was put before.
+  virtual void append(std::string_view text) = 0;
+  void append(char character) { append(std::string_view(&character, 1)); }
+
+ protected:
+  Sink() = default;
+};
+
+/// Keeps what is put into it.
+class Collector final : public Sink {
+ public:
+  using Sink::append;
+  void append(std::string_view added) override { text.append(added); }
+
+  std::string text;
+};
+
+class Writer final : public Sink {
  public:
   explicit Writer(int descriptor);
 
-  /// Puts `text` behind what was put before, and writes whenever a piece is full.
-  void append(std::string_view text);
-  void append(char character) { append(std::string_view(&character, 1)); }
+  /// Writes whenever a piece is full.
+  using Sink::append;
+  void append(std::string_view text) override;
 
   /// Writes what is still waiting.
   void flush();

@@ -281,8 +281,7 @@ void store(char* block, std::uint32_t offset, std::size_t& end, const E& entry) 
     const Shape::StringPlace place{static_cast<std::uint32_t>(end),
                                    static_cast<std::uint32_t>(text.size())};
     std::memcpy(block + offset, &place, sizeof place);
-    std::memcpy(block + end, text.data(), text.size());
-    end += text.size();
+    end += text.copy(block + end, text.size());
   } else {
     E::Type::store(block + offset, entry.value);
   }

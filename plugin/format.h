@@ -273,7 +273,7 @@ consteval std::size_t maximumBound(const Conversion& c) {
 // Always inlined: with a constant Conversion, all but the path that it takes falls away.
 
 VESK_ALWAYS_INLINE char* copy(char* out, const char* characters, std::size_t size) {
-  std::memcpy(out, characters, size);
+  if (size != 0) std::memcpy(out, characters, size);  // an empty view may be null
   return out + size;
 }
 

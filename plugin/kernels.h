@@ -85,7 +85,7 @@ inline char* hexPair(char* out, __m128i nibbles) {
   const __m128i digits = hexDigits(nibbles, 'a' - '0' - 10);
   _mm_storel_epi64(reinterpret_cast<__m128i*>(out), digits);
   out[8] = ' ';
-  _mm_storeh_pd(reinterpret_cast<double*>(out + 9), _mm_castsi128_pd(digits));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 9), _mm_unpackhi_epi64(digits, digits));
   out[17] = ' ';
   return out + 18;
 }

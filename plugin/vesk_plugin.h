@@ -3,7 +3,7 @@
  * The plug-in is a shared library with one entry, vesk_plugin_entry(), which hands over a table of
  * functions. Load the library with dlopen(), look the entry up, check the table, use it:
  *
- *     #include "vesk_plugin.h"
+ *     #include "plugin/vesk_plugin.h"
  *     #include <dlfcn.h>
  *
  *     void *library = dlopen("libvesk-report.so", RTLD_NOW | RTLD_LOCAL);

@@ -52,7 +52,8 @@ std::size_t Binary::textReportSize() {
 Item Binary::unknown(std::uint8_t id) {
   _ended = true;
   const std::uint64_t offset = _bytes.position();
-  Problem problem = problemAt({Place::Unit::Offset, offset}, ProblemCode::UnknownReport,
+  Problem problem = problemAt({Place::Unit::Offset, offset},
+                              ProblemCode::UnknownReport,
                               describe(id, std::nullopt) +
                                   ": unknown, so its length is too, and what follows can't be "
                                   "split into reports");

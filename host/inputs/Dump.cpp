@@ -177,7 +177,8 @@ bool DumpBytes::place(const Lines::Line& line, const Row& row) {
       return false;
     }
     if (gap > kLongestRepetition) {
-      complain(line, ProblemCode::TooLong,
+      complain(line,
+               ProblemCode::TooLong,
                "\"*\" stands for " + countedBytes(gap) + ", and no more than " +
                    std::to_string(kLongestRepetition) + " are filled in");
       return false;

@@ -32,8 +32,13 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 /// The first four bytes of capture files: pcap in either byte order and precision, and pcapng.
 constexpr std::array<std::string_view, 7> kCaptureMagics = {
-    "\xA1\xB2\xC3\xD4"sv, "\xD4\xC3\xB2\xA1"sv, "\xA1\xB2\x3C\x4D"sv, "\x4D\x3C\xB2\xA1"sv,
-    "\xA1\xB2\xCD\x34"sv, "\x34\xCD\xB2\xA1"sv, "\x0A\x0D\x0D\x0A"sv,
+    "\xA1\xB2\xC3\xD4"sv,
+    "\xD4\xC3\xB2\xA1"sv,
+    "\xA1\xB2\x3C\x4D"sv,
+    "\x4D\x3C\xB2\xA1"sv,
+    "\xA1\xB2\xCD\x34"sv,
+    "\x34\xCD\xB2\xA1"sv,
+    "\x0A\x0D\x0D\x0A"sv,
 };
 
 /// What people hand over by mistake, and how to make it readable.

@@ -7,7 +7,8 @@ namespace vesk::host {
 Item HexText::next() {
   while (const auto line = _lines.next()) {
     if (line->tooLong && !line->text.starts_with('#'))
-      return problemAt({Place::Unit::Line, line->number}, ProblemCode::TooLong,
+      return problemAt({Place::Unit::Line, line->number},
+                       ProblemCode::TooLong,
                        "the line is longer than any report; reports are lines of hex digits");
     const std::string_view text = trim(line->text.substr(0, line->text.find('#')));
     if (!text.empty()) return parse(*line, text);

@@ -60,7 +60,8 @@ Item Recording::next() {
         if (auto problem = keepForPreamble(*line)) return *problem;
         break;
       case '\0':
-        return problemAt({Place::Unit::Line, line->number}, ProblemCode::BadRecording,
+        return problemAt({Place::Unit::Line, line->number},
+                         ProblemCode::BadRecording,
                          inQuotes(text) + " is no line of a recording: those begin like \"E: \"");
       default:
         break;
@@ -112,7 +113,8 @@ Item Recording::parseReport(const Lines::Line& line, ReportType type) {
 std::optional<Problem> Recording::keepForPreamble(const Lines::Line& line) {
   constexpr std::size_t kMost = std::size_t{64} * 1024;
   if (line.tooLong || _preamble.size() + line.text.size() > kMost)
-    return problemAt({Place::Unit::Line, line.number}, ProblemCode::TooLong,
+    return problemAt({Place::Unit::Line, line.number},
+                     ProblemCode::TooLong,
                      "too many or too long lines on the device");
   _preamble.append(line.text) += '\n';
   return std::nullopt;

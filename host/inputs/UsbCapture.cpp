@@ -45,7 +45,8 @@ Item UsbCapture::next() {
     }
     _ended = true;
     if (const auto* damage = std::get_if<PcapFile::Damage>(&next))
-      return problemAt({}, ProblemCode::TruncatedCapture,
+      return problemAt({},
+                       ProblemCode::TruncatedCapture,
                        damage->message + "; what was good is decoded, and editcap FILE NEW.pcap " +
                            "writes it without the damaged end");
   }
@@ -58,7 +59,8 @@ std::optional<Item> UsbCapture::handle(const PcapFile::Packet& packet) {
   _microseconds = packet.microseconds;
   if (const auto event = usbEvent(_link, packet.bytes))
     return selected(event->sender) ? handle(*event) : std::nullopt;
-  Problem problem = problemAt(_place, ProblemCode::TruncatedCapture,
+  Problem problem = problemAt(_place,
+                              ProblemCode::TruncatedCapture,
                               "cut off in its header: " + countedBytes(packet.bytes.size()) +
                                   " captured; capture whole packets (-s 0)");
   problem.expected = packet.length;
@@ -121,8 +123,8 @@ std::optional<Item> UsbCapture::interrupt(const UsbEvent& event) {
     case UsbEvent::Outcome::Cancelled:
       return std::nullopt;  // that is how every driver stops listening
     default:
-      return problemAt(_place, ProblemCode::FailedRequest,
-                       "an interrupt transfer " + failureText(event));
+      return problemAt(
+          _place, ProblemCode::FailedRequest, "an interrupt transfer " + failureText(event));
   }
 }
 
@@ -130,7 +132,8 @@ std::optional<Item> UsbCapture::interrupt(const UsbEvent& event) {
 Item UsbCapture::report(const UsbEvent& event, ReportType type) {
   Problem problem;
   if (event.data.size() < event.transferred) {
-    problem = problemAt(_place, ProblemCode::TruncatedCapture,
+    problem = problemAt(_place,
+                        ProblemCode::TruncatedCapture,
                         countedBytes(event.transferred) + " transferred, " +
                             std::to_string(event.data.size()) +
                             " captured; capture whole packets (-s 0)");
@@ -156,7 +159,8 @@ Item UsbCapture::giveUp(std::size_t index) {
   const Request request = _open[index];
   _open.erase(_open.begin() + static_cast<std::ptrdiff_t>(index));
   Problem problem = problemAt(
-      request.place, ProblemCode::UnansweredRequest,
+      request.place,
+      ProblemCode::UnansweredRequest,
       describe(request.reportId, request.type) + ": its request has no answer in the capture");
   problem.microseconds = request.microseconds;
   problem.reportId = request.reportId;

@@ -99,10 +99,10 @@ void CsvOutput::writeChecked(const Report& report, const ReportKind& kind) {
     object.visit(row);
   }
 
-  if (_decoder.empty()) _writer.append(row.names() + '\n');
+  if (_decoder.empty()) _sink.append(row.names() + '\n');
   _decoder = kind.decoder;
-  _writer.append(row.fields());
-  _writer.append('\n');
+  _sink.append(row.fields());
+  _sink.append('\n');
 }
 
 std::string CsvOutput::leftOut() const {

@@ -12,8 +12,8 @@ namespace vesk::host {
 
 class CsvOutput final : public DecodingOutput {
  public:
-  CsvOutput(Plugin& plugin, const ReportTable& table, Writer& writer)
-      : DecodingOutput(plugin, table), _writer(writer) {}
+  CsvOutput(Plugin& plugin, const ReportTable& table, Sink& sink)
+      : DecodingOutput(plugin, table), _sink(sink) {}
 
   void beginFile(std::string_view name) override { _file = name; }
   std::string leftOut() const override;
@@ -23,7 +23,7 @@ class CsvOutput final : public DecodingOutput {
 
   void writeChecked(const Report& report, const ReportKind& kind) override;
 
-  Writer& _writer;
+  Sink& _sink;
   std::string _file;
   std::string _decoder;                             // of the table; empty until there is one
   std::map<std::uint32_t, std::uint64_t> _leftOut;  // reports by ID

@@ -1,19 +1,44 @@
 #include "host/outputs/Json.h"
 
-// One character after the other is scanned for what must be escaped, sixteen at a time where the
-// machine can.
-#if defined(__SSE2__)
-#define RAPIDJSON_SSE2
-#endif
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <array>
 
 #include "host/outputs/Numbers.h"
 #include "host/outputs/Utf8.h"
 
 namespace vesk::host {
+
+namespace {
+
+/// Whether a character of JSON text must be escaped. Bytes of UTF-8 stand for themselves.
+constexpr bool isEscaped(char character) {
+  return static_cast<unsigned char>(character) < 0x20 || character == '"' || character == '\\';
+}
+
+/// The same for any of the eight characters in a word: one that is below a bound, or is 0 when it
+/// has been compared, borrows from its highest bit.
+constexpr bool anyEscaped(std::uint64_t word) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  const auto anyBelow = [](std::uint64_t bytes, std::uint64_t bound) {
+    return (bytes - kOnes * bound) & ~bytes & (kOnes << 7);
+  };
+  return (anyBelow(word, 0x20) | anyBelow(word ^ kOnes * '"', 1) |
+          anyBelow(word ^ kOnes * '\\', 1)) != 0;
+}
+
+bool needsEscapes(std::string_view text) {
+  for (; text.size() >= sizeof(std::uint64_t); text.remove_prefix(sizeof(std::uint64_t))) {
+    std::uint64_t word;
+    std::memcpy(&word, text.data(), sizeof word);
+    if (anyEscaped(word)) return true;
+  }
+  return std::ranges::any_of(text, isEscaped);
+}
+
+}  // namespace
 
 /// A JSON writer that knows the plug-in's kinds of values. It is a handler for Result::visit().
 class JsonOutput::Record : public rapidjson::Writer<rapidjson::StringBuffer> {
@@ -33,8 +58,17 @@ class JsonOutput::Record : public rapidjson::Writer<rapidjson::StringBuffer> {
 
   void key(std::string_view name) { string(name); }
 
+  /// Hardly any text holds what must be escaped: it is copied.
   void string(std::string_view text) {
-    String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    if (needsEscapes(text)) {
+      String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+      return;
+    }
+    Prefix(rapidjson::kStringType);
+    char* const out = os_->Push(text.size() + 2);
+    *out = '"';
+    putText(out + 1, text);
+    out[text.size() + 1] = '"';
   }
 
   void number(const vesk_number& number) {
@@ -65,8 +99,9 @@ class JsonOutput::Record : public rapidjson::Writer<rapidjson::StringBuffer> {
 
   template <class T>
   void value(T number) {
-    std::array<char, kNumberRoom> text;
-    raw({text.data(), static_cast<std::size_t>(put(text.data(), number) - text.data())});
+    Prefix(rapidjson::kNumberType);
+    char* const begin = os_->Push(kNumberRoom);
+    os_->Pop(kNumberRoom - static_cast<std::size_t>(put(begin, number) - begin));
   }
 
   /// Text that is a JSON number already.
@@ -150,14 +185,14 @@ class JsonOutput::Record : public rapidjson::Writer<rapidjson::StringBuffer> {
   rapidjson::StringBuffer _text;
 };
 
-JsonOutput::JsonOutput(Plugin& plugin, const ReportTable& table, Writer& writer, Framing framing,
+JsonOutput::JsonOutput(Plugin& plugin, const ReportTable& table, Sink& sink, Framing framing,
                        bool withLines)
     : DecodingOutput(plugin, table),
-      _writer(writer),
+      _sink(sink),
       _framing(framing),
       _withLines(withLines),
       _record(std::make_unique<Record>()) {
-  if (_framing == Framing::Array) _writer.append('[');
+  if (_framing == Framing::Array) _sink.append('[');
 }
 
 JsonOutput::~JsonOutput() = default;
@@ -196,10 +231,10 @@ void JsonOutput::beginRecord(const Place& place, std::optional<std::int64_t> mic
 
 void JsonOutput::endRecord() {
   _record->EndObject();
-  if (_framing == Framing::Array) _writer.append(_first ? "\n" : ",\n");
+  if (_framing == Framing::Array) _sink.append(_first ? "\n" : ",\n");
   _first = false;
-  _writer.append(_record->text());
-  if (_framing == Framing::Lines) _writer.append('\n');
+  _sink.append(_record->text());
+  if (_framing == Framing::Lines) _sink.append('\n');
 }
 
 void JsonOutput::writeChecked(const Report& report, const ReportKind& kind) {
@@ -281,7 +316,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
 }
 
 void JsonOutput::finish() {
-  if (_framing == Framing::Array) _writer.append("\n]\n");
+  if (_framing == Framing::Array) _sink.append("\n]\n");
 }
 
 }  // namespace vesk::host

@@ -12,8 +12,7 @@ class JsonOutput final : public DecodingOutput {
  public:
   enum class Framing : std::uint8_t { Lines, Array };
 
-  JsonOutput(Plugin& plugin, const ReportTable& table, Writer& writer, Framing framing,
-             bool withLines);
+  JsonOutput(Plugin& plugin, const ReportTable& table, Sink& sink, Framing framing, bool withLines);
   ~JsonOutput() override;
 
   void beginFile(std::string_view name) override;
@@ -29,7 +28,7 @@ class JsonOutput final : public DecodingOutput {
   void endRecord();
   const std::string& membersOf(const ReportKind& kind);
 
-  Writer& _writer;
+  Sink& _sink;
   Framing _framing;
   bool _withLines;
   bool _first = true;

@@ -28,35 +28,36 @@ inline constexpr auto kFourDigits = [] {
   return words;
 }();
 
-inline void putWord(char* out, std::uint32_t word) {
-  if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap32(word);
+/// The eight digits of a number below 10^8, the first one in the lowest byte.
+inline std::uint64_t eightDigits(std::uint32_t value) {
+  return kFourDigits[value / 10000] | std::uint64_t{kFourDigits[value % 10000]} << 32;
+}
+
+/// Stores a word so that its lowest byte is the first character.
+inline void putWord(char* out, std::uint64_t word) {
+  if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
   std::memcpy(out, &word, sizeof word);
-}
-
-inline char* putFour(char* out, std::uint32_t group) {
-  putWord(out, kFourDigits[group]);
-  return out + 4;
-}
-
-/// The first group of a number, without its leading zeros.
-inline char* putFirst(char* out, std::uint32_t group) {
-  const unsigned zeros = (group < 1000) + (group < 100) + (group < 10);
-  putWord(out, kFourDigits[group] >> (8 * zeros));
-  return out + 4 - zeros;
 }
 
 }  // namespace detail
 
-/// Writes a number and gives back its end. Up to three more characters are overwritten: sensor data
-/// is long runs of 32-bit values, and without branches on their digits, of which there are groups
-/// of four in a table, the machine works on several of them at a time.
+/// Writes a number and gives back its end. Up to seven more characters are overwritten: sensor data
+/// is long runs of 32-bit values, and with digits that are looked up, and leading zeros that are
+/// shifted out, no branch depends on how many digits a value has unless there are nine or ten.
 inline char* putNumber(char* out, std::uint32_t value) {
-  if (value < 10000) return detail::putFirst(out, value);
-  const std::uint32_t high = value / 10000;
-  const std::uint32_t low = value % 10000;
-  if (high < 10000) return detail::putFour(detail::putFirst(out, high), low);
-  out = detail::putFirst(out, high / 10000);
-  return detail::putFour(detail::putFour(out, high % 10000), low);
+  constexpr std::uint64_t kZeros = 0x3030303030303030;
+  constexpr std::uint64_t kLastDigit = std::uint64_t{1} << 56;  // which is shown even if it is 0
+  if (value >= 100000000) {
+    const std::uint32_t head = value / 100000000;  // 1 to 42
+    const unsigned size = head < 10 ? 1 : 2;
+    detail::putWord(out, detail::kFourDigits[head] >> (32 - 8 * size));
+    detail::putWord(out + size, detail::eightDigits(value % 100000000));
+    return out + size + 8;
+  }
+  const std::uint64_t digits = detail::eightDigits(value);
+  const int leading = std::countr_zero((digits ^ kZeros) | kLastDigit) / 8;
+  detail::putWord(out, digits >> (8 * leading));
+  return out + 8 - leading;
 }
 
 inline char* putNumber(char* out, std::int32_t value) {

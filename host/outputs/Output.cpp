@@ -29,10 +29,10 @@ std::optional<Problem> checkLength(const Report& report, const ReportKind& kind)
   const std::size_t length = report.bytes.size();
   const bool tooShort = length < kind.smallest;
   if (!tooShort && !(kind.exactLength && length != kind.smallest)) return std::nullopt;
-  Problem problem =
-      problemWith(report, tooShort ? ProblemCode::ShortReport : ProblemCode::RefusedLength,
-                  countedBytes(length) + ", its layout needs " + (tooShort ? "" : "exactly ") +
-                      std::to_string(kind.smallest));
+  Problem problem = problemWith(report,
+                                tooShort ? ProblemCode::ShortReport : ProblemCode::RefusedLength,
+                                countedBytes(length) + ", its layout needs " +
+                                    (tooShort ? "" : "exactly ") + std::to_string(kind.smallest));
   problem.expected = kind.smallest;
   problem.got = length;
   return problem;
@@ -51,8 +51,8 @@ std::optional<Problem> DecodingOutput::write(const Report& report, const ReportK
     writeChecked(report, *kind);
     return std::nullopt;
   } catch (const DecoderFault& fault) {
-    return problemWith(report, ProblemCode::DecoderFailed,
-                       std::string("its decoder failed: ") + fault.what());
+    return problemWith(
+        report, ProblemCode::DecoderFailed, std::string("its decoder failed: ") + fault.what());
   }
 }
 
@@ -78,8 +78,12 @@ std::string secondsText(std::int64_t microseconds) {
   const std::uint64_t magnitude = negative ? 0 - static_cast<std::uint64_t>(microseconds)
                                            : static_cast<std::uint64_t>(microseconds);
   std::array<char, 32> text;
-  std::snprintf(text.data(), text.size(), "%s%" PRIu64 ".%06" PRIu64, negative ? "-" : "",
-                magnitude / 1000000, magnitude % 1000000);
+  std::snprintf(text.data(),
+                text.size(),
+                "%s%" PRIu64 ".%06" PRIu64,
+                negative ? "-" : "",
+                magnitude / 1000000,
+                magnitude % 1000000);
   return text.data();
 }
 

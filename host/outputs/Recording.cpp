@@ -20,16 +20,22 @@ void appendHexByte(std::string& text, std::uint8_t byte) {
 /// that read recordings learn how long each report is.
 std::vector<std::uint8_t> reportDescriptor(const ReportTable& table) {
   // Usage page 0xFF00, usage 1, application collection, logical 0 to 255, size 8 bits.
-  std::vector<std::uint8_t> bytes = {0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01,
-                                     0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08};
+  std::vector<std::uint8_t> bytes = {
+      0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01, 0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08};
   for (const ReportKind& kind : table.kinds()) {
     const std::size_t count = kind.nulTerminated ? kTextReportRoom : kind.smallest - 1;
     const auto id = static_cast<std::uint8_t>(kind.id);
     const std::uint8_t mainItem = kind.type == ReportType::Feature ? 0xB1 : 0x81;
     // Report ID, usage, 16-bit count, and the item itself: data, variable, absolute.
-    for (const std::size_t byte :
-         {std::size_t{0x85}, std::size_t{id}, std::size_t{0x09}, std::size_t{id}, std::size_t{0x96},
-          count & 0xFF, count >> 8, std::size_t{mainItem}, std::size_t{0x02}})
+    for (const std::size_t byte : {std::size_t{0x85},
+                                   std::size_t{id},
+                                   std::size_t{0x09},
+                                   std::size_t{id},
+                                   std::size_t{0x96},
+                                   count & 0xFF,
+                                   count >> 8,
+                                   std::size_t{mainItem},
+                                   std::size_t{0x02}})
       bytes.push_back(static_cast<std::uint8_t>(byte));
   }
   bytes.push_back(0xC0);
@@ -61,7 +67,8 @@ std::string paddedSeconds(std::int64_t microseconds) {
 std::optional<Problem> RecordingOutput::write(const Report& report, const ReportKind* /*kind*/) {
   if (!report.type)
     return problemWith(
-        report, ProblemCode::UnknownReport,
+        report,
+        ProblemCode::UnknownReport,
         "unknown, and nothing says which type it has; write feature, input or output "
         "before its bytes");
   writePreamble(report.preamble);
@@ -72,15 +79,15 @@ std::optional<Problem> RecordingOutput::write(const Report& report, const Report
           std::to_string(report.bytes.size());
   for (const std::uint8_t byte : report.bytes) appendHexByte(line, byte);
   line += '\n';
-  _writer.append(line);
+  _sink.append(line);
   return std::nullopt;
 }
 
 void RecordingOutput::writePreamble(std::string_view preamble) {
   if (!preamble.empty())
-    _writer.append(preamble);
+    _sink.append(preamble);
   else if (!_preambleWritten)
-    _writer.append(ownPreamble(_table));
+    _sink.append(ownPreamble(_table));
   _preambleWritten = true;
 }
 

@@ -9,7 +9,7 @@ namespace vesk::host {
 /// pass.
 class RecordingOutput final : public Output {
  public:
-  RecordingOutput(const ReportTable& table, Writer& writer) : _table(table), _writer(writer) {}
+  RecordingOutput(const ReportTable& table, Sink& sink) : _table(table), _sink(sink) {}
 
   std::optional<Problem> write(const Report& report, const ReportKind* kind) override;
 
@@ -17,7 +17,7 @@ class RecordingOutput final : public Output {
   void writePreamble(std::string_view preamble);
 
   const ReportTable& _table;
-  Writer& _writer;
+  Sink& _sink;
   bool _preambleWritten = false;
 };
 

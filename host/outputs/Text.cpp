@@ -9,9 +9,9 @@ namespace vesk::host {
 void TextOutput::writeChecked(const Report& report, const ReportKind& kind) {
   const Result lines = decodeLines(kind);
   if (_headers != Headers::None) writeHeader(report, kind);
-  _writer.append('\n');
-  _writer.append(lines.text());
-  _writer.append('\n');
+  _sink.append('\n');
+  _sink.append(lines.text());
+  _sink.append('\n');
 }
 
 void TextOutput::writeHeader(const Report& report, const ReportKind& kind) {
@@ -20,8 +20,8 @@ void TextOutput::writeHeader(const Report& report, const ReportKind& kind) {
   header += ", " + describe(report.id(), kind.type) + ", " + kind.decoder + ", " +
             countedBytes(report.bytes.size());
   if (_headers == Headers::Coloured) header = coloured(Colour::Cyan, header);
-  _writer.append(header);
-  _writer.append('\n');
+  _sink.append(header);
+  _sink.append('\n');
 }
 
 }  // namespace vesk::host

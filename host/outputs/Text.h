@@ -9,8 +9,8 @@ class TextOutput final : public DecodingOutput {
  public:
   enum class Headers : std::uint8_t { None, Plain, Coloured };
 
-  TextOutput(Plugin& plugin, const ReportTable& table, Writer& writer, Headers headers)
-      : DecodingOutput(plugin, table), _writer(writer), _headers(headers) {}
+  TextOutput(Plugin& plugin, const ReportTable& table, Sink& sink, Headers headers)
+      : DecodingOutput(plugin, table), _sink(sink), _headers(headers) {}
 
   void beginFile(std::string_view name) override { _file = name; }
 
@@ -18,7 +18,7 @@ class TextOutput final : public DecodingOutput {
   void writeChecked(const Report& report, const ReportKind& kind) override;
   void writeHeader(const Report& report, const ReportKind& kind);
 
-  Writer& _writer;
+  Sink& _sink;
   Headers _headers;
   std::string _file;
 };

@@ -41,19 +41,31 @@ Form detect(const std::string& content, std::size_t step = 1 << 20) {
 
 TEST(Detection, HexText) {
   const std::string reportOf30 = "de01" + std::string(56, '0');
-  for (const std::string& text :
-       {std::string(), std::string("d0 31 00"), std::string("feature de01"),
-        std::string("\n\n# x\n\nde"), std::string("0xde,0x01"), std::string("de:01"),
-        std::string("xyz"), std::string("00"), std::string("000000"), std::string("0000000"),
-        std::string("DE"), std::string("# de"), reportOf30 + "\n" + reportOf30 + "\n",
-        "de" + std::string(200, '0') + "\n", std::string(60, 'f')})
+  for (const std::string& text : {std::string(),
+                                  std::string("d0 31 00"),
+                                  std::string("feature de01"),
+                                  std::string("\n\n# x\n\nde"),
+                                  std::string("0xde,0x01"),
+                                  std::string("de:01"),
+                                  std::string("xyz"),
+                                  std::string("00"),
+                                  std::string("000000"),
+                                  std::string("0000000"),
+                                  std::string("DE"),
+                                  std::string("# de"),
+                                  reportOf30 + "\n" + reportOf30 + "\n",
+                                  "de" + std::string(200, '0') + "\n",
+                                  std::string(60, 'f')})
     EXPECT_EQ(detect(text), Form::HexText) << text;
 }
 
 TEST(Detection, Dumps) {
-  for (const char* text :
-       {"00000000: d031 00  .1.\n", "00000000  d0 31 00  |.1.|\n", "000000 d0 31 00\n",
-        "0000000 31d0 0000\n", "00000010: de01  ..\n", "00000010  de 01  |..|\n"})
+  for (const char* text : {"00000000: d031 00  .1.\n",
+                           "00000000  d0 31 00  |.1.|\n",
+                           "000000 d0 31 00\n",
+                           "0000000 31d0 0000\n",
+                           "00000010: de01  ..\n",
+                           "00000010  de 01  |..|\n"})
     EXPECT_EQ(detect(text), Form::Dump) << text;
 }
 
@@ -77,14 +89,19 @@ TEST(Detection, Captures) {
 }
 
 TEST(Detection, Binary) {
-  for (const std::string& text :
-       {std::string("\xDE\x01"), std::string("v123"), std::string("w"), std::string("\x99"),
-        std::string("\0\0", 2), std::string("\x01"), std::string("\xD0hello")})
+  for (const std::string& text : {std::string("\xDE\x01"),
+                                  std::string("v123"),
+                                  std::string("w"),
+                                  std::string("\x99"),
+                                  std::string("\0\0", 2),
+                                  std::string("\x01"),
+                                  std::string("\xD0hello")})
     EXPECT_EQ(detect(text), Form::Binary) << text;
 }
 
 TEST(Detection, WhatOthersCompressOrEncode) {
-  for (const std::string& text : {std::string("\x1F\x8B\x08\0", 4), std::string("PK\x03\x04"),
+  for (const std::string& text : {std::string("\x1F\x8B\x08\0", 4),
+                                  std::string("PK\x03\x04"),
                                   std::string("\xFF\xFE"
                                               "d\0",
                                               4),
@@ -204,8 +221,14 @@ std::vector<std::uint8_t> hex(std::string_view text) {
 
 TEST(Hex, Separators) {
   const std::vector<std::uint8_t> expected = {0xDE, 0x01, 0xAF};
-  for (const char* text : {"de01af", "DE 01 AF", "0xde 0x01 0xaf", "0XDE,0X01,0XAF", "de:01:af",
-                           " de,\t01 , af ", "0xde01af", "de0x010xaf"})
+  for (const char* text : {"de01af",
+                           "DE 01 AF",
+                           "0xde 0x01 0xaf",
+                           "0XDE,0X01,0XAF",
+                           "de:01:af",
+                           " de,\t01 , af ",
+                           "0xde01af",
+                           "de0x010xaf"})
     EXPECT_EQ(hex(text), expected) << text;
   EXPECT_TRUE(hex("").empty());
   EXPECT_TRUE(hex(" ,: ").empty());

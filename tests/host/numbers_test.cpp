@@ -61,9 +61,14 @@ TEST(Numbers, EveryKindOfArrayAndOfNumber) {
   });
   EXPECT_EQ(width, 2u);
 
-  const std::pair<std::int32_t, std::size_t> widths[] = {
-      {VESK_BOOL, 1},      {VESK_UNSIGNED_CHAR, 1},      {VESK_UNSIGNED_INT, 4}, {VESK_INT, 4},
-      {VESK_LONG_LONG, 8}, {VESK_UNSIGNED_LONG_LONG, 8}, {VESK_FLOAT, 4},        {VESK_DOUBLE, 8}};
+  const std::pair<std::int32_t, std::size_t> widths[] = {{VESK_BOOL, 1},
+                                                         {VESK_UNSIGNED_CHAR, 1},
+                                                         {VESK_UNSIGNED_INT, 4},
+                                                         {VESK_INT, 4},
+                                                         {VESK_LONG_LONG, 8},
+                                                         {VESK_UNSIGNED_LONG_LONG, 8},
+                                                         {VESK_FLOAT, 4},
+                                                         {VESK_DOUBLE, 8}};
   const std::uint64_t zero = 0;
   for (const auto& [kind, expected] : widths) {
     withValues(kind, &zero, 1, [&](auto values) { width = sizeof values[0]; });
@@ -87,16 +92,30 @@ TEST(Numbers, Seconds) {
 }
 
 TEST(Utf8, WhatIsValidStays) {
-  for (const char* text : {"", "plain", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
-                           "\xEE\x80\x80", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"})
+  for (const char* text : {"",
+                           "plain",
+                           "\xC2\x80",
+                           "\xDF\xBF",
+                           "\xE0\xA0\x80",
+                           "\xED\x9F\xBF",
+                           "\xEE\x80\x80",
+                           "\xF0\x90\x80\x80",
+                           "\xF4\x8F\xBF\xBF"})
     EXPECT_EQ(asUtf8(text), text);
 }
 
 TEST(Utf8, WhatIsNotIsReplacedByteByByte) {
   const std::string mark = "\xEF\xBF\xBD";
-  for (const char* text :
-       {"\x80", "\xC0\xAF", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xE2\x82",
-        "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF"}) {
+  for (const char* text : {"\x80",
+                           "\xC0\xAF",
+                           "\xC1\xBF",
+                           "\xE0\x9F\xBF",
+                           "\xED\xA0\x80",
+                           "\xE2\x82",
+                           "\xF0\x8F\xBF\xBF",
+                           "\xF4\x90\x80\x80",
+                           "\xF5\x80\x80\x80",
+                           "\xFF"}) {
     std::string expected;
     for (std::size_t i = 0; i < std::string_view(text).size(); ++i) expected += mark;
     EXPECT_EQ(asUtf8(text), expected);

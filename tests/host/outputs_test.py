@@ -124,6 +124,12 @@ class Records(HostTest):
         self.assertEqual(record["value"], '"\\\n\t\x01\x7fé')
         self.assertEqual(record["lines"], [record["value"]])
 
+    def test_every_character_that_is_escaped_at_every_place(self):
+        for character in [*map(chr, range(1, 32)), '"', "\\", "\x7f", "é"]:
+            texts = ["x" * before + character + "y" * (40 - before) for before in range(40)]
+            run = Run("-o", "ndjson", stdin=hex_lines(*(b"\xd0" + text.encode() + b"\0" for text in texts)))
+            self.assertEqual([record["value"] for record in run.records()], texts)
+
     def test_file_names_of_any_bytes(self):
         name = os.fsencode(self.folder) + b'/\xff "\xc3\xa9'
         with open(name, "wb") as file:

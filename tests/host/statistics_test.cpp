@@ -9,8 +9,8 @@
 namespace vesk::host {
 namespace {
 
-const ReportKind kImage = {0x76, ReportType::Input, "parseVeskImage", std::nullopt, 792, true,
-                           false};
+const ReportKind kImage = {
+    0x76, ReportType::Input, "parseVeskImage", std::nullopt, 792, true, false};
 const ReportKind kState = {0xDE, ReportType::Feature, "parseAdcDumpState", "x", 2, false, false};
 
 void count(Statistics& statistics, std::uint32_t frame, std::uint64_t offset = 0) {

@@ -50,8 +50,12 @@ void expectSameText(const std::vector<std::string>& arguments) {
     });
     const std::string theirs = printed([&] {
       int lines = 0;
-      api.parse_report(other, report.bytes.data(), report.id(), static_cast<int>(*report.type),
-                       static_cast<std::int64_t>(report.bytes.size()), &lines);
+      api.parse_report(other,
+                       report.bytes.data(),
+                       report.id(),
+                       static_cast<int>(*report.type),
+                       static_cast<std::int64_t>(report.bytes.size()),
+                       &lines);
     });
     EXPECT_EQ(ours, theirs) << describe(report.id(), report.type);
     ++reports;
@@ -87,8 +91,8 @@ TEST(Plugin, VisitorsMayThrow) {
   const PluginLibrary library{VESK_PLUGIN};
   Plugin plugin(library, {});
   const ReportTable table(plugin.reportKinds());
-  const std::uint8_t version[] = {0xD2, 'a',  '\n', 'b',  '\n', 'c', '\n',
-                                  'd',  '\n', 'e',  '\n', 'f',  0};
+  const std::uint8_t version[] = {
+      0xD2, 'a', '\n', 'b', '\n', 'c', '\n', 'd', '\n', 'e', '\n', 'f', 0};
   const ReportKind& kind = *table.find(0xD2, ReportType::Feature);
   const Result result = plugin.decode(version, kind, Plugin::Mode::Text);
   Thrower thrower;

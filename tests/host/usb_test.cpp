@@ -56,12 +56,12 @@ TEST(UsbPackets, UsbmonStagesAndStatuses) {
   EXPECT_EQ(usbEvent(UsbLink::Usbmon, packet)->stage, UsbEvent::Stage::Submission);
   packet[8] = 'E';
   EXPECT_EQ(usbEvent(UsbLink::Usbmon, packet)->stage, UsbEvent::Stage::Completion);
-  for (const auto& [status, outcome] :
-       {std::pair{0, UsbEvent::Outcome::Done}, std::pair{-ENOENT, UsbEvent::Outcome::Cancelled},
-        std::pair{-ECONNRESET, UsbEvent::Outcome::Cancelled},
-        std::pair{-ESHUTDOWN, UsbEvent::Outcome::Cancelled},
-        std::pair{-EPROTO, UsbEvent::Outcome::Failed},
-        std::pair{INT32_MIN, UsbEvent::Outcome::Failed}}) {
+  for (const auto& [status, outcome] : {std::pair{0, UsbEvent::Outcome::Done},
+                                        std::pair{-ENOENT, UsbEvent::Outcome::Cancelled},
+                                        std::pair{-ECONNRESET, UsbEvent::Outcome::Cancelled},
+                                        std::pair{-ESHUTDOWN, UsbEvent::Outcome::Cancelled},
+                                        std::pair{-EPROTO, UsbEvent::Outcome::Failed},
+                                        std::pair{INT32_MIN, UsbEvent::Outcome::Failed}}) {
     std::memcpy(packet.data() + 28, &status, sizeof status);
     EXPECT_EQ(usbEvent(UsbLink::Usbmon, packet)->outcome, outcome) << status;
   }

@@ -1,0 +1,166 @@
+# What `cmake --install` lays out, in the three components that become Debian packages:
+#
+#     tool         vesk-decode, its man pages, completions and documents
+#     library      the plug-in, for every program that loads or links it
+#     development  headers, CMake package, pkg-config file
+#
+# The plug-in keeps its plain name, libvesk-report.so, beside the versioned ones and in the same
+# component: that is the name by which hosts load it.
+include(CMakePackageConfigHelpers)
+
+set(VESK_ZSH_COMPLETIONS
+    ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
+    CACHE STRING "Folder of zsh's completions; /usr of Debian has share/zsh/vendor-completions")
+set(VESK_PACKAGE_CONTACT
+    "The vesk-report developers <vesk-report@localhost>"
+    CACHE STRING "Maintainer of the packages, as NAME <ADDRESS>")
+
+# --------------------------------------------------------------------------- library, development
+
+install(
+  TARGETS vesk-report
+  EXPORT VeskReport
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
+
+# HIDReportVeskPlugin.h with what it includes, and the C interface.
+install(
+  FILES plugin/Error.h
+        plugin/HIDReportVeskPlugin.h
+        plugin/LineList.h
+        plugin/Number.h
+        plugin/ReportObject.h
+        plugin/ReportTable.h
+        plugin/Result.h
+        plugin/format.h
+        plugin/kernels.h
+        plugin/vesk_plugin.h
+        plugin/wire.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vesk-report/plugin
+  COMPONENT development)
+
+set(cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/VeskReport)
+install(
+  EXPORT VeskReport
+  FILE VeskReportConfig.cmake
+  NAMESPACE VeskReport::
+  DESTINATION ${cmake_folder}
+  COMPONENT development)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/VeskReportConfigVersion.cmake
+                                 COMPATIBILITY SameMajorVersion)
+install(
+  FILES ${PROJECT_BINARY_DIR}/VeskReportConfigVersion.cmake
+  DESTINATION ${cmake_folder}
+  COMPONENT development)
+
+# The way back from the file to the prefix, so that an installed tree can be moved.
+file(RELATIVE_PATH VESK_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+     ${CMAKE_INSTALL_PREFIX})
+configure_file(packaging/vesk-report.pc.in vesk-report.pc @ONLY)
+install(
+  FILES ${PROJECT_BINARY_DIR}/vesk-report.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)
+
+# ------------------------------------------------------------------------------------------- tool
+
+if(VESK_BUILD_HOST)
+  install(
+    FILES docs/vesk-decode.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+    COMPONENT tool)
+  install(
+    FILES docs/vesk-ndjson.5
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man5
+    COMPONENT tool)
+  install(
+    FILES packaging/vesk-decode.bash
+    RENAME vesk-decode
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    COMPONENT tool)
+  install(
+    FILES packaging/vesk-decode.zsh
+    RENAME _vesk-decode
+    DESTINATION ${VESK_ZSH_COMPLETIONS}
+    COMPONENT tool)
+
+  # The cookbook's commands work in the folder that it is installed to.
+  set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/vesk-decode)
+  install(
+    FILES docs/cookbook.md docs/ndjson.schema.json
+    DESTINATION ${doc_folder}
+    COMPONENT tool)
+  install(
+    DIRECTORY samples
+    DESTINATION ${doc_folder}
+    COMPONENT tool
+    PATTERN "*.py" EXCLUDE
+    PATTERN "__pycache__" EXCLUDE)
+endif()
+
+# --------------------------------------------------------------------------------------- packages
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_COMPONENTS_ALL library development)
+if(VESK_BUILD_HOST)
+  list(APPEND CPACK_COMPONENTS_ALL tool)
+endif()
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+set(CPACK_PACKAGE_NAME vesk-report)
+set(CPACK_PACKAGE_CONTACT ${VESK_PACKAGE_CONTACT})
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/compress-man-pages.cmake)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ
+    OWNER_WRITE
+    OWNER_EXECUTE
+    GROUP_READ
+    GROUP_EXECUTE
+    WORLD_READ
+    WORLD_EXECUTE)
+
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(same_version "libvesk-report (= ${PROJECT_VERSION})")
+
+# Who needs which library is read from the programs where Debian's tools for it are at hand.
+find_program(VESK_DPKG_SHLIBDEPS dpkg-shlibdeps)
+mark_as_advanced(VESK_DPKG_SHLIBDEPS)
+if(VESK_DPKG_SHLIBDEPS)
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+  set(tool_needs ${same_version})
+else()
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6")
+  set(tool_needs "${same_version}, ${CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS}")
+endif()
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libvesk-report)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
+    "decoder of the Vesk controller's HID reports, shared library
+A plug-in that turns the vendor-specific HID reports of the Vesk touch
+controller into text for people or objects for programs. Programs load it by
+its C interface, or link it and use its C++ class.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvesk-report-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ${same_version})
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+    "decoder of the Vesk controller's HID reports, development files
+Headers of the C interface and the C++ class, a CMake package and a pkg-config
+file, to build programs that decode HID reports of the Vesk touch controller.")
+
+# libpcap is loaded when a capture needs it.
+set(CPACK_DEBIAN_TOOL_PACKAGE_NAME vesk-decode)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS ${tool_needs})
+set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS libpcap0.8)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "jq, parallel")
+set(CPACK_COMPONENT_TOOL_DESCRIPTION
+    "decodes captures of the Vesk controller's HID reports
+vesk-decode reads hex text, dumps, binary reports, recordings of hid-recorder
+and USB captures, and writes what the reports of the Vesk touch controller say
+as text, JSON, CSV, or a recording again.")
+include(CPack)

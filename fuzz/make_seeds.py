@@ -1,0 +1,156 @@
+#!/usr/bin/env python3
+"""Write seeds for the fuzzers, a folder each, from the samples and the golden folder.
+
+    make_seeds.py FOLDER
+
+The layouts of the seeds for plugin, format and json are those in which the programs take what they
+are given apart.
+"""
+
+import struct
+import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+GOLDEN = ROOT / "tests" / "golden"
+SAMPLES = ROOT / "samples"
+LONGEST = 1500  # of golden reports that are taken over: a few long ones are enough
+
+# The calls of plugin.cpp, by their place in its list.
+TO_OBJECT, PRINT, OPTIONS, MODES, CONFIG, TABLE, ROWS, ARRAYS, PIECES, BLOBS, UNKNOWN = range(11)
+
+# The records of json.cpp.
+FILE, PROBLEM, REPORT = range(3)
+
+
+def hex_bytes(text):
+    return bytes(int(word, 16) for word in text.split())
+
+
+def golden_reports():
+    """Every report of the golden folder: name, type as a number, bytes."""
+    for path in sorted(GOLDEN.glob("*.hex")):
+        lines = [line for line in path.read_text().splitlines() if not line.startswith("#")]
+        kind, _, digits = " ".join(lines).strip().partition(" ")
+        yield path.stem, {"input": 0, "feature": 2}[kind], hex_bytes(digits)
+
+
+def short(data):
+    return bytes([len(data)]) + data
+
+
+def long(data):
+    return struct.pack("<H", len(data)) + data
+
+
+def call(number, report):
+    """A call of plugin.cpp with a report, its length as it is."""
+    return bytes([number, report[0]]) + long(report) + b"\0"
+
+
+def plugin_seeds():
+    for name, _, report in golden_reports():
+        if len(report) > LONGEST and not name.endswith("plain"):
+            continue
+        yield name, b"".join(
+            [call(TO_OBJECT, report), bytes([MODES, 3]), call(TO_OBJECT, report),
+             call(PRINT, report)])
+    state = b"\xde\x01"
+    yield "options", (bytes([OPTIONS, 1, 1]) + bytes([OPTIONS, 1, 0]) + short(b"-nonsense")
+                      + bytes([OPTIONS, 2, 1, 0]) + short(b"\xff") + call(TO_OBJECT, state))
+    yield "config", (bytes([CONFIG, 2, 0, 0, 1, 1, 1, 1]) + bytes([CONFIG, 1, 4]) + short(b"YES")
+                     + call(TO_OBJECT, state) + bytes([ROWS]))
+    # Another table: 0x05 is a state by an unsigned key, 0x06 what no decoder does.
+    yield "table", (bytes([TABLE, 5, 2, 0, 5, 6, 0, 6, 255]) + short(b"parseNothing")
+                    + call(TO_OBJECT, b"\x05\x01") + call(TO_OBJECT, b"\x06\x01")
+                    + call(PRINT, b"\x06\x01") + bytes([TABLE, 4]) + call(PRINT, state))
+    words = struct.pack("<9I", 0, 1, 10, 99999, 2**31 - 1, 2**31, 2**32 - 1, 123456, 7)
+    for number, form in enumerate([b"%08x ", b"%14d ", b"% -13.3f ", b"%+#12X", b"%d", b"%.9f"]):
+        yield f"array-{number}", bytes([ARRAYS, number % 3]) + short(form) + short(words)
+    yield "pieces", (bytes([PIECES, 0xFB]) + short(b"NAME") + struct.pack("<Q", 2**47 | 5)
+                     + bytes([UNKNOWN, 1, 0, 0, 0, 4, 1, 0, 0, 0]) + bytes(8))
+    full = next(data for name, _, data in golden_reports() if data[0] == 0xE1)
+    config = next(data for name, _, data in golden_reports() if data[0] == 0xE2)
+    blobs = bytes([BLOBS, 0]) + short(b"OTHER") + bytes([BLOBS, 1]) + short(b"OTHER")
+    yield "blobs", (blobs + call(TO_OBJECT, full) + bytes([MODES, 1]) + call(TO_OBJECT, full)
+                    + call(PRINT, config))
+
+
+def format_seeds():
+    numbers = [0, 1, 9, 10, 2**31 - 1, 2**31, 2**32 - 1, 2**63, 2**64 - 1]
+    numbers += [struct.unpack("<I", struct.pack("<f", real))[0]
+                for real in (0.5, -0.0005, 1234.5678, 4.2e9, 1e-40, 3.4e38, float("inf"),
+                             float("nan"), 0.0625, 16777216.5)]
+    numbers += [struct.unpack("<Q", struct.pack("<d", real))[0]
+                for real in (0.5, -0.0005, 2**52 + 0.5, 1e300, 5e-324, float("-inf"))]
+    forms = [b"%08x ", b"%14d ", b"% -13.3f ", b"%s", b"%.3s|", b"%40s: ", b"%lli", b"%016llX",
+             b"%#x", b"%+d", b"% i", b"%-12u ms", b"%012.3f", b"%#.0f", b"%.999f", b"%999d",
+             b"%.20llu", b"a%ub", b"%5.3x", b"%f", b"%%", b"%1000d", b"%ls", b"%"]
+    for i, form in enumerate(forms):
+        yield f"form-{i}", struct.pack("<Q", numbers[i % len(numbers)]) + short(b"text") + form
+    for i, number in enumerate(numbers):
+        yield f"number-{i}", struct.pack("<Q", number) + short(b"") + forms[i % len(forms)]
+
+
+def json_report(report):
+    """A report from line 7, at 12.345678 s, of no given type."""
+    return bytes([REPORT, 1 + 4, 7, 4]) + struct.pack("<I", 12345678) + b"\3" + long(report)
+
+
+def json_problem(code, text):
+    return (bytes([PROBLEM, 2 + 4, 9, code]) + short(text) + b"\0" + bytes([31, 0xE1, 2])
+            + struct.pack("<3Q", 991, 100, 2**64 - 1))
+
+
+def json_seeds():
+    for number, (name, _, report) in enumerate(golden_reports()):
+        if len(report) > LONGEST and not name.endswith("plain"):
+            continue
+        yield name, bytes([number % 16]) + json_report(report)
+    yield "problems", (b"\x0c" + json_problem(4, b"short") + json_problem(15, b'\xff"\\\n\x00\xe2')
+                       + bytes([FILE]) + short(b"a\xffb\"") + json_report(b"\xde\x01"))
+    yield "array", (b"\x0e" + json_report(b"\xd0caf\xc3\xa9\0") + json_report(b"\x99")
+                    + json_report(b"\xd0\xff\0") + json_report(b"\xe1"))
+
+
+def some_lines(path, lines):
+    return b"".join(path.read_bytes().splitlines(keepends=True)[:lines])
+
+
+def input_seeds(form):
+    forms = SAMPLES / "forms"
+    if form == "hex":
+        yield "versions", (SAMPLES / "versions.hex").read_bytes()
+        yield "tour", (SAMPLES / "tour.hex").read_bytes()
+        yield "words", b"feature de 01\n0xDE, 0x01\r\ninput de:01\nde0\nzz\n# x\n\nfeature\n"
+    elif form == "dump":
+        for ending in ("xxd", "hexdump", "od", "xxd-p"):
+            yield ending, some_lines(forms / f"tour.{ending}", 120)
+        yield "repeated", b"00000000: de01 0000  ..\n*\n00000020: de01\n00000022\n"
+    elif form == "binary":
+        yield "tour", (forms / "tour.bin").read_bytes()
+        for name, _, report in golden_reports():
+            if len(report) < 100:
+                yield name, report
+    elif form == "recording":
+        yield "tour", some_lines(forms / "tour.hid", 12)
+        yield "lines", (b"D: 0\nR: 3 06 00 ff\nN: name\nI: 3 1209 0001\nE: 000012.345678 2 de 01\n"
+                        b"F: 12.4 2 de 01\nO: -1.5 1 de\nE: 1.000000 3 de 01\nX: 1\n")
+    else:
+        for path in sorted(forms.glob("tour-*.pcap*")):
+            yield path.name, path.read_bytes()
+
+
+def main():
+    folder = Path(sys.argv[1])
+    makers = {"plugin": plugin_seeds, "format": format_seeds, "json": json_seeds}
+    for form in ("hex", "dump", "binary", "recording", "usb"):
+        makers[form] = lambda form=form: input_seeds(form)
+    for target, seeds in makers.items():
+        (folder / target).mkdir(parents=True, exist_ok=True)
+        for name, content in seeds():
+            (folder / target / name).write_bytes(content)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,40 @@
+# Completion of vesk-decode for bash.
+
+_vesk_decode() {
+  local program=$1 current=$2 previous=$3 values=
+  COMPREPLY=()
+
+  # "--input=hex" comes as three words: the option, "=" and the beginning of its value.
+  if [[ $current == = ]]; then
+    current=
+  elif [[ $previous == = && $COMP_CWORD -ge 2 ]]; then
+    previous=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
+
+  case $previous in
+    -i | --input) values='hex dump xxd-p binary recording usb' ;;
+    -o | --output) values='text ndjson json csv hid' ;;
+    --color) values='auto always never' ;;
+    --type) values='input output feature' ;;
+    --report) values=$("$program" --list-reports 2>/dev/null | awk 'NR > 1 { print $2 }') ;;
+    --plugin) compopt -o filenames ;;
+    --device | --endpoint | --jobs) return ;;
+    *)
+      if [[ $current == -* ]]; then
+        values='-i --input --device --endpoint -o --output --decimal -decimal --headers --lines
+                --stats --jobs --color --report --type --plugin --list-reports -v --verbose --version
+                -h --help'
+      else
+        compopt -o filenames
+      fi
+      ;;
+  esac
+
+  if [[ $values ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$values" -- "$current")
+  else
+    mapfile -t COMPREPLY < <(compgen -f -- "$current")
+  fi
+}
+
+complete -F _vesk_decode vesk-decode

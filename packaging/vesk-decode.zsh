@@ -1,0 +1,40 @@
+#compdef vesk-decode
+# Completion of vesk-decode for zsh.
+
+_vesk_decode_reports() {
+  local -a ids
+  ids=(${(f)"$($words[1] --list-reports 2>/dev/null |
+    awk 'NR > 1 { for (i = 3; i <= NF; ++i) if ($i ~ /^parse/) print $2 ":" $i }')"})
+  _describe 'report ID' ids
+}
+
+_arguments -s -S \
+  '(-i --input)'{-i+,--input=}'[form of the input]:form:((
+    hex\:"lines of hex digits"
+    dump\:"a dump by xxd, hexdump -C or od -A x -t x1"
+    xxd-p\:"a dump by xxd -p"
+    binary\:"binary reports"
+    recording\:"a recording of hid-recorder"
+    usb\:"a USB capture, pcap or pcapng"))' \
+  '--device=[only this device of a USB capture]:BUS\:DEV: ' \
+  '--endpoint=[only this endpoint of it]:number: ' \
+  '(-o --output)'{-o+,--output=}'[form of the output]:form:((
+    text\:"lines for people"
+    ndjson\:"a JSON record a line"
+    json\:"the same records in one array"
+    csv\:"a table of the reports of one decoder"
+    hid\:"a recording, undecoded"))' \
+  '(--decimal -decimal)'{--decimal,-decimal}'[samples in decimal, in text]' \
+  '--headers[in text, a line before each report on its origin]' \
+  '--lines[in JSON, add the text lines]' \
+  '--stats[end with counts of reports, errors and lost frames]' \
+  '--jobs=[threads that decode text and NDJSON]:number: ' \
+  '--color=[colours]:when:(auto always never)' \
+  '*--report=[only reports with these IDs]:ID:_vesk_decode_reports' \
+  '--type=[only reports of this type]:type:(input output feature)' \
+  '--plugin=[load this plug-in]:file:_files' \
+  '(-)--list-reports[show the known reports]' \
+  '(-v --verbose)'{-v,--verbose}'[tell which plug-in and input forms are used]' \
+  '(-)--version[show the versions]' \
+  '(- *)'{-h,--help}'[show the help]' \
+  '*:file:_files'

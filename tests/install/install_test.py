@@ -1,0 +1,96 @@
+#!/usr/bin/env python3
+"""Install into a scratch folder, move the tree elsewhere, and use it from C++, C and the shell."""
+
+import os
+import shutil
+import tempfile
+import unittest
+from pathlib import Path
+
+from support import (
+    BUILD, ROOT, VERSION, VERSIONS_TEXT, development_files, files_in, library_files, run, tool_files)
+
+HERE = Path(__file__).resolve().parent
+
+
+class Installed(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.scratch = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        cls.tree = cls.scratch / "moved"
+        first = cls.scratch / "first"
+        run(os.environ["CMAKE"], "--install", BUILD, "--prefix", first)
+        first.rename(cls.tree)
+        library = next(cls.tree.rglob("libvesk-report.so"))
+        cls.libdir = library.parent.relative_to(cls.tree)
+
+    def test_layout(self):
+        zsh = next(self.tree.rglob("_vesk-decode")).parent.relative_to(self.tree)
+        expected = (
+            library_files(self.libdir) | development_files(self.libdir) | tool_files("", zsh))
+        self.assertEqual(sorted(files_in(self.tree)), sorted(expected))
+
+    def test_nothing_points_to_the_build(self):
+        for name in files_in(self.tree):
+            if name.endswith((".cmake", ".pc")):
+                text = (self.tree / name).read_text()
+                for place in [ROOT, BUILD, self.scratch]:
+                    self.assertNotIn(str(place), text, name)
+
+    def test_cpp_project(self):
+        build = self.scratch / "cpp"
+        run(os.environ["CMAKE"], "-S", HERE / "cpp", "-B", build, "-G", os.environ["GENERATOR"],
+            f"-DCMAKE_MAKE_PROGRAM={os.environ['MAKE_PROGRAM']}",
+            f"-DCMAKE_CXX_COMPILER={os.environ['CXX']}", f"-DCMAKE_PREFIX_PATH={self.tree}",
+            "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Wpedantic -Werror")
+        run(os.environ["CMAKE"], "--build", build)
+        self.assertEqual(run(build / "consumer"), "SINGLE\n")
+
+    def test_other_major_version_is_refused(self):
+        source = self.scratch / "too-new"
+        shutil.copytree(HERE / "cpp", source)
+        lists = source / "CMakeLists.txt"
+        lists.write_text(lists.read_text().replace("VeskReport 1.0", "VeskReport 2.0"))
+        with self.assertRaisesRegex(AssertionError, "compatible"):
+            run(os.environ["CMAKE"], "-S", source, "-B", source / "build",
+                "-G", os.environ["GENERATOR"],
+                f"-DCMAKE_MAKE_PROGRAM={os.environ['MAKE_PROGRAM']}",
+                f"-DCMAKE_CXX_COMPILER={os.environ['CXX']}", f"-DCMAKE_PREFIX_PATH={self.tree}")
+
+    def pkg_config(self, *arguments):
+        environment = {**os.environ, "PKG_CONFIG_PATH": str(self.tree / self.libdir / "pkgconfig")}
+        return run("pkg-config", *arguments, "vesk-report", env=environment).split()
+
+    def test_c_project(self):
+        program = self.scratch / "c-consumer"
+        plugin = self.pkg_config("--variable=plugin")[0]
+        run(os.environ["CC"], "-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror",
+            *self.pkg_config("--cflags"), f'-DPLUGIN="{plugin}"', HERE / "c" / "main.c",
+            "-o", program, "-ldl")
+        self.assertEqual(run(program), f"{VERSION}\n")
+
+    def test_linked_by_pkg_config(self):
+        program = self.scratch / "linked"
+        run(os.environ["CXX"], "-std=c++20", *self.pkg_config("--cflags"),
+            HERE / "cpp" / "main.cpp", "-o", program, *self.pkg_config("--libs"))
+        environment = {**os.environ, "LD_LIBRARY_PATH": str(self.tree / self.libdir)}
+        self.assertEqual(run(program, env=environment), "SINGLE\n")
+        self.assertEqual(self.pkg_config("--modversion"), [VERSION])
+
+    def test_every_header_stands_alone(self):
+        for header in (self.tree / "include/vesk-report/plugin").iterdir():
+            source = self.scratch / "one-header.cpp"
+            source.write_text(f'#include "plugin/{header.name}"\n')
+            run(os.environ["CXX"], "-std=c++20", "-fsyntax-only", *self.pkg_config("--cflags"),
+                source)
+
+    def test_vesk_decode(self):
+        program = self.tree / "bin" / "vesk-decode"
+        self.assertEqual(run(program, ROOT / "samples" / "versions.hex"), VERSIONS_TEXT)
+        self.assertIn(f"{self.tree / self.libdir}/libvesk-report.so", run(program, "--version"))
+
+
+if __name__ == "__main__":
+    unittest.main()

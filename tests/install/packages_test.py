@@ -1,0 +1,120 @@
+#!/usr/bin/env python3
+"""Make the Debian packages, look into them, and use what they hold from a scratch folder.
+
+    packages_test.py [FOLDER]     with FOLDER, the packages there are looked at instead
+"""
+
+import os
+import re
+import stat
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+from support import (
+    BUILD, ROOT, VERSION, VERSIONS_TEXT, development_files, files_in, library_files, run, tool_files)
+
+READY = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else None
+NAMES = ["libvesk-report", "libvesk-report-dev", "vesk-decode"]
+
+
+class Packages(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.scratch = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        folder = READY
+        if folder is None:
+            folder = cls.scratch / "packages"
+            subprocess.run(
+                [os.environ["CPACK"], "-B", folder], cwd=BUILD, check=True, capture_output=True)
+        cls.files = {path.name.split("_")[0]: path for path in folder.glob("*.deb")}
+        cls.root = cls.scratch / "root"
+        cls.trees = {}
+        for name, path in cls.files.items():
+            cls.trees[name] = cls.scratch / name
+            run("dpkg-deb", "-x", path, cls.trees[name])
+            run("dpkg-deb", "-x", path, cls.root)
+        library = next(cls.root.rglob("libvesk-report.so"))
+        cls.libdir = library.parent.relative_to(cls.root / "usr")
+
+    def field(self, name, field):
+        return run("dpkg-deb", "-f", self.files[name], field).strip()
+
+    def test_names(self):
+        self.assertEqual(sorted(self.files), NAMES)
+        architecture = run("dpkg", "--print-architecture").strip()
+        for name, path in self.files.items():
+            self.assertRegex(path.name, rf"^{name}_{re.escape(VERSION)}_{architecture}\.deb$")
+
+    def test_contents(self):
+        zsh = next(self.root.rglob("_vesk-decode")).parent.relative_to(self.root / "usr")
+        expected = {
+            "libvesk-report": library_files(self.libdir),
+            "libvesk-report-dev": development_files(self.libdir),
+            "vesk-decode": tool_files(".gz", zsh),
+        }
+        for name in NAMES:
+            self.assertEqual(
+                sorted(files_in(self.trees[name])), sorted(f"usr/{file}" for file in expected[name]))
+
+    def test_owners_and_modes(self):
+        for name, path in self.files.items():
+            for row in run("dpkg-deb", "-c", path).splitlines():
+                mode, owner, _, _, _, file = row.split(None, 5)
+                self.assertEqual(owner, "root/root", row)
+                if mode[0] == "d" or file == "./usr/bin/vesk-decode":
+                    self.assertEqual(mode[1:], "rwxr-xr-x", row)
+                elif mode[0] == "-":
+                    self.assertEqual(mode[1:], "rw-r--r--", row)
+
+    def test_control(self):
+        sections = {"libvesk-report": "libs", "libvesk-report-dev": "libdevel", "vesk-decode": "utils"}
+        for name in NAMES:
+            self.assertEqual(self.field(name, "Section"), sections[name])
+            self.assertEqual(self.field(name, "Version"), VERSION)
+            self.assertRegex(self.field(name, "Maintainer"), r"^.+ <.+@.+>$")
+            summary, *body = self.field(name, "Description").split("\n")
+            self.assertRegex(summary, r"^decode[rs] .{20,60}$")
+            self.assertGreaterEqual(len(body), 2)
+            for line in body:
+                self.assertRegex(line, r"^ \S.{0,79}$")
+
+    def test_dependencies(self):
+        same = f"libvesk-report (= {VERSION})"
+        self.assertEqual(self.field("libvesk-report-dev", "Depends"), same)
+        self.assertIn(same, self.field("vesk-decode", "Depends"))
+        for name in ["libvesk-report", "vesk-decode"]:
+            for needed in ["libc6", "libstdc++6"]:
+                self.assertIn(needed, self.field(name, "Depends"))
+        self.assertEqual(self.field("vesk-decode", "Recommends"), "libpcap0.8")
+
+    def test_library_is_registered(self):
+        """Programs that link it learn the package, and the linker's cache is brought up to date."""
+        control = self.scratch / "control"
+        run("dpkg-deb", "-e", self.files["libvesk-report"], control)
+        major = VERSION.split(".")[0]
+        self.assertRegex((control / "shlibs").read_text(), rf"^libvesk-report {major} libvesk-report")
+        scripts = [control / name for name in ["triggers", "postinst"]]
+        self.assertIn("ldconfig", "".join(path.read_text() for path in scripts if path.exists()))
+
+    def test_vesk_decode(self):
+        program = self.root / "usr" / "bin" / "vesk-decode"
+        self.assertTrue(program.stat().st_mode & stat.S_IXUSR)
+        self.assertEqual(run(program, ROOT / "samples" / "versions.hex"), VERSIONS_TEXT)
+        place = self.root / "usr" / self.libdir / "libvesk-report.so"
+        self.assertIn(f"at {place}\n", run(program, "--version"))
+
+    def test_nothing_names_the_build(self):
+        for path in self.root.rglob("*"):
+            if path.is_file():
+                content = path.read_bytes()
+                for place in [ROOT, BUILD, self.scratch]:
+                    self.assertNotIn(str(place).encode(), content, path)
+
+
+if __name__ == "__main__":
+    unittest.main()

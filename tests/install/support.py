@@ -1,0 +1,69 @@
+"""What the tests of the installed tree and of the packages share.
+
+The environment names the build folder (VESK_BUILD), the tools that it was made by (CMAKE, CPACK, CC,
+CXX, MAKE_PROGRAM and GENERATOR), and the version (VESK_VERSION).
+"""
+
+import os
+import subprocess
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+BUILD = Path(os.environ["VESK_BUILD"])
+VERSION = os.environ["VESK_VERSION"]
+
+HEADERS = [
+    "Error.h", "HIDReportVeskPlugin.h", "LineList.h", "Number.h", "ReportObject.h", "ReportTable.h",
+    "Result.h", "format.h", "kernels.h", "vesk_plugin.h", "wire.h",
+]
+VERSIONS_TEXT = (
+    "\n4.12.0\n\n\npanel-4.12.0\nsdk-2.9.1\ntoolchain-17.0.6\n9.3.2\nvendor-118\nalgs-5.5.0\n\n\n")
+
+
+def run(*command, **options):
+    """The command's standard output; it has to succeed and to say nothing on standard error."""
+    done = subprocess.run(
+        [str(word) for word in command], capture_output=True, text=True, timeout=600, **options)
+    if done.returncode != 0 or done.stderr:
+        raise AssertionError(f"{command}: {done.returncode}\n{done.stdout}\n{done.stderr}")
+    return done.stdout
+
+
+def files_in(folder):
+    """Every file and link below the folder, relative to it."""
+    return {str(path.relative_to(folder)) for path in folder.rglob("*") if not path.is_dir()}
+
+
+def library_files(libdir):
+    major = VERSION.split(".")[0]
+    return {f"{libdir}/libvesk-report.so{end}" for end in ["", f".{major}", f".{VERSION}"]}
+
+
+def development_files(libdir):
+    return (
+        {f"include/vesk-report/plugin/{header}" for header in HEADERS}
+        | {f"{libdir}/cmake/VeskReport/VeskReportConfig{end}" for end in build_type_files()}
+        | {f"{libdir}/pkgconfig/vesk-report.pc"})
+
+
+def build_type_files():
+    cache = (BUILD / "CMakeCache.txt").read_text()
+    build_type = next(
+        line.split("=")[1] for line in cache.splitlines() if line.startswith("CMAKE_BUILD_TYPE:"))
+    return [".cmake", f"-{build_type.lower() or 'noconfig'}.cmake", "Version.cmake"]
+
+
+def tool_files(man_ending, zsh_folder):
+    doc = "share/doc/vesk-decode"
+    samples = {
+        f"{doc}/{path.relative_to(ROOT)}" for path in (ROOT / "samples").rglob("*")
+        if path.is_file() and path.suffix not in (".py", ".pyc")}
+    return samples | {
+        "bin/vesk-decode",
+        f"share/man/man1/vesk-decode.1{man_ending}",
+        f"share/man/man5/vesk-ndjson.5{man_ending}",
+        "share/bash-completion/completions/vesk-decode",
+        f"{zsh_folder}/_vesk-decode",
+        f"{doc}/cookbook.md",
+        f"{doc}/ndjson.schema.json",
+    }
