@@ -91,13 +91,6 @@ class Same(HostTest):
         records = self.expect_same("-o", "ndjson", first, "/none").records()
         self.assertEqual(records[-1]["source"]["file"], "/none")
 
-    def test_fewer_threads_than_wanted(self):
-        path = self.file("many.bin", packet(1) * 1000)
-        one = Run("--jobs=1", "-o", "ndjson", path)
-        few = Run("--jobs=64", "-o", "ndjson", path, limit=192 << 20)
-        self.assertEqual((few.status, few.err), (ALL_DECODED, ""))
-        self.assertTrue(few.out == one.out)
-
     def test_nothing_at_all(self):
         self.expect(self.expect_same(stdin=b""), ALL_DECODED, b"", "")
 
