@@ -193,9 +193,8 @@ class __attribute__((visibility("default"))) HIDReportVeskPlugin {
   std::string blackBoxOptionToString(unsigned char option, const char* eventName,
                                      bool printLevel) const;
 
-  /// `printOSTResult:result:`: the label, a blank, and bits 47 to 0 of a channel mask as marks, X
-  /// or
-  /// '.', in groups of eight.
+  /// `printOSTResult:result:`: the label, a blank, and bits 47 to 0 of a channel mask as marks, X or
+  /// '.', in groups of eight, each with a blank before it.
   std::string printOSTResult(const char* label, std::uint64_t result) const;
 
  private:

@@ -1,7 +1,7 @@
 /// A table from report IDs to names: which decoder reads a report, or what a report is called.
 ///
-/// The keys are numbers and compare by value, so a table made with int keys is searched with
-/// unsigned ones.
+/// The keys are numbers and compare by value: a table made with int keys is searched with unsigned
+/// ones.
 ///
 ///     const vesk::ReportTable table{{0xD0, "parseVersion"}, {0xE1, "parseBlackBoxFullReport"}};
 ///     table.find(0xD0u);  // points to "parseVersion"

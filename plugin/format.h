@@ -2,7 +2,8 @@
 ///
 /// A format is a template argument; it becomes straight-line code that writes its literal text and
 /// converts its arguments, with the characters that the C library's printf gives in the "C" locale
-/// (and in no other):
+/// (and in no other). The room must hold size<format>(arguments...) characters and kernels::kSlack
+/// more:
 ///
 ///     char line[64];
 ///     char* end = vesk::format::write<"%20s: 0x%04X">(line, "PSE", std::uint16_t{0xAB});
@@ -10,9 +11,8 @@
 /// Conversions: %s, %u, %i, %d, %x, %X, %f, with the flags `-+ #0`, a width and a precision (both
 /// up to 999), and `ll` for 64-bit integers. Anything else does not compile, nor does a wrong
 /// number or type of arguments, nor what C leaves undefined (`#` with %i %d %u %s, `0` with %s).
-///   - Integers of up to 32 bits go with the plain conversions, integers of 64 bits with `ll`, and
-///   it
-///     is the conversion that decides whether the bits read as signed: %i shows 0xFFFFFFFFu as -1.
+///   - Integers of up to 32 bits go with the plain conversions, integers of 64 bits with `ll`. The
+///     conversion decides whether the bits read as signed: %i shows 0xFFFFFFFFu as -1.
 ///   - %s takes a NUL-terminated string (a null one prints "(null)"), a std::string, a
 ///     std::string_view or a Text.
 ///   - %f takes float and double. Infinities and NaN print as inf, -inf, nan, -nan.
@@ -104,8 +104,6 @@ struct Conversion {
 
   constexpr bool isInteger() const { return letter != 's' && letter != 'f'; }
   constexpr bool isSigned() const { return letter == 'i' || letter == 'd'; }
-
-  friend constexpr bool operator==(const Conversion&, const Conversion&) = default;
 };
 
 /// The literal text from `begin` to `end` of a format, and the conversion behind it.
