@@ -104,6 +104,8 @@ struct Conversion {
 
   constexpr bool isInteger() const { return letter != 's' && letter != 'f'; }
   constexpr bool isSigned() const { return letter == 'i' || letter == 'd'; }
+
+  friend constexpr bool operator==(const Conversion&, const Conversion&) = default;
 };
 
 /// The literal text from `begin` to `end` of a format, and the conversion behind it.

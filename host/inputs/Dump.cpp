@@ -162,8 +162,10 @@ bool DumpBytes::inByteOrder(const Lines::Line& line, std::string_view digits,
                             const std::vector<std::uint8_t>& bytes) {
   const bool straight = line.text.ends_with(asPrinted(bytes));
   const bool turned = line.text.ends_with(asPrinted(swapped(digits)));
-  if (straight != turned) _orderProven = straight;
-  if (straight != turned) return straight;
+  if (straight != turned) {
+    _orderProven = straight;
+    return straight;
+  }
   return _orderProven || longestWord(digits) <= 4;
 }
 

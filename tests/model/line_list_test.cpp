@@ -227,5 +227,10 @@ TEST(LineList, SurvivesAssignmentToItself) {
   expectLines(list, {"one", "two"});
 }
 
+TEST(LineList, MoreTextThanItsEndsCanTellThrows) {
+  if (sizeof(std::size_t) <= 4) GTEST_SKIP() << "there is no more than that";
+  EXPECT_THROW(LineList(1, std::size_t{1} << (sizeof(std::size_t) * 4 + 1)), std::length_error);
+}
+
 }  // namespace
 }  // namespace vesk

@@ -216,6 +216,7 @@ static void test_visitor(const vesk_plugin_api* api) {
 
   CHECK(api->set_use_strings(plugin, 1) == VESK_OK);
   visit(api, plugin, state, VESK_FEATURE, 2, 1000, VESK_OK, "string ADC Dump State: STANDBY;");
+  visit(api, plugin, watchdog, VESK_FEATURE, 25, 1, VESK_STOPPED, "string Watchdog Data:;");
 
   {
     /* Functions that are not given are passed over; a visitor of another size is refused. */

@@ -6,6 +6,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "plugin/vesk_plugin.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -174,6 +175,32 @@ TEST(Memory, InitGivesAWholeObjectOrNothing) {
   }
   // The object and its three tables at least, the display names among them.
   EXPECT_GT(failures, 4u);
+}
+
+TEST(Memory, TheCInterfaceTellsThatThereIsNone) {
+  const vesk_plugin_api& api = *vesk_plugin_entry();
+  vesk_plugin* plugin = nullptr;
+  std::size_t failures = 0;
+  for (vesk_status status = VESK_NO_MEMORY; status != VESK_OK; ++failures) {
+    const std::ptrdiff_t before = live;
+    count(failures + 1, [&] { status = api.create(&plugin); });
+    if (status == VESK_OK) break;
+    EXPECT_EQ(status, VESK_NO_MEMORY);
+    EXPECT_EQ(plugin, nullptr);
+    EXPECT_EQ(live, before) << "leaked when allocation " << failures + 1 << " failed";
+  }
+  EXPECT_GT(failures, 5u);  // those of init(), and the instance's own
+
+  const unsigned char report[] = {0xDE, 0x01};
+  vesk_result* result = nullptr;
+  vesk_status status = VESK_OK;
+  count(1, [&] {
+    status = api.report_to_object(plugin, report, 0xDE, VESK_FEATURE, sizeof report, &result);
+  });
+  EXPECT_EQ(status, VESK_NO_MEMORY);
+  EXPECT_EQ(result, nullptr);
+  EXPECT_STREQ(api.error_message(plugin), "out of memory");
+  api.destroy(plugin);
 }
 
 TEST(Memory, TeardownFreesTheTables) {

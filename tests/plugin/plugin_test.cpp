@@ -265,6 +265,14 @@ TEST(Options, TheErrorHasDomainCodeAndUserInfo) {
             (std::map<std::string, std::string>{{"NSLocalizedDescription", "Invalid option: -q"}}));
 }
 
+TEST(Options, AnErrorsDescriptionShowsWhatThereIs) {
+  EXPECT_EQ((Error{"D", -1, {}}).description(), "Error Domain=D Code=-1");
+  EXPECT_EQ((Error{"D", 7, {{"Other", "x"}}}).description(),
+            "Error Domain=D Code=7 UserInfo={Other=x}");
+  EXPECT_EQ((Error{"D", 0, {{NSLocalizedDescriptionKey, "m"}, {"Other", "x"}}}).description(),
+            "Error Domain=D Code=0 \"m\" UserInfo={NSLocalizedDescription=m, Other=x}");
+}
+
 TEST(Options, WithoutAnErrorSlotAnInvalidOneGivesNothing) {
   EXPECT_FALSE(makePlugin()->argsToConfig({"-q"}, nullptr));
 }
