@@ -26,7 +26,7 @@ SSH = """#!/bin/sh
 while [ "${1#-}" != "$1" ]; do shift; done
 shift
 [ "$1" != -- ] || shift
-exec sh -c "$*"
+SHELL=/bin/sh exec sh -c "$*"  # as at a login: parallel's own part over there wants to know it
 """
 
 BLOCK = re.compile(r"^```(\w+)\n(.*?)^```\n", re.M | re.S)

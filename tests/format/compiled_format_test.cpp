@@ -60,8 +60,7 @@ template <Literal text, class... T>
 const std::vector<std::string> kStrings = {
     "", "a", "PSE", std::string(30, 'y'), std::string(40, 'z'), std::string(41, 'z'), "100 %d"};
 
-// ------------------------------------------------------------------------- the reports' own
-// formats
+// ------------------------------------------------------------------------ the reports' own formats
 
 template <Literal... text>
 void checkStringFormats() {
@@ -164,8 +163,7 @@ TEST(CompiledFormat, PrintsTheReportsFloats) {
   checkFloatFormats<"% -13.3f ", "[TMON = %f degC]", "Feed Wallclock:%15.3f">();
 }
 
-// ---------------------------------------------------------------------------------- other
-// arguments
+// --------------------------------------------------------------------------------- other arguments
 
 TEST(CompiledFormat, WritesTextWithoutConversions) {
   EXPECT_EQ(format::string<"text">(), "text");
@@ -192,6 +190,7 @@ TEST(CompiledFormat, TakesConstantTexts) {
   EXPECT_EQ((format::string<"<%s>">(kEmpty)), "<>");
   EXPECT_EQ((format::string<"<%5s|%-5s|%2s|%.2s>">(kShort, kShort, kShort, kShort)),
             "<  PSE|PSE  |PSE|PS>");
+  EXPECT_EQ((format::string<"<%4s|%-4s|%3s>">(kShort, kShort, kShort)), "< PSE|PSE |PSE>");
   EXPECT_EQ((format::string<"<%20s>">(kFull)), "<    0123456789ABCDEF>");
 }
 
@@ -208,8 +207,31 @@ TEST(Text, RefusesWhatDoesNotFit) {
   EXPECT_NO_THROW(Text<16>("a", 16));
 }
 
-// -------------------------------------------------------------------------------------- the
-// lattice
+/// No value needs more than the maximum of its type.
+template <Literal text, class T>
+void checkMaximumSize(const std::vector<T>& values) {
+  for (const T value : values) {
+    const std::string printed = format::string<text>(value);
+    EXPECT_LE(printed.size(), (format::maximumSize<text, T>())) << printed;
+  }
+}
+
+TEST(CompiledFormat, KnowsTheMaximumOfItsSize) {
+  checkMaximumSize<"%d">(boundaryIntegers<std::int32_t>());
+  checkMaximumSize<"x%14dy">(boundaryIntegers<std::int32_t>());
+  checkMaximumSize<"%#.30x">(boundaryIntegers<std::uint32_t>());
+  checkMaximumSize<"%+lld">(boundaryIntegers<std::int64_t>());
+  checkMaximumSize<"%40llX">(boundaryIntegers<std::uint64_t>());
+  checkMaximumSize<"%02x">(boundaryIntegers<std::uint8_t>());
+  checkMaximumSize<"%f">(boundaryFloats<float>());
+  checkMaximumSize<"% -13.3f ">(boundaryFloats<float>());
+  checkMaximumSize<"%+.17f">(boundaryFloats<float>());
+  checkMaximumSize<"%99f">(boundaryFloats<float>());
+  EXPECT_EQ((format::maximumSize<"%s, %s", Text<48>, Text<16>>()), 48u + 2 + 16);
+  EXPECT_EQ((format::maximumSize<"%u", u32>()), (format::maximumSize<"%u", std::uint32_t>()));
+}
+
+// ------------------------------------------------------------------------------------ the lattice
 
 constexpr std::string_view kFlags[] = {"", "-", "0", "+", " ", "#", "-+", "+0", " 0", "#0", "-#"};
 constexpr std::string_view kWidths[] = {"", "1", "8", "14", "16", "17", "23"};

@@ -21,11 +21,12 @@
 namespace vesk::test {
 namespace {
 
-/// Fails unless `write(out)` writes `expected` and overwrites no more than kSlack bytes behind it.
+/// Fails unless `write(out)` writes `expected` and overwrites no more than `slack` bytes behind it.
 template <class Write>
-void expectWritten(std::string_view expected, const Write& write) {
+void expectWritten(std::string_view expected, const Write& write,
+                   std::size_t slack = kernels::kSlack) {
   static Guarded guarded;
-  const std::string_view got = guarded.withSlack(kernels::kSlack, write);
+  const std::string_view got = guarded.withSlack(slack, write);
   if (got != expected || !guarded.intact())
     ADD_FAILURE() << "  wrote    " << got << "\n  expected " << expected
                   << (guarded.intact() ? "" : "\n  and overwrote more than its slack");
@@ -216,8 +217,10 @@ void checkRow(const Row& row) {
     for (std::size_t byte = 0; byte < 4; ++byte)
       bytes[4 * i + byte] = static_cast<unsigned char>(row[i] >> 8 * byte);
   }
-  expectWritten(hexadecimal, [&](char* out) { return kernels::hexRow(out, bytes); });
-  expectWritten(decimal, [&](char* out) { return kernels::decimalRow(out, bytes); });
+  expectWritten(
+      hexadecimal, [&](char* out) { return kernels::hexRow(out, bytes); }, 0);
+  expectWritten(
+      decimal, [&](char* out) { return kernels::decimalRow(out, bytes); }, 1);
 }
 
 TEST(Rows, PrintEachValueAtEachPlaceAsTheCLibrary) {
@@ -290,7 +293,10 @@ TEST(FixedMagnitude, CarriesIntoTheWholePart) {
   EXPECT_EQ(print3(-0.0f), "0.000");
   EXPECT_EQ(print3(0.001f), "0.001");
   EXPECT_EQ(print3(-12.25f), "12.250");
+  EXPECT_EQ(print3(99999.9921875f), "99999.992");
   EXPECT_EQ(print3(2147483520.0f), "2147483520.000");
+  EXPECT_EQ(print3(2147483648.0f), "2147483648.000");
+  EXPECT_EQ(print3(-0x1p127f), "170141183460469231731687303715884105728.000");
 }
 
 /// Just the finite floats, whatever type they come in.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -11,6 +12,8 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include "plugin/wire.h"
 
 namespace vesk {
 namespace {
@@ -149,6 +152,66 @@ TEST(LineList, ForgetsRoomWithoutALine) {
   expectLines(list, {"a"});
   list.add("b");
   expectLines(list, {"a", "b"});
+}
+
+// ------------------------------------------------------------------------------ many lines at once
+
+TEST(LineList, AddsALineForEachElement) {
+  using format::Text;
+  const u32 counters[4] = {u32::of(0), u32::of(7), u32::of(4294967295), u32::of(10)};
+  const Text<16> labels[4] = {
+      Text<16>("zero"), Text<16>("0123456789ABCDEF"), Text<16>(), Text<16>("x", 5)};
+  for (const std::size_t hint : {0u, 1u, 10u}) {
+    LineList list(hint, 30 * hint);
+    list.add("before");
+    list.addEach<"%s: %u">(labels, counters);
+    list.addEach<"0x%08x">(counters);
+    list.add("behind");
+    expectLines(list,
+                {"before",
+                 "zero: 0",
+                 "0123456789ABCDEF: 7",
+                 ": 4294967295",
+                 "    x: 10",
+                 "0x00000000",
+                 "0x00000007",
+                 "0xffffffff",
+                 "0x0000000a",
+                 "behind"});
+  }
+}
+
+TEST(LineList, AddsLinesThatAreWrittenInPlace) {
+  LineList list;
+  list.addLines(0, 100, [](char* out, std::size_t) { return out; });
+  expectLines(list, {});
+  std::vector<std::string> expected;
+  for (std::size_t count = 1; count < 50; ++count) {
+    list.addLines(count, count, [](char* out, std::size_t i) {
+      return std::fill_n(out, i, static_cast<char>('a' + i % 26));
+    });
+    for (std::size_t i = 0; i < count; ++i)
+      expected.emplace_back(i, static_cast<char>('a' + i % 26));
+    list.add("-");
+    expected.emplace_back("-");
+  }
+  expectLines(list, expected);
+}
+
+TEST(LineList, AddsSeveralLinesInOneCall) {
+  const std::string text(100, 't');
+  const LineList made = LineList::of(line<"%s: %u">("a", 1u), line<"">(), line<"[%s]">(text));
+  expectLines(made, {"a: 1", "", "[" + text + "]"});
+
+  LineList list;
+  list.add("before");
+  for (int i = 0; i < 20; ++i) list.add(line<"%i">(i), line<"%s">(text), line<"% -13.3f|">(1.5f));
+  list.add("behind");
+  std::vector<std::string> expected = {"before"};
+  for (int i = 0; i < 20; ++i)
+    expected.insert(expected.end(), {std::to_string(i), text, " 1.500       |"});
+  expected.emplace_back("behind");
+  expectLines(list, expected);
 }
 
 // ----------------------------------------------------------------------------------- copy and move
