@@ -29,20 +29,38 @@
 
 namespace vesk {
 
+/// Where the next line goes, while several are written: in registers, since characters that are
+/// written could otherwise be those of the list itself, as far as a compiler knows.
+struct LineCursor {
+  char* out;
+  std::uint32_t* end;  // of the next line, counted from `begin`
+  const char* begin;
+
+  /// Ends the line that was written up to `at`.
+  VESK_ALWAYS_INLINE void endLine(char* at) {
+    *at++ = '\n';
+    out = at;
+    *end++ = static_cast<std::uint32_t>(out - begin);
+  }
+};
+
 /// A line to be: a printf format (see format.h) and its arguments, to which it refers.
 template <format::Literal format, class... T>
 struct Line {
   std::tuple<const T&...> arguments;
 
-  /// Characters that it has at most.
+  static constexpr std::size_t lines() { return 1; }
+
+  /// Characters that it has at most, its end included.
   VESK_ALWAYS_INLINE std::size_t size() const {
-    return std::apply([](const T&... argument) { return format::size<format>(argument...); },
+    return std::apply([](const T&... argument) { return format::size<format>(argument...) + 1; },
                       arguments);
   }
 
-  VESK_ALWAYS_INLINE char* write(char* out) const {
-    return std::apply(
-        [out](const T&... argument) { return format::write<format>(out, argument...); }, arguments);
+  VESK_ALWAYS_INLINE void write(LineCursor& cursor) const {
+    cursor.endLine(std::apply(
+        [&cursor](const T&... argument) { return format::write<format>(cursor.out, argument...); },
+        arguments));
   }
 };
 
@@ -51,9 +69,44 @@ Line<format, T...> line(const T&... argument) {
   return {{argument...}};
 }
 
+/// A line for each element of columns, which are of one length: the first line with the first
+/// elements, and so on. Elements are texts of constant capacity, or numbers.
+template <format::Literal format, class First, class... Column>
+struct Each {
+  const First& first;
+  std::tuple<const Column&...> columns;
+
+  std::size_t lines() const { return std::size(first); }
+
+  std::size_t size() const {
+    return lines() * (format::maximumSize<format, ElementOf<First>, ElementOf<Column>...>() + 1);
+  }
+
+  VESK_ALWAYS_INLINE void write(LineCursor& cursor) const {
+    std::apply(
+        [this, &cursor](const Column&... column) {
+          for (std::size_t i = 0; i < lines(); ++i)
+            cursor.endLine(format::write<format>(cursor.out, first[i], column[i]...));
+        },
+        columns);
+  }
+
+ private:
+  template <class AnyColumn>
+  using ElementOf = std::remove_cvref_t<decltype(std::declval<const AnyColumn&>()[0])>;
+};
+
+template <format::Literal format, class First, class... Column>
+Each<format, First, Column...> each(const First& first, const Column&... column) {
+  return {first, {column...}};
+}
+
+/// line<"...">(...), each<"...">(...).
 template <class L>
-concept AnyLine = requires(const L& line, char* out) {
-  { line.write(out) } -> std::same_as<char*>;
+concept AnyLines = requires(const L& lines, LineCursor& cursor) {
+  { lines.lines() } -> std::same_as<std::size_t>;
+  { lines.size() } -> std::same_as<std::size_t>;
+  lines.write(cursor);
 };
 
 class LineList {
@@ -61,10 +114,10 @@ class LineList {
   LineList() = default;
 
   /// These lines, in room that just suffices for them.
-  template <AnyLine... L>
-  static LineList of(const L&... line) {
-    LineList list(sizeof...(L), (sizeof...(L) + ... + line.size()));
-    list.add(line...);
+  template <AnyLines... L>
+  static LineList of(const L&... lines) {
+    LineList list((std::size_t{0} + ... + lines.lines()), (std::size_t{0} + ... + lines.size()));
+    list.add(lines...);
     return list;
   }
 
@@ -120,33 +173,13 @@ class LineList {
     endLine(out + size - 1);
   }
 
-  /// Appends these lines: add(line<"...">(...), line<"...">(...)).
-  template <AnyLine... L>
-  void add(const L&... line) {
-    reserve(sizeof...(L), ((sizeof...(L) + kernels::kSlack) + ... + line.size()));
-    Cursor cursor(*this);
-    (cursor.endLine(line.write(cursor.out)), ...);
-    cursor.commit();
-  }
-
-  /// Appends a line made by a printf format (see format.h).
-  template <format::Literal format, class... T>
-  void add(const T&... argument) {
-    char* const out = lineRoom(format::size<format>(argument...));
-    endLine(format::write<format>(out, argument...));
-  }
-
-  /// Appends a line for each element of the columns, which are of one length: the first line with
-  /// the first elements, and so on. Elements are texts or whole numbers.
-  ///
-  ///     lines.addEach<"%40s: %i">(labels, counters);
-  template <format::Literal format, class First, class... Column>
-  void addEach(const First& first, const Column&... column) {
-    addLines(std::size(first),
-             format::maximumSize<format, ElementOf<First>, ElementOf<Column>...>(),
-             [&](char* out, std::size_t i) {
-               return format::write<format>(out, first[i], column[i]...);
-             });
+  /// Appends these lines: add(line<"%s:">(name), each<"%40s: %i">(labels, counters), ...).
+  template <AnyLines... L>
+  void add(const L&... lines) {
+    reserve((std::size_t{0} + ... + lines.lines()), (kernels::kSlack + ... + lines.size()));
+    LineCursor cursor = this->cursor();
+    (lines.write(cursor), ...);
+    moveTo(cursor);
   }
 
   /// Appends `count` lines, each of which write(out, i) writes, in no more than `size` characters,
@@ -154,9 +187,21 @@ class LineList {
   template <class Write>
   void addLines(std::size_t count, std::size_t size, const Write& write) {
     reserve(count, count * (size + 1) + kernels::kSlack);
-    Cursor cursor(*this);
+    LineCursor cursor = this->cursor();
     for (std::size_t i = 0; i < count; ++i) cursor.endLine(write(cursor.out, i));
-    cursor.commit();
+    moveTo(cursor);
+  }
+
+  /// Appends `count` lines of `size` characters each, which write(out) writes all at once, each with
+  /// its newline. It gives back their end.
+  template <class Write>
+  void addBlock(std::size_t count, std::size_t size, const Write& write) {
+    reserve(count, count * (size + 1) + kernels::kSlack);
+    write(characters() + _size);
+    End* const end = ends() + _lines;
+    for (std::size_t i = 0; i < count; ++i) end[i] = static_cast<End>(_size + (i + 1) * (size + 1));
+    _lines += count;
+    _size += count * (size + 1);
   }
 
   /// For what writes a line itself: room for `size` characters of the next line and, behind them,
@@ -176,31 +221,13 @@ class LineList {
  private:
   using End = std::uint32_t;
 
-  /// Where the next line goes, while several are written: in registers, since characters that are
-  /// written could otherwise be those of this object, as far as a compiler knows.
-  struct Cursor {
-    explicit Cursor(LineList& of)
-        : list(of), begin(of.characters()), out(begin + of._size), end(of.ends() + of._lines) {}
+  LineCursor cursor() { return {characters() + _size, ends() + _lines, characters()}; }
 
-    VESK_ALWAYS_INLINE void endLine(char* at) {
-      *at++ = '\n';
-      out = at;
-      *end++ = static_cast<End>(out - begin);
-    }
-
-    void commit() {
-      list._lines = static_cast<std::size_t>(end - list.ends());
-      list._size = static_cast<std::size_t>(out - begin);
-    }
-
-    LineList& list;
-    char* const begin;
-    char* out;
-    End* end;
-  };
-
-  template <class Column>
-  using ElementOf = std::remove_cvref_t<decltype(std::declval<const Column&>()[0])>;
+  /// Behind what was written with a cursor.
+  void moveTo(const LineCursor& cursor) {
+    _lines = static_cast<std::size_t>(cursor.end - ends());
+    _size = static_cast<std::size_t>(cursor.out - cursor.begin);
+  }
 
   struct Delete {
     void operator()(char* block) const { ::operator delete(block); }

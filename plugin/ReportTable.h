@@ -9,7 +9,9 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <string>
 #include <utility>
@@ -31,14 +33,21 @@ class ReportTable {
   /// Adds a row, or replaces the name of an equal key.
   void set(Number id, std::string name) {
     const auto row = std::ranges::find(_rows, id, &Row::first);
-    if (row != _rows.end())
+    if (row != _rows.end()) {
       row->second = std::move(name);
-    else
-      _rows.emplace_back(id, std::move(name));
+      return;
+    }
+    _rows.emplace_back(id, std::move(name));
+    for (unsigned small = 0; small < _rowOf.size(); ++small)
+      if (id == Number(small)) _rowOf[small] = static_cast<std::uint32_t>(_rows.size());
   }
 
   /// The name under `id`, valid until the table changes; null if there is none.
   const std::string* find(Number id) const {
+    if (!id.isReal() && id.bits() < _rowOf.size()) {
+      const std::size_t row = std::size_t{_rowOf[id.bits()]} - 1;
+      return row < _rows.size() ? &_rows[row].second : nullptr;
+    }
     const auto row = std::ranges::find(_rows, id, &Row::first);
     return row != _rows.end() ? &row->second : nullptr;
   }
@@ -50,7 +59,9 @@ class ReportTable {
   auto end() const { return _rows.end(); }
 
  private:
-  std::vector<Row> _rows;  // a dozen rows: a walk beats a hash
+  std::vector<Row> _rows;
+  // For the IDs of one byte, by which reports are dispatched: the number of the row plus one.
+  std::array<std::uint32_t, 256> _rowOf{};
 };
 
 }  // namespace vesk

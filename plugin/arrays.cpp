@@ -7,12 +7,18 @@
 
 #include "plugin/HIDReportVeskPlugin.h"
 #include "plugin/format.h"
+#include "plugin/rows.h"
 
 namespace vesk {
 
 namespace {
 
+using kernels::kDecimalRow;
+using kernels::kHexRow;
+using kernels::RowKernels;
+
 constexpr std::uint32_t kPerLine = 8;
+static_assert(kPerLine == kernels::kPerRow);
 
 /// Appends `count` elements in lines of eight, each written by `write(out, value)` in no more than
 /// `size` characters.
@@ -36,26 +42,47 @@ void addRows(LineList& lines, const wire::Field<T>* data, std::uint32_t count) {
   });
 }
 
-/// The same where a kernel writes whole rows, of `size` characters each.
-template <format::Literal text, std::size_t size, auto writeRow, class T>
-void addRows(LineList& lines, const wire::Field<T>* data, std::uint32_t count) {
-  const std::uint32_t rest = count % kPerLine;
+/// The same where a kernel writes whole rows, all of `size` characters and a newline.
+template <format::Literal text, std::size_t size, auto kernel, class T>
+void addBlock(LineList& lines, const wire::Field<T>* data, std::uint32_t count) {
+  const std::uint32_t rows = count / kPerLine;
+  lines.addBlock(
+      rows, size, [&](char* out) { (kernels::rowKernels().*kernel)(out, data->bytes, rows); });
+  if (const std::uint32_t rest = count % kPerLine; rest != 0)
+    addRows<text>(lines, data + (count - rest), rest);
+}
+
+/// The same where a kernel writes a row, of varying size.
+template <format::Literal text, auto kernel, class T>
+void addLines(LineList& lines, const wire::Field<T>* data, std::uint32_t count) {
+  constexpr std::size_t size = kPerLine * format::maximumSize<text, T>();
   lines.addLines(count / kPerLine, size, [&](char* out, std::size_t row) {
-    return writeRow(out, data[row * kPerLine].bytes);
+    return (kernels::rowKernels().*kernel)(out, data[row * kPerLine].bytes);
   });
-  if (rest != 0) addRows<text>(lines, data + (count - rest), rest);
+  if (const std::uint32_t rest = count % kPerLine; rest != 0)
+    addRows<text>(lines, data + (count - rest), rest);
+}
+
+/// Whether two texts are the same. Written out: a call for six characters takes longer.
+template <std::size_t size>
+bool equal(const char* text, const char (&constant)[size]) {
+  for (std::size_t i = 0; i < size; ++i)
+    if (text[i] != constant[i]) return false;
+  return true;
 }
 
 template <class T>
-void addArray(LineList& lines, const wire::Field<T>* data, std::uint32_t count,
-              std::string_view text) {
+void addArray(LineList& lines, const wire::Field<T>* data, std::uint32_t count, const char* text) {
   // The formats of the reports are compiled; any other one is interpreted.
   if (count != 0) {
     if constexpr (std::is_same_v<T, float>) {
-      if (text == "% -13.3f ") return addRows<"% -13.3f ">(lines, data, count);
+      if (equal(text, "% -13.3f "))
+        return addLines<"% -13.3f ", &RowKernels::fixed>(lines, data, count);
     } else {
-      if (text == "%08x ") return addRows<"%08x ", 72, kernels::hexRow>(lines, data, count);
-      if (text == "%14d ") return addRows<"%14d ", 120, kernels::decimalRow>(lines, data, count);
+      if (equal(text, "%08x "))
+        return addBlock<"%08x ", kHexRow - 1, &RowKernels::hex>(lines, data, count);
+      if (equal(text, "%14d "))
+        return addBlock<"%14d ", kDecimalRow - 1, &RowKernels::decimal>(lines, data, count);
     }
   }
   const format::Format format(text);

@@ -208,14 +208,22 @@ concept ConstantText = requires(const T& text) {
   isText(text);
 };
 
+/// Text that writes itself, in no more than kMaximumSize characters: T::write(out) gives back its
+/// end. For "%s" without width and precision.
 template <class T>
-concept String = ConstantText<T> || std::convertible_to<const T&, std::string_view> ||
+concept Writer = requires(const T& text, char* out) {
+  { text.write(out) } -> std::same_as<char*>;
+  { T::kMaximumSize } -> std::convertible_to<std::size_t>;
+};
+
+template <class T>
+concept String = ConstantText<T> || Writer<T> || std::convertible_to<const T&, std::string_view> ||
     std::convertible_to<const T&, const char*>;
 
 /// Whether a conversion takes an argument of type T.
 template <class T>
 constexpr bool takes(const Conversion& c) {
-  if (c.letter == 's') return String<T>;
+  if (c.letter == 's') return Writer<T> ? c.width == 0 && c.precision < 0 : String<T>;
   if (c.letter == 'f') return std::is_same_v<T, float> || std::is_same_v<T, double>;
   return std::is_integral_v<T> && (c.longLong ? sizeof(T) == 8 : sizeof(T) <= 4);
 }
@@ -238,7 +246,9 @@ std::string_view viewOf(const Text<capacity>& text, const Conversion&) {
 template <class T>
 VESK_ALWAYS_INLINE constexpr std::size_t bound(const Conversion& c, const T& argument) {
   const auto width = static_cast<std::size_t>(c.width);
-  if constexpr (ConstantText<T>) {
+  if constexpr (Writer<T>) {
+    return T::kMaximumSize;
+  } else if constexpr (ConstantText<T>) {
     return std::max(width, sizeof argument.characters);
   } else if constexpr (String<T>) {
     return std::max(width, viewOf(argument, c).size());
@@ -406,8 +416,8 @@ VESK_ALWAYS_INLINE char* convert(char* out, const Conversion& c, T argument) {
   return out + c.width;
 }
 
-template <String T>
-VESK_ALWAYS_INLINE char* convert(char* out, const Conversion& c, const T& argument) {
+template <class T>
+VESK_ALWAYS_INLINE char* convertText(char* out, const Conversion& c, const T& argument) {
   if constexpr (ConstantText<T>) {
     if (c.precision < 0 && argument.size >= c.width) {
       std::memcpy(out, argument.characters, sizeof argument.characters);
@@ -417,6 +427,15 @@ VESK_ALWAYS_INLINE char* convert(char* out, const Conversion& c, const T& argume
   std::string_view text = viewOf(argument, c);
   if (c.precision >= 0) text = text.substr(0, static_cast<std::size_t>(c.precision));
   return pad(out, c, text.data(), text.size());
+}
+
+template <String T>
+VESK_ALWAYS_INLINE char* convert(char* out, const Conversion& c, const T& argument) {
+  if constexpr (Writer<T>) {
+    return argument.write(out);
+  } else {
+    return convertText(out, c, argument);
+  }
 }
 
 }  // namespace detail

@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -19,7 +18,7 @@
 namespace vesk::kernels {
 
 /// Bytes behind the end of its characters that a kernel may overwrite.
-inline constexpr std::size_t kSlack = 16;
+inline constexpr std::size_t kSlack = 32;
 
 template <class Word>
 void store(char* out, Word word) {
@@ -76,51 +75,6 @@ inline char* hex16(char* out, std::uint64_t value, bool upper) {
 inline char* hex(char* out, std::uint64_t value, int digits, bool upper) {
   hex16(out, value << (64 - 4 * digits), upper);
   return out + digits;
-}
-
-#if defined(__SSE2__)
-
-/// Two values of a row, whose nibbles are given: sixteen digits, a blank behind each eight.
-inline char* hexPair(char* out, __m128i nibbles) {
-  const __m128i digits = hexDigits(nibbles, 'a' - '0' - 10);
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(out), digits);
-  out[8] = ' ';
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 9), _mm_unpackhi_epi64(digits, digits));
-  out[17] = ' ';
-  return out + 18;
-}
-
-/// Four values of a row. The bytes of each are reversed: those of its 16-bit halves, then the
-/// halves.
-inline char* hexFour(char* out, const void* bytes) {
-  const __m128i low = _mm_set1_epi8(0x0F);
-  __m128i values = _mm_loadu_si128(static_cast<const __m128i*>(bytes));
-  values = _mm_or_si128(_mm_slli_epi16(values, 8), _mm_srli_epi16(values, 8));
-  values = _mm_shufflelo_epi16(values, _MM_SHUFFLE(2, 3, 0, 1));
-  values = _mm_shufflehi_epi16(values, _MM_SHUFFLE(2, 3, 0, 1));
-  const __m128i high = _mm_and_si128(_mm_srli_epi16(values, 4), low);
-  values = _mm_and_si128(values, low);
-  out = hexPair(out, _mm_unpacklo_epi8(high, values));
-  return hexPair(out, _mm_unpackhi_epi8(high, values));
-}
-
-#endif
-
-/// A row of the sample blocks: eight 32-bit values that lie, little-endian, at `bytes`, each as
-/// "%08x ". It overwrites its 72 characters only.
-inline char* hexRow(char* out, const unsigned char* bytes) {
-#if defined(__SSE2__)
-  out = hexFour(out, bytes);
-  return hexFour(out, bytes + 16);
-#else
-  for (int i = 0; i < 8; ++i, bytes += 4) {
-    for (int byte = 3; byte >= 0; --byte)
-      for (const int nibble : {bytes[byte] >> 4, bytes[byte] & 0xF})
-        *out++ = static_cast<char>(nibble + (nibble > 9 ? 'a' - 10 : '0'));
-    *out++ = ' ';
-  }
-  return out;
-#endif
 }
 
 // -------------------------------------------------------------------------------------- decimal
@@ -243,100 +197,6 @@ inline char* decimalColumn(char* out, std::uint32_t magnitude, bool negative, in
   return out + width;
 }
 
-#if defined(__SSE2__)
-
-/// Four 32-bit values divided by a constant, whose reciprocal is given, times 2^shift.
-template <int shift>
-__m128i divideFour(__m128i values, std::uint32_t reciprocal) {
-  const __m128i factor = _mm_set1_epi32(static_cast<int>(reciprocal));
-  const __m128i even = _mm_srli_epi64(_mm_mul_epu32(values, factor), shift);
-  const __m128i odd = _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(values, 32), factor), shift);
-  return _mm_or_si128(even, _mm_slli_epi64(odd, 32));
-}
-
-/// The two decimal digits of each 16-bit lane, which is below 100, as its bytes, the first lowest.
-inline __m128i twoDigitLanes(__m128i lanes) {
-  const __m128i tens = _mm_mulhi_epu16(lanes, _mm_set1_epi16(6554));
-  const __m128i ones = _mm_sub_epi16(lanes, _mm_mullo_epi16(tens, _mm_set1_epi16(10)));
-  return _mm_or_si128(tens, _mm_slli_epi16(ones, 8));
-}
-
-/// Four values of a row: decimalColumn() for all of them at once.
-inline char* decimalFour(char* out, const unsigned char* bytes) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i values = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-  const __m128i signs = _mm_srai_epi32(values, 31);
-  const __m128i magnitudes = _mm_sub_epi32(_mm_xor_si128(values, signs), signs);
-
-  // The fill of each: its number of digits, counted by comparing (a comparison gives 0 or -1; the
-  // magnitude of the smallest value, which is negative, has ten), and its sign.
-  __m128i fills = _mm_set1_epi32(1);
-  for (const int power : {9, 99, 999, 9999, 99999, 999999, 9999999, 99999999, 999999999})
-    fills = _mm_sub_epi32(fills, _mm_cmpgt_epi32(magnitudes, _mm_set1_epi32(power)));
-  const __m128i smallest = _mm_srai_epi32(magnitudes, 31);
-  fills = _mm_add_epi32(fills, _mm_and_si128(smallest, _mm_set1_epi32(9)));
-  fills = _mm_add_epi32(fills, _mm_and_si128(signs, _mm_set1_epi32(11)));
-  std::uint32_t fill[4];
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(fill), fills);
-
-  // Two digits in front of the last eight, which are two groups of four, in lanes of 16 bits.
-  __m128i tails = magnitudes;
-  __m128i fronts = zero;
-  const __m128i large =
-      _mm_or_si128(_mm_cmpgt_epi32(magnitudes, _mm_set1_epi32(99999999)), smallest);
-  if (_mm_movemask_epi8(large) != 0) {
-    const __m128i heads = divideFour<57>(magnitudes, 1441151881);
-    const __m128i even = _mm_mul_epu32(heads, _mm_set1_epi32(100000000));
-    const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(heads, 32), _mm_set1_epi32(100000000));
-    tails = _mm_sub_epi32(magnitudes, _mm_or_si128(even, _mm_slli_epi64(odd, 32)));
-    fronts = twoDigitLanes(heads);
-  }
-  const __m128i upper = divideFour<45>(tails, 0xD1B71759);
-  const __m128i lower = _mm_sub_epi32(tails, _mm_madd_epi16(upper, _mm_set1_epi32(10000)));
-  const __m128i groups = _mm_or_si128(upper, _mm_slli_epi32(lower, 16));
-  const __m128i hundreds = _mm_srli_epi16(_mm_mulhi_epu16(groups, _mm_set1_epi16(5243)), 3);
-  const __m128i rests = _mm_sub_epi16(groups, _mm_mullo_epi16(hundreds, _mm_set1_epi16(100)));
-  const __m128i first = twoDigitLanes(hundreds);
-  const __m128i second = twoDigitLanes(rests);
-
-  // Ten digits from byte 4 of each column on.
-  const auto writeTwo = [&](__m128i front, __m128i digits, const std::uint32_t* of) {
-    const __m128i low = _mm_or_si128(front, _mm_slli_epi64(digits, 48));
-    const __m128i high = _mm_srli_epi64(digits, 16);
-    const auto write = [&](__m128i column, std::uint32_t number) {
-      const auto* const bytesOf = reinterpret_cast<const __m128i*>(detail::kFills.bytes[number]);
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
-                       _mm_add_epi8(column, _mm_load_si128(bytesOf)));
-      out += 15;
-    };
-    write(_mm_unpacklo_epi64(low, high), of[0]);
-    write(_mm_unpackhi_epi64(low, high), of[1]);
-  };
-  writeTwo(_mm_unpacklo_epi32(zero, fronts), _mm_unpacklo_epi16(first, second), fill);
-  writeTwo(_mm_unpackhi_epi32(zero, fronts), _mm_unpackhi_epi16(first, second), fill + 2);
-  return out;
-}
-
-#endif
-
-/// A row of the sample blocks: eight 32-bit values that lie, little-endian, at `bytes`, each as
-/// "%14d ". 120 characters, and one more is overwritten.
-inline char* decimalRow(char* out, const unsigned char* bytes) {
-#if defined(__SSE2__)
-  out = decimalFour(out, bytes);
-  return decimalFour(out, bytes + 16);
-#else
-  for (int i = 0; i < 8; ++i, bytes += 4) {
-    const std::uint32_t value =
-        bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
-    const bool negative = value >> 31 != 0;
-    out = decimalColumn(out, negative ? 0 - value : value, negative, 14);
-    *out++ = ' ';
-  }
-  return out;
-#endif
-}
-
 // ---------------------------------------------------------------------------------- fixed point
 
 /// Whether fixedMagnitude() can write `value`: it is finite, and a float's.
@@ -367,23 +227,36 @@ constexpr Powers makePowers() {
 
 inline constexpr Powers kPowers = makePowers();
 
-/// The digits of a float of 2^31 and more: its mantissa times a power of two, limb by limb.
-inline char* wholeDigits(char* out, float value) {
+/// The magnitude of a float, which is 2^31 or more, as limbs below 10^8, the highest first: its mantissa times a power of
+/// two. Only whether two parts of a limb add up to another 10^8 goes from limb to limb, and no branch
+/// depends on it.
+inline void splitWhole(float value, std::uint32_t (&limbs)[5]) {
   const auto bits = std::bit_cast<std::uint32_t>(value);
   const std::uint64_t mantissa = (bits & 0x7FFFFF) | 0x800000;
-  const auto& power = kPowers.limbs[(bits >> 23) - 127 - 23 - 8];
-  std::uint32_t limbs[5];
+  const auto& power = kPowers.limbs[(bits >> 23 & 0xFF) - 127 - 23 - 8];
   std::uint64_t carry = 0;
-  int top = 0;
   for (int i = 0; i < 5; ++i) {
-    const std::uint64_t product = mantissa * power[i] + carry;
-    carry = product / 100000000;
-    limbs[i] = static_cast<std::uint32_t>(product % 100000000);
-    top = limbs[i] != 0 ? i : top;
+    const std::uint64_t product = mantissa * power[i];
+    const std::uint64_t sum = product % 100000000 + carry;  // below 2 * 10^8
+    const std::uint64_t over = (99999999 - sum) >> 63;
+    carry = product / 100000000 + over;
+    limbs[4 - i] = static_cast<std::uint32_t>(sum - (-over & 100000000));
   }
-  out = decimal(out, limbs[top]);
-  while (top > 0) out = decimal8(out, limbs[--top]);
-  return out;
+}
+
+/// The digits of a float of 2^31 and more: of its forty, those behind the leading zeros.
+inline char* wholeDigits(char* out, float value) {
+  std::uint32_t limbs[5];
+  splitWhole(value, limbs);
+  char characters[40 + kSlack] = {};
+  int leading = 40;
+  for (int i = 4; i >= 0; --i) {
+    const std::uint64_t digits = eightDigits(limbs[i]);
+    storeLittle(characters + 8 * i, digits | kZeros);
+    leading = digits != 0 ? 8 * i + std::countr_zero(digits) / 8 : leading;
+  }
+  std::memcpy(out, characters + leading, 40);  // ten digits at least count
+  return out + 40 - leading;
 }
 
 }  // namespace detail

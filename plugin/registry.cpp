@@ -1,5 +1,7 @@
 #include "plugin/registry.h"
 
+#include <array>
+
 #include "plugin/layouts.h"
 
 namespace vesk {
@@ -40,12 +42,36 @@ constexpr Decoder kDecoders[] = {
     fixed("parseOpenShortData", layout::kOpenShortData, &Plugin::parseOpenShortData),
 };
 
+/// Two letters in which the names differ.
+constexpr std::size_t hash(std::string_view name) {
+  if (name.size() < 7) return 0;
+  const auto letter = [name](std::size_t fromEnd) {
+    return static_cast<unsigned char>(name[name.size() - fromEnd]);
+  };
+  return 3u * letter(1) + letter(7);
+}
+
+/// A hash table, since every report is dispatched by name: from the place of its hash on, where a
+/// name's decoder stands (its number plus one); 0 is a free place.
+constexpr auto kPlaces = [] {
+  std::array<std::uint8_t, 32> places{};
+  for (std::size_t number = 0; number < std::size(kDecoders); ++number) {
+    std::size_t i = hash(kDecoders[number].info.name);
+    while (places[i % places.size()] != 0) ++i;
+    places[i % places.size()] = static_cast<std::uint8_t>(number + 1);
+  }
+  return places;
+}();
+static_assert(std::size(kDecoders) < kPlaces.size());
+
 }  // namespace
 
 const Decoder* findDecoder(std::string_view name) {
-  for (const Decoder& decoder : kDecoders)
-    if (decoder.info.name == name) return &decoder;
-  return nullptr;
+  for (std::size_t i = hash(name);; ++i) {
+    const std::size_t number = kPlaces[i % kPlaces.size()];
+    if (number == 0) return nullptr;
+    if (kDecoders[number - 1].info.name == name) return &kDecoders[number - 1];
+  }
 }
 
 }  // namespace vesk

@@ -10,7 +10,7 @@
 ///     };
 ///     static_assert(sizeof(PumpRecord) == 5);
 ///
-///     const auto record = vesk::load<PumpRecord>(buffer);
+///     const auto& record = vesk::view<PumpRecord>(buffer);
 ///     std::uint32_t strokes = record.strokes;
 #pragma once
 
@@ -77,17 +77,8 @@ using f32 = wire::Field<float>;
 
 static_assert(sizeof(u64) == 8 && alignof(u64) == 1 && sizeof(f32) == 4 && alignof(f32) == 1);
 
-/// A copy of the layout `Record` at the start of `buffer`: exactly sizeof(Record) bytes are read.
-template <class Record>
-Record load(const char* buffer) {
-  static_assert(std::is_trivially_copyable_v<Record> && alignof(Record) == 1);
-  Record record;
-  std::memcpy(&record, buffer, sizeof record);
-  return record;
-}
-
-/// The layout `Record` at the start of `buffer`, in place, for the long ones, whose copy would
-/// cost: a record is bytes and nothing else, so it may be looked at wherever it lies.
+/// The layout `Record` at the start of `buffer`, in place: a record is bytes and nothing else, so it
+/// may be looked at wherever it lies. Valid as long as the buffer.
 template <class Record>
 const Record& view(const char* buffer) {
   static_assert(std::is_trivially_copyable_v<Record> && alignof(Record) == 1);

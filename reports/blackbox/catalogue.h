@@ -11,16 +11,21 @@
 
 namespace vesk::blackbox {
 
-/// A name as the label of a line: right-aligned in 40 columns, longer if the name is.
+/// A name as the beginning of a line: right-aligned in 40 columns (longer if the name is), a colon
+/// and a blank.
 struct Label : format::Text<48> {
   static constexpr std::size_t kColumns = 40;
 
   constexpr Label() = default;
-  constexpr explicit Label(std::string_view name) : Text(name, kColumns) {}
+  constexpr explicit Label(std::string_view name)
+      : Text(format::Text<48>(name, kColumns).view(), ": ") {}
   constexpr Label(std::string_view first, std::string_view second)
       : Label(format::Text<48>(first, second).view()) {}
 
-  constexpr std::string_view name() const { return view().substr(view().find_first_not_of(' ')); }
+  constexpr std::string_view name() const {
+    const std::size_t begin = view().find_first_not_of(' ');
+    return view().substr(begin, view().size() - 2 - begin);
+  }
 };
 
 /// A module with a name and events of its own. Event k is counter k of the module's record in the

@@ -87,27 +87,20 @@ constexpr auto kGlobalLabels = std::array{Label("Global Trace Config"),
                                           Label("Global Error Config"),
                                           Label("Global Critical Config")};
 
-/// Appends a line for each event.
-template <std::size_t n>
-void addEvents(LineList& out, const std::array<Label, n>& event, const Options<n>& options) {
-  out.addEach<"%40s: %s">(event, Texts{kLevelsAndFlags, options.event});
-  out.add("");
-}
-
 LineList lines(ConfigReport r) {
   // The line of SINGLE_OPEN has always shown the byte of DOUBLE_OPEN; its own byte is not shown.
   auto& openShort = r.modules.open_short_test.event;
   openShort[4] = openShort[3];
 
   LineList out(264, 20480);
-  out.addEach<"%40s:  %s">(kGlobalLabels, Texts{kFlags, r.global});
-  out.add("");
+  out.add(each<"%s %s">(kGlobalLabels, Texts{kFlags, r.global}), line<"">());
   visitNamed(r.modules, [&out](const auto& module, const auto& options) {
-    addEvents(out, module.event, options);
+    out.add(each<"%s%s">(module.event, Texts{kLevelsAndFlags, options.event}), line<"">());
   });
   visitBlobs(r.modules, [&out](std::size_t row, const auto& options) {
-    out.add<"%40s">(blob_names[row]);
-    addEvents(out, kBlobEvents, options);
+    out.add(line<"%40s">(blob_names[row]),
+            each<"%s%s">(kBlobEvents, Texts{kLevelsAndFlags, options.event}),
+            line<"">());
   });
   return out;
 }
@@ -122,7 +115,7 @@ std::string HIDReportVeskPlugin::blackBoxOptionToString(unsigned char option, co
 
 Result HIDReportVeskPlugin::parseBlackBoxConfig() {
   if (!useStrings()) return {};  // the configuration has no object
-  return lines(load<ConfigReport>(report_buf()));
+  return lines(view<ConfigReport>(report_buf()));
 }
 
 }  // namespace vesk

@@ -49,22 +49,22 @@ static_assert(offsetof(FullReport, modules.last_blob) == 959);
 
 LineList lines(const FullReport& r) {
   LineList out(295, 17500);
-  out.add("---Black Box Full Report---");
-  out.add("");
-  out.add<"%40s: %i">("Module Count", r.module_count);
-  out.add("");
+  out.add(line<"---Black Box Full Report---">(),
+          line<"">(),
+          line<"%40s: %i">("Module Count", r.module_count),
+          line<"">());
   // The counters are unsigned, but %i reads them as signed: hosts compare this text.
   visitNamed(r.modules, [&out](const auto& module, const auto& record) {
-    out.add<"%40s: 0x%04X">(module.moduleID, record.module_id);
-    out.add<"%40s: %i">(module.numberOfEvents, record.number_of_events);
-    out.addEach<"%40s: %i">(module.event, record.counter);
-    out.add("");
+    out.add(line<"%s0x%04X">(module.moduleID, record.module_id),
+            line<"%s%i">(module.numberOfEvents, record.number_of_events),
+            each<"%s%i">(module.event, record.counter),
+            line<"">());
   });
   visitBlobs(r.modules, [&out](std::size_t row, const auto& record) {
-    out.add<"%30s Module ID: 0x%04X">(blob_names[row], record.module_id);
-    out.add<"%40s: %i">("BLOB # Events", record.number_of_events);
-    out.addEach<"%40s: %i">(kBlobEvents, record.counter);
-    out.add("");
+    out.add(line<"%30s Module ID: 0x%04X">(blob_names[row], record.module_id),
+            line<"%40s: %i">("BLOB # Events", record.number_of_events),
+            each<"%s%i">(kBlobEvents, record.counter),
+            line<"">());
   });
   return out;
 }

@@ -85,7 +85,7 @@ ReportObject object(const SummaryReport& r) {
 }  // namespace
 
 Result HIDReportVeskPlugin::parseBlackBoxSummary() {
-  const auto report = load<SummaryReport>(report_buf());
+  const auto& report = view<SummaryReport>(report_buf());
   if (useStrings()) return lines(*this, report);
   return object(report);
 }

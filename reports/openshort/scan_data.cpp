@@ -34,14 +34,13 @@ LineList lines(const HIDReportVeskPlugin& plugin, const ScanDataReport& r) {
   out.add(line<"Open/Short Test %s Data:">(scan),
           line<"">(),
           line<"                       40       32       24       16        8        0">(),
-          line<"ADC Saturation  %s">(markRow(r.saturation)),
+          line<"ADC Saturation  %s">(MarkRow{r.saturation}),
           line<"">(),
           line<"Brownout: %s">(brownout(r) != 0 ? "YES" : "NO"),
           line<"">(),
           line<"[%s I]">(scan));
   plugin.addArrayUint32(out, r.i, 48, format);
-  out.add("");
-  out.add<"[%s Q]">(scan);
+  out.add(line<"">(), line<"[%s Q]">(scan));
   plugin.addArrayUint32(out, r.q, 48, format);
   return out;
 }

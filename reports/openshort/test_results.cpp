@@ -26,13 +26,13 @@ LineList lines(const OpenShortTestReport& r) {
   return LineList::of(line<"Open/Short Test Results:">(),
                       line<"">(),
                       line<"\t                  40       32       24       16        8        0">(),
-                      line<"\tShort TX+  %s">(markRow(r.short_tx_pos)),
-                      line<"\tShort TX-  %s">(markRow(r.short_tx_neg)),
-                      line<"\tShort BOTH %s">(markRow(r.short_both)),
-                      line<"\tOpen  TX+  %s">(markRow(r.open_tx_pos)),
-                      line<"\tOpen  TX-  %s">(markRow(r.open_tx_neg)),
-                      line<"\tOpen  BOTH %s">(markRow(r.open_both)),
-                      line<"\tWeak  O/S  %s">(markRow(r.weak)));
+                      line<"\tShort TX+  %s">(MarkRow{r.short_tx_pos}),
+                      line<"\tShort TX-  %s">(MarkRow{r.short_tx_neg}),
+                      line<"\tShort BOTH %s">(MarkRow{r.short_both}),
+                      line<"\tOpen  TX+  %s">(MarkRow{r.open_tx_pos}),
+                      line<"\tOpen  TX-  %s">(MarkRow{r.open_tx_neg}),
+                      line<"\tOpen  BOTH %s">(MarkRow{r.open_both}),
+                      line<"\tWeak  O/S  %s">(MarkRow{r.weak}));
 }
 
 ReportObject object(const OpenShortTestReport& r) {
@@ -48,7 +48,7 @@ ReportObject object(const OpenShortTestReport& r) {
 }  // namespace
 
 Result HIDReportVeskPlugin::parseOpenShortTest() {
-  const auto report = load<OpenShortTestReport>(report_buf());
+  const auto& report = view<OpenShortTestReport>(report_buf());
   if (useStrings()) return lines(report);
   return object(report);
 }

@@ -55,7 +55,7 @@ ReportObject object(const PowerModeReport& r) {
 }  // namespace
 
 Result HIDReportVeskPlugin::parsePowerModeStats() {
-  const auto report = load<PowerModeReport>(report_buf());
+  const auto& report = view<PowerModeReport>(report_buf());
   if (useStrings()) return lines(report);
   return object(report);
 }

@@ -50,7 +50,7 @@ ReportObject object(const WatchDogReport& r) {
 }  // namespace
 
 Result HIDReportVeskPlugin::parseWatchDogReport() {
-  const auto report = load<WatchDogReport>(report_buf());
+  const auto& report = view<WatchDogReport>(report_buf());
   if (useStrings()) return lines(report);
   return object(report);
 }

@@ -51,7 +51,7 @@ ReportObject object(const AdcDumpConfigReport& r) {
 }  // namespace
 
 Result HIDReportVeskPlugin::parseAdcDumpConfig() {
-  const auto report = load<AdcDumpConfigReport>(report_buf());
+  const auto& report = view<AdcDumpConfigReport>(report_buf());
   if (useStrings()) return lines(report);
   return object(report);
 }
@@ -86,7 +86,7 @@ LineList lines(const AdcDumpStateReport& r) {
 }  // namespace
 
 Result HIDReportVeskPlugin::parseAdcDumpState() {
-  const auto report = load<AdcDumpStateReport>(report_buf());
+  const auto& report = view<AdcDumpStateReport>(report_buf());
   if (useStrings()) return lines(report);
   return ReportObject(stateName(report));
 }

@@ -15,8 +15,7 @@ static_assert(sizeof(BaselineReport) == layout::kBaseline);
 
 LineList lines(const HIDReportVeskPlugin& plugin, const BaselineReport& r) {
   LineList out(9, 3600);  // for the largest floats: the usual ones take a fifth of it
-  out.add("Vesk Algorithms Baseline:");
-  out.add("");
+  out.add(line<"Vesk Algorithms Baseline:">(), line<"">());
   plugin.addArrayFloat(out, r.baseline, 48, "% -13.3f ");
   out.add("");
   return out;

@@ -38,15 +38,15 @@ LineList lines(const HIDReportVeskPlugin& plugin, const ImageReport& r) {
           line<"[Cookie = 0x%02x]">(r.cookie),
           line<"[Flags = 0x%04x]">(r.flags),
           line<"">());
-  const auto addBlock = [&](std::string_view title, const i32(&samples)[48]) {
+  const auto addBlock = [&](const auto& title, const i32(&samples)[48]) {
     out.add(title);
     plugin.addArrayInt32(out, samples, 48, format);
     out.add("");
   };
-  addBlock("[D-SCAN I]", r.d_scan_i);
-  addBlock("[D-SCAN Q]", r.d_scan_q);
-  addBlock("[P-SCAN I]", r.p_scan_i);
-  addBlock("[P-SCAN Q]", r.p_scan_q);
+  addBlock(line<"[D-SCAN I]">(), r.d_scan_i);
+  addBlock(line<"[D-SCAN Q]">(), r.d_scan_q);
+  addBlock(line<"[P-SCAN I]">(), r.p_scan_i);
+  addBlock(line<"[P-SCAN Q]">(), r.p_scan_q);
   return out;
 }
 

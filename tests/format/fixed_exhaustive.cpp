@@ -18,6 +18,8 @@
 #include <vector>
 
 #include "plugin/format.h"
+#include "plugin/rows.h"
+#include "plugin/wire.h"
 
 namespace {
 
@@ -40,13 +42,43 @@ void check(std::uint32_t bits) {
   std::printf("0x%08X: %.*s instead of %s\n", bits, static_cast<int>(end - got), got, expected);
 }
 
+/// Rows of eight, by every set of kernels that this processor can run.
+void checkRow(const vesk::f32 (&row)[8]) {
+  char expected[512];
+  char got[512];
+  int size = 0;
+  for (const vesk::f32 value : row)
+    size += std::snprintf(expected + size,
+                          sizeof expected - static_cast<std::size_t>(size),
+                          "% -13.3f ",
+                          static_cast<double>(value.value()));
+  for (const auto& set : vesk::kernels::usableRowKernels()) {
+    const char* const end = set.fixed(got, row[0].bytes);
+    if (std::string_view(expected, static_cast<std::size_t>(size)) ==
+        std::string_view(got, static_cast<std::size_t>(end - got)))
+      continue;
+    ++differences;
+    std::printf("%a and so on, %s: %.*s instead of %s\n",
+                static_cast<double>(row[0].value()),
+                set.name,
+                static_cast<int>(end - got),
+                got,
+                expected);
+  }
+}
+
 /// Every kThreads-th of the floats from `first` on.
 void checkFrom(std::uint32_t first, std::uint32_t negativeStep) {
+  vesk::f32 row[8];
   for (std::uint64_t bits = first; bits < kSign; bits += kThreads) {
     const auto positive = static_cast<std::uint32_t>(bits);
+    const std::uint64_t count = bits / kThreads;
+    row[count % 8] =
+        vesk::f32::of(std::bit_cast<float>(count % 3 == 0 ? positive | kSign : positive));
+    if (count % 8 == 7) checkRow(row);
     check<"% -13.3f ">(positive);
     check<"%f">(positive);
-    if (bits / kThreads % negativeStep != 0) continue;
+    if (count % negativeStep != 0) continue;
     check<"% -13.3f ">(positive | kSign);
     check<"%f">(positive | kSign);
   }

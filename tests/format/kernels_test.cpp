@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <bit>
 #include <cmath>
 #include <cstddef>
@@ -20,17 +19,6 @@
 
 namespace vesk::test {
 namespace {
-
-/// Fails unless `write(out)` writes `expected` and overwrites no more than `slack` bytes behind it.
-template <class Write>
-void expectWritten(std::string_view expected, const Write& write,
-                   std::size_t slack = kernels::kSlack) {
-  static Guarded guarded;
-  const std::string_view got = guarded.withSlack(slack, write);
-  if (got != expected || !guarded.intact())
-    ADD_FAILURE() << "  wrote    " << got << "\n  expected " << expected
-                  << (guarded.intact() ? "" : "\n  and overwrote more than its slack");
-}
 
 // ------------------------------------------------------------------------------------ hexadecimal
 
@@ -198,52 +186,6 @@ TEST(DecimalColumn, PrintsAsTheCLibrary) {
   const std::uint32_t step = stride(30011, 300007);
   for (std::uint64_t bits = 0; bits <= 0xFFFFFFFF; bits += step) {
     checkColumn(static_cast<std::uint32_t>(bits));
-    if (failedOftenEnough()) return;
-  }
-}
-
-// ---------------------------------------------------------------------------------- rows of eight
-
-using Row = std::array<std::uint32_t, 8>;
-
-void checkRow(const Row& row) {
-  static Printed printed;
-  std::string hexadecimal;
-  std::string decimal;
-  unsigned char bytes[32];
-  for (std::size_t i = 0; i < row.size(); ++i) {
-    hexadecimal += printed("%08x ", row[i]);
-    decimal += printed("%14d ", static_cast<std::int32_t>(row[i]));
-    for (std::size_t byte = 0; byte < 4; ++byte)
-      bytes[4 * i + byte] = static_cast<unsigned char>(row[i] >> 8 * byte);
-  }
-  expectWritten(
-      hexadecimal, [&](char* out) { return kernels::hexRow(out, bytes); }, 0);
-  expectWritten(
-      decimal, [&](char* out) { return kernels::decimalRow(out, bytes); }, 1);
-}
-
-TEST(Rows, PrintEachValueAtEachPlaceAsTheCLibrary) {
-  // A value among eight that differ from it in sign and in number of digits.
-  const Row others = {0, 0xFFFFFFFF, 7, 0xFFFFFF00, 123456, 0x80000000, 0x7FFFFFFF, 99999999};
-  for (const std::uint32_t value : boundaryIntegers<std::uint32_t>(20))
-    for (std::size_t place = 0; place < others.size(); ++place) {
-      Row row = others;
-      row[place] = value;
-      checkRow(row);
-    }
-}
-
-TEST(Rows, PrintRowsOfOneSizeAsTheCLibrary) {
-  auto bits = generator();
-  for (int i = 0; i < (kSlowBuild ? 20000 : 200000); ++i) {
-    Row row;
-    const auto shift = static_cast<int>(bits() % 32);
-    for (std::uint32_t& value : row) {
-      value = static_cast<std::uint32_t>(bits()) >> shift;
-      if (bits() % 2 == 0) value = 0 - value;
-    }
-    checkRow(row);
     if (failedOftenEnough()) return;
   }
 }

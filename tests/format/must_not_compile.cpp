@@ -96,9 +96,9 @@ void cases(char* out, LineList& lines, const u64& wide, const u32& narrow, int& 
 #endif
 
 #ifdef LINE_OF_WRONG_TYPE  // a conversion does not take its argument
-  lines.add<"%40s: %i">("BLOB", wide);
+  lines.add(line<"%40s: %i">("BLOB", wide));
 #else
-  lines.add<"%40s: %lli">("BLOB", wide);
+  lines.add(line<"%40s: %lli">("BLOB", wide));
 #endif
 
   // Conversions that are not ours.
@@ -306,9 +306,9 @@ void cases(char* out, LineList& lines, const u64& wide, const u32& narrow, int& 
   // Layouts with padding.
 
 #ifdef LAYOUT_WITH_ALIGNMENT  // alignof(Record) == 1
-  (void)load<std::uint32_t>(out);
+  (void)view<std::uint32_t>(out);
 #else
-  (void)load<u32>(out);
+  (void)view<u32>(out);
 #endif
 
   (void)count;

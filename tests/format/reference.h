@@ -80,7 +80,7 @@ class Guarded {
   /// As above, for what may touch `slack` bytes behind what it writes, whatever that is.
   template <class Write>
   std::string_view withSlack(std::size_t slack, const Write& write) {
-    constexpr std::size_t most = 256;
+    constexpr std::size_t most = 512;
     char* const begin = _bytes + kMargin;
     std::memset(begin, kGuard, most + 2 * kMargin);
     const char* const end = write(begin);
@@ -103,5 +103,15 @@ class Guarded {
   char _bytes[4096];
   bool _intact = true;
 };
+
+/// Fails unless `write(out)` writes `expected` and overwrites no more than the slack behind it.
+template <class Write>
+void expectWritten(std::string_view expected, const Write& write) {
+  static Guarded guarded;
+  const std::string_view got = guarded.withSlack(kernels::kSlack, write);
+  if (got != expected || !guarded.intact())
+    ADD_FAILURE() << "  wrote    " << got << "\n  expected " << expected
+                  << (guarded.intact() ? "" : "\n  and overwrote more than its slack");
+}
 
 }  // namespace vesk::test

@@ -39,7 +39,7 @@ TEST(LineList, IsEmptyAtFirst) {
 TEST(LineList, KeepsTheOrder) {
   LineList list(3, 80);
   list.add("Pump:");
-  list.add<"   Strokes:%u">(7u);
+  list.add(line<"   Strokes:%u">(7u));
   list.add(std::string_view("third"));
   expectLines(list, {"Pump:", "   Strokes:7", "third"});
 }
@@ -50,8 +50,8 @@ TEST(LineList, KeepsEmptyLines) {
   list.add(std::string_view());
   list.add("a");
   list.add(std::string());
-  list.add<"">();
-  list.add<"%s">("");
+  list.add(line<"">());
+  list.add(line<"%s">(""));
   expectLines(list, {"", "", "a", "", "", ""});
 }
 
@@ -60,7 +60,7 @@ TEST(LineList, KeepsNewlinesWithinALine) {
   list.add("a\nb");
   list.add("\n");
   list.add("c\r");
-  list.add<"%s|">("d\ne");
+  list.add(line<"%s|">("d\ne"));
   expectLines(list, {"a\nb", "\n", "c\r", "d\ne|"});
 }
 
@@ -97,7 +97,7 @@ TEST(LineList, GrowsByTheBytes) {
     const std::string line(size, 'y');
     LineList list(1, size + 1);
     list.add(line);
-    list.add<"%s">(line);
+    list.add(vesk::line<"%s">(line));
     list.add(line);
     expectLines(list, {line, line, line});
   }
@@ -117,14 +117,14 @@ TEST(LineList, HoldsALongLine) {
   LineList list;
   list.add("first");
   list.add(line);
-  list.add<"%s">(line);
+  list.add(vesk::line<"%s">(line));
   expectLines(list, {"first", line, line});
 }
 
 TEST(LineList, HoldsManyLines) {
   constexpr std::uint32_t kLines = 100000;
   LineList list;
-  for (std::uint32_t i = 0; i < kLines; ++i) list.add<"line %u">(i);
+  for (std::uint32_t i = 0; i < kLines; ++i) list.add(line<"line %u">(i));
   ASSERT_EQ(list.size(), kLines);
   for (std::uint32_t i = 0; i < kLines; ++i) ASSERT_EQ(list[i], "line " + std::to_string(i));
   EXPECT_EQ(list.text().size(), 100000 * 6 + 10 + 90 * 2 + 900 * 3 + 9000 * 4 + 90000 * 5);
@@ -164,8 +164,8 @@ TEST(LineList, AddsALineForEachElement) {
   for (const std::size_t hint : {0u, 1u, 10u}) {
     LineList list(hint, 30 * hint);
     list.add("before");
-    list.addEach<"%s: %u">(labels, counters);
-    list.addEach<"0x%08x">(counters);
+    list.add(each<"%s: %u">(labels, counters));
+    list.add(each<"0x%08x">(counters));
     list.add("behind");
     expectLines(list,
                 {"before",

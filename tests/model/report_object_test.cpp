@@ -99,7 +99,7 @@ TEST(Dictionary, HoldsArraysAlignedAndContiguous) {
   };
   std::array<char, sizeof(Record)> bytes;
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i + 0xF0);
-  auto record = load<Record>(bytes.data());
+  auto record = view<Record>(bytes.data());
   const ReportObject object = dictionary("id"_key = record.id,
                                          "shorts"_key = record.shorts,
                                          "bytes"_key = record.bytes,
