@@ -127,17 +127,15 @@ class LineList {
     reallocate(lines, characters + kernels::kSlack);
   }
 
-  LineList(LineList&& other) noexcept { swap(other); }
-  LineList& operator=(LineList&& other) noexcept {
-    swap(other);
-    return *this;
-  }
-  LineList(const LineList& other) : LineList(other._lines, other._size) {
+  LineList(LineList&&) noexcept = default;
+  LineList& operator=(LineList&&) noexcept = default;
+  LineList(const LineList& other) {
     if (other._block == nullptr) return;
-    std::memcpy(_block.get(), other._block.get(), other._lines * sizeof(End));
-    std::memcpy(characters(), other.characters(), other._size);
-    _lines = other._lines;
-    _size = other._size;
+    reallocate(other.size(), other._block->size + kernels::kSlack);
+    _block->lines = other._block->lines;
+    _block->size = other._block->size;
+    std::memcpy(ends(), other.ends(), _block->lines * sizeof(End));
+    std::memcpy(characters(), other.characters(), _block->size);
   }
   LineList& operator=(const LineList& other) {
     *this = LineList(other);
@@ -146,18 +144,21 @@ class LineList {
   ~LineList() = default;
 
   /// Number of lines.
-  std::size_t size() const { return _lines; }
-  bool empty() const { return _lines == 0; }
+  std::size_t size() const { return _block != nullptr ? _block->lines : 0; }
+  bool empty() const { return size() == 0; }
 
   /// A line, without its end. Valid until the list changes. Throws std::out_of_range past the end.
   std::string_view operator[](std::size_t index) const {
-    if (index >= _lines) throw std::out_of_range("LineList: index past the end");
+    if (index >= size()) throw std::out_of_range("LineList: index past the end");
     const std::size_t begin = index == 0 ? 0 : ends()[index - 1];
     return {characters() + begin, ends()[index] - begin - 1};
   }
 
   /// All lines, each followed by a newline. Valid until the list changes.
-  std::string_view text() const { return {characters(), _size}; }
+  std::string_view text() const {
+    if (_block == nullptr) return {};
+    return {characters(), _block->size};
+  }
 
   /// Appends a line as it stands.
   void add(std::string_view line) {
@@ -197,87 +198,88 @@ class LineList {
   template <class Write>
   void addBlock(std::size_t count, std::size_t size, const Write& write) {
     reserve(count, count * (size + 1) + kernels::kSlack);
-    write(characters() + _size);
-    End* const end = ends() + _lines;
-    for (std::size_t i = 0; i < count; ++i) end[i] = static_cast<End>(_size + (i + 1) * (size + 1));
-    _lines += count;
-    _size += count * (size + 1);
+    write(characters() + _block->size);
+    End* const end = ends() + _block->lines;
+    std::size_t at = _block->size;
+    for (std::size_t i = 0; i < count; ++i) end[i] = static_cast<End>(at += size + 1);
+    _block->lines += count;
+    _block->size = at;
   }
 
   /// For what writes a line itself: room for `size` characters of the next line and, behind them,
   /// for the slack of the kernels. Valid until the list changes. endLine() then makes them a line.
   char* lineRoom(std::size_t size) {
     reserve(1, size + kernels::kSlack);  // the newline has its place within the slack
-    return characters() + _size;
+    return characters() + _block->size;
   }
 
   /// Ends the line that was written into lineRoom() before `end`.
   void endLine(char* end) {
     *end++ = '\n';
-    _size = static_cast<std::size_t>(end - characters());
-    ends()[_lines++] = static_cast<End>(_size);
+    _block->size = static_cast<std::size_t>(end - characters());
+    ends()[_block->lines++] = static_cast<End>(_block->size);
   }
 
  private:
   using End = std::uint32_t;
 
-  LineCursor cursor() { return {characters() + _size, ends() + _lines, characters()}; }
+  /// The block's head. Behind it stand the ends of `lineCapacity` lines, and `capacity` characters.
+  /// A list is a pointer to it, so that handing a result on moves nothing else.
+  struct Block {
+    std::size_t lineCapacity;
+    std::size_t lines;
+    std::size_t capacity;
+    std::size_t size;
+  };
+
+  struct Delete {
+    void operator()(Block* block) const { ::operator delete(block); }
+  };
+
+  End* ends() const { return reinterpret_cast<End*>(_block.get() + 1); }
+  char* characters() const { return reinterpret_cast<char*>(ends() + _block->lineCapacity); }
+
+  LineCursor cursor() {
+    return {characters() + _block->size, ends() + _block->lines, characters()};
+  }
 
   /// Behind what was written with a cursor.
   void moveTo(const LineCursor& cursor) {
-    _lines = static_cast<std::size_t>(cursor.end - ends());
-    _size = static_cast<std::size_t>(cursor.out - cursor.begin);
+    _block->lines = static_cast<std::size_t>(cursor.end - ends());
+    _block->size = static_cast<std::size_t>(cursor.out - cursor.begin);
   }
-
-  struct Delete {
-    void operator()(char* block) const { ::operator delete(block); }
-  };
-
-  End* ends() { return reinterpret_cast<End*>(_block.get()); }
-  const End* ends() const { return reinterpret_cast<const End*>(_block.get()); }
-  char* characters() { return _block.get() + _lineCapacity * sizeof(End); }
-  const char* characters() const { return _block.get() + _lineCapacity * sizeof(End); }
 
   /// Makes room for `lines` more lines, and `size` more characters.
   void reserve(std::size_t lines, std::size_t size) {
-    if (_lineCapacity - _lines < lines || _capacity - _size < size) grow(lines, size);
+    if (_block == nullptr || _block->lineCapacity - _block->lines < lines ||
+        _block->capacity - _block->size < size)
+      grow(lines, size);
   }
 
   __attribute__((noinline, cold)) void grow(std::size_t more, std::size_t size) {
+    const Block now = _block != nullptr ? *_block : Block{};
     const std::size_t lines =
-        _lineCapacity - _lines >= more ? _lineCapacity : 2 * _lineCapacity + 4 + more;
-    const std::size_t needed = _size + size;
-    reallocate(lines, needed <= _capacity ? _capacity : needed + needed / 2);
+        now.lineCapacity - now.lines >= more ? now.lineCapacity : 2 * now.lineCapacity + 4 + more;
+    const std::size_t needed = now.size + size;
+    reallocate(lines, needed <= now.capacity ? now.capacity : needed + needed / 2);
   }
 
+  /// Moves the lines to a block of this size.
   void reallocate(std::size_t lines, std::size_t capacity) {
     if (capacity > std::numeric_limits<End>::max())
       throw std::length_error("LineList: more than 4 GiB of text");
-    std::unique_ptr<char, Delete> block(
-        static_cast<char*>(::operator new(lines * sizeof(End) + capacity)));
-    if (_lines != 0) {
-      std::memcpy(block.get(), _block.get(), _lines * sizeof(End));
-      std::memcpy(block.get() + lines * sizeof(End), characters(), _size);
-    }
-    _block = std::move(block);
-    _lineCapacity = lines;
-    _capacity = capacity;
+    void* const memory = ::operator new(sizeof(Block) + lines * sizeof(End) + capacity);
+    const auto old = std::exchange(
+        _block, std::unique_ptr<Block, Delete>(new (memory) Block{lines, 0, capacity, 0}));
+    if (old == nullptr) return;
+    _block->lines = old->lines;
+    _block->size = old->size;
+    const auto* const oldEnds = reinterpret_cast<const End*>(old.get() + 1);
+    std::memcpy(ends(), oldEnds, old->lines * sizeof(End));
+    std::memcpy(characters(), oldEnds + old->lineCapacity, old->size);
   }
 
-  void swap(LineList& other) noexcept {
-    std::swap(_block, other._block);
-    std::swap(_lineCapacity, other._lineCapacity);
-    std::swap(_lines, other._lines);
-    std::swap(_capacity, other._capacity);
-    std::swap(_size, other._size);
-  }
-
-  std::unique_ptr<char, Delete>
-      _block;  // the ends of _lineCapacity lines, then _capacity characters
-  std::size_t _lineCapacity = 0;
-  std::size_t _lines = 0;
-  std::size_t _capacity = 0;
-  std::size_t _size = 0;
+  std::unique_ptr<Block, Delete> _block;  // null: no line yet
 };
 
 }  // namespace vesk

@@ -178,12 +178,17 @@ inline constexpr Fills kFills = makeFills();
 
 /// "%14d", "%12u" and their like: a number of 32 bits, right-aligned in a `width` of 11 to 14. Ten
 /// digits stand right-aligned in fourteen bytes, of which the last `width` count; the fill for
-/// their number and sign is added to them, so that no branch depends on the value.
+/// their number and sign is added to them, so that no branch depends on how many they are.
 inline char* decimalColumn(char* out, std::uint32_t magnitude, bool negative, int width) {
-  const std::uint32_t head = magnitude / 100000000;  // 0 to 42
-  const std::uint64_t tail = eightDigits(magnitude % 100000000);
-  const std::uint64_t tens = head / 10;
-  const std::uint64_t front = tens | (head - tens * 10) << 8;  // the first two digits
+  std::uint64_t front = 0;  // the first two digits
+  std::uint32_t rest = magnitude;
+  if (magnitude >= 100000000) {
+    const std::uint32_t head = magnitude / 100000000;  // 1 to 42
+    const std::uint64_t tens = head / 10;
+    front = tens | (head - tens * 10) << 8;
+    rest = magnitude % 100000000;
+  }
+  const std::uint64_t tail = eightDigits(rest);
   // Ten digits from byte 4 on: the front two, then the eight of the tail.
   const std::uint64_t low = front << 32 | tail << 48;
   const std::uint64_t high = tail >> 16;

@@ -24,11 +24,18 @@ static_assert(offsetof(ScanDataReport, status) == 393);
 
 unsigned char brownout(const ScanDataReport& r) { return r.status & 1; }
 
+constexpr format::Text<16> kDScan("D-SCAN");
+constexpr format::Text<16> kPScan("P-SCAN");
+constexpr format::Text<16> kYes("YES");
+constexpr format::Text<16> kNo("NO");
+
 /// The scan's name comes from the ID that the host passed, not from the report's first byte.
-const char* scanName(std::uint32_t reportID) { return reportID == 0xE4 ? "D-SCAN" : "P-SCAN"; }
+const format::Text<16>& scanName(std::uint32_t reportID) {
+  return reportID == 0xE4 ? kDScan : kPScan;
+}
 
 LineList lines(const HIDReportVeskPlugin& plugin, const ScanDataReport& r) {
-  const char* const scan = scanName(plugin.report_id());
+  const format::Text<16>& scan = scanName(plugin.report_id());
   const char* const format = plugin.displayDecimal() ? "%14d " : "%08x ";
   LineList out(22, plugin.displayDecimal() ? 2048 : 1400);
   out.add(line<"Open/Short Test %s Data:">(scan),
@@ -36,7 +43,7 @@ LineList lines(const HIDReportVeskPlugin& plugin, const ScanDataReport& r) {
           line<"                       40       32       24       16        8        0">(),
           line<"ADC Saturation  %s">(MarkRow{r.saturation}),
           line<"">(),
-          line<"Brownout: %s">(brownout(r) != 0 ? "YES" : "NO"),
+          line<"Brownout: %s">(brownout(r) != 0 ? kYes : kNo),
           line<"">(),
           line<"[%s I]">(scan));
   plugin.addArrayUint32(out, r.i, 48, format);
