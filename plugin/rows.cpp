@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "plugin/format.h"
 #include "plugin/kernels.h"
@@ -288,33 +289,47 @@ VESK_AVX2_PART Digits digitsOf(__m256i values) {
   return {_mm256_unpacklo_epi16(first, second), _mm256_unpackhi_epi16(first, second)};
 }
 
-/// decimalFour() for eight values.
-VESK_AVX2_PART char* decimalEight(char* out, const unsigned char* bytes) {
-  const __m256i values = loadEight(bytes);
-  const __m256i signs = _mm256_srai_epi32(values, 31);
-  const __m256i magnitudes = _mm256_abs_epi32(values);
+/// Eight whole numbers: their ten digits as bytes 0 to 9 from byte 4 of a column on, and how many
+/// of them count. Column i is that of values i and 4 + i.
+struct Columns {
+  __m256i columns[4];
+  __m256i digits;
+};
 
-  __m256i fills = _mm256_set1_epi32(1);
-  for (const int power : {9, 99, 999, 9999, 99999, 999999, 9999999, 99999999, 999999999})
-    fills = _mm256_sub_epi32(fills, _mm256_cmpgt_epi32(magnitudes, _mm256_set1_epi32(power)));
-  const __m256i smallest = _mm256_srai_epi32(magnitudes, 31);
-  fills = _mm256_add_epi32(fills, _mm256_and_si256(smallest, _mm256_set1_epi32(9)));
-  fills = _mm256_add_epi32(fills, _mm256_and_si256(signs, _mm256_set1_epi32(11)));
-  alignas(32) std::uint32_t fill[8];
-  _mm256_store_si256(reinterpret_cast<__m256i*>(fill), fills);
+/// One, and one more for each of these powers of ten that a value has reached. A comparison gives 0
+/// or -1; it is one of unsigned numbers by asking which is the larger.
+template <int... power>
+VESK_AVX2_PART __m256i countDigits(__m256i values) {
+  __m256i digits = _mm256_set1_epi32(1);
+  ((digits = _mm256_sub_epi32(
+        digits, _mm256_cmpeq_epi32(_mm256_max_epu32(values, _mm256_set1_epi32(power)), values))),
+   ...);
+  return digits;
+}
 
-  __m256i tails = magnitudes;
+/// The column of value i.
+template <std::size_t i>
+VESK_AVX2_PART __m128i columnOf(const Columns& made) {
+  if constexpr (i < 4)
+    return _mm256_castsi256_si128(made.columns[i]);
+  else
+    return _mm256_extracti128_si256(made.columns[i - 4], 1);
+}
+
+VESK_AVX2_PART Columns columnsOf(__m256i values) {
+  Columns made;
+  made.digits =
+      countDigits<10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000>(values);
+  // Two digits in front of the last eight.
+  __m256i tails = values;
   __m256i fronts = _mm256_setzero_si256();
-  const __m256i large =
-      _mm256_or_si256(_mm256_cmpgt_epi32(magnitudes, _mm256_set1_epi32(99999999)), smallest);
+  const __m256i large = _mm256_cmpgt_epi32(made.digits, _mm256_set1_epi32(8));
   if (_mm256_movemask_epi8(large) != 0) {
-    const __m256i heads = divideEight<57>(magnitudes, 1441151881);
-    tails = _mm256_sub_epi32(magnitudes, _mm256_mullo_epi32(heads, _mm256_set1_epi32(100000000)));
+    const __m256i heads = divideEight<57>(values, 1441151881);
+    tails = _mm256_sub_epi32(values, _mm256_mullo_epi32(heads, _mm256_set1_epi32(100000000)));
     fronts = twoDigitLanes(heads);
   }
   const Digits digits = digitsOf(tails);
-
-  // Ten digits from byte 4 of each column on: low and high halves of two columns at a time.
   const __m256i zero = _mm256_setzero_si256();
   const __m256i evenLow =
       _mm256_or_si256(_mm256_unpacklo_epi32(zero, fronts), _mm256_slli_epi64(digits.even, 48));
@@ -322,19 +337,34 @@ VESK_AVX2_PART char* decimalEight(char* out, const unsigned char* bytes) {
   const __m256i oddLow =
       _mm256_or_si256(_mm256_unpackhi_epi32(zero, fronts), _mm256_slli_epi64(digits.odd, 48));
   const __m256i oddHigh = _mm256_srli_epi64(digits.odd, 16);
-  const __m256i columns[] = {_mm256_unpacklo_epi64(evenLow, evenHigh),
-                             _mm256_unpackhi_epi64(evenLow, evenHigh),
-                             _mm256_unpacklo_epi64(oddLow, oddHigh),
-                             _mm256_unpackhi_epi64(oddLow, oddHigh)};
-  for (int i = 0; i < 4; ++i) {
-    const auto* const near = reinterpret_cast<const __m128i*>(detail::kFills.bytes[fill[i]]);
-    const auto* const far = reinterpret_cast<const __m128i*>(detail::kFills.bytes[fill[4 + i]]);
-    // The byte behind a column is a blank, whichever of its neighbours writes it.
-    storeSixteen(out + 15 * i,
-                 _mm_add_epi8(_mm256_castsi256_si128(columns[i]), _mm_load_si128(near)));
-    storeSixteen(out + 15 * (4 + i),
-                 _mm_add_epi8(_mm256_extracti128_si256(columns[i], 1), _mm_load_si128(far)));
-  }
+  made.columns[0] = _mm256_unpacklo_epi64(evenLow, evenHigh);
+  made.columns[1] = _mm256_unpackhi_epi64(evenLow, evenHigh);
+  made.columns[2] = _mm256_unpacklo_epi64(oddLow, oddHigh);
+  made.columns[3] = _mm256_unpackhi_epi64(oddLow, oddHigh);
+  return made;
+}
+
+VESK_AVX2_PART __m128i loadSixteen(const void* bytes) {
+  return _mm_load_si128(static_cast<const __m128i*>(bytes));
+}
+
+// The byte behind a column is a blank, whichever of its neighbours writes it.
+template <std::size_t... i>
+VESK_AVX2_PART void writeColumns(char* out, const Columns& made, const std::uint32_t* kinds,
+                                 std::index_sequence<i...>) {
+  (storeSixteen(out + 15 * i,
+                _mm_add_epi8(columnOf<i>(made), loadSixteen(detail::kFills.bytes[kinds[i]]))),
+   ...);
+}
+
+VESK_AVX2_PART char* decimalEight(char* out, const unsigned char* bytes) {
+  const __m256i values = loadEight(bytes);
+  const Columns made = columnsOf(_mm256_abs_epi32(values));
+  // The number of digits, plus 11 for a negative value.
+  const __m256i negative = _mm256_and_si256(_mm256_srai_epi32(values, 31), _mm256_set1_epi32(11));
+  alignas(32) std::uint32_t kinds[8];
+  _mm256_store_si256(reinterpret_cast<__m256i*>(kinds), _mm256_add_epi32(made.digits, negative));
+  writeColumns(out, made, kinds, std::make_index_sequence<8>{});
   return out + 15 * 8;
 }
 
@@ -449,13 +479,10 @@ VESK_AVX2 char* fixedRowAvx2(char* out, const unsigned char* bytes) {
       out = large ? largeFixed(out, value) : fixedOne(out, value);
       continue;
     }
-    const auto* const place =
-        reinterpret_cast<const __m128i*>(kFixedColumns.places[i % 2][skip[i]]);
-    const auto* const fill = reinterpret_cast<const __m128i*>(
-        kFixedColumns.fills[skip[i] + ((signs >> i & 1) != 0 ? 5 : 0)]);
-    storeSixteen(
-        out,
-        _mm_add_epi8(_mm_shuffle_epi8(pairs[i / 2], _mm_load_si128(place)), _mm_load_si128(fill)));
+    const __m128i place = loadSixteen(kFixedColumns.places[i % 2][skip[i]]);
+    const __m128i fill =
+        loadSixteen(kFixedColumns.fills[skip[i] + ((signs >> i & 1) != 0 ? 5 : 0)]);
+    storeSixteen(out, _mm_add_epi8(_mm_shuffle_epi8(pairs[i / 2], place), fill));
     out += 14;
   }
   return out;
