@@ -92,6 +92,17 @@ def format_seeds():
         yield f"number-{i}", struct.pack("<Q", number) + short(b"") + forms[i % len(forms)]
 
 
+def rows_seeds():
+    yield "whole", struct.pack("<16I", 0, 1, 9, 10, 99, 9999, 10000, 99999999, 100000000, 999999999,
+                               10**9, 2**31 - 1, 2**31, 2**31 + 1, 2**32 - 10, 2**32 - 1)
+    yield "real", struct.pack("<16f", 0.0, -0.0, 0.0005, -0.0625, 1.5, 9.9995, -999.9995, 12345.678,
+                              99998.99, 99999.0, -100000.0, 2.0**31, -4.2e9, 3.4e38, float("inf"),
+                              float("nan"))
+    for name, _, report in golden_reports():
+        if report[0] in (0x76, 0xA2, 0xE4):
+            yield name, report[1:257]
+
+
 def json_report(report):
     """A report from line 7, at 12.345678 s, of no given type."""
     return bytes([REPORT, 1 + 4, 7, 4]) + struct.pack("<I", 12345678) + b"\3" + long(report)
@@ -143,7 +154,8 @@ def input_seeds(form):
 
 def main():
     folder = Path(sys.argv[1])
-    makers = {"plugin": plugin_seeds, "format": format_seeds, "json": json_seeds}
+    makers = {"plugin": plugin_seeds, "format": format_seeds, "rows": rows_seeds,
+              "json": json_seeds}
     for form in ("hex", "dump", "binary", "recording", "usb"):
         makers[form] = lambda form=form: input_seeds(form)
     for target, seeds in makers.items():

@@ -23,10 +23,11 @@ namespace vesk::test {
 #define VESK_HAS_FEATURE(feature) 0
 #endif
 
-/// Whether this build is several times slower than a release: the sweeps then take larger steps.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__) || \
-    VESK_HAS_FEATURE(address_sanitizer) || VESK_HAS_FEATURE(thread_sanitizer) ||               \
-    VESK_HAS_FEATURE(undefined_behavior_sanitizer)
+/// Whether this build is several times slower than a release, or runs on an emulated machine
+/// (VESK_SLOW_MACHINE): the sweeps then take larger steps.
+#if defined(VESK_SLOW_MACHINE) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
+    !defined(__OPTIMIZE__) || VESK_HAS_FEATURE(address_sanitizer) ||                               \
+    VESK_HAS_FEATURE(thread_sanitizer) || VESK_HAS_FEATURE(undefined_behavior_sanitizer)
 inline constexpr bool kSlowBuild = true;
 #else
 inline constexpr bool kSlowBuild = false;

@@ -7,7 +7,11 @@ import unittest
 
 from support import (
     ALL_DECODED,
+    CANNOT_READ_OR_WRITE,
     FORMS,
+    NO_PLUGIN,
+    SAMPLES,
+    SANITIZED,
     SOME_REFUSED,
     STATE,
     STATE_LINES,
@@ -180,6 +184,33 @@ class Hostile(HostTest):
         for form in ("ndjson", "hid", "csv"):
             run = self.run_limited(capture, "-o", form)
             self.expect(run, ALL_DECODED, err="")
+
+    @unittest.skipIf(SANITIZED, "a sanitizer reserves terabytes of addresses")
+    def test_little_memory(self):
+        """From too little to be loaded to just enough: nothing crashes, and what is written is whole
+        records in their order."""
+        content = (SAMPLES / "tour.hex").read_bytes()
+        for options in (["--jobs", "1"], ["--jobs", "2"]):
+            whole = Run("-o", "ndjson", *options, stdin=content).out.splitlines(keepends=True)
+            statuses = set()
+            for kilobytes in range(6400, 20_000, 100):
+                with self.subTest(options=options, kilobytes=kilobytes):
+                    run = Run("-o", "ndjson", *options, stdin=content, limit=kilobytes << 10)
+                    statuses.add(run.status)
+                    if "error while loading shared libraries" in run.err:
+                        continue  # it did not begin
+                    written = run.out.splitlines(keepends=True)
+                    if run.status == SOME_REFUSED:
+                        self.assertIn("out of memory", run.err)
+                        self.assertEqual(len(written), len(whole))
+                        continue
+                    self.assertIn(run.status, (ALL_DECODED, CANNOT_READ_OR_WRITE, NO_PLUGIN), run.err)
+                    self.assertEqual(written, whole[: len(written)])
+                    if run.status == ALL_DECODED:
+                        self.assertEqual((len(written), run.err), (len(whole), ""))
+                    else:
+                        self.assertRegex(run.err, "out of memory|cannot|failed to map")
+            self.assertLessEqual({ALL_DECODED, CANNOT_READ_OR_WRITE}, statuses)
 
 
 if __name__ == "__main__":

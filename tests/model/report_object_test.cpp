@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -11,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -123,7 +125,10 @@ TEST(Dictionary, HoldsArraysAlignedAndContiguous) {
       for (std::size_t k = sizeof(T); k-- > 0;)
         bits = bits << 8 | ((offset + i * sizeof(T) + k + 0xF0) & 0xFF);
       T expected;
-      std::memcpy(&expected, &bits, sizeof expected);
+      if constexpr (std::is_floating_point_v<T>)
+        expected = std::bit_cast<T>(static_cast<std::uint32_t>(bits));
+      else
+        expected = static_cast<T>(bits);
       EXPECT_EQ(values[i], expected) << key << i;
       EXPECT_EQ(span[i].template as<T>(), expected) << key << i;
     }
