@@ -45,7 +45,7 @@ class ReportTable {
   /// The name under `id`, valid until the table changes; null if there is none.
   const std::string* find(Number id) const {
     if (!id.isReal() && id.bits() < _rowOf.size()) {
-      const std::size_t row = std::size_t{_rowOf[id.bits()]} - 1;
+      const std::size_t row = std::size_t{_rowOf[static_cast<std::size_t>(id.bits())]} - 1;
       return row < _rows.size() ? &_rows[row].second : nullptr;
     }
     const auto row = std::ranges::find(_rows, id, &Row::first);

@@ -223,7 +223,12 @@ concept String = ConstantText<T> || Writer<T> || std::convertible_to<const T&, s
 /// Whether a conversion takes an argument of type T.
 template <class T>
 constexpr bool takes(const Conversion& c) {
-  if (c.letter == 's') return Writer<T> ? c.width == 0 && c.precision < 0 : String<T>;
+  if (c.letter == 's') {
+    if constexpr (Writer<T>)
+      return c.width == 0 && c.precision < 0;
+    else
+      return String<T>;
+  }
   if (c.letter == 'f') return std::is_same_v<T, float> || std::is_same_v<T, double>;
   return std::is_integral_v<T> && (c.longLong ? sizeof(T) == 8 : sizeof(T) <= 4);
 }
@@ -296,10 +301,9 @@ VESK_ALWAYS_INLINE char* fill(char* out, char character, std::size_t count) {
 VESK_ALWAYS_INLINE char* pad(char* out, const Conversion& c, const char* body, std::size_t size) {
   const auto width = static_cast<std::size_t>(c.width);
   const std::size_t blanks = size < width ? width - size : 0;
-  if (!c.left) out = fill(out, ' ', blanks);
-  out = copy(out, body, size);
-  if (c.left) out = fill(out, ' ', blanks);
-  return out;
+  fill(out, ' ', width);
+  copy(c.left ? out : out + blanks, body, size);
+  return out + size + blanks;
 }
 
 /// The sign that a signed number shows; 0 for none.

@@ -254,11 +254,12 @@ inline char* wholeDigits(char* out, float value) {
   std::uint32_t limbs[5];
   splitWhole(value, limbs);
   char characters[40 + kSlack] = {};
-  int leading = 40;
-  for (int i = 4; i >= 0; --i) {
+  std::size_t leading = 40;
+  for (std::size_t i = 5; i-- > 0;) {
     const std::uint64_t digits = eightDigits(limbs[i]);
     storeLittle(characters + 8 * i, digits | kZeros);
-    leading = digits != 0 ? 8 * i + std::countr_zero(digits) / 8 : leading;
+    const auto zeros = static_cast<std::size_t>(std::countr_zero(digits)) / 8;
+    leading = digits != 0 ? 8 * i + zeros : leading;
   }
   std::memcpy(out, characters + leading, 40);  // ten digits at least count
   return out + 40 - leading;

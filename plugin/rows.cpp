@@ -365,7 +365,7 @@ VESK_AVX2_PART char* decimalEight(char* out, const unsigned char* bytes) {
   alignas(32) std::uint32_t kinds[8];
   _mm256_store_si256(reinterpret_cast<__m256i*>(kinds), _mm256_add_epi32(made.digits, negative));
   writeColumns(out, made, kinds, std::make_index_sequence<8>{});
-  return out + 15 * 8;
+  return out + kDecimalRow - 1;
 }
 
 VESK_AVX2 char* decimalRowsAvx2(char* out, const unsigned char* bytes, std::size_t rows) {
@@ -436,7 +436,7 @@ VESK_AVX2_PART char* largeFixed(char* out, float value) {
   *out = std::signbit(value) ? '-' : ' ';
   std::memcpy(out + 1, characters + leading, 40);
   out += 41 - leading;
-  std::memcpy(out, ".000 ", 5);
+  storeLittle(out, loadLittle(".000    "));
   return out + 5;
 }
 
@@ -471,7 +471,7 @@ VESK_AVX2 char* fixedRowAvx2(char* out, const unsigned char* bytes) {
                            _mm256_castsi256_si128(digits.odd),
                            _mm256_extracti128_si256(digits.even, 1),
                            _mm256_extracti128_si256(digits.odd, 1)};
-  for (unsigned i = 0; i < 8; ++i) {
+  for (std::size_t i = 0; i < kPerRow; ++i) {
     if ((small >> i & 1) == 0) {
       f32 value;
       std::memcpy(&value, bytes + 4 * i, sizeof value);

@@ -18,7 +18,7 @@ struct MarkRow {
   char* write(char* out) const {
     for (int shift = 40; shift >= 0; shift -= 8) {
       *out = ' ';
-      std::memcpy(out + 1, kGroups[mask >> shift & 0xFF].marks, 8);
+      std::memcpy(out + 1, kGroups[mask >> shift & 0xFF].marks, sizeof(Group));
       out += 9;
     }
     return out;
