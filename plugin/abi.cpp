@@ -197,25 +197,23 @@ vesk_status resultVisit(const vesk_result* result, const vesk_visitor* visitor) 
 
 // -------------------------------------------------------------------------------------- tables
 
-std::size_t rows(const std::shared_ptr<const vesk::ReportTable>& table) {
-  return table ? table->size() : 0;
-}
+// Those of a new instance: nothing in this interface replaces a table.
 
 std::size_t reportCount(const vesk_plugin* plugin) noexcept {
-  return rows(plugin->plugin->reportIds()) + rows(plugin->plugin->inputReportIds());
+  return plugin->plugin->reportIds()->size() + plugin->plugin->inputReportIds()->size();
 }
 
 vesk_status reportInfo(const vesk_plugin* plugin, std::size_t index,
                        vesk_report_info* info) noexcept {
+  if (index >= reportCount(plugin)) return VESK_BAD_ARGUMENT;
   const auto features = plugin->plugin->reportIds();
   const auto inputs = plugin->plugin->inputReportIds();
-  if (index >= rows(features) + rows(inputs)) return VESK_BAD_ARGUMENT;
-  const bool feature = index < rows(features);
+  const bool feature = index < features->size();
   const auto& [id, decoder] =
       feature ? features->begin()[static_cast<std::ptrdiff_t>(index)]
-              : inputs->begin()[static_cast<std::ptrdiff_t>(index - rows(features))];
+              : inputs->begin()[static_cast<std::ptrdiff_t>(index - features->size())];
   const std::string* const display = feature ? plugin->plugin->reportIdNames()->find(id) : nullptr;
-  const vesk::DecoderInfo* const known = vesk::HIDReportVeskPlugin::decoderInfo(decoder);
+  const vesk::DecoderInfo& known = *vesk::HIDReportVeskPlugin::decoderInfo(decoder);
 
   vesk_report_info row{};
   row.size = info->size;
@@ -223,11 +221,9 @@ vesk_status reportInfo(const vesk_plugin* plugin, std::size_t index,
   row.report_type = feature ? VESK_FEATURE : VESK_INPUT;
   row.decoder = decoder.c_str();
   row.display_name = display != nullptr ? display->c_str() : nullptr;
-  if (known != nullptr) {
-    row.smallest_buffer = known->smallestBuffer;
-    row.exact_length = known->exactLength ? 1 : 0;
-    row.nul_terminated = known->nulTerminated ? 1 : 0;
-  }
+  row.smallest_buffer = known.smallestBuffer;
+  row.exact_length = known.exactLength ? 1 : 0;
+  row.nul_terminated = known.nulTerminated ? 1 : 0;
   std::memcpy(info, &row, std::min<std::size_t>(info->size, sizeof row));
   return VESK_OK;
 }

@@ -87,7 +87,7 @@ TEST(Rows, PrintEachValueAtEachPlaceAsTheCLibrary) {
 TEST(Rows, PrintRowsOfOneSizeAsTheCLibrary) {
   auto bits = generator();
   for (int i = 0; i < (kSlowBuild ? 5000 : 50000); ++i) {
-    std::vector<Row> rows(1 + bits() % 3);
+    std::vector<Row> rows(static_cast<std::size_t>(1 + bits() % 3));
     const auto shift = static_cast<int>(bits() % 32);
     for (Row& row : rows)
       for (std::uint32_t& value : row) {
