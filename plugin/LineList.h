@@ -193,8 +193,8 @@ class LineList {
     moveTo(cursor);
   }
 
-  /// Appends `count` lines of `size` characters each, which write(out) writes all at once, each with
-  /// its newline. It gives back their end.
+  /// Appends `count` lines of `size` characters each, which write(out) writes all at once, newlines
+  /// included.
   template <class Write>
   void addBlock(std::size_t count, std::size_t size, const Write& write) {
     reserve(count, count * (size + 1) + kernels::kSlack);

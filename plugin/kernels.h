@@ -232,9 +232,9 @@ constexpr Powers makePowers() {
 
 inline constexpr Powers kPowers = makePowers();
 
-/// The magnitude of a float, which is 2^31 or more, as limbs below 10^8, the highest first: its mantissa times a power of
-/// two. Only whether two parts of a limb add up to another 10^8 goes from limb to limb, and no branch
-/// depends on it.
+/// The magnitude of a float, which is 2^31 or more, as limbs below 10^8, the highest first: its
+/// mantissa times a power of two. Only whether two parts of a limb add up to another 10^8 goes from
+/// limb to limb, and no branch depends on it.
 inline void splitWhole(float value, std::uint32_t (&limbs)[5]) {
   const auto bits = std::bit_cast<std::uint32_t>(value);
   const std::uint64_t mantissa = (bits & 0x7FFFFF) | 0x800000;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -198,6 +199,18 @@ TEST(Text, JoinsTexts) {
   EXPECT_EQ(Text<32>("a", "bc", std::string_view("def")).view(), "abcdef");
   EXPECT_EQ(Text<16>("0123456789", "ABCDEF").view(), "0123456789ABCDEF");
   EXPECT_EQ(Text<16>("", "").view(), "");
+}
+
+/// Text that writes itself.
+struct Twice {
+  static constexpr std::size_t kMaximumSize = 2;
+  char letter;
+  char* write(char* out) const { return std::fill_n(out, 2, letter); }
+};
+
+TEST(CompiledFormat, TakesTextThatWritesItself) {
+  EXPECT_EQ(format::string<"<%s|%u>">(Twice{'x'}, 7u), "<xx|7>");
+  EXPECT_EQ(format::size<"<%s>">(Twice{'x'}), 4u);
 }
 
 TEST(Text, RefusesWhatDoesNotFit) {
