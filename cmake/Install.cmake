@@ -23,20 +23,25 @@ install(
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
 
 # HIDReportVeskPlugin.h with what it includes, and the C interface.
-install(
-  FILES plugin/Error.h
-        plugin/HIDReportVeskPlugin.h
-        plugin/LineList.h
-        plugin/Number.h
-        plugin/ReportObject.h
-        plugin/ReportTable.h
-        plugin/Result.h
-        plugin/format.h
-        plugin/kernels.h
-        plugin/vesk_plugin.h
-        plugin/wire.h
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vesk-report/plugin
-  COMPONENT development)
+set(headers
+    model/LineList.h
+    model/Number.h
+    model/ReportObject.h
+    model/Result.h
+    model/wire.h
+    plugin/Error.h
+    plugin/HIDReportVeskPlugin.h
+    plugin/ReportTable.h
+    plugin/vesk_plugin.h
+    text/digits.h
+    text/format.h)
+foreach(header ${headers})
+  get_filename_component(folder ${header} DIRECTORY)
+  install(
+    FILES ${header}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vesk-report/${folder}
+    COMPONENT development)
+endforeach()
 
 set(cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/VeskReport)
 install(

@@ -10,7 +10,7 @@
 #include <type_traits>
 
 #include "fuzz/Given.h"
-#include "plugin/format.h"
+#include "text/format.h"
 
 namespace vesk::fuzz {
 namespace {

@@ -6,9 +6,9 @@
 #include <string_view>
 
 #include "fuzz/Given.h"
-#include "plugin/kernels.h"
-#include "plugin/rows.h"
-#include "plugin/wire.h"
+#include "model/wire.h"
+#include "text/digits.h"
+#include "text/rows.h"
 
 namespace vesk::fuzz {
 namespace {

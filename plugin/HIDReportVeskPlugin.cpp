@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "plugin/registry.h"
-#include "plugin/utf8.h"
+#include "text/utf8.h"
 
 namespace vesk {
 

@@ -31,12 +31,12 @@
 #include <variant>
 #include <vector>
 
+#include "model/LineList.h"
+#include "model/Number.h"
+#include "model/Result.h"
+#include "model/wire.h"
 #include "plugin/Error.h"
-#include "plugin/LineList.h"
-#include "plugin/Number.h"
 #include "plugin/ReportTable.h"
-#include "plugin/Result.h"
-#include "plugin/wire.h"
 
 namespace vesk {
 

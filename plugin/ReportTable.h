@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "plugin/Number.h"
+#include "model/Number.h"
 
 namespace vesk {
 

@@ -196,9 +196,11 @@ class Baseline:
 
     def __init__(self, folder, jobs):
         self.folder = folder
-        listed = (ROOT / "plugin" / "CMakeLists.txt").read_text()
-        names = re.findall(r"^\s+([\w./]+\.cpp)", listed, re.MULTILINE)
-        self.product = [os.path.normpath(f"plugin/{name}") for name in names]
+        self.product = [
+            str(path.relative_to(ROOT))
+            for folder in ("text", "plugin", "reports")
+            for path in sorted(ROOT.glob(f"{folder}/**/*.cpp"))
+        ]
         sources = self.product + sorted({source for test in TESTS.values() for source in test})
         # What all decoders include, compiled once in front of them: no change is made in plugin/.
         self.header = folder / "all.h"

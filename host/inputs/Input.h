@@ -9,9 +9,9 @@
 #include <string_view>
 #include <variant>
 
-#include "host/Bytes.h"
 #include "host/Report.h"
 #include "host/ReportTable.h"
+#include "host/inputs/Bytes.h"
 
 namespace vesk::host {
 

@@ -13,7 +13,7 @@
 #include <variant>
 #include <vector>
 
-#include "host/Bytes.h"
+#include "host/inputs/Bytes.h"
 
 struct pcap;
 

@@ -11,8 +11,8 @@
 #include "host/Plugin.h"
 #include "host/Report.h"
 #include "host/ReportTable.h"
-#include "host/Statistics.h"
-#include "host/Writer.h"
+#include "host/outputs/Statistics.h"
+#include "host/run/Writer.h"
 
 namespace vesk::host {
 

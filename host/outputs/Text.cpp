@@ -1,6 +1,6 @@
 #include "host/outputs/Text.h"
 
-#include "host/Colour.h"
+#include "host/outputs/Colour.h"
 
 namespace vesk::host {
 

@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <string_view>
 
-#include "plugin/format.h"
 #include "plugin/vesk_plugin.h"
+#include "text/format.h"
 
 namespace vesk::blackbox {
 

@@ -8,7 +8,7 @@
 
 #include "plugin/HIDReportVeskPlugin.h"
 #include "plugin/layouts.h"
-#include "plugin/utf8.h"
+#include "text/utf8.h"
 
 namespace vesk {
 

@@ -7,8 +7,8 @@
 #include <thread>
 #include <vector>
 
-#include "host/Bytes.h"
-#include "host/Writer.h"
+#include "host/inputs/Bytes.h"
+#include "host/run/Writer.h"
 #include "tests/host/strings.h"
 
 namespace vesk::host {

@@ -1,6 +1,6 @@
 // Counting reports, and finding out which ones are missing.
 
-#include "host/Statistics.h"
+#include "host/outputs/Statistics.h"
 
 #include <gtest/gtest.h>
 

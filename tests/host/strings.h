@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "host/Bytes.h"
+#include "host/inputs/Bytes.h"
 
 namespace vesk::host {
 

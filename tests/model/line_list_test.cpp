@@ -1,4 +1,4 @@
-#include "plugin/LineList.h"
+#include "model/LineList.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "plugin/wire.h"
+#include "model/wire.h"
 
 namespace vesk {
 namespace {

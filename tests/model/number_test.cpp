@@ -1,4 +1,4 @@
-#include "plugin/Number.h"
+#include "model/Number.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "plugin/wire.h"
+#include "model/wire.h"
 
 namespace vesk {
 namespace {

@@ -1,4 +1,4 @@
-#include "plugin/ReportObject.h"
+#include "model/ReportObject.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@
 #include <variant>
 #include <vector>
 
-#include "plugin/wire.h"
+#include "model/wire.h"
 
 namespace vesk {
 namespace {

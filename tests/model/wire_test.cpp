@@ -1,4 +1,4 @@
-#include "plugin/wire.h"
+#include "model/wire.h"
 
 #include <gtest/gtest.h>
 

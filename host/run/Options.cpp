@@ -1,0 +1,247 @@
+#include "host/run/Options.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <string_view>
+#include <utility>
+
+namespace vesk::host {
+
+namespace {
+
+constexpr std::array<std::pair<std::string_view, OutputForm>, 5> kOutputForms = {{
+    {"text", OutputForm::Text},
+    {"ndjson", OutputForm::NdJson},
+    {"json", OutputForm::Json},
+    {"csv", OutputForm::Csv},
+    {"hid", OutputForm::Recording},
+}};
+
+constexpr std::array<std::pair<std::string_view, ColourChoice>, 3> kColourChoices = {{
+    {"auto", ColourChoice::Auto},
+    {"always", ColourChoice::Always},
+    {"never", ColourChoice::Never},
+}};
+
+constexpr std::array<std::pair<std::string_view, ReportType>, 3> kTypes = {{
+    {"input", ReportType::Input},
+    {"output", ReportType::Output},
+    {"feature", ReportType::Feature},
+}};
+
+constexpr unsigned kMostJobs = 64;
+
+constexpr const char* kExamples = R"(Examples:
+  vesk-decode capture.hex                     decode lines of hex digits
+  vesk-decode -o ndjson usb.pcapng | jq .     one JSON record a report
+  vesk-decode -o csv --report 0x76 usb.pcap   image frames for a spreadsheet
+  vesk-decode -o hid usb.pcapng > frames.hid  convert to a recording
+  xxd report.bin | vesk-decode --headers      say where each report comes from
+
+Exit status:
+  0  everything was decoded
+  1  some reports were malformed, unknown or refused
+  2  the command line makes no sense
+  3  an input can't be read, or the output can't be written
+  4  the plug-in can't be loaded)";
+
+/// The value that `name` stands for in `choices`.
+template <class Choices>
+auto choose(const std::string& option, const std::string& name, const Choices& choices) {
+  std::string known;
+  for (const auto& [choice, value] : choices) {
+    if (choice == name) return value;
+    known += (known.empty() ? "" : ", ") + std::string(choice);
+  }
+  throw UsageFault(option + " " + name + ": choose one of " + known);
+}
+
+Form chooseForm(const std::string& name) {
+  std::vector<std::pair<std::string_view, Form>> choices;
+  for (const FormInfo& info : forms()) choices.emplace_back(info.name, info.form);
+  return choose("--input", name, choices);
+}
+
+/// A number in decimal, or in hexadecimal behind "0x".
+std::optional<unsigned> number(std::string_view text) {
+  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  if (hexadecimal) text.remove_prefix(2);
+  unsigned value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, failure] = std::from_chars(text.data(), end, value, hexadecimal ? 16 : 10);
+  if (failure != std::errc{} || stop != end) return std::nullopt;
+  return value;
+}
+
+std::uint32_t reportId(const std::string& text) {
+  const auto id = number(text);
+  if (!id || *id > 255) throw UsageFault("--report " + text + ": an ID is 0 to 255, such as 0x76");
+  return *id;
+}
+
+UsbSelection::Device device(const std::string& text) {
+  const std::size_t colon = text.find(':');
+  const auto bus = number(std::string_view(text).substr(0, colon));
+  const auto address =
+      colon == std::string::npos ? std::nullopt : number(std::string_view(text).substr(colon + 1));
+  if (!bus || !address || *bus > 65535 || *address > 65535)
+    throw UsageFault("--device " + text + ": a device is BUS:DEV, such as 1:5");
+  return {static_cast<std::uint16_t>(*bus), static_cast<std::uint16_t>(*address)};
+}
+
+std::uint8_t endpoint(const std::string& text) {
+  const auto value = number(text);
+  if (!value || (*value & ~0x8Fu) != 0)
+    throw UsageFault("--endpoint " + text + ": an endpoint is 0 to 15, or 0x81 to 0x8F");
+  return static_cast<std::uint8_t>(*value & 0x0F);
+}
+
+unsigned jobs(const std::string& text) {
+  const auto count = number(text);
+  if (!count || *count < 1 || *count > kMostJobs)
+    throw UsageFault("--jobs " + text + ": a number of threads is 1 to " +
+                     std::to_string(kMostJobs));
+  return *count;
+}
+
+/// The plug-in's own option has one dash, which would otherwise read as seven short options.
+std::vector<std::string> withLongDecimal(std::vector<std::string> arguments) {
+  for (std::string& argument : arguments) {
+    if (argument == "--") break;
+    if (argument == "-decimal") argument = "--decimal";
+  }
+  return arguments;
+}
+
+/// Options as they stand on the command line.
+struct RawOptions {
+  std::string input, output = "text", jobs, type, device, endpoint, plugin, colour = "auto";
+  std::vector<std::string> reports;
+  bool decimal = false;
+};
+
+std::string formNames() {
+  std::string names;
+  for (const FormInfo& info : forms())
+    names += "\n" + std::string(info.name) + ": " + std::string(info.description);
+  return names;
+}
+
+void declare(CLI::App& app, Options& options, RawOptions& raw) {
+  const auto text = [&](const char* group,
+                        const char* names,
+                        std::string& value,
+                        const std::string& description,
+                        const char* placeholder) {
+    app.add_option(names, value, description)->group(group)->type_name(placeholder)->take_last();
+  };
+  const auto flag =
+      [&](const char* group, const char* names, bool& value, const char* description) {
+        app.add_flag(names, value, description)->group(group);
+      };
+
+  app.add_option("FILE", options.files, "Files to decode, in order; - is standard input")
+      ->type_name("");
+  text("Input",
+       "-i,--input",
+       raw.input,
+       "Form of the input, where its content does not tell:" + formNames(),
+       "FORM");
+  text("Input", "--device", raw.device, "Only what this device of a USB capture sends", "BUS:DEV");
+  text("Input",
+       "--endpoint",
+       raw.endpoint,
+       "Only what this endpoint of it sends; 0 is for feature reports",
+       "N");
+
+  text("Output",
+       "-o,--output",
+       raw.output,
+       "text: lines for people, as the plug-in prints them (the default)\n"
+       "ndjson: a JSON record a line\njson: the same records in one array\n"
+       "csv: a table of the reports of one decoder\nhid: a recording, undecoded",
+       "FORM");
+  flag("Output", "--decimal", raw.decimal, "Samples in decimal, in text; -decimal is the same");
+  flag("Output", "--headers", options.headers, "In text, a line before each report on its origin");
+  flag("Output", "--lines", options.lines, "In JSON, add each report's text lines");
+  flag("Output",
+       "--stats",
+       options.statistics,
+       "End with counts of reports and errors, and of frames that were lost");
+  text("Output",
+       "--jobs",
+       raw.jobs,
+       "Decode text and NDJSON in so many threads; without it, large files to NDJSON in two",
+       "N");
+  text("Output", "--color", raw.colour, "Colours: auto, always or never", "WHEN");
+
+  app.add_option("--report", raw.reports, "Only reports with these IDs")
+      ->group("Selection")
+      ->type_name("ID[,ID...]")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+  text("Selection",
+       "--type",
+       raw.type,
+       "Only reports of this type: input, output or feature",
+       "TYPE");
+
+  text("Plug-in", "--plugin", raw.plugin, "Load this plug-in instead of the installed one", "FILE");
+  flag("Plug-in", "--list-reports", options.listReports, "Show the reports that it knows");
+
+  flag(
+      "Help", "-v,--verbose", options.verbose, "Tell which plug-in and which input forms are used");
+  flag("Help", "--version", options.showVersion, "Show the versions of program and plug-in");
+  app.set_help_flag("-h,--help", "Show this help")->group("Help");
+}
+
+void interpret(const RawOptions& raw, Options& options) {
+  if (!raw.input.empty()) options.inputForm = chooseForm(raw.input);
+  options.outputForm = choose("--output", raw.output, kOutputForms);
+  options.colour = choose("--color", raw.colour, kColourChoices);
+  if (!raw.jobs.empty()) options.jobs = jobs(raw.jobs);
+  if (!raw.type.empty()) options.type = choose("--type", raw.type, kTypes);
+  if (!raw.device.empty()) options.usb.device = device(raw.device);
+  if (!raw.endpoint.empty()) options.usb.endpoint = endpoint(raw.endpoint);
+  for (const std::string& id : raw.reports) options.reports.push_back(reportId(id));
+  if (raw.decimal) options.pluginArguments.emplace_back("-decimal");
+  if (!raw.plugin.empty()) options.plugin = raw.plugin;
+}
+
+/// The library's help has two empty lines between groups; one is enough.
+HelpText helpOf(const CLI::App& app) {
+  std::string text = app.help();
+  for (std::size_t at = 0; (at = text.find("\n\n\n", at)) != std::string::npos;) text.erase(at, 1);
+  return {text};
+}
+
+}  // namespace
+
+std::variant<Options, HelpText> parseOptions(const std::vector<std::string>& arguments) {
+  CLI::App app("Decodes HID reports of the Vesk controller.", "vesk-decode");
+  app.footer(kExamples);
+  Options options;
+  RawOptions raw;
+  declare(app, options, raw);
+  std::vector<std::string> reversed = withLongDecimal(arguments);
+  std::ranges::reverse(reversed);
+  try {
+    app.parse(std::move(reversed));
+  } catch (const CLI::CallForHelp&) {
+    return helpOf(app);
+  } catch (const CLI::ParseError& error) {
+    throw UsageFault(error.what());
+  }
+  interpret(raw, options);
+
+  const bool decodes = !options.listReports && !options.showVersion;
+  if (options.files.empty() && decodes && isatty(STDIN_FILENO) != 0) return helpOf(app);
+  if (options.files.empty()) options.files.emplace_back("-");
+  return options;
+}
+
+}  // namespace vesk::host

@@ -1,0 +1,106 @@
+#include "host/run/Run.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <new>
+#include <optional>
+#include <variant>
+
+#include "host/Plugin.h"
+#include "host/run/Messages.h"
+#include "host/run/Options.h"
+#include "host/run/Session.h"
+#include "host/run/Signals.h"
+#include "host/run/Writer.h"
+
+namespace vesk::host {
+
+namespace {
+
+constexpr std::string_view kProgram = "vesk-decode";
+
+std::string versionText(const PluginLibrary& library) {
+  return std::string(kProgram) + " " + VESK_HOST_VERSION + "\nplug-in " +
+         library.api().plugin_version + " (ABI version " +
+         std::to_string(library.api().abi_version) + ") at " + library.path() + "\n";
+}
+
+std::string lengthText(const ReportKind& kind) {
+  if (kind.nulTerminated) return "text";
+  return (kind.exactLength ? "" : "at least ") + std::to_string(kind.smallest);
+}
+
+std::string tableText(const ReportTable& table) {
+  std::string text = "TYPE     ID    BYTES         DECODER                       DISPLAY NAME\n";
+  for (const ReportKind& kind : table.kinds()) {
+    std::array<char, 256> line;
+    std::snprintf(line.data(),
+                  line.size(),
+                  "%-8s 0x%02X  %-13s %-29s %s",
+                  std::string(nameOf(kind.type)).c_str(),
+                  kind.id,
+                  lengthText(kind).c_str(),
+                  kind.decoder.c_str(),
+                  kind.displayName.value_or("").c_str());
+    std::string row = line.data();
+    row.erase(row.find_last_not_of(' ') + 1);
+    text += row + '\n';
+  }
+  return text;
+}
+
+/// A progress line among the decoded text of a terminal would only disturb.
+Messages messagesFor(const Options& options) {
+  const bool progress = isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0;
+  return {progress, wantsColours(options.colour, STDERR_FILENO)};
+}
+
+int print(Writer& writer, std::string_view text) {
+  writer.append(text);
+  writer.flush();
+  return kAllDecoded;
+}
+
+int carryOut(const Options& options, Writer& writer, Messages& messages) {
+  const PluginLibrary library(options.plugin);
+  if (options.showVersion) return print(writer, versionText(library));
+  if (options.verbose)
+    messages.tell(kProgram, "plug-in " + library.path() + ", " + library.api().plugin_version);
+  Plugin plugin(library, options.pluginArguments);
+  const ReportTable table(plugin.reportKinds());
+  if (options.listReports) return print(writer, tableText(table));
+  return Session(options, library, plugin, table, writer, messages).run();
+}
+
+}  // namespace
+
+int run(const std::vector<std::string>& arguments) {
+  Messages messages(false, false);
+  try {
+    Writer writer(STDOUT_FILENO);
+    const auto parsed = parseOptions(arguments);
+    if (const auto* help = std::get_if<HelpText>(&parsed)) return print(writer, help->text);
+    const auto& options = std::get<Options>(parsed);
+    messages = messagesFor(options);
+    catchInterrupts();
+    const int status = carryOut(options, writer, messages);
+    dieIfInterrupted();
+    return status;
+  } catch (const UsageFault& fault) {
+    messages.complain(kProgram, std::string(fault.what()) + "; --help shows the options");
+    return kBadUsage;
+  } catch (const PluginFault& fault) {
+    messages.complain(kProgram, fault.what());
+    return kNoPlugin;
+  } catch (const OutputFault& fault) {
+    messages.complain(kProgram, std::string("cannot write standard output: ") + fault.what());
+    return kCannotReadOrWrite;
+  } catch (const std::bad_alloc&) {
+    messages.complain(kProgram, "out of memory");
+    return kCannotReadOrWrite;
+  }
+}
+
+}  // namespace vesk::host

@@ -1,0 +1,66 @@
+/// One run over all files: reads, selects, decodes, writes, and tells what went wrong.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/Plugin.h"
+#include "host/ReportTable.h"
+#include "host/inputs/Input.h"
+#include "host/outputs/Output.h"
+#include "host/outputs/Statistics.h"
+#include "host/run/Jobs.h"
+#include "host/run/Messages.h"
+#include "host/run/Options.h"
+#include "host/run/Writer.h"
+
+namespace vesk::host {
+
+/// Exit statuses of the program.
+enum ExitStatus : int {
+  kAllDecoded = 0,
+  kSomeRefused = 1,
+  kBadUsage = 2,
+  kCannotReadOrWrite = 3,
+  kNoPlugin = 4,
+};
+
+class Session {
+ public:
+  Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
+          const ReportTable& table, Writer& writer, Messages& messages);
+
+  /// The exit status. Throws OutputFault.
+  int run();
+
+ private:
+  void decodeFile(const std::string& file);
+  void shareWork(const FileBytes& bytes);
+  std::unique_ptr<Output> makeOutput(Plugin& plugin, Sink& sink) const;
+  std::unique_ptr<Input> open(FileBytes& bytes, const std::string& file);
+  void decodeAll(Input& input);
+  void handle(Report& report);
+  void handle(const Problem& problem);
+  void settle(const Jobs::Batch& batch);
+  void tell(const Problem& problem);
+  bool wanted(const Report& report) const;
+  void beforeRead(const FileBytes& bytes, bool wouldWait);
+  void finish();
+
+  const Options& _options;
+  const PluginLibrary& _library;
+  const ReportTable& _table;
+  Writer& _writer;
+  Messages& _messages;
+  std::unique_ptr<Output> _output;
+  std::unique_ptr<Jobs> _jobs;  // null while one thread does everything
+  Statistics _statistics;
+  std::string _file;
+  bool _someRefused = false;
+  bool _someUnreadable = false;
+};
+
+/// Whether colours are wanted on a descriptor.
+bool wantsColours(ColourChoice choice, int descriptor);
+
+}  // namespace vesk::host

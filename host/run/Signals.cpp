@@ -1,0 +1,67 @@
+#include "host/run/Signals.h"
+
+#include <poll.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <initializer_list>
+
+namespace vesk::host {
+
+namespace {
+
+constexpr std::initializer_list<int> kInterrupts = {SIGINT, SIGTERM};
+
+volatile std::sig_atomic_t caughtSignal = 0;
+
+void rememberSignal(int signal) { caughtSignal = signal; }
+
+void dieOf(int signal) {
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
+}  // namespace
+
+void catchInterrupts() {
+  for (const int signal : kInterrupts) {
+    struct sigaction previous {};
+    sigaction(signal, nullptr, &previous);
+    if (previous.sa_handler == SIG_IGN) continue;  // a background job's parent wants it ignored
+    struct sigaction action {};
+    action.sa_handler = rememberSignal;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);  // the second one ends what can't finish
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+bool interrupted() { return caughtSignal != 0; }
+
+HeldInterrupts::HeldInterrupts() {
+  sigset_t held;
+  sigemptyset(&held);
+  for (const int signal : kInterrupts) sigaddset(&held, signal);
+  pthread_sigmask(SIG_BLOCK, &held, &_before);
+}
+
+HeldInterrupts::~HeldInterrupts() { pthread_sigmask(SIG_SETMASK, &_before, nullptr); }
+
+/// An interrupt between looking for one and waiting would be overlooked until input comes. So they
+/// are held back, and let in only while this waits.
+void waitUntilReadable(int descriptor) {
+  const HeldInterrupts held;
+  pollfd readable = {descriptor, POLLIN, 0};
+  if (!interrupted()) ppoll(&readable, 1, nullptr, &held.before());
+}
+
+void dieIfInterrupted() {
+  if (interrupted()) dieOf(caughtSignal);
+}
+
+void dieOfClosedPipe() {
+  dieOf(SIGPIPE);
+  std::abort();  // SIGPIPE is blocked
+}
+
+}  // namespace vesk::host
