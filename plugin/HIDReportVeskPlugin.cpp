@@ -5,36 +5,19 @@
 #include <stdexcept>
 
 #include "plugin/registry.h"
+#include "plugin/report_list.h"
 #include "text/utf8.h"
 
 namespace vesk {
 
 namespace {
 
-std::shared_ptr<const ReportTable> makeFeatureTable() {
-  return std::make_shared<const ReportTable>(ReportTable{
-      {0xD0, "parseVersion"},
-      {0xD2, "parseVersionExtended"},
-      {0xDC, "parseAdcDumpConfig"},
-      {0xDE, "parseAdcDumpState"},
-      {0xE0, "parseBlackBoxSummary"},
-      {0xE1, "parseBlackBoxFullReport"},
-      {0xEA, "parseBlackBoxFullReport"},
-      {0xE2, "parseBlackBoxConfig"},
-      {0xE3, "parseOpenShortTest"},
-      {0xE4, "parseOpenShortData"},  // the decoder tells the two scans apart by the ID
-      {0xE5, "parseOpenShortData"},
-      {0xA2, "parserVeskAlgBaselineRequest"},
-      {0xDF, "parseWatchDogReport"},
-      {0xA9, "parsePowerModeStats"},
-  });
-}
-
-std::shared_ptr<const ReportTable> makeInputTable() {
-  return std::make_shared<const ReportTable>(ReportTable{
-      {0x76, "parseVeskImage"},
-      {0x77, "parseAdcDumpPacket"},
-  });
+/// The reports of one type, with their decoders.
+std::shared_ptr<const ReportTable> makeTable(std::int32_t type) {
+  auto table = std::make_shared<ReportTable>();
+  for (const ListedReport& report : kReports)
+    if (report.type == type) table->set(static_cast<int>(report.id), std::string(report.decoder));
+  return table;
 }
 
 /// Hosts know the display names as they are, "ersion" included: the cut is six characters for every
@@ -58,14 +41,15 @@ bool isYes(const PluginConfig& config, const char* key) {
 
 std::unique_ptr<HIDReportVeskPlugin> HIDReportVeskPlugin::init() noexcept try {
   std::unique_ptr<HIDReportVeskPlugin> plugin(new HIDReportVeskPlugin);
-  plugin->_reportIds = makeFeatureTable();
-  plugin->_inputReportIds = makeInputTable();
+  plugin->_reportIds = makeTable(kFeature);
+  plugin->_inputReportIds = makeTable(kInput);
   plugin->_reportIdNames = makeDisplayNames(*plugin->_reportIds);
   return plugin;
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
 
+// In this order, which is not that of the members: a host's table may tell when it is let go.
 HIDReportVeskPlugin::~HIDReportVeskPlugin() {
   _reportIds.reset();
   _inputReportIds.reset();

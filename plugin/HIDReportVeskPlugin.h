@@ -49,12 +49,22 @@ inline constexpr std::int32_t kFeature = 2;
 /// equal to YES, of whatever kind; every other number, a string, or no value switches off.
 using PluginConfig = std::map<std::string, std::variant<Number, std::string>>;
 
+/// The number that each report of a stream carries, one more than that of the report before it: an
+/// unsigned 32-bit field that wraps around.
+struct StreamCounter {
+  std::string_view key{};  // under which the object has it, "FRAME_NUMBER"; empty: there is none
+  std::size_t offset = 0;  // of the field, in bytes from the report ID
+
+  friend constexpr bool operator==(const StreamCounter&, const StreamCounter&) = default;
+};
+
 /// What a host must know of a decoder before it hands over a report.
 struct DecoderInfo {
   std::string_view name;
   std::size_t smallestBuffer;  // bytes that are read at least, the report ID included
   bool exactLength;            // every other report_len than smallestBuffer is refused with nil
   bool nulTerminated;          // the text from byte 1 runs to the first NUL, wherever it lies
+  StreamCounter counter;
 };
 
 class __attribute__((visibility("default"))) HIDReportVeskPlugin {
@@ -92,8 +102,8 @@ class __attribute__((visibility("default"))) HIDReportVeskPlugin {
   bool useStrings() const { return _useStrings; }
   void setUseStrings(bool use) { _useStrings = use; }
 
-  /// Report ID to decoder name: feature reports (14 rows), input reports (2 rows). Dispatch follows
-  /// the table that is set; without one (null) no report is known.
+  /// Report ID to decoder name: feature reports and input reports. Dispatch follows the table
+  /// that is set; without one (null) no report is known.
   std::shared_ptr<const ReportTable> reportIds() const { return _reportIds; }
   void setReportIds(std::shared_ptr<const ReportTable> table) { _reportIds = std::move(table); }
   std::shared_ptr<const ReportTable> inputReportIds() const { return _inputReportIds; }

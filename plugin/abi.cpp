@@ -224,6 +224,10 @@ vesk_status reportInfo(const vesk_plugin* plugin, std::size_t index,
   row.smallest_buffer = known.smallestBuffer;
   row.exact_length = known.exactLength ? 1 : 0;
   row.nul_terminated = known.nulTerminated ? 1 : 0;
+  if (!known.counter.key.empty()) {
+    row.counter_key = known.counter.key.data();  // a literal: it has its NUL
+    row.counter_offset = known.counter.offset;
+  }
   std::memcpy(info, &row, std::min<std::size_t>(info->size, sizeof row));
   return VESK_OK;
 }

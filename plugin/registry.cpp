@@ -1,8 +1,9 @@
 #include "plugin/registry.h"
 
 #include <array>
+#include <cstdint>
 
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 
 namespace vesk {
 
@@ -10,37 +11,49 @@ namespace {
 
 using Plugin = HIDReportVeskPlugin;
 
-/// A decoder that reads a fixed layout, whatever length it is told.
-constexpr Decoder fixed(std::string_view name, std::size_t size, Result (Plugin::*decode)()) {
-  return {{name, size, false, false}, decode};
-}
-
-/// One that refuses every other length.
-constexpr Decoder exact(std::string_view name, std::size_t size, Result (Plugin::*decode)()) {
-  return {{name, size, true, false}, decode};
-}
-
-/// One that reads text up to its NUL.
-constexpr Decoder text(std::string_view name, std::size_t size, Result (Plugin::*decode)()) {
-  return {{name, size, false, true}, decode};
-}
-
-constexpr Decoder kDecoders[] = {
-    text("parseVersion", layout::kVersion, &Plugin::parseVersion),
-    text("parseVersionExtended", layout::kVersion, &Plugin::parseVersionExtended),
-    fixed("parseWatchDogReport", layout::kWatchDog, &Plugin::parseWatchDogReport),
-    fixed("parsePowerModeStats", layout::kPowerModes, &Plugin::parsePowerModeStats),
-    exact("parseVeskImage", layout::kImage, &Plugin::parseVeskImage),
-    fixed("parseAdcDumpConfig", layout::kAdcDumpConfig, &Plugin::parseAdcDumpConfig),
-    fixed("parseAdcDumpState", layout::kAdcDumpState, &Plugin::parseAdcDumpState),
-    exact("parseAdcDumpPacket", layout::kAdcDumpPacket, &Plugin::parseAdcDumpPacket),
-    fixed("parserVeskAlgBaselineRequest", layout::kBaseline, &Plugin::parserVeskAlgBaselineRequest),
-    fixed("parseBlackBoxSummary", layout::kBlackBoxSummary, &Plugin::parseBlackBoxSummary),
-    fixed("parseBlackBoxFullReport", layout::kBlackBoxFullReport, &Plugin::parseBlackBoxFullReport),
-    fixed("parseBlackBoxConfig", layout::kBlackBoxConfig, &Plugin::parseBlackBoxConfig),
-    fixed("parseOpenShortTest", layout::kOpenShortTest, &Plugin::parseOpenShortTest),
-    fixed("parseOpenShortData", layout::kOpenShortData, &Plugin::parseOpenShortData),
+struct Member {
+  std::string_view name;
+  Result (Plugin::*decode)();
 };
+
+constexpr Member kMembers[] = {
+    {"parseVersion", &Plugin::parseVersion},
+    {"parseVersionExtended", &Plugin::parseVersionExtended},
+    {"parseWatchDogReport", &Plugin::parseWatchDogReport},
+    {"parsePowerModeStats", &Plugin::parsePowerModeStats},
+    {"parseVeskImage", &Plugin::parseVeskImage},
+    {"parseAdcDumpConfig", &Plugin::parseAdcDumpConfig},
+    {"parseAdcDumpState", &Plugin::parseAdcDumpState},
+    {"parseAdcDumpPacket", &Plugin::parseAdcDumpPacket},
+    {"parserVeskAlgBaselineRequest", &Plugin::parserVeskAlgBaselineRequest},
+    {"parseBlackBoxSummary", &Plugin::parseBlackBoxSummary},
+    {"parseBlackBoxFullReport", &Plugin::parseBlackBoxFullReport},
+    {"parseBlackBoxConfig", &Plugin::parseBlackBoxConfig},
+    {"parseOpenShortTest", &Plugin::parseOpenShortTest},
+    {"parseOpenShortData", &Plugin::parseOpenShortData},
+};
+
+consteval bool everyReportHasAMember() {
+  return std::ranges::all_of(kReports, [](const ListedReport& report) {
+    return std::ranges::find(kMembers, report.decoder, &Member::name) != std::end(kMembers);
+  });
+}
+static_assert(everyReportHasAMember(), "a decoder of the list of reports has no row above");
+
+/// The members, with what the list says of them.
+constexpr auto kDecoders = [] {
+  std::array<Decoder, std::size(kMembers)> decoders{};
+  for (std::size_t i = 0; i < decoders.size(); ++i) {
+    const auto& report = *std::ranges::find(kReports, kMembers[i].name, &ListedReport::decoder);
+    decoders[i] = {{report.decoder,
+                    report.size,
+                    report.length == LengthRule::Exactly,
+                    report.length == LengthRule::Text,
+                    report.counter},
+                   kMembers[i].decode};
+  }
+  return decoders;
+}();
 
 /// Two letters in which the names differ.
 constexpr std::size_t hash(std::string_view name) {
@@ -51,24 +64,24 @@ constexpr std::size_t hash(std::string_view name) {
   return 3u * letter(1) + letter(7);
 }
 
-/// A hash table, since every report is dispatched by name: from the place of its hash on, where a
-/// name's decoder stands (its number plus one); 0 is a free place.
-constexpr auto kPlaces = [] {
-  std::array<std::uint8_t, 32> places{};
-  for (std::size_t number = 0; number < std::size(kDecoders); ++number) {
-    std::size_t i = hash(kDecoders[number].info.name);
-    while (places[i % places.size()] != 0) ++i;
-    places[i % places.size()] = static_cast<std::uint8_t>(number + 1);
+/// A hash table, since every report is dispatched by name: from the slot of its hash on, where a
+/// name's decoder stands (its index plus one); 0 is a free slot.
+constexpr auto kSlots = [] {
+  std::array<std::uint8_t, 32> slots{};
+  static_assert(kDecoders.size() < slots.size());
+  for (std::size_t index = 0; index < kDecoders.size(); ++index) {
+    std::size_t i = hash(kDecoders[index].info.name);
+    while (slots[i % slots.size()] != 0) ++i;
+    slots[i % slots.size()] = static_cast<std::uint8_t>(index + 1);
   }
-  return places;
+  return slots;
 }();
-static_assert(std::size(kDecoders) < kPlaces.size());
 
 }  // namespace
 
 const Decoder* findDecoder(std::string_view name) {
   for (std::size_t i = hash(name);; ++i) {
-    const std::size_t number = kPlaces[i % kPlaces.size()];
+    const std::size_t number = kSlots[i % kSlots.size()];
     if (number == 0) return nullptr;
     if (kDecoders[number - 1].info.name == name) return &kDecoders[number - 1];
   }

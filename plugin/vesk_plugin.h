@@ -135,6 +135,10 @@ typedef struct vesk_report_info {
   int32_t exact_length;   /* 1: the decoder refuses (nil) every length but smallest_buffer */
   int32_t nul_terminated; /* 1: text runs from byte 1 to the first NUL, however long; the buffer
                              must hold that NUL */
+  /* Since 1.1. The number that each report of a stream carries, one more than that of the report
+   * before it: an unsigned 32-bit little-endian field that wraps around. */
+  const char* counter_key; /* of the object, "FRAME_NUMBER"; null: the report has no such number */
+  uint64_t counter_offset; /* of the field in the report, in bytes from the report ID */
 } vesk_report_info;
 
 typedef struct vesk_plugin_api {

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 #include "reports/blackbox/catalogue.h"
 #include "reports/blackbox/severity.h"
 
@@ -23,7 +23,7 @@ struct ConfigReport {
   u8 global[kSeverityNames.size()];  // by severity
   Modules<Options> modules;
 };
-static_assert(sizeof(ConfigReport) == layout::kBlackBoxConfig);
+static_assert(sizeof(ConfigReport) == layoutSize("parseBlackBoxConfig"));
 static_assert(offsetof(ConfigReport, modules.black_box) == 7);
 static_assert(offsetof(ConfigReport, modules.pse) == 12);
 static_assert(offsetof(ConfigReport, modules.open_short_test) == 22);

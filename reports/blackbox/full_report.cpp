@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 #include "reports/blackbox/catalogue.h"
 
 namespace vesk {
@@ -29,7 +29,7 @@ struct FullReport {
   u16 module_count;
   Modules<Record> modules;
 };
-static_assert(sizeof(FullReport) == layout::kBlackBoxFullReport);
+static_assert(sizeof(FullReport) == layoutSize("parseBlackBoxFullReport"));
 static_assert(offsetof(FullReport, modules.black_box) == 3);
 static_assert(offsetof(FullReport, modules.pse) == 27);
 static_assert(offsetof(FullReport, modules.open_short_test) == 71);

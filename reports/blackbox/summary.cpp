@@ -1,7 +1,7 @@
 // Black box summary 0xE0: the severity, and a flag for each module that has black box content.
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 #include "reports/blackbox/severity.h"
 
 namespace vesk {
@@ -14,7 +14,7 @@ struct SummaryReport {
   u16 module_count;
   u8 flags[3];  // bit n of the three: module n in the firmware's order
 };
-static_assert(sizeof(SummaryReport) == layout::kBlackBoxSummary);
+static_assert(sizeof(SummaryReport) == layoutSize("parseBlackBoxSummary"));
 
 /// The flag of the module of that index, 0 or 1.
 unsigned char flag(const SummaryReport& r, unsigned module) {

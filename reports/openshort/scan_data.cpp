@@ -2,7 +2,7 @@
 // the P-SCAN.
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 #include "reports/openshort/mark_row.h"
 
 namespace vesk {
@@ -17,7 +17,7 @@ struct ScanDataReport {
   u8 status;  // bit 0: brownout
   u8 unused[7];
 };
-static_assert(sizeof(ScanDataReport) == layout::kOpenShortData);
+static_assert(sizeof(ScanDataReport) == layoutSize("parseOpenShortData"));
 static_assert(offsetof(ScanDataReport, i) == 9);
 static_assert(offsetof(ScanDataReport, q) == 201);
 static_assert(offsetof(ScanDataReport, status) == 393);

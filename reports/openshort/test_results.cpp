@@ -1,7 +1,7 @@
 // Open/short test results 0xE3: a mask of the channels with each kind of fault.
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 #include "reports/openshort/mark_row.h"
 
 namespace vesk {
@@ -19,7 +19,7 @@ struct OpenShortTestReport {
   u64 open_both;
   u64 weak;  // a weak open or short
 };
-static_assert(sizeof(OpenShortTestReport) == layout::kOpenShortTest);
+static_assert(sizeof(OpenShortTestReport) == layoutSize("parseOpenShortTest"));
 static_assert(offsetof(OpenShortTestReport, weak) == 49);
 
 LineList lines(const OpenShortTestReport& r) {

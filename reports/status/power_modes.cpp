@@ -2,7 +2,7 @@
 // entered.
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 
 namespace vesk {
 
@@ -21,7 +21,7 @@ struct PowerModeReport {
   PowerMode ready;
   PowerMode light_sleep;
 };
-static_assert(sizeof(PowerModeReport) == layout::kPowerModes);
+static_assert(sizeof(PowerModeReport) == layoutSize("parsePowerModeStats"));
 
 LineList lines(const PowerModeReport& r) {
   return LineList::of(line<"Power Mode Statistics - Total Time:">(),

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 #include "text/utf8.h"
 
 namespace vesk {
@@ -19,7 +19,7 @@ struct VersionReport {
   u8 id;
   char text[1];
 };
-static_assert(sizeof(VersionReport) == layout::kVersion);
+static_assert(sizeof(VersionReport) == layoutSize("parseVersion"));
 
 /// The text of a report; none if it is not UTF-8.
 std::optional<std::string_view> textOf(const char* report) {

@@ -1,7 +1,7 @@
 // Watchdog report 0xDF: how often and when the firmware's watchdog was fed.
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 
 namespace vesk {
 
@@ -15,7 +15,7 @@ struct WatchDogReport {
   u32 wake_count;
   u32 sleep_count;
 };
-static_assert(sizeof(WatchDogReport) == layout::kWatchDog);
+static_assert(sizeof(WatchDogReport) == layoutSize("parseWatchDogReport"));
 static_assert(offsetof(WatchDogReport, feed_timestamp) == 5);
 static_assert(offsetof(WatchDogReport, register_value) == 13);
 static_assert(offsetof(WatchDogReport, sleep_count) == 21);

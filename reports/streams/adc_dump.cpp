@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 
 namespace vesk {
 
@@ -20,7 +20,7 @@ struct AdcDumpConfigReport {
   u32 stim_timer_compare;
   u32 trigger_source;  // 0: RX enable
 };
-static_assert(sizeof(AdcDumpConfigReport) == layout::kAdcDumpConfig);
+static_assert(sizeof(AdcDumpConfigReport) == layoutSize("parseAdcDumpConfig"));
 static_assert(offsetof(AdcDumpConfigReport, channels_high) == 9);
 static_assert(offsetof(AdcDumpConfigReport, trigger_source) == 21);
 
@@ -64,7 +64,7 @@ struct AdcDumpStateReport {
   u8 id;
   u8 state;
 };
-static_assert(sizeof(AdcDumpStateReport) == layout::kAdcDumpState);
+static_assert(sizeof(AdcDumpStateReport) == layoutSize("parseAdcDumpState"));
 
 std::string_view stateName(const AdcDumpStateReport& r) {
   switch (r.state) {
@@ -103,7 +103,7 @@ struct AdcDumpPacketReport {
   u32 total_dump_size;
   u32 payload[512];
 };
-static_assert(sizeof(AdcDumpPacketReport) == layout::kAdcDumpPacket);
+static_assert(sizeof(AdcDumpPacketReport) == layoutSize("parseAdcDumpPacket"));
 static_assert(offsetof(AdcDumpPacketReport, packet_number) == 4);
 static_assert(offsetof(AdcDumpPacketReport, payload) == 16);
 

@@ -1,7 +1,7 @@
 // Algorithm baseline 0xA2: one value for each of the 48 channels.
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 
 namespace vesk {
 
@@ -11,7 +11,7 @@ struct BaselineReport {
   u8 id;
   f32 baseline[48];  // channel order
 };
-static_assert(sizeof(BaselineReport) == layout::kBaseline);
+static_assert(sizeof(BaselineReport) == layoutSize("parserVeskAlgBaselineRequest"));
 
 LineList lines(const HIDReportVeskPlugin& plugin, const BaselineReport& r) {
   LineList out(9, 3600);  // for the largest floats: the usual ones take a fifth of it

@@ -1,7 +1,7 @@
 // Image input report 0x76: a raw frame of 4 x 48 samples.
 
 #include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/layouts.h"
+#include "plugin/report_list.h"
 
 namespace vesk {
 
@@ -21,7 +21,7 @@ struct ImageReport {
   u32 tmon_params;
   f32 tmon;  // degrees Celsius
 };
-static_assert(sizeof(ImageReport) == layout::kImage);
+static_assert(sizeof(ImageReport) == layoutSize("parseVeskImage"));
 static_assert(offsetof(ImageReport, d_scan_i) == 16);
 static_assert(offsetof(ImageReport, p_scan_i) == 400);
 static_assert(offsetof(ImageReport, tmon_params) == 784);
