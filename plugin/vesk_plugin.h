@@ -41,7 +41,8 @@
  *   - vesk_visitor, vesk_report_info: the caller sets `size`. The library reads or fills the members
  *     that lie wholly within it, and leaves alone those that it does not know: what a host sets to
  *     zero before the call stays zero if the library is older. The smallest size is 4, that of the
- *     member `size` itself; with less (0: it was not set) the call fails.
+ *     member `size` itself; with less (0: it was not set) the call fails. (Version 1.0 of the library
+ *     refuses a visitor that lacks one of the functions below.)
  */
 #ifndef VESK_PLUGIN_H
 #define VESK_PLUGIN_H
@@ -245,8 +246,9 @@ typedef const vesk_plugin_api* vesk_plugin_entry_fn(void);
 VESK_EXPORT const vesk_plugin_api* vesk_plugin_entry(void);
 
 /* The names of the ten firmware data blobs, in the firmware's row order. The black box full report
- * and configuration take a blob's name from here when they decode, and a host may replace a row by
- * another NUL-terminated UTF-8 string, which must stay alive (not while a call is under way). */
+ * and configuration take a blob's name from here when they decode. While no call is under way, a host
+ * may replace a row by another NUL-terminated UTF-8 string, which must live as long as it stands
+ * here. */
 extern VESK_EXPORT const char* blob_names[10];
 
 #ifdef __cplusplus

@@ -126,6 +126,8 @@ static void test_instance(const vesk_plugin_api* api) {
     CHECK(api->use_strings(plugin) == 0);
     CHECK(api->parse_args(plugin, 1, wrong, &flag) == VESK_OK && flag == 0);
     CHECK(api->parse_args(plugin, 0, NULL, &flag) == VESK_OK && flag == 1);
+    flag = -1;
+    CHECK(api->parse_args(plugin, -1, NULL, &flag) == VESK_OK && flag == 1);
   }
 
   /* nil is a result. */
@@ -593,6 +595,19 @@ static void test_counters(const vesk_plugin_api* api) {
   api->destroy(plugin);
 }
 
+/* What cannot be written is not the library's failure. Standard output is lost after this. */
+static void test_full_disk(const vesk_plugin_api* api) {
+  unsigned char state[] = {0xDE, 2};
+  vesk_plugin* plugin = NULL;
+  int printed = -1;
+  CHECK(freopen("/dev/full", "w", stdout) != NULL);
+  CHECK(api->create(&plugin) == VESK_OK);
+  CHECK(api->parse_report(plugin, state, 0xDE, VESK_FEATURE, 2, &printed) == VESK_OK);
+  CHECK(printed == 1);
+  CHECK(fflush(stdout) == EOF && ferror(stdout));
+  api->destroy(plugin);
+}
+
 int main(int argc, char** argv) {
   void* library = argc == 2 ? dlopen(argv[1], RTLD_NOW | RTLD_LOCAL) : NULL;
   vesk_plugin_entry_fn* entry = NULL;
@@ -621,6 +636,7 @@ int main(int argc, char** argv) {
   test_tables(api);
   test_info_sizes(api);
   test_counters(api);
+  test_full_disk(api);
   dlclose(library);
   return failures != 0;
 }
