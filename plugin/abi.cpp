@@ -234,21 +234,26 @@ class Visit {
   bool _going = true;
 };
 
-// NOLINTNEXTLINE(bugprone-exception-escape): every index is below the size
-vesk_status resultVisit(const vesk_result* result, const vesk_visitor* visitor) noexcept {
-  const std::size_t covered = coveredBytes(visitor->size, kVisitorEnds);
-  if (covered == 0) return VESK_BAD_ARGUMENT;
-  vesk_visitor functions{};
-  std::memcpy(&functions, visitor, covered);
-  Visit visit(functions);
-  if (const vesk::LineList* const lines = result->result.lines()) {
+vesk_status visitAll(const vesk::Result& result, const vesk_visitor& visitor) {
+  Visit visit(visitor);
+  if (const vesk::LineList* const lines = result.lines()) {
     for (std::size_t i = 0; visit.going() && i < lines->size(); ++i) visit.string((*lines)[i]);
-  } else if (const vesk::ReportObject* const object = result->result.object()) {
+  } else if (const vesk::ReportObject* const object = result.object()) {
     object->isString() ? visit.string(object->string()) : visit.dictionary(*object);
   } else {
     visit.nil();
   }
   return visit.going() ? VESK_OK : VESK_STOPPED;
+}
+
+// NOLINTNEXTLINE(bugprone-exception-escape): every index is below the size
+vesk_status resultVisit(const vesk_result* result, const vesk_visitor* visitor) noexcept {
+  if (visitor->size >= sizeof(vesk_visitor)) return visitAll(result->result, *visitor);
+  const std::size_t covered = coveredBytes(visitor->size, kVisitorEnds);
+  if (covered == 0) return VESK_BAD_ARGUMENT;
+  vesk_visitor known{};
+  std::memcpy(&known, visitor, covered);
+  return visitAll(result->result, known);
 }
 
 // -------------------------------------------------------------------------------------- tables
