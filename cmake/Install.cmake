@@ -74,7 +74,7 @@ if(VESK_BUILD_HOST)
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
     COMPONENT tool)
   install(
-    FILES docs/vesk-ndjson.5
+    FILES docs/vesk-ndjson.5 docs/vesk-reports.5
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man5
     COMPONENT tool)
   install(
