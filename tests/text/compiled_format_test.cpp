@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "model/wire.h"
+#include "model/wire_format.h"
 #include "tests/text/reference.h"
 #include "tests/text/values.h"
 #include "text/format.h"

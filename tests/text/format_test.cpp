@@ -2,6 +2,7 @@
 // precision and conversion that is allowed, over the values at which such code goes wrong.
 
 #include "text/format.h"
+#include "text/run_time_format.h"
 
 #include <gtest/gtest.h>
 
