@@ -39,7 +39,8 @@ set(headers
     text/digits.h
     text/format.h
     text/format_convert.h
-    text/format_parse.h)
+    text/format_parse.h
+    text/instructions.h)
 foreach(header ${headers})
   get_filename_component(folder ${header} DIRECTORY)
   install(

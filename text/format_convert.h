@@ -55,8 +55,8 @@ concept ConstantText = requires(const T& text) {
 };
 
 template <class T>
-concept String = ConstantText<T> || SelfWriting<T> || std::convertible_to<const T&, std::string_view> ||
-    std::convertible_to<const T&, const char*>;
+concept String = ConstantText<T> || SelfWriting<T> ||
+    std::convertible_to<const T&, std::string_view> || std::convertible_to<const T&, const char*>;
 
 /// Whether a conversion takes an argument of type T.
 template <class T>
