@@ -178,7 +178,7 @@ AVX2_PART __m128i loadSixteen(const void* bytes) {
 // The byte behind a column is a blank, whichever of its neighbours writes it.
 template <std::size_t... i>
 AVX2_PART void writeColumns(char* out, const Columns& made, const std::uint32_t* kinds,
-                                 std::index_sequence<i...>) {
+                            std::index_sequence<i...>) {
   (storeSixteen(out + 15 * i,
                 _mm_add_epi8(columnOf<i>(made), loadSixteen(detail::kFills.bytes[kinds[i]]))),
    ...);
