@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "plugin/vesk_plugin.h"
+#include "plugin/blob_names.h"
 #include "text/format.h"
 
 namespace vesk::blackbox {
@@ -200,23 +200,8 @@ inline constexpr Module<1> kPmgr{"PMGR", detail::labels("PMGR_EVENT_WAKE_SRC_UNK
 
 // --------------------------------------------------------------------------------- blob modules
 
-/// The firmware's data blobs: ten modules with the same seven events, named by the rows of
-/// blob_names.
-inline constexpr std::size_t kBlobs = 10;
-
-/// What the rows of blob_names point to unless a host changes them.
-inline constexpr char kBlobNames[kBlobs][10] = {
-    "BLOB_VAFE",
-    "BLOB_VFCL",
-    "BLOB_VPMp",
-    "BLOB_VSGC",
-    "BLOB_VSSp",
-    "BLOB_VSSC",
-    "BLOB_VSRx",
-    "BLOB_VSPM",
-    "BLOB_VRTC",
-    "BLOB_VSFN",
-};
+// The firmware's data blobs: ten modules with the same seven events, named by the rows of
+// blob_names.
 
 /// The events of every blob. The text does not name the blob; the keys do (kBlobTails).
 inline constexpr std::array<Label, 7> kBlobEvents =

@@ -4,6 +4,7 @@
 
 #include "plugin/HIDReportVeskPlugin.h"
 #include "plugin/report_list.h"
+#include "plugin/vesk_plugin.h"
 #include "reports/blackbox/catalogue.h"
 #include "reports/blackbox/severity.h"
 
