@@ -2,11 +2,10 @@
 
 #include <array>
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
 #include "plugin/vesk_plugin.h"
 #include "reports/blackbox/catalogue.h"
 #include "reports/blackbox/severity.h"
+#include "reports/decoder.h"
 
 namespace vesk {
 

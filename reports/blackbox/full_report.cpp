@@ -1,15 +1,15 @@
 // Black box full report, 0xE1 and 0xEA: ID, number of events and event counters of every module.
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
 #include "plugin/vesk_plugin.h"
 #include "reports/blackbox/catalogue.h"
+#include "reports/decoder.h"
 
 namespace vesk {
 
@@ -108,16 +108,16 @@ constexpr Modules<Place> makePlaces() {
   return places;
 }
 
-using Entries = std::array<Shape::Entry, kKeys>;
+using Fields = std::array<Shape::Field, kKeys>;
 
-/// The entries of the object, in the order in which the text shows the modules. `blobKeys` are the
+/// The fields of the object, in the order in which the text shows the modules. `blobKeys` are the
 /// keys of the blobs, row by row.
 template <class Key>
-constexpr Entries makeEntries(const std::array<Key, kBlobKeys>& blobKeys) {
-  Entries entries;
+constexpr Fields makeFields(const std::array<Key, kBlobKeys>& blobKeys) {
+  Fields fields;
   std::size_t count = 0;
   const auto add = [&](std::string_view key, Kind kind, std::size_t offset) {
-    entries[count++] = {key, Shape::Form::Number, kind, 1, static_cast<std::uint32_t>(offset)};
+    fields[count++] = {key, Shape::Category::Number, kind, 1, static_cast<std::uint32_t>(offset)};
   };
   const auto counterOffset = [](std::size_t record, std::size_t event) {
     return record + offsetof(Record<1>, counter) + event * sizeof(u32);
@@ -141,7 +141,7 @@ constexpr Entries makeEntries(const std::array<Key, kBlobKeys>& blobKeys) {
     for (std::size_t i = 0; i < kBlobEvents.size(); ++i)
       add(key[2 + i], Kind::UnsignedInt, counterOffset(place.offset, i));
   });
-  return entries;
+  return fields;
 }
 
 constexpr auto makeBlobKeyTexts() {
@@ -159,21 +159,21 @@ constexpr auto viewBlobKeys() {
   return views;
 }
 
-constexpr auto enterKeys(const Entries& entries) {
-  std::array<std::uint16_t, Shape::placesFor(kKeys)> places{};
-  Shape::enter(entries, places);
-  return places;
-}
+constexpr Fields kFields = makeFields(viewBlobKeys());
 
-constexpr Entries kEntries = makeEntries(viewBlobKeys());
-constexpr auto kEntryPlaces = enterKeys(kEntries);
-constexpr Shape kShape{kEntries, kEntryPlaces};
+constexpr auto kSlots = [] {
+  std::array<std::uint16_t, slotsFor(kKeys)> slots{};
+  enterKeys(kFields, slots);
+  return slots;
+}();
+
+constexpr Shape kShape{kFields, kSlots};
 
 /// The shape for a host that changed blob_names: it owns its keys.
 struct RenamedShape {
   std::array<std::string, kBlobKeys> blobKeys;
-  std::vector<Shape::Entry> entries;
-  std::vector<std::uint16_t> places;
+  std::vector<Shape::Field> fields;
+  std::vector<std::uint16_t> slots;
   Shape shape;
 
   RenamedShape() {
@@ -181,17 +181,17 @@ struct RenamedShape {
       const char* const name = blob_names[i / kBlobTails.size()];
       blobKeys[i] = format::string<"%s%s">(name, kBlobTails[i % kBlobTails.size()]);
     }
-    for (const Shape::Entry& entry : makeEntries(blobKeys)) {
+    for (const Shape::Field& field : makeFields(blobKeys)) {
       // A name that stands twice: as in any dictionary, the later value stays.
-      const auto same = std::ranges::find(entries, entry.key, &Shape::Entry::key);
-      if (same == entries.end())
-        entries.push_back(entry);
+      const auto same = std::ranges::find(fields, field.key, &Shape::Field::key);
+      if (same == fields.end())
+        fields.push_back(field);
       else
-        *same = entry;
+        *same = field;
     }
-    places.resize(Shape::placesFor(entries.size()));
-    Shape::enter(entries, places);
-    shape = {entries, places};
+    slots.resize(slotsFor(fields.size()));
+    enterKeys(fields, slots);
+    shape = {fields, slots};
   }
 };
 

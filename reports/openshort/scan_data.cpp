@@ -1,8 +1,7 @@
 // Open/short scan data: the samples behind the open/short test, 0xE4 for the D-SCAN and 0xE5 for
 // the P-SCAN.
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
 #include "reports/openshort/mark_row.h"
 
 namespace vesk {

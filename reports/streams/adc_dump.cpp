@@ -2,8 +2,7 @@
 
 #include <string_view>
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
 
 namespace vesk {
 

@@ -1,7 +1,6 @@
 // Algorithm baseline 0xA2: one value for each of the 48 channels.
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
 
 namespace vesk {
 

@@ -1,7 +1,6 @@
 // Image input report 0x76: a raw frame of 4 x 48 samples.
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
 
 namespace vesk {
 

@@ -1,4 +1,4 @@
-#include "model/LineList.h"
+#include "model/lines.h"
 
 #include <gtest/gtest.h>
 
@@ -130,30 +130,6 @@ TEST(LineList, HoldsManyLines) {
   EXPECT_EQ(list.text().size(), 100000 * 6 + 10 + 90 * 2 + 900 * 3 + 9000 * 4 + 90000 * 5);
 }
 
-TEST(LineList, TakesALineThatIsWrittenInPlace) {
-  LineList list;
-  list.add("before");
-  char* out = list.lineRoom(5);
-  for (const char c : std::string_view("abcde")) *out++ = c;
-  list.endLine(out);
-  out = list.lineRoom(100);  // less than asked for
-  *out++ = 'f';
-  list.endLine(out);
-  list.endLine(list.lineRoom(0));
-  list.add("behind");
-  expectLines(list, {"before", "abcde", "f", "", "behind"});
-}
-
-/// Room that was asked for and not used is no line.
-TEST(LineList, ForgetsRoomWithoutALine) {
-  LineList list;
-  list.add("a");
-  list.lineRoom(1000)[0] = 'x';
-  expectLines(list, {"a"});
-  list.add("b");
-  expectLines(list, {"a", "b"});
-}
-
 // ------------------------------------------------------------------------------ many lines at once
 
 TEST(LineList, AddsALineForEachElement) {
@@ -179,6 +155,19 @@ TEST(LineList, AddsALineForEachElement) {
                  "0x0000000a",
                  "behind"});
   }
+}
+
+TEST(LineList, AddsABlockThatIsWrittenAtOnce) {
+  LineList list;
+  list.add("before");
+  list.addBlock(0, 3, [](char*) {});
+  for (int i = 0; i < 30; ++i)
+    list.addBlock(2, 3, [](char* out) { std::ranges::copy(std::string_view("abc\ndef\n"), out); });
+  list.add("behind");
+  std::vector<std::string> expected = {"before"};
+  for (int i = 0; i < 30; ++i) expected.insert(expected.end(), {"abc", "def"});
+  expected.emplace_back("behind");
+  expectLines(list, expected);
 }
 
 TEST(LineList, AddsLinesThatAreWrittenInPlace) {
