@@ -5,9 +5,9 @@
 ///     list.add(vesk::each<"%16s: %u">(labels, counters), vesk::line<"">());
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -59,16 +59,34 @@ Line<format, T...> line(const T&... argument) {
   return {{argument...}};
 }
 
-/// A line for each element of columns, which are of one length: the first line with the first
-/// elements, and so on. Elements are texts of constant capacity, or numbers.
+namespace detail {
+
+/// Number of elements of a column's type: of an array, or of a type that says it as kExtent.
+template <class Column>
+inline constexpr std::size_t kExtentOf = Column::kExtent;
+
+template <class T, std::size_t n>
+inline constexpr std::size_t kExtentOf<T[n]> = n;
+
+template <class T, std::size_t n>
+inline constexpr std::size_t kExtentOf<std::array<T, n>> = n;
+
+}  // namespace detail
+
+/// A line for each element of columns: the first line with the first elements, and so on. Elements
+/// are texts of constant capacity, or numbers; a column is an array, or has kExtent and operator[].
 template <format::Literal format, class First, class... Column>
 struct Each {
+  static_assert(((detail::kExtentOf<Column> == detail::kExtentOf<First>)&&...),
+                "columns of one length");
+
   const First& first;
   std::tuple<const Column&...> columns;
 
-  std::size_t lines() const { return std::size(first); }
+  static constexpr std::size_t lines() { return detail::kExtentOf<First>; }
 
-  std::size_t size() const {
+  /// Characters that they have at most, their ends included.
+  static constexpr std::size_t size() {
     return lines() * (format::maximumSize<format, ElementOf<First>, ElementOf<Column>...>() + 1);
   }
 

@@ -14,14 +14,14 @@ namespace {
 using namespace blackbox;
 
 template <std::size_t events>
-struct Options {
+struct OptionBytes {
   u8 event[events];
 };
 
 struct ConfigReport {
   u8 id;
   u8 global[kSeverityNames.size()];  // by severity
-  Modules<Options> modules;
+  Modules<OptionBytes> modules;
 };
 static_assert(sizeof(ConfigReport) == layoutSize("parseBlackBoxConfig"));
 static_assert(offsetof(ConfigReport, modules.black_box) == 7);
@@ -71,12 +71,17 @@ constexpr std::array<OptionText, 256> makeTexts() {
 constexpr auto kFlags = makeTexts<flagsOf>();
 constexpr auto kLevelsAndFlags = makeTexts<levelAndFlagsOf>();
 
-/// The texts of a run of option bytes, from one of the tables.
+/// The texts of option bytes, from one of the tables.
+template <std::size_t count>
 struct Texts {
+  static constexpr std::size_t kExtent = count;
   const std::array<OptionText, 256>& of;
-  const u8* option;
+  const u8 (&option)[count];
   const OptionText& operator[](std::size_t i) const { return of[option[i]]; }
 };
+
+template <std::size_t count>
+Texts(const std::array<OptionText, 256>&, const u8 (&)[count]) -> Texts<count>;
 
 // ------------------------------------------------------------------------------------------ text
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -155,6 +156,20 @@ TEST(LineList, AddsALineForEachElement) {
                  "0x0000000a",
                  "behind"});
   }
+}
+
+/// A column of a type of its own: the squares of 0 to 2.
+struct Squares {
+  static constexpr std::size_t kExtent = 3;
+  unsigned operator[](std::size_t i) const { return static_cast<unsigned>(i * i); }
+};
+
+TEST(LineList, TakesColumnsOfEveryType) {
+  const std::array<u16, 3> first{u16::of(7), u16::of(8), u16::of(9)};
+  const int second[3] = {-1, 0, 1};
+  LineList list;
+  list.add(each<"%u %i %u">(first, second, Squares()));
+  expectLines(list, {"7 -1 0", "8 0 1", "9 1 4"});
 }
 
 TEST(LineList, AddsABlockThatIsWrittenAtOnce) {
