@@ -99,10 +99,10 @@ LineList lines(ConfigReport r) {
 
   LineList out(264, 20480);
   out.add(each<"%s %s">(kGlobalLabels, Texts{kFlags, r.global}), line<"">());
-  visitNamed(r.modules, [&out](const auto& module, const auto& options) {
+  visitNamed(r.modules, [&out](const auto& module, const auto& options, std::size_t) {
     out.add(each<"%s%s">(module.event, Texts{kLevelsAndFlags, options.event}), line<"">());
   });
-  visitBlobs(r.modules, [&out](std::size_t row, const auto& options) {
+  visitBlobs(r.modules, [&out](std::size_t row, const auto& options, std::size_t) {
     out.add(line<"%40s">(blob_names[row]),
             each<"%s%s">(kBlobEvents, Texts{kLevelsAndFlags, options.event}),
             line<"">());

@@ -55,13 +55,13 @@ LineList lines(const FullReport& r) {
           line<"%40s: %i">("Module Count", r.module_count),
           line<"">());
   // The counters are unsigned, but %i reads them as signed: hosts compare this text.
-  visitNamed(r.modules, [&out](const auto& module, const auto& record) {
+  visitNamed(r.modules, [&out](const auto& module, const auto& record, std::size_t) {
     out.add(line<"%s0x%04X">(module.moduleID, record.module_id),
             line<"%s%i">(module.numberOfEvents, record.number_of_events),
             each<"%s%i">(module.event, record.counter),
             line<"">());
   });
-  visitBlobs(r.modules, [&out](std::size_t row, const auto& record) {
+  visitBlobs(r.modules, [&out](std::size_t row, const auto& record, std::size_t) {
     out.add(line<"%30s Module ID: 0x%04X">(blob_names[row], record.module_id),
             line<"%40s: %i">("BLOB # Events", record.number_of_events),
             each<"%s%i">(kBlobEvents, record.counter),
@@ -76,37 +76,9 @@ LineList lines(const FullReport& r) {
 // the named modules from the catalogue, those of the blobs from blob_names.
 
 constexpr std::size_t kBlobKeys = kBlobs * kBlobTails.size();
-constexpr std::size_t kKeys = 269;
 
-/// Offset of a module's record, for each module.
-template <std::size_t>
-struct Place {
-  std::size_t offset = 0;
-};
-
-constexpr Modules<Place> makePlaces() {
-  Modules<Place> places;
-  std::size_t at = offsetof(FullReport, modules);
-  const auto next = [&at]<std::size_t n>(Place<n>& place) {
-    place.offset = at;
-    at += sizeof(Record<n>);
-  };
-  next(places.black_box);
-  next(places.pse);
-  next(places.open_short_test);
-  next(places.scan_logger);
-  next(places.svc_smgr);
-  for (auto& blob : places.blob) next(blob);
-  next(places.hidspi_master);
-  next(places.algs);
-  next(places.sys);
-  next(places.zub);
-  next(places.hidspi_slave);
-  next(places.otp);
-  next(places.pmgr);
-  next(places.last_blob);
-  return places;
-}
+/// The number of modules; of each module its ID, its number of events (but for PMGR) and its events.
+constexpr std::size_t kKeys = 1 + 2 * kModules - 1 + kEvents;
 
 using Fields = std::array<Shape::Field, kKeys>;
 
@@ -119,27 +91,31 @@ constexpr Fields makeFields(const std::array<Key, kBlobKeys>& blobKeys) {
   const auto add = [&](std::string_view key, Kind kind, std::size_t offset) {
     fields[count++] = {key, Shape::Category::Number, kind, 1, static_cast<std::uint32_t>(offset)};
   };
-  const auto counterOffset = [](std::size_t record, std::size_t event) {
-    return record + offsetof(Record<1>, counter) + event * sizeof(u32);
-  };
-  constexpr Modules<Place> places = makePlaces();
+  // The parts of a record stand at the same offsets whatever the number of its events.
+  using AnyRecord = Record<1>;
+  constexpr Modules<Record> modules{};
+  constexpr std::size_t begin = offsetof(FullReport, modules);
   add("MODULE_COUNT", Kind::UnsignedShort, offsetof(FullReport, module_count));
-  visitNamed(places, [&](const auto& module, const auto& place) {
-    add(module.moduleIDKey.view(), Kind::UnsignedShort, place.offset);
+  visitNamed(modules, [&](const auto& module, const auto&, std::size_t offset) {
+    const std::size_t record = begin + offset;
+    add(module.moduleIDKey.view(), Kind::UnsignedShort, record + offsetof(AnyRecord, module_id));
     // Of PMGR, the number of events is shown in the text only.
     if (module.name != "PMGR")
       add(module.numberOfEventsKey.view(),
           Kind::UnsignedShort,
-          place.offset + offsetof(Record<1>, number_of_events));
+          record + offsetof(AnyRecord, number_of_events));
     for (std::size_t i = 0; i < module.kEvents; ++i)
-      add(module.event[i].name(), Kind::UnsignedInt, counterOffset(place.offset, i));
+      add(module.event[i].name(),
+          Kind::UnsignedInt,
+          record + offsetof(AnyRecord, counter) + i * sizeof(u32));
   });
-  visitBlobs(places, [&](std::size_t row, const auto& place) {
+  visitBlobs(modules, [&](std::size_t row, const auto&, std::size_t offset) {
+    const std::size_t record = begin + offset;
     const Key* const key = &blobKeys[row * kBlobTails.size()];
-    add(key[0], Kind::UnsignedShort, place.offset);
-    add(key[1], Kind::UnsignedShort, place.offset + offsetof(Record<1>, number_of_events));
+    add(key[0], Kind::UnsignedShort, record + offsetof(AnyRecord, module_id));
+    add(key[1], Kind::UnsignedShort, record + offsetof(AnyRecord, number_of_events));
     for (std::size_t i = 0; i < kBlobEvents.size(); ++i)
-      add(key[2 + i], Kind::UnsignedInt, counterOffset(place.offset, i));
+      add(key[2 + i], Kind::UnsignedInt, record + offsetof(AnyRecord, counter) + i * sizeof(u32));
   });
   return fields;
 }
