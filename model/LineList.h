@@ -24,7 +24,9 @@
 
 namespace vesk {
 
-struct LineCursor;  // model/lines.h
+// What model/lines.h defines.
+struct LineCursor;
+struct LineRoom;
 
 /// Lines that write themselves: line<"...">(...), each<"...">(...) of model/lines.h.
 template <class L>
@@ -97,6 +99,10 @@ class LineList {
   template <AnyLines... L>
   static LineList of(const L&... lines);
 
+  /// These lines, and room for `more` behind them.
+  template <AnyLines... L>
+  static LineList withRoom(const LineRoom& more, const L&... lines);
+
   /// Appends these lines: add(line<"%s:">(name), each<"%40s: %i">(labels, counters), ...).
   template <AnyLines... L>
   void add(const L&... lines);
@@ -132,6 +138,10 @@ class LineList {
 
   End* ends() const { return reinterpret_cast<End*>(_block.get() + 1); }
   char* characters() const { return reinterpret_cast<char*>(ends() + _block->lineCapacity); }
+
+  /// Writes these lines into room that is there.
+  template <class... L>
+  void write(const L&... lines);
 
   /// Where the next line goes, and back behind what was written there.
   LineCursor cursor();

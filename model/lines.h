@@ -34,6 +34,19 @@ struct LineCursor {
   }
 };
 
+/// Lines, and the characters that they have at most, line ends included.
+struct LineRoom {
+  std::size_t lines = 0;
+  std::size_t characters = 0;
+
+  friend constexpr LineRoom operator+(const LineRoom& a, const LineRoom& b) {
+    return {a.lines + b.lines, a.characters + b.characters};
+  }
+  friend constexpr LineRoom operator*(std::size_t times, const LineRoom& room) {
+    return {times * room.lines, times * room.characters};
+  }
+};
+
 /// A line to be: a printf format (see text/format.h) and its arguments, to which it refers.
 template <format::Literal format, class... T>
 struct Line {
@@ -113,14 +126,24 @@ Each<format, First, Column...> each(const First& first, const Column&... column)
 
 template <AnyLines... L>
 inline LineList LineList::of(const L&... lines) {
-  LineList list((std::size_t{0} + ... + lines.lines()), (std::size_t{0} + ... + lines.size()));
-  list.add(lines...);
+  return withRoom({}, lines...);
+}
+
+template <AnyLines... L>
+inline LineList LineList::withRoom(const LineRoom& more, const L&... lines) {
+  LineList list((more.lines + ... + lines.lines()), (more.characters + ... + lines.size()));
+  list.write(lines...);
   return list;
 }
 
 template <AnyLines... L>
 inline void LineList::add(const L&... lines) {
   reserve((std::size_t{0} + ... + lines.lines()), (kSlack + ... + lines.size()));
+  write(lines...);
+}
+
+template <class... L>
+inline void LineList::write(const L&... lines) {
   LineCursor cursor = this->cursor();
   (lines.write(cursor), ...);
   moveTo(cursor);

@@ -92,12 +92,22 @@ constexpr auto kGlobalLabels = std::array{Label("Global Trace Config"),
                                           Label("Global Error Config"),
                                           Label("Global Critical Config")};
 
+/// The severities and an empty line; then of each module its events and an empty line, and of a blob
+/// its name before them.
+constexpr std::size_t kLines = kGlobalLabels.size() + 1 + kEvents + kModules + kBlobs;
+static_assert(kLines == 264);
+
+/// Room for them: no line is longer than a label and the text of an option byte can be, unless a host
+/// gave a blob a long name.
+constexpr std::size_t kCharacters =
+    kLines * (sizeof(Label::characters) + sizeof(OptionText::characters) + 1);
+
 LineList lines(ConfigReport r) {
   // The line of SINGLE_OPEN has always shown the byte of DOUBLE_OPEN; its own byte is not shown.
   auto& openShort = r.modules.open_short_test.event;
   openShort[4] = openShort[3];
 
-  LineList out(264, 20480);
+  LineList out(kLines, kCharacters);
   out.add(each<"%s %s">(kGlobalLabels, Texts{kFlags, r.global}), line<"">());
   visitNamed(r.modules, [&out](const auto& module, const auto& options, std::size_t) {
     out.add(each<"%s%s">(module.event, Texts{kLevelsAndFlags, options.event}), line<"">());

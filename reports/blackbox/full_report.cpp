@@ -48,8 +48,16 @@ static_assert(offsetof(FullReport, modules.last_blob) == 959);
 
 // ------------------------------------------------------------------------------------------ text
 
+/// Four lines on top; then of each module two, those of its events and an empty one.
+constexpr std::size_t kLines = 4 + kEvents + 3 * kModules;
+static_assert(kLines == 295);
+
+/// Room for them: no line is longer than a label and a number can be, unless a host gave a blob a
+/// long name.
+constexpr std::size_t kCharacters = kLines * (format::maximumSize<"%s%i", Label, u32>() + 1);
+
 LineList lines(const FullReport& r) {
-  LineList out(295, 17500);
+  LineList out(kLines, kCharacters);
   out.add(line<"---Black Box Full Report---">(),
           line<"">(),
           line<"%40s: %i">("Module Count", r.module_count),

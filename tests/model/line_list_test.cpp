@@ -172,6 +172,18 @@ TEST(LineList, TakesColumnsOfEveryType) {
   expectLines(list, {"7 -1 0", "8 0 1", "9 1 4"});
 }
 
+TEST(LineList, KeepsTheRoomThatIsAskedFor) {
+  const LineRoom more = LineRoom{1, 11} + 2 * LineRoom{1, 3};
+  LineList list = LineList::withRoom(more, line<"%s:">("Pump"), line<"">());
+  expectLines(list, {"Pump:", ""});
+  const char* const block = list.text().data();
+  list.add("0123456789");
+  list.add("ab");
+  list.add(line<"%s">("cd"));
+  EXPECT_EQ(list.text().data(), block);
+  expectLines(list, {"Pump:", "", "0123456789", "ab", "cd"});
+}
+
 TEST(LineList, AddsABlockThatIsWrittenAtOnce) {
   LineList list;
   list.add("before");
