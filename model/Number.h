@@ -138,7 +138,7 @@ class Number {
   }
 
   std::uint64_t
-      _bits;  // whole numbers widened with their sign; float and double as a double's bits
+      _bits;  // of a whole number, widened with its sign; of a float or double as a double
   Kind _kind;
 };
 

@@ -8,7 +8,6 @@
 ///     table.find(0x76u);  // null
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -32,11 +31,11 @@ class ReportTable {
 
   /// Adds a row, or replaces the name of an equal key.
   void set(Number id, std::string name) {
-    const auto row = std::ranges::find(_rows, id, &Row::first);
-    if (row != _rows.end()) {
-      row->second = std::move(name);
-      return;
-    }
+    for (Row& row : _rows)
+      if (row.first == id) {
+        row.second = std::move(name);
+        return;
+      }
     _rows.emplace_back(id, std::move(name));
     for (unsigned small = 0; small < _rowOf.size(); ++small)
       if (id == Number(small)) _rowOf[small] = static_cast<std::uint32_t>(_rows.size());
@@ -48,8 +47,9 @@ class ReportTable {
       const std::size_t row = std::size_t{_rowOf[static_cast<std::size_t>(id.bits())]} - 1;
       return row < _rows.size() ? &_rows[row].second : nullptr;
     }
-    const auto row = std::ranges::find(_rows, id, &Row::first);
-    return row != _rows.end() ? &row->second : nullptr;
+    for (const Row& row : _rows)
+      if (row.first == id) return &row.second;
+    return nullptr;
   }
 
   std::size_t size() const { return _rows.size(); }

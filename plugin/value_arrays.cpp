@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "model/lines.h"
 #include "plugin/HIDReportVeskPlugin.h"
 #include "text/format.h"
 #include "text/rows.h"

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "plugin/vesk_plugin.h"
+#include "plugin/blob_names.h"
 #include "text/format.h"
 
 namespace vesk::blackbox {
@@ -200,23 +200,8 @@ inline constexpr Module<1> kPmgr{"PMGR", detail::labels("PMGR_EVENT_WAKE_SRC_UNK
 
 // --------------------------------------------------------------------------------- blob modules
 
-/// The firmware's data blobs: ten modules with the same seven events, named by the rows of
-/// blob_names.
-inline constexpr std::size_t kBlobs = 10;
-
-/// What the rows of blob_names point to unless a host changes them.
-inline constexpr char kBlobNames[kBlobs][10] = {
-    "BLOB_VAFE",
-    "BLOB_VFCL",
-    "BLOB_VPMp",
-    "BLOB_VSGC",
-    "BLOB_VSSp",
-    "BLOB_VSSC",
-    "BLOB_VSRx",
-    "BLOB_VSPM",
-    "BLOB_VRTC",
-    "BLOB_VSFN",
-};
+// The firmware's data blobs: ten modules with the same seven events, named by the rows of
+// blob_names.
 
 /// The events of every blob. The text does not name the blob; the keys do (kBlobTails).
 inline constexpr std::array<Label, 7> kBlobEvents =
@@ -229,17 +214,12 @@ inline constexpr std::array<Label, 7> kBlobEvents =
                    "BLOB_EVENT_DEFAULT");
 
 /// The keys of a blob's fields in the order of its record, without the blob's name before them.
-inline constexpr std::array<std::string_view, 2 + kBlobEvents.size()> kBlobTails = {
-    "_MODULE_ID",
-    "_NUM_EVENTS",
-    "_EVENT_GOOD_BLOB",
-    "_EVENT_BAD_MAGIC",
-    "_EVENT_BAD_CHECKSUM",
-    "_EVENT_UNSUPPORTED_HEADER_VERSION",
-    "_EVENT_OLD_VERSION",
-    "_EVENT_BAD_VERSION",
-    "_EVENT_DEFAULT",
-};
+inline constexpr auto kBlobTails = [] {
+  std::array<std::string_view, 2 + kBlobEvents.size()> tails{"_MODULE_ID", "_NUM_EVENTS"};
+  for (std::size_t i = 0; i < kBlobEvents.size(); ++i)
+    tails[2 + i] = kBlobEvents[i].name().substr(std::string_view("BLOB").size());
+  return tails;
+}();
 
 // ---------------------------------------------------------------------------------- the two orders
 
@@ -263,28 +243,52 @@ struct Modules {
   Of<kBlobEvents.size()> last_blob;
 };
 
-/// The order in which the named modules are shown: calls visit(module, what `modules` has for it).
-template <class AnyModules, class Visit>
-constexpr void visitNamed(AnyModules& modules, const Visit& visit) {
-  visit(kBlackBox, modules.black_box);
-  visit(kPse, modules.pse);
-  visit(kOpenShortTest, modules.open_short_test);
-  visit(kScanLogger, modules.scan_logger);
-  visit(kSvcSmgr, modules.svc_smgr);
-  visit(kHidSpiMaster, modules.hidspi_master);
-  visit(kHidSpiSlave, modules.hidspi_slave);
-  visit(kAlgs, modules.algs);
-  visit(kSys, modules.sys);
-  visit(kZub, modules.zub);
-  visit(kOtp, modules.otp);
-  visit(kPmgr, modules.pmgr);
+namespace detail {
+
+/// A byte for each module, and a byte for each event.
+template <std::size_t>
+struct ByteOfModule {
+  std::byte byte;
+};
+
+template <std::size_t events>
+struct BytesOfEvents {
+  std::byte byte[events];
+};
+
+}  // namespace detail
+
+/// How many there are in all, the blobs and theirs included.
+inline constexpr std::size_t kModules = sizeof(Modules<detail::ByteOfModule>);
+inline constexpr std::size_t kEvents = sizeof(Modules<detail::BytesOfEvents>);
+static_assert(kModules == 22 && kEvents == 225);
+
+/// The order in which the named modules are shown: calls visit(module, what `modules` has for it,
+/// the offset of that in `modules`).
+template <template <std::size_t> class Of, class Visit>
+constexpr void visitNamed(const Modules<Of>& modules, const Visit& visit) {
+  using M = Modules<Of>;
+  visit(kBlackBox, modules.black_box, offsetof(M, black_box));
+  visit(kPse, modules.pse, offsetof(M, pse));
+  visit(kOpenShortTest, modules.open_short_test, offsetof(M, open_short_test));
+  visit(kScanLogger, modules.scan_logger, offsetof(M, scan_logger));
+  visit(kSvcSmgr, modules.svc_smgr, offsetof(M, svc_smgr));
+  visit(kHidSpiMaster, modules.hidspi_master, offsetof(M, hidspi_master));
+  visit(kHidSpiSlave, modules.hidspi_slave, offsetof(M, hidspi_slave));
+  visit(kAlgs, modules.algs, offsetof(M, algs));
+  visit(kSys, modules.sys, offsetof(M, sys));
+  visit(kZub, modules.zub, offsetof(M, zub));
+  visit(kOtp, modules.otp, offsetof(M, otp));
+  visit(kPmgr, modules.pmgr, offsetof(M, pmgr));
 }
 
-/// Behind them, the blobs by row: calls visit(row, what `modules` has for it).
-template <class AnyModules, class Visit>
-constexpr void visitBlobs(AnyModules& modules, const Visit& visit) {
-  for (std::size_t row = 0; row < kBlobs - 1; ++row) visit(row, modules.blob[row]);
-  visit(kBlobs - 1, modules.last_blob);
+/// Behind them, the blobs by row: calls visit(row, what `modules` has for it, its offset).
+template <template <std::size_t> class Of, class Visit>
+constexpr void visitBlobs(const Modules<Of>& modules, const Visit& visit) {
+  using M = Modules<Of>;
+  for (std::size_t row = 0; row < kBlobs - 1; ++row)
+    visit(row, modules.blob[row], offsetof(M, blob) + row * sizeof modules.blob[row]);
+  visit(kBlobs - 1, modules.last_blob, offsetof(M, last_blob));
 }
 
 }  // namespace vesk::blackbox

@@ -2,10 +2,10 @@
 
 #include <array>
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "plugin/vesk_plugin.h"
 #include "reports/blackbox/catalogue.h"
 #include "reports/blackbox/severity.h"
+#include "reports/decoder.h"
 
 namespace vesk {
 
@@ -14,14 +14,14 @@ namespace {
 using namespace blackbox;
 
 template <std::size_t events>
-struct Options {
+struct OptionBytes {
   u8 event[events];
 };
 
 struct ConfigReport {
   u8 id;
   u8 global[kSeverityNames.size()];  // by severity
-  Modules<Options> modules;
+  Modules<OptionBytes> modules;
 };
 static_assert(sizeof(ConfigReport) == layoutSize("parseBlackBoxConfig"));
 static_assert(offsetof(ConfigReport, modules.black_box) == 7);
@@ -71,12 +71,17 @@ constexpr std::array<OptionText, 256> makeTexts() {
 constexpr auto kFlags = makeTexts<flagsOf>();
 constexpr auto kLevelsAndFlags = makeTexts<levelAndFlagsOf>();
 
-/// The texts of a run of option bytes, from one of the tables.
+/// The texts of option bytes, from one of the tables.
+template <std::size_t count>
 struct Texts {
+  static constexpr std::size_t kExtent = count;
   const std::array<OptionText, 256>& of;
-  const u8* option;
+  const u8 (&option)[count];
   const OptionText& operator[](std::size_t i) const { return of[option[i]]; }
 };
+
+template <std::size_t count>
+Texts(const std::array<OptionText, 256>&, const u8 (&)[count]) -> Texts<count>;
 
 // ------------------------------------------------------------------------------------------ text
 
@@ -87,17 +92,27 @@ constexpr auto kGlobalLabels = std::array{Label("Global Trace Config"),
                                           Label("Global Error Config"),
                                           Label("Global Critical Config")};
 
+/// The severities and an empty line; then of each module its events and an empty line, and of a blob
+/// its name before them.
+constexpr std::size_t kLines = kGlobalLabels.size() + 1 + kEvents + kModules + kBlobs;
+static_assert(kLines == 264);
+
+/// Room for them: no line is longer than a label and the text of an option byte can be, unless a host
+/// gave a blob a long name.
+constexpr std::size_t kCharacters =
+    kLines * (sizeof(Label::characters) + sizeof(OptionText::characters) + 1);
+
 LineList lines(ConfigReport r) {
   // The line of SINGLE_OPEN has always shown the byte of DOUBLE_OPEN; its own byte is not shown.
   auto& openShort = r.modules.open_short_test.event;
   openShort[4] = openShort[3];
 
-  LineList out(264, 20480);
+  LineList out(kLines, kCharacters);
   out.add(each<"%s %s">(kGlobalLabels, Texts{kFlags, r.global}), line<"">());
-  visitNamed(r.modules, [&out](const auto& module, const auto& options) {
+  visitNamed(r.modules, [&out](const auto& module, const auto& options, std::size_t) {
     out.add(each<"%s%s">(module.event, Texts{kLevelsAndFlags, options.event}), line<"">());
   });
-  visitBlobs(r.modules, [&out](std::size_t row, const auto& options) {
+  visitBlobs(r.modules, [&out](std::size_t row, const auto& options, std::size_t) {
     out.add(line<"%40s">(blob_names[row]),
             each<"%s%s">(kBlobEvents, Texts{kLevelsAndFlags, options.event}),
             line<"">());

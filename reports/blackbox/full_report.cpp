@@ -1,14 +1,15 @@
 // Black box full report, 0xE1 and 0xEA: ID, number of events and event counters of every module.
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "plugin/vesk_plugin.h"
 #include "reports/blackbox/catalogue.h"
+#include "reports/decoder.h"
 
 namespace vesk {
 
@@ -47,20 +48,28 @@ static_assert(offsetof(FullReport, modules.last_blob) == 959);
 
 // ------------------------------------------------------------------------------------------ text
 
+/// Four lines on top; then of each module two, those of its events and an empty one.
+constexpr std::size_t kLines = 4 + kEvents + 3 * kModules;
+static_assert(kLines == 295);
+
+/// Room for them: no line is longer than a label and a number can be, unless a host gave a blob a
+/// long name.
+constexpr std::size_t kCharacters = kLines * (format::maximumSize<"%s%i", Label, u32>() + 1);
+
 LineList lines(const FullReport& r) {
-  LineList out(295, 17500);
+  LineList out(kLines, kCharacters);
   out.add(line<"---Black Box Full Report---">(),
           line<"">(),
           line<"%40s: %i">("Module Count", r.module_count),
           line<"">());
   // The counters are unsigned, but %i reads them as signed: hosts compare this text.
-  visitNamed(r.modules, [&out](const auto& module, const auto& record) {
+  visitNamed(r.modules, [&out](const auto& module, const auto& record, std::size_t) {
     out.add(line<"%s0x%04X">(module.moduleID, record.module_id),
             line<"%s%i">(module.numberOfEvents, record.number_of_events),
             each<"%s%i">(module.event, record.counter),
             line<"">());
   });
-  visitBlobs(r.modules, [&out](std::size_t row, const auto& record) {
+  visitBlobs(r.modules, [&out](std::size_t row, const auto& record, std::size_t) {
     out.add(line<"%30s Module ID: 0x%04X">(blob_names[row], record.module_id),
             line<"%40s: %i">("BLOB # Events", record.number_of_events),
             each<"%s%i">(kBlobEvents, record.counter),
@@ -75,72 +84,48 @@ LineList lines(const FullReport& r) {
 // the named modules from the catalogue, those of the blobs from blob_names.
 
 constexpr std::size_t kBlobKeys = kBlobs * kBlobTails.size();
-constexpr std::size_t kKeys = 269;
 
-/// Offset of a module's record, for each module.
-template <std::size_t>
-struct Place {
-  std::size_t offset = 0;
-};
+/// The number of modules; of each module its ID, its number of events (but for PMGR) and its events.
+constexpr std::size_t kKeys = 1 + 2 * kModules - 1 + kEvents;
 
-constexpr Modules<Place> makePlaces() {
-  Modules<Place> places;
-  std::size_t at = offsetof(FullReport, modules);
-  const auto next = [&at]<std::size_t n>(Place<n>& place) {
-    place.offset = at;
-    at += sizeof(Record<n>);
-  };
-  next(places.black_box);
-  next(places.pse);
-  next(places.open_short_test);
-  next(places.scan_logger);
-  next(places.svc_smgr);
-  for (auto& blob : places.blob) next(blob);
-  next(places.hidspi_master);
-  next(places.algs);
-  next(places.sys);
-  next(places.zub);
-  next(places.hidspi_slave);
-  next(places.otp);
-  next(places.pmgr);
-  next(places.last_blob);
-  return places;
-}
+using Fields = std::array<Shape::Field, kKeys>;
 
-using Entries = std::array<Shape::Entry, kKeys>;
-
-/// The entries of the object, in the order in which the text shows the modules. `blobKeys` are the
+/// The fields of the object, in the order in which the text shows the modules. `blobKeys` are the
 /// keys of the blobs, row by row.
 template <class Key>
-constexpr Entries makeEntries(const std::array<Key, kBlobKeys>& blobKeys) {
-  Entries entries;
+constexpr Fields makeFields(const std::array<Key, kBlobKeys>& blobKeys) {
+  Fields fields;
   std::size_t count = 0;
   const auto add = [&](std::string_view key, Kind kind, std::size_t offset) {
-    entries[count++] = {key, Shape::Form::Number, kind, 1, static_cast<std::uint32_t>(offset)};
+    fields[count++] = {key, Shape::Category::Number, kind, 1, static_cast<std::uint32_t>(offset)};
   };
-  const auto counterOffset = [](std::size_t record, std::size_t event) {
-    return record + offsetof(Record<1>, counter) + event * sizeof(u32);
-  };
-  constexpr Modules<Place> places = makePlaces();
+  // The parts of a record stand at the same offsets whatever the number of its events.
+  using AnyRecord = Record<1>;
+  constexpr Modules<Record> modules{};
+  constexpr std::size_t begin = offsetof(FullReport, modules);
   add("MODULE_COUNT", Kind::UnsignedShort, offsetof(FullReport, module_count));
-  visitNamed(places, [&](const auto& module, const auto& place) {
-    add(module.moduleIDKey.view(), Kind::UnsignedShort, place.offset);
+  visitNamed(modules, [&](const auto& module, const auto&, std::size_t offset) {
+    const std::size_t record = begin + offset;
+    add(module.moduleIDKey.view(), Kind::UnsignedShort, record + offsetof(AnyRecord, module_id));
     // Of PMGR, the number of events is shown in the text only.
     if (module.name != "PMGR")
       add(module.numberOfEventsKey.view(),
           Kind::UnsignedShort,
-          place.offset + offsetof(Record<1>, number_of_events));
+          record + offsetof(AnyRecord, number_of_events));
     for (std::size_t i = 0; i < module.kEvents; ++i)
-      add(module.event[i].name(), Kind::UnsignedInt, counterOffset(place.offset, i));
+      add(module.event[i].name(),
+          Kind::UnsignedInt,
+          record + offsetof(AnyRecord, counter) + i * sizeof(u32));
   });
-  visitBlobs(places, [&](std::size_t row, const auto& place) {
+  visitBlobs(modules, [&](std::size_t row, const auto&, std::size_t offset) {
+    const std::size_t record = begin + offset;
     const Key* const key = &blobKeys[row * kBlobTails.size()];
-    add(key[0], Kind::UnsignedShort, place.offset);
-    add(key[1], Kind::UnsignedShort, place.offset + offsetof(Record<1>, number_of_events));
+    add(key[0], Kind::UnsignedShort, record + offsetof(AnyRecord, module_id));
+    add(key[1], Kind::UnsignedShort, record + offsetof(AnyRecord, number_of_events));
     for (std::size_t i = 0; i < kBlobEvents.size(); ++i)
-      add(key[2 + i], Kind::UnsignedInt, counterOffset(place.offset, i));
+      add(key[2 + i], Kind::UnsignedInt, record + offsetof(AnyRecord, counter) + i * sizeof(u32));
   });
-  return entries;
+  return fields;
 }
 
 constexpr auto makeBlobKeyTexts() {
@@ -158,21 +143,21 @@ constexpr auto viewBlobKeys() {
   return views;
 }
 
-constexpr auto enterKeys(const Entries& entries) {
-  std::array<std::uint16_t, Shape::placesFor(kKeys)> places{};
-  Shape::enter(entries, places);
-  return places;
-}
+constexpr Fields kFields = makeFields(viewBlobKeys());
 
-constexpr Entries kEntries = makeEntries(viewBlobKeys());
-constexpr auto kEntryPlaces = enterKeys(kEntries);
-constexpr Shape kShape{kEntries, kEntryPlaces};
+constexpr auto kSlots = [] {
+  std::array<std::uint16_t, slotsFor(kKeys)> slots{};
+  enterKeys(kFields, slots);
+  return slots;
+}();
+
+constexpr Shape kShape{kFields, kSlots};
 
 /// The shape for a host that changed blob_names: it owns its keys.
 struct RenamedShape {
   std::array<std::string, kBlobKeys> blobKeys;
-  std::vector<Shape::Entry> entries;
-  std::vector<std::uint16_t> places;
+  std::vector<Shape::Field> fields;
+  std::vector<std::uint16_t> slots;
   Shape shape;
 
   RenamedShape() {
@@ -180,17 +165,17 @@ struct RenamedShape {
       const char* const name = blob_names[i / kBlobTails.size()];
       blobKeys[i] = format::string<"%s%s">(name, kBlobTails[i % kBlobTails.size()]);
     }
-    for (const Shape::Entry& entry : makeEntries(blobKeys)) {
+    for (const Shape::Field& field : makeFields(blobKeys)) {
       // A name that stands twice: as in any dictionary, the later value stays.
-      const auto same = std::ranges::find(entries, entry.key, &Shape::Entry::key);
-      if (same == entries.end())
-        entries.push_back(entry);
+      const auto same = std::ranges::find(fields, field.key, &Shape::Field::key);
+      if (same == fields.end())
+        fields.push_back(field);
       else
-        *same = entry;
+        *same = field;
     }
-    places.resize(Shape::placesFor(entries.size()));
-    Shape::enter(entries, places);
-    shape = {entries, places};
+    slots.resize(slotsFor(fields.size()));
+    enterKeys(fields, slots);
+    shape = {fields, slots};
   }
 };
 

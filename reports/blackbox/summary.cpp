@@ -1,8 +1,7 @@
 // Black box summary 0xE0: the severity, and a flag for each module that has black box content.
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
 #include "reports/blackbox/severity.h"
+#include "reports/decoder.h"
 
 namespace vesk {
 

@@ -1,6 +1,7 @@
 #include "reports/openshort/mark_row.h"
 
 #include "plugin/HIDReportVeskPlugin.h"
+#include "text/format.h"
 
 namespace vesk {
 

@@ -11,7 +11,7 @@ namespace vesk {
 /// Bits 47 to 0 of a mask, X for a set bit and '.' for a clear one, in six groups of eight, each with
 /// a blank before it. Bits 48 to 63 belong to no channel and are not shown. To be printed by "%s".
 struct MarkRow {
-  static constexpr std::size_t kMaximumSize = 54;
+  static constexpr std::size_t kMaximumSize = 6 * (1 + 8);
 
   std::uint64_t mask;
 

@@ -1,9 +1,9 @@
 // Open/short scan data: the samples behind the open/short test, 0xE4 for the D-SCAN and 0xE5 for
 // the P-SCAN.
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
 #include "reports/openshort/mark_row.h"
+#include "reports/samples.h"
 
 namespace vesk {
 
@@ -36,19 +36,21 @@ const format::Text<16>& scanName(std::uint32_t reportID) {
 
 LineList lines(const HIDReportVeskPlugin& plugin, const ScanDataReport& r) {
   const format::Text<16>& scan = scanName(plugin.report_id());
-  const char* const format = plugin.displayDecimal() ? "%14d " : "%08x ";
-  LineList out(22, plugin.displayDecimal() ? 2048 : 1400);
-  out.add(line<"Open/Short Test %s Data:">(scan),
-          line<"">(),
-          line<"                       40       32       24       16        8        0">(),
-          line<"ADC Saturation  %s">(MarkRow{r.saturation}),
-          line<"">(),
-          line<"Brownout: %s">(brownout(r) != 0 ? kYes : kNo),
-          line<"">(),
-          line<"[%s I]">(scan));
-  plugin.addArrayUint32(out, r.i, 48, format);
+  const SampleFormat& format = sampleFormat(plugin);
+  constexpr LineRoom between{2, sizeof "" + sizeof "[D-SCAN Q]"};
+  LineList out = LineList::withRoom(
+      2 * roomOfArray(48, format.size) + between,
+      line<"Open/Short Test %s Data:">(scan),
+      line<"">(),
+      line<"                       40       32       24       16        8        0">(),
+      line<"ADC Saturation  %s">(MarkRow{r.saturation}),
+      line<"">(),
+      line<"Brownout: %s">(brownout(r) != 0 ? kYes : kNo),
+      line<"">(),
+      line<"[%s I]">(scan));
+  plugin.addArrayUint32(out, r.i, 48, format.text);
   out.add(line<"">(), line<"[%s Q]">(scan));
-  plugin.addArrayUint32(out, r.q, 48, format);
+  plugin.addArrayUint32(out, r.q, 48, format.text);
   return out;
 }
 

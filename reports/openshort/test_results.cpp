@@ -1,7 +1,6 @@
 // Open/short test results 0xE3: a mask of the channels with each kind of fault.
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
 #include "reports/openshort/mark_row.h"
 
 namespace vesk {

@@ -1,8 +1,7 @@
 // Power mode statistics 0xA9: for each mode, how long the firmware was in it and how often it
 // entered.
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
 
 namespace vesk {
 

@@ -6,8 +6,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
 #include "text/utf8.h"
 
 namespace vesk {

@@ -1,7 +1,6 @@
 // Watchdog report 0xDF: how often and when the firmware's watchdog was fed.
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
 
 namespace vesk {
 

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
+#include "reports/samples.h"
 
 namespace vesk {
 
@@ -108,14 +108,15 @@ static_assert(offsetof(AdcDumpPacketReport, packet_number) == 4);
 static_assert(offsetof(AdcDumpPacketReport, payload) == 16);
 
 LineList lines(const HIDReportVeskPlugin& plugin, const AdcDumpPacketReport& r) {
-  LineList out(70, 4900);
-  out.add(line<"[ADC Packet #    = %u]">(r.packet_number),
-          line<"[Magic Value     = 0x%02x%02x%02x]">(r.magic[0], r.magic[1], r.magic[2]),
-          line<"[Payload Size    = %u]">(r.payload_size),
-          line<"[Total Dump Size = %u]">(r.total_dump_size),
-          line<"">(),
-          line<"[Packet Payload Data]">());
-  plugin.addArrayUint32(out, r.payload, 512, "%08x ");
+  LineList out = LineList::withRoom(
+      roomOfArray(512, kHexSamples.size),
+      line<"[ADC Packet #    = %u]">(r.packet_number),
+      line<"[Magic Value     = 0x%02x%02x%02x]">(r.magic[0], r.magic[1], r.magic[2]),
+      line<"[Payload Size    = %u]">(r.payload_size),
+      line<"[Total Dump Size = %u]">(r.total_dump_size),
+      line<"">(),
+      line<"[Packet Payload Data]">());
+  plugin.addArrayUint32(out, r.payload, 512, kHexSamples.text);
   return out;
 }
 

@@ -1,7 +1,7 @@
 // Algorithm baseline 0xA2: one value for each of the 48 channels.
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
+#include "reports/samples.h"
 
 namespace vesk {
 
@@ -14,8 +14,11 @@ struct BaselineReport {
 static_assert(sizeof(BaselineReport) == layoutSize("parserVeskAlgBaselineRequest"));
 
 LineList lines(const HIDReportVeskPlugin& plugin, const BaselineReport& r) {
-  LineList out(9, 3600);  // for the largest floats: the usual ones take a fifth of it
-  out.add(line<"Vesk Algorithms Baseline:">(), line<"">());
+  // Room for the largest floats: the usual ones take a third of it.
+  constexpr std::size_t size = format::maximumSize<"% -13.3f ", float>();
+  constexpr LineRoom end{1, sizeof ""};
+  LineList out = LineList::withRoom(
+      roomOfArray(48, size) + end, line<"Vesk Algorithms Baseline:">(), line<"">());
   plugin.addArrayFloat(out, r.baseline, 48, "% -13.3f ");
   out.add("");
   return out;

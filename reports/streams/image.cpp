@@ -1,7 +1,7 @@
 // Image input report 0x76: a raw frame of 4 x 48 samples.
 
-#include "plugin/HIDReportVeskPlugin.h"
-#include "plugin/report_list.h"
+#include "reports/decoder.h"
+#include "reports/samples.h"
 
 namespace vesk {
 
@@ -26,21 +26,26 @@ static_assert(offsetof(ImageReport, d_scan_i) == 16);
 static_assert(offsetof(ImageReport, p_scan_i) == 400);
 static_assert(offsetof(ImageReport, tmon_params) == 784);
 
+/// A title, the samples and an empty line.
+LineRoom roomOfBlock(const SampleFormat& format) {
+  return LineRoom{2, sizeof "[D-SCAN I]" + sizeof ""} + roomOfArray(48, format.size);
+}
+
 LineList lines(const HIDReportVeskPlugin& plugin, const ImageReport& r) {
-  const char* const format = plugin.displayDecimal() ? "%14d " : "%08x ";
-  LineList out(40, plugin.displayDecimal() ? 3400 : 2200);
+  const SampleFormat& format = sampleFormat(plugin);
   // Not in the report's order: the temperature comes before cookie and flags.
-  out.add(line<"[Frame # = %u]">(r.frame_number),
-          line<"[Frame Params = 0x%08x]">(r.frame_params),
-          line<"[Timestamp = %u ms]">(r.timestamp),
-          line<"[TMON = %f degC]">(r.tmon),
-          line<"[TMON Params = 0x%08x]">(r.tmon_params),
-          line<"[Cookie = 0x%02x]">(r.cookie),
-          line<"[Flags = 0x%04x]">(r.flags),
-          line<"">());
+  LineList out = LineList::withRoom(4 * roomOfBlock(format),
+                                    line<"[Frame # = %u]">(r.frame_number),
+                                    line<"[Frame Params = 0x%08x]">(r.frame_params),
+                                    line<"[Timestamp = %u ms]">(r.timestamp),
+                                    line<"[TMON = %f degC]">(r.tmon),
+                                    line<"[TMON Params = 0x%08x]">(r.tmon_params),
+                                    line<"[Cookie = 0x%02x]">(r.cookie),
+                                    line<"[Flags = 0x%04x]">(r.flags),
+                                    line<"">());
   const auto addBlock = [&](const auto& title, const i32(&samples)[48]) {
     out.add(title);
-    plugin.addArrayInt32(out, samples, 48, format);
+    plugin.addArrayInt32(out, samples, 48, format.text);
     out.add("");
   };
   addBlock(line<"[D-SCAN I]">(), r.d_scan_i);

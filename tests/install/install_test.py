@@ -2,15 +2,35 @@
 """Install into a scratch folder, move the tree elsewhere, and use it from C++, C and the shell."""
 
 import os
+import re
 import shutil
 import tempfile
 import unittest
 from pathlib import Path
 
 from support import (
-    BUILD, ROOT, VERSION, VERSIONS_TEXT, development_files, files_in, library_files, run, tool_files)
+    BUILD, HEADERS, ROOT, VERSION, VERSIONS_TEXT, development_files, files_in, library_files, run,
+    tool_files)
 
 HERE = Path(__file__).resolve().parent
+
+# What cpp/reader.cpp prints.
+READ = [
+    "CONTINUOUS",
+    "ADC Dump State: CONTINUOUS",
+    "26",
+    "START_ADDRESS: 7",
+    "CHANNEL_ENABLE_MASK: 0",
+    "SAMPLE_COUNT: 0",
+    "STIM_TIMER_COMPARE: 0",
+    'TRIGGER_SOURCE: "RX_EN"',
+    "0",
+    "48",
+    "values:",
+    "00000001 0000abcd ",
+    "---",
+    "1 43981 ",
+]
 
 
 class Installed(unittest.TestCase):
@@ -47,6 +67,7 @@ class Installed(unittest.TestCase):
             "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Wpedantic -Werror")
         run(os.environ["CMAKE"], "--build", build)
         self.assertEqual(run(build / "consumer"), "SINGLE\n")
+        self.assertEqual(run(build / "reader").splitlines(), READ)
 
     def test_other_major_version_is_refused(self):
         source = self.scratch / "too-new"
@@ -80,11 +101,29 @@ class Installed(unittest.TestCase):
         self.assertEqual(self.pkg_config("--modversion"), [VERSION])
 
     def test_every_header_stands_alone(self):
-        for header in (self.tree / "include/vesk-report/plugin").iterdir():
+        for header in HEADERS:
             source = self.scratch / "one-header.cpp"
-            source.write_text(f'#include "plugin/{header.name}"\n')
+            source.write_text(f'#include "{header}"\n')
             run(os.environ["CXX"], "-std=c++20", "-fsyntax-only", *self.pkg_config("--cflags"),
                 source)
+
+    def test_headers_only_read(self):
+        """A program that includes them gets no macros, no assembly, and nothing that formats."""
+        for header in HEADERS:
+            text = (self.tree / "include/vesk-report" / header).read_text()
+            macros = re.findall(r"^\s*#\s*define\s+(\w+)", text, re.MULTILINE)
+            if header == "plugin/vesk_plugin.h":
+                macros = [name for name in macros if not name.startswith("VESK_")]
+            self.assertEqual(macros, [], header)
+            self.assertNotRegex(text, r"\b(__)?asm\b", header)
+            for included in re.findall(r'^\s*#\s*include\s+"([^"]+)"', text, re.MULTILINE):
+                self.assertIn(included, HEADERS, header)
+
+        source = self.scratch / "class.cpp"
+        source.write_text('#include "plugin/HIDReportVeskPlugin.h"\n')
+        files = run(os.environ["CXX"], "-std=c++20", "-M", *self.pkg_config("--cflags"), source)
+        self.assertIn("plugin/HIDReportVeskPlugin.h", files)
+        self.assertNotIn("intrin.h", files)
 
     def test_vesk_decode(self):
         program = self.tree / "bin" / "vesk-decode"

@@ -13,8 +13,8 @@ BUILD = Path(os.environ["VESK_BUILD"])
 VERSION = os.environ["VESK_VERSION"]
 
 HEADERS = [
-    "Error.h", "HIDReportVeskPlugin.h", "LineList.h", "Number.h", "ReportObject.h", "ReportTable.h",
-    "Result.h", "format.h", "kernels.h", "vesk_plugin.h", "wire.h",
+    "model/LineList.h", "model/Number.h", "model/ReportObject.h", "model/Result.h", "model/wire.h",
+    "plugin/Error.h", "plugin/HIDReportVeskPlugin.h", "plugin/ReportTable.h", "plugin/vesk_plugin.h",
 ]
 VERSIONS_TEXT = (
     "\n4.12.0\n\n\npanel-4.12.0\nsdk-2.9.1\ntoolchain-17.0.6\n9.3.2\nvendor-118\nalgs-5.5.0\n\n\n")
@@ -41,7 +41,7 @@ def library_files(libdir):
 
 def development_files(libdir):
     return (
-        {f"include/vesk-report/plugin/{header}" for header in HEADERS}
+        {f"include/vesk-report/{header}" for header in HEADERS}
         | {f"{libdir}/cmake/VeskReport/VeskReportConfig{end}" for end in build_type_files()}
         | {f"{libdir}/pkgconfig/vesk-report.pc"})
 

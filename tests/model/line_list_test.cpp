@@ -1,8 +1,9 @@
-#include "model/LineList.h"
+#include "model/lines.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -130,30 +131,6 @@ TEST(LineList, HoldsManyLines) {
   EXPECT_EQ(list.text().size(), 100000 * 6 + 10 + 90 * 2 + 900 * 3 + 9000 * 4 + 90000 * 5);
 }
 
-TEST(LineList, TakesALineThatIsWrittenInPlace) {
-  LineList list;
-  list.add("before");
-  char* out = list.lineRoom(5);
-  for (const char c : std::string_view("abcde")) *out++ = c;
-  list.endLine(out);
-  out = list.lineRoom(100);  // less than asked for
-  *out++ = 'f';
-  list.endLine(out);
-  list.endLine(list.lineRoom(0));
-  list.add("behind");
-  expectLines(list, {"before", "abcde", "f", "", "behind"});
-}
-
-/// Room that was asked for and not used is no line.
-TEST(LineList, ForgetsRoomWithoutALine) {
-  LineList list;
-  list.add("a");
-  list.lineRoom(1000)[0] = 'x';
-  expectLines(list, {"a"});
-  list.add("b");
-  expectLines(list, {"a", "b"});
-}
-
 // ------------------------------------------------------------------------------ many lines at once
 
 TEST(LineList, AddsALineForEachElement) {
@@ -179,6 +156,45 @@ TEST(LineList, AddsALineForEachElement) {
                  "0x0000000a",
                  "behind"});
   }
+}
+
+/// A column of a type of its own: the squares of 0 to 2.
+struct Squares {
+  static constexpr std::size_t kExtent = 3;
+  unsigned operator[](std::size_t i) const { return static_cast<unsigned>(i * i); }
+};
+
+TEST(LineList, TakesColumnsOfEveryType) {
+  const std::array<u16, 3> first{u16::of(7), u16::of(8), u16::of(9)};
+  const int second[3] = {-1, 0, 1};
+  LineList list;
+  list.add(each<"%u %i %u">(first, second, Squares()));
+  expectLines(list, {"7 -1 0", "8 0 1", "9 1 4"});
+}
+
+TEST(LineList, KeepsTheRoomThatIsAskedFor) {
+  const LineRoom more = LineRoom{1, 11} + 2 * LineRoom{1, 3};
+  LineList list = LineList::withRoom(more, line<"%s:">("Pump"), line<"">());
+  expectLines(list, {"Pump:", ""});
+  const char* const block = list.text().data();
+  list.add("0123456789");
+  list.add("ab");
+  list.add(line<"%s">("cd"));
+  EXPECT_EQ(list.text().data(), block);
+  expectLines(list, {"Pump:", "", "0123456789", "ab", "cd"});
+}
+
+TEST(LineList, AddsABlockThatIsWrittenAtOnce) {
+  LineList list;
+  list.add("before");
+  list.addBlock(0, 3, [](char*) {});
+  for (int i = 0; i < 30; ++i)
+    list.addBlock(2, 3, [](char* out) { std::ranges::copy(std::string_view("abc\ndef\n"), out); });
+  list.add("behind");
+  std::vector<std::string> expected = {"before"};
+  for (int i = 0; i < 30; ++i) expected.insert(expected.end(), {"abc", "def"});
+  expected.emplace_back("behind");
+  expectLines(list, expected);
 }
 
 TEST(LineList, AddsLinesThatAreWrittenInPlace) {

@@ -17,6 +17,7 @@
 #include <variant>
 #include <vector>
 
+#include "model/dictionary.h"
 #include "model/wire.h"
 
 namespace vesk {
@@ -312,14 +313,14 @@ TEST(ReportObject, ChangesBetweenStringAndDictionary) {
 TEST(ReportObject, KeepsTheOwnerOfItsShape) {
   struct Owner {
     std::string key = "a key that is longer than a string holds in place";
-    std::array<Shape::Entry, 1> entries;
-    std::array<std::uint16_t, Shape::placesFor(1)> places{};
+    std::array<Shape::Field, 1> fields;
+    std::array<std::uint16_t, slotsFor(1)> slots{};
     Shape shape;
   };
   auto owner = std::make_shared<Owner>();
-  owner->entries[0] = {owner->key, Shape::Form::Number, Kind::UnsignedShort, 1, 0};
-  Shape::enter(owner->entries, owner->places);
-  owner->shape = {owner->entries, owner->places};
+  owner->fields[0] = {owner->key, Shape::Category::Number, Kind::UnsignedShort, 1, 0};
+  enterKeys(owner->fields, owner->slots);
+  owner->shape = {owner->fields, owner->slots};
   const std::weak_ptr<const Owner> watched = owner;
 
   auto object = std::make_unique<ReportObject>(&owner->shape, 2, owner);
@@ -338,11 +339,11 @@ TEST(ReportObject, KeepsTheOwnerOfItsShape) {
 
 // ------------------------------------------------------------------------------------------- shape
 
-TEST(Shape, LeavesAFreePlaceInEveryTable) {
-  for (std::size_t entries = 0; entries < 1000; ++entries) {
-    const std::size_t places = Shape::placesFor(entries);
-    EXPECT_GT(places, entries);  // else the search for a missing key has no end
-    EXPECT_EQ(places & (places - 1), 0u);
+TEST(Shape, LeavesAFreeSlotInEveryTable) {
+  for (std::size_t keys = 0; keys < 1000; ++keys) {
+    const std::size_t slots = slotsFor(keys);
+    EXPECT_GT(slots, keys);  // else the search for a missing key has no end
+    EXPECT_EQ(slots & (slots - 1), 0u);
   }
 }
 

@@ -11,6 +11,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "model/layout.h"
+
 namespace vesk {
 namespace {
 
@@ -37,6 +39,7 @@ static_assert(sizeof(i32) == 4 && sizeof(f32) == 4);
 static_assert(alignof(u8) == 1 && alignof(u16) == 1 && alignof(u32) == 1 && alignof(i32) == 1);
 static_assert(std::is_trivially_copyable_v<u64>);
 static_assert(std::is_convertible_v<u16, std::uint16_t>);
+static_assert(u16{0x01, 0x80} == 0x8001 && u16::of(0x8001).bytes[1] == 0x80);
 
 constexpr unsigned char kBytes[] = {
     0xE1,                                            // id

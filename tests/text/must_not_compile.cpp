@@ -101,6 +101,30 @@ void cases(char* out, LineList& lines, const u64& wide, const u32& narrow, int& 
   lines.add(line<"%40s: %lli">("BLOB", wide));
 #endif
 
+  // Columns that are shorter or longer than the first.
+
+  const u32 two[2] = {};
+  const u32 three[3] = {};
+  const std::array<u32, 3> threeToo{};
+
+#ifdef COLUMN_TOO_SHORT  // columns of one length
+  lines.add(each<"%u %u">(three, two));
+#else
+  lines.add(each<"%u %u">(three, threeToo));
+#endif
+
+#ifdef COLUMN_TOO_LONG  // columns of one length
+  lines.add(each<"%u %u">(two, threeToo));
+#else
+  lines.add(each<"%u %u">(two, two));
+#endif
+
+#ifdef LAST_COLUMN_TOO_SHORT  // columns of one length
+  lines.add(each<"%u %u %u">(three, threeToo, two));
+#else
+  lines.add(each<"%u %u %u">(three, threeToo, three));
+#endif
+
   // Conversions that are not ours.
 
 #ifdef CONVERSION_C  // format: a conversion other than %s %u %i %d %x %X %f

@@ -1,12 +1,14 @@
 /// All that the cases of must_not_compile.cpp include: compiled once for all of them.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "model/LineList.h"
 #include "model/Number.h"
-#include "model/ReportObject.h"
+#include "model/dictionary.h"
+#include "model/layout.h"
+#include "model/lines.h"
 #include "model/wire.h"
 #include "text/format.h"
