@@ -94,9 +94,9 @@ const Case kCases[] = {
 };
 
 /// A report of a case with each byte the same: what makes text long differs from report to report.
-test::Report report(const Case& c, int byte) {
+test::ReportBytes report(const Case& c, int byte) {
   if (c.text != nullptr) return {c.id, c.text};
-  return test::Report(c.id, c.size).fill(1, c.size, byte);
+  return test::ReportBytes(c.id, c.size).fill(1, c.size, byte);
 }
 
 constexpr int kBytes[] = {0x00, 0x01, 0x7F, 0x80, 0xFF, 0xE6, 0xF8, 0xFE};
@@ -106,7 +106,7 @@ TEST(Memory, ADecodeMakesOneAllocation) {
     for (const int byte : kBytes) {
       for (const bool decimal : {false, true}) {
         const auto plugin = test::makePlugin(decimal);
-        test::Report r = report(c, byte);
+        test::ReportBytes r = report(c, byte);
         for (const bool useStrings : {true, false}) {
           plugin->setUseStrings(useStrings);
           Result result;
@@ -122,7 +122,7 @@ TEST(Memory, ADecodeMakesOneAllocation) {
 TEST(Memory, LargeFloatsStillMakeOneAllocation) {
   const auto plugin = test::makePlugin();
   plugin->setUseStrings(true);
-  test::Report baseline(0xA2, 193);
+  test::ReportBytes baseline(0xA2, 193);
   for (std::size_t i = 0; i < 48; ++i) baseline.putFloat(1 + 4 * i, -3.4028235e38f);
   Result result;
   count(0, [&] { result = plugin->reportToObject(baseline.data(), 0xA2, kFeature, 193); });
@@ -135,7 +135,7 @@ TEST(Memory, AnAllocationThatFailsLeavesTheInstanceUsable) {
     for (const bool useStrings : {true, false}) {
       const auto plugin = test::makePlugin();
       plugin->setUseStrings(useStrings);
-      test::Report r = report(c, 0x11);
+      test::ReportBytes r = report(c, 0x11);
       const auto decode = [&] {
         return plugin->reportToObject(r.data(), c.id, r.type(), r.length());
       };
@@ -233,7 +233,7 @@ TEST(Memory, NothingIsKeptOfAReport) {
   for (const Case& c : kCases) {
     for (const bool useStrings : {true, false}) {
       plugin->setUseStrings(useStrings);
-      test::Report r = report(c, 0x11);
+      test::ReportBytes r = report(c, 0x11);
       const std::ptrdiff_t before = live;
       count(0, [&] { plugin->reportToObject(r.data(), c.id, r.type(), r.length()); });
       EXPECT_EQ(live, before) << std::hex << c.id;

@@ -13,7 +13,7 @@ using test::captureOutput;
 using test::Lines;
 using test::linesOf;
 using test::makePlugin;
-using test::Report;
+using test::ReportBytes;
 
 // ----------------------------------------------------------------------------------------- tables
 
@@ -92,7 +92,7 @@ TEST(Tables, DispatchFollowsATableThatIsSet) {
   plugin->setReportIds(std::make_shared<const ReportTable>(ReportTable{{0x42, "parseVersion"}}));
   plugin->setInputReportIds(
       std::make_shared<const ReportTable>(ReportTable{{0x43, "parseAdcDumpState"}}));
-  Report report(0x42, "abc");
+  ReportBytes report(0x42, "abc");
   EXPECT_EQ(plugin->reportToObject(report.data(), 0x42, kFeature, 0).object()->string(), "abc");
   EXPECT_TRUE(plugin->reportToObject(report.data(), 0xD0, kFeature, 0).isNil());
   report.put(1, {1});
@@ -104,7 +104,7 @@ TEST(Tables, DispatchFollowsATableThatIsSet) {
 
 TEST(Tables, ATableThatNamesNoDecoderThrows) {
   const auto plugin = makePlugin();
-  Report report(0xD0, "abc");
+  ReportBytes report(0xD0, "abc");
   for (const char* const name : {"parseNothing", "", "parserVersion", "parseVersion "}) {
     plugin->setReportIds(std::make_shared<const ReportTable>(ReportTable{{0xD0, name}}));
     EXPECT_THROW(plugin->reportToObject(report.data(), 0xD0, kFeature, 5), std::invalid_argument)
@@ -115,7 +115,7 @@ TEST(Tables, ATableThatNamesNoDecoderThrows) {
 TEST(Tables, WithoutATableNothingIsKnown) {
   const auto plugin = makePlugin();
   plugin->setReportIds(nullptr);
-  Report report(0xD0, "abc");
+  ReportBytes report(0xD0, "abc");
   EXPECT_TRUE(plugin->reportToObject(report.data(), 0xD0, kFeature, 5).isNil());
 }
 
@@ -129,7 +129,7 @@ TEST(Properties, AFreshInstanceIsZeroAndInObjectMode) {
   EXPECT_EQ(plugin->report_len(), 0);
   EXPECT_FALSE(plugin->useStrings());
   EXPECT_FALSE(plugin->displayDecimal());
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).object(), nullptr);
 }
 
@@ -235,7 +235,7 @@ TEST(Options, AnOptionThatIsNoTextThrows) {
 
 TEST(Options, ASuccessReturnsToObjectMode) {
   const auto plugin = makePlugin();
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   captureOutput([&] { plugin->parseReport(report.data(), 0xDE, kFeature, 2); });
   ASSERT_TRUE(plugin->useStrings());
   EXPECT_TRUE(parseArgs(*plugin, {}));
@@ -313,21 +313,21 @@ TEST(Options, ConfigurationSwitchesAreIndependent) {
 
 TEST(Dispatch, ReportsOfOneDecoderReachIt) {
   const auto plugin = makePlugin();
-  Report full(0xE1, 991);
+  ReportBytes full(0xE1, 991);
   full.put16(1, 22);
   for (const std::uint32_t id : {0xE1u, 0xEAu})
     EXPECT_EQ(plugin->reportToObject(full.data(), id, kFeature, 991).object()->size(), 269u);
-  Report scan(0xE4, 401);
+  ReportBytes scan(0xE4, 401);
   for (const std::uint32_t id : {0xE4u, 0xE5u})
     EXPECT_EQ(plugin->reportToObject(scan.data(), id, kFeature, 401).object()->size(), 4u);
 }
 
 TEST(Dispatch, UnknownTypesAndIdsGiveNil) {
   const auto plugin = makePlugin();
-  Report version(0xD0, "abc");
-  Report image(0x76, 792);
+  ReportBytes version(0xD0, "abc");
+  ReportBytes image(0x76, 792);
   const struct {
-    Report& report;
+    ReportBytes& report;
     std::uint32_t id;
     std::int32_t type;
   } calls[] = {
@@ -363,7 +363,7 @@ TEST(Dispatch, TheFourValuesAreStoredBeforeAnyCheck) {
 
 TEST(Dispatch, TheFourValuesStayAfterAFailure) {
   const auto plugin = makePlugin();
-  Report report(0xD2, "too few");
+  ReportBytes report(0xD2, "too few");
   EXPECT_THROW(plugin->reportToObject(report.data(), 0xD2, kFeature, -7), std::out_of_range);
   EXPECT_EQ(plugin->report_type(), 2u);
   EXPECT_EQ(plugin->report_buf(), report.data());
@@ -373,7 +373,7 @@ TEST(Dispatch, TheFourValuesStayAfterAFailure) {
 
 TEST(Dispatch, PrintingRaisesTextModeForGood) {
   const auto plugin = makePlugin();
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).object(), nullptr);
   captureOutput([&] { plugin->parseReport(report.data(), 0xDE, kFeature, 2); });
   EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).lines(), nullptr);
@@ -383,14 +383,14 @@ TEST(Dispatch, PrintingRaisesTextModeForGood) {
 
 TEST(Dispatch, AnUnknownReportRaisesTextModeToo) {
   const auto plugin = makePlugin();
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   EXPECT_FALSE(plugin->parseReport(report.data(), 0x00, kFeature, 2));
   EXPECT_TRUE(plugin->useStrings());
 }
 
 TEST(Dispatch, AFailingReportRaisesTextModeToo) {
   const auto plugin = makePlugin();
-  Report report(0xD0, "\xFF");
+  ReportBytes report(0xD0, "\xFF");
   EXPECT_THROW(plugin->parseReport(report.data(), 0xD0, kFeature, 3), std::invalid_argument);
   EXPECT_TRUE(plugin->useStrings());
 }
@@ -398,7 +398,7 @@ TEST(Dispatch, AFailingReportRaisesTextModeToo) {
 TEST(Dispatch, ObjectsDoNotTouchTheMode) {
   const auto plugin = makePlugin();
   plugin->setUseStrings(true);
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).lines(), nullptr);
   EXPECT_TRUE(plugin->useStrings());
 }
@@ -407,7 +407,7 @@ TEST(Dispatch, ObjectsDoNotTouchTheMode) {
 
 TEST(Printing, LinesAreFramedByEmptyLines) {
   const auto plugin = makePlugin();
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   EXPECT_EQ(
       captureOutput([&] { EXPECT_TRUE(plugin->parseReport(report.data(), 0xDE, kFeature, 2)); }),
       "\nADC Dump State: STANDBY\n\n");
@@ -433,7 +433,7 @@ TEST(Printing, LinesAreWrittenAsTheyStand) {
 
 TEST(Printing, AVersionTextsNewlinesStartOutputLines) {
   const auto plugin = makePlugin();
-  Report report(0xD0, "one\ntwo");
+  ReportBytes report(0xD0, "one\ntwo");
   EXPECT_EQ(
       captureOutput([&] { EXPECT_TRUE(plugin->parseReport(report.data(), 0xD0, kFeature, 0)); }),
       "\none\ntwo\n\n");

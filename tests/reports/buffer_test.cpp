@@ -11,7 +11,7 @@
 namespace vesk {
 namespace {
 
-using test::Report;
+using test::ReportBytes;
 
 struct Layout {
   std::uint32_t id;
@@ -49,14 +49,14 @@ const Layout kLayouts[] = {
 std::string textOf(const Layout& layout, char* bytes, bool decimal = false) {
   const auto plugin = test::makePlugin(decimal);
   plugin->setUseStrings(true);
-  const std::int32_t type = Report(layout.id, 1).type();
+  const std::int32_t type = ReportBytes(layout.id, 1).type();
   return test::listing(
       plugin->reportToObject(bytes, layout.id, type, static_cast<std::int64_t>(layout.size)));
 }
 
 std::string objectOf(const Layout& layout, char* bytes) {
   const auto plugin = test::makePlugin();
-  const std::int32_t type = Report(layout.id, 1).type();
+  const std::int32_t type = ReportBytes(layout.id, 1).type();
   return test::listing(
       plugin->reportToObject(bytes, layout.id, type, static_cast<std::int64_t>(layout.size)));
 }

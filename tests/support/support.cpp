@@ -16,7 +16,7 @@ std::unique_ptr<HIDReportVeskPlugin> makePlugin(bool decimal) {
   return plugin;
 }
 
-Result decode(Report report, bool useStrings, bool decimal) {
+Result decode(ReportBytes report, bool useStrings, bool decimal) {
   const auto plugin = makePlugin(decimal);
   plugin->setUseStrings(useStrings);
   return plugin->reportToObject(report.data(), report.id(), report.type(), report.length());
@@ -32,9 +32,11 @@ Lines linesOf(const Result& result) {
   return lines;
 }
 
-Lines linesOf(const Report& report, bool decimal) { return linesOf(decode(report, true, decimal)); }
+Lines linesOf(const ReportBytes& report, bool decimal) {
+  return linesOf(decode(report, true, decimal));
+}
 
-ReportObject objectOf(const Report& report, bool decimal) {
+ReportObject objectOf(const ReportBytes& report, bool decimal) {
   const Result result = decode(report, false, decimal);
   if (result.object() != nullptr) return *result.object();
   ADD_FAILURE() << "no object";
