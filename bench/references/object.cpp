@@ -3,24 +3,17 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "bench/catalogue.h"
-#include "bench/reference.h"
+#include "bench/references/catalogue.h"
+#include "bench/references/shared.h"
+#include "bench/references/version1.h"
 
 namespace reference {
 
 namespace {
 
-template <class T>
-std::vector<T> array(const char* values, int count) {
-  std::vector<T> elements;
-  elements.reserve(static_cast<std::size_t>(count));
-  for (int i = 0; i < count; ++i) elements.push_back(read<T>(values + 4 * i));
-  return elements;
-}
-
 Dictionary versionExtended(const char* r) {
   const char* const keys[] = {"PROJECT", "SDK", "TOOLCHAIN", "QOREX", "VENDOR", "ALGS"};
-  Lines lines = text(r, 0xD2, false);
+  Lines lines = text(r, {0xD2, false});
   Dictionary object;
   for (std::size_t i = 0; i < 6; ++i) object[keys[i]] = lines.at(i);
   return object;
@@ -59,10 +52,10 @@ Dictionary image(const char* r) {
   object["FRAME_NUMBER"] = read<unsigned int>(r + 4);
   object["FRAME_PARAMS"] = read<unsigned int>(r + 8);
   object["TIMESTAMP_MS"] = read<unsigned int>(r + 12);
-  object["D_SCAN_I"] = array<int>(r + 16, 48);
-  object["D_SCAN_Q"] = array<int>(r + 208, 48);
-  object["P_SCAN_I"] = array<int>(r + 400, 48);
-  object["P_SCAN_Q"] = array<int>(r + 592, 48);
+  object["D_SCAN_I"] = elements<int>(r + 16, 48);
+  object["D_SCAN_Q"] = elements<int>(r + 208, 48);
+  object["P_SCAN_I"] = elements<int>(r + 400, 48);
+  object["P_SCAN_Q"] = elements<int>(r + 592, 48);
   object["TMON_PARAMS"] = read<unsigned int>(r + 784);
   object["TMON_DEG_C"] = read<float>(r + 788);
   return object;
@@ -90,13 +83,13 @@ Dictionary adcDumpPacket(const char* r) {
                           read<unsigned char>(r + 3);
   object["PAYLOAD_SIZE"] = read<unsigned int>(r + 8);
   object["TOTAL_DUMP_SIZE"] = read<unsigned int>(r + 12);
-  object["PAYLOAD_DATA"] = array<unsigned int>(r + 16, 512);
+  object["PAYLOAD_DATA"] = elements<unsigned int>(r + 16, 512);
   return object;
 }
 
 Dictionary baseline(const char* r) {
   Dictionary object;
-  object["BASELINE"] = array<float>(r + 1, 48);
+  object["BASELINE"] = elements<float>(r + 1, 48);
   return object;
 }
 
@@ -154,15 +147,15 @@ Dictionary scanData(const char* r) {
   Dictionary object;
   object["SATURATION_DATA"] = read<unsigned long long>(r + 1);
   object["BROWNOUT"] = static_cast<unsigned char>(read<unsigned char>(r + 393) & 1);
-  object["SCAN_DATA_I"] = array<unsigned int>(r + 9, 48);
-  object["SCAN_DATA_Q"] = array<unsigned int>(r + 201, 48);
+  object["SCAN_DATA_I"] = elements<unsigned int>(r + 9, 48);
+  object["SCAN_DATA_Q"] = elements<unsigned int>(r + 201, 48);
   return object;
 }
 
 }  // namespace
 
-Object object(const char* report, unsigned id) {
-  switch (id) {
+Object object(const char* report, Mode mode) {
+  switch (mode.id) {
     case 0xD0:
       return report + 1;
     case 0xD2:

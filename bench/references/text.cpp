@@ -1,42 +1,15 @@
 // Text the ordinary way: a string for each line, a call of snprintf for each value.
 
-#include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <stdexcept>
 
-#include "bench/catalogue.h"
-#include "bench/reference.h"
+#include "bench/references/catalogue.h"
+#include "bench/references/shared.h"
+#include "bench/references/version1.h"
 
 namespace reference {
 
 namespace {
-
-/// A line as printf would print it.
-__attribute__((format(printf, 1, 2))) std::string printed(const char* format, ...) {
-  char line[256];
-  std::va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
-  va_end(arguments);
-  return line;
-}
-
-/// Appends `count` values, eight to a line.
-template <class T>
-void addRows(Lines& lines, const char* values, int count, const char* format) {
-  std::string line;
-  for (int i = 0; i < count; ++i) {
-    if (i != 0 && i % 8 == 0) {
-      lines.push_back(line);
-      line.clear();
-    }
-    char value[64];
-    std::snprintf(value, sizeof value, format, read<T>(values + 4 * i));
-    line += value;
-  }
-  lines.push_back(line);
-}
 
 /// Bits 47 to 0 as marks, built from the last one to the first.
 std::string marks(const char* label, std::uint64_t mask) {
@@ -277,7 +250,8 @@ Lines scanData(const char* r, unsigned id, bool decimal) {
 
 }  // namespace
 
-Lines text(const char* report, unsigned id, bool decimal) {
+Lines text(const char* report, Mode mode) {
+  const auto [id, decimal] = mode;
   switch (id) {
     case 0xD0:
       return version(report);

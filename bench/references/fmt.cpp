@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "bench/catalogue.h"
-#include "bench/reference.h"
+#include "bench/references/catalogue.h"
+#include "bench/references/version1.h"
 
 namespace reference {
 
@@ -305,7 +305,8 @@ Lines scanData(const char* r, unsigned id, bool decimal) {
 
 }  // namespace
 
-Lines fmtText(const char* report, unsigned id, bool decimal) {
+Lines fmtText(const char* report, Mode mode) {
+  const auto [id, decimal] = mode;
   switch (id) {
     case 0xD0:
       return version(report);

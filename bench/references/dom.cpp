@@ -5,8 +5,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "bench/catalogue.h"
-#include "bench/reference.h"
+#include "bench/references/catalogue.h"
+#include "bench/references/version1.h"
 
 namespace reference {
 
@@ -166,8 +166,8 @@ nlohmann::json scanData(const char* r) {
 
 }  // namespace
 
-nlohmann::json dom(const char* report, unsigned id) {
-  switch (id) {
+nlohmann::json dom(const char* report, Mode mode) {
+  switch (mode.id) {
     case 0xD0:
       return report + 1;
     case 0xD2:
