@@ -3,11 +3,19 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
+#include "plugin/report_list.h"
+
 namespace vesk::test {
+
+std::int32_t ReportBytes::type() const {
+  const auto report = std::ranges::find(kReports, _id, &ListedReport::id);
+  return report == kReports.end() ? kFeature : report->type;
+}
 
 std::unique_ptr<HIDReportVeskPlugin> makePlugin(bool decimal) {
   auto plugin = HIDReportVeskPlugin::init();

@@ -51,7 +51,7 @@ class ReportBytes {
   }
 
   std::uint32_t id() const { return _id; }
-  std::int32_t type() const { return _id == 0x76 || _id == 0x77 ? kInput : kFeature; }
+  std::int32_t type() const;  // as the list of reports has it; of an unknown one kFeature
   char* data() { return _bytes.data(); }
   std::size_t size() const { return _bytes.size(); }
   std::int64_t length() const { return static_cast<std::int64_t>(_bytes.size()); }
