@@ -56,8 +56,9 @@ def plugin_seeds():
                       + bytes([OPTIONS, 2, 1, 0]) + short(b"\xff") + call(TO_OBJECT, state))
     yield "config", (bytes([CONFIG, 2, 0, 0, 1, 1, 1, 1]) + bytes([CONFIG, 1, 4]) + short(b"YES")
                      + call(TO_OBJECT, state) + bytes([ROWS]))
-    # Another table: 0x05 is a state by an unsigned key, 0x06 what no decoder does.
-    yield "table", (bytes([TABLE, 5, 2, 0, 5, 6, 0, 6, 255]) + short(b"parseNothing")
+    # Another table: 0x05 is a state, the fourth of the list, by an unsigned key, 0x06 what no decoder
+    # does.
+    yield "table", (bytes([TABLE, 5, 2, 0, 5, 3, 0, 6, 255]) + short(b"parseNothing")
                     + call(TO_OBJECT, b"\x05\x01") + call(TO_OBJECT, b"\x06\x01")
                     + call(PRINT, b"\x06\x01") + bytes([TABLE, 4]) + call(PRINT, state))
     words = struct.pack("<9I", 0, 1, 10, 99999, 2**31 - 1, 2**31, 2**32 - 1, 123456, 7)
