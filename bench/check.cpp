@@ -1,5 +1,6 @@
 #include "bench/check.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -11,6 +12,7 @@
 #include "bench/reference.h"
 #include "bench/reports.h"
 #include "plugin/HIDReportVeskPlugin.h"
+#include "plugin/report_list.h"
 
 namespace bench {
 
@@ -87,12 +89,13 @@ bool same(const reference::Value& expected, const nlohmann::json& got) {
       expected);
 }
 
+/// `dom` is null where there is no document to compare.
 std::string objectDifference(const reference::Object& expected, const vesk::ReportObject* got,
-                             const nlohmann::json& dom) {
+                             const nlohmann::json* dom) {
   if (got == nullptr) return "  expected an object, got none";
   if (const auto* const text = std::get_if<std::string>(&expected)) {
     if (!got->isString()) return "  expected a string, got a dictionary";
-    if (dom != *text) return "  the documents differ";
+    if (dom != nullptr && *dom != *text) return "  the documents differ";
     return difference(*text, got->string());
   }
   const auto& dictionary = std::get<reference::Dictionary>(expected);
@@ -100,12 +103,13 @@ std::string objectDifference(const reference::Object& expected, const vesk::Repo
   if (got->size() != dictionary.size())
     return "  expected " + std::to_string(dictionary.size()) + " entries, got " +
            std::to_string(got->size());
-  if (dom.size() != dictionary.size()) return "  the documents differ in size";
+  if (dom != nullptr && dom->size() != dictionary.size()) return "  the documents differ in size";
   for (const auto& [key, value] : dictionary) {
     const auto found = got->find(key);
     if (!found) return "  no key " + key;
     if (!same(value, *found)) return "  another value under the key " + key;
-    if (!dom.contains(key) || !same(value, dom[key])) return "  the documents differ in " + key;
+    if (dom != nullptr && (!dom->contains(key) || !same(value, (*dom)[key])))
+      return "  the documents differ in " + key;
   }
   return {};
 }
@@ -113,25 +117,30 @@ std::string objectDifference(const reference::Object& expected, const vesk::Repo
 class Checker {
  public:
   bool check(const Subject& subject, Report report) {
+    const reference::Reference& reference = *subject.reference;
     const char* const bytes = report.bytes.data();
+    const reference::Mode mode{report.id, subject.decimal};
     std::string different;
     _plugin->setDisplayDecimal(subject.decimal);
 
     _plugin->setUseStrings(true);
-    const std::string expected = joined(reference::text(bytes, report.id, subject.decimal));
+    const std::string expected = joined(reference.text(bytes, mode));
     const vesk::Result lines = decode(subject, report);
     if (lines.lines() == nullptr) return tell(subject, report, "text", "  no lines");
     different = difference(expected, lines.lines()->text());
     if (!different.empty()) return tell(subject, report, "text", different);
-    different = difference(expected, joined(reference::fmtText(bytes, report.id, subject.decimal)));
+    if (reference.fmtText != nullptr)
+      different = difference(expected, joined(reference.fmtText(bytes, mode)));
     if (!different.empty()) return tell(subject, report, "text by {fmt}", different);
 
     _plugin->setUseStrings(false);
     const vesk::Result object = decode(subject, report);
-    if (report.id == 0xE2)
+    if (reference.object == nullptr)
       return object.isNil() || tell(subject, report, "object", "  expected none, got one");
+    nlohmann::json dom;
+    if (reference.dom != nullptr) dom = reference.dom(bytes, mode);
     different = objectDifference(
-        reference::object(bytes, report.id), object.object(), reference::dom(bytes, report.id));
+        reference.object(bytes, mode), object.object(), reference.dom != nullptr ? &dom : nullptr);
     return different.empty() || tell(subject, report, "object", different);
   }
 
@@ -147,7 +156,7 @@ class Checker {
                    const std::string& different) {
     std::fprintf(stderr,
                  "%s: the %s differs from the reference\n%s\nreport:",
-                 subject.name,
+                 subject.name.c_str(),
                  what,
                  different.c_str());
     for (const char byte : report.bytes)
@@ -159,12 +168,37 @@ class Checker {
   std::unique_ptr<vesk::HIDReportVeskPlugin> _plugin = vesk::HIDReportVeskPlugin::init();
 };
 
+/// What a new report needs; HACKING.md says how to add one.
+constexpr int kStep = 7;
+
+/// Every report of the plug-in has a reference, and every reference is for one.
+bool checkReferences() {
+  bool all = true;
+  for (const vesk::ListedReport& report : vesk::kReports) {
+    if (reference::find(report.id) != nullptr) continue;
+    std::fprintf(stderr,
+                 "report 0x%02X has no reference in bench/references: see HACKING.md, step %d\n",
+                 report.id,
+                 kStep);
+    all = false;
+  }
+  for (const reference::Reference& reference : reference::references())
+    for (const unsigned id : reference.ids) {
+      if (std::ranges::find(vesk::kReports, id, &vesk::ListedReport::id) != vesk::kReports.end())
+        continue;
+      std::fprintf(stderr, "%s: the plug-in has no report 0x%02X\n", reference.name, id);
+      all = false;
+    }
+  return all;
+}
+
 }  // namespace
 
 bool check(std::uint64_t count) {
+  if (!checkReferences()) return false;
   Checker checker;
   Random random;  // always the same reports: a difference can be looked at again
-  for (const Subject& subject : kSubjects) {
+  for (const Subject& subject : subjects()) {
     for (const Report& report : extremeReports(subject))
       if (!checker.check(subject, report)) return false;
     for (std::uint64_t i = 0; i < count; ++i)

@@ -49,7 +49,7 @@ struct Data {
       reports.push_back(makeReport(subject, values, random));
       std::string text;
       for (const std::string& line :
-           reference::text(reports[i].bytes.data(), reports[i].id, subject.decimal))
+           subject.reference->text(reports[i].bytes.data(), {reports[i].id, subject.decimal}))
         text += line + '\n';
       meanTextSize += static_cast<double>(text.size()) / kReports;
       texts.push_back(text);
@@ -118,39 +118,32 @@ void add(const std::string& name, const std::shared_ptr<Data>& data, const Run& 
 }
 
 void addAll() {
-  for (const Subject& subject : kSubjects)
+  for (const Subject& subject : subjects())
     for (const Values values : {Values::Plausible, Values::Random}) {
       const auto data = std::make_shared<Data>(subject, values);
       const std::string row =
           std::string(subject.name) + (values == Values::Plausible ? "/plausible/" : "/random/");
+      const reference::Reference& reference = *subject.reference;
       const bool decimal = subject.decimal;
 
-      add("text/" + row + "ordinary", data, [decimal](benchmark::State& state, Data& d) {
-        measure(state, [&](std::size_t i) {
-          return reference::text(d.reports[i].bytes.data(), d.reports[i].id, decimal);
+      const auto addWay = [&](const std::string& mode, const char* way, auto* make) {
+        if (make == nullptr) return;
+        add(mode + row + way, data, [make, decimal](benchmark::State& state, Data& d) {
+          measure(state, [&](std::size_t i) {
+            return make(d.reports[i].bytes.data(), {d.reports[i].id, decimal});
+          });
         });
-      });
-      add("text/" + row + "fmt", data, [decimal](benchmark::State& state, Data& d) {
-        measure(state, [&](std::size_t i) {
-          return reference::fmtText(d.reports[i].bytes.data(), d.reports[i].id, decimal);
-        });
-      });
+      };
+      addWay("text/", "ordinary", reference.text);
+      addWay("text/", "fmt", reference.fmtText);
       add("text/" + row + "ours", data, [&subject](benchmark::State& state, Data& d) {
         measureOurs(state, subject, d, true);
       });
       add("text/" + row + "limit", data, measureTextLimit);
 
-      if (!subject.hasObject) continue;
-      add("object/" + row + "ordinary", data, [](benchmark::State& state, Data& d) {
-        measure(state, [&](std::size_t i) {
-          return reference::object(d.reports[i].bytes.data(), d.reports[i].id);
-        });
-      });
-      add("object/" + row + "dom", data, [](benchmark::State& state, Data& d) {
-        measure(state, [&](std::size_t i) {
-          return reference::dom(d.reports[i].bytes.data(), d.reports[i].id);
-        });
-      });
+      if (!subject.hasObject()) continue;
+      addWay("object/", "ordinary", reference.object);
+      addWay("object/", "dom", reference.dom);
       add("object/" + row + "ours", data, [&subject](benchmark::State& state, Data& d) {
         measureOurs(state, subject, d, false);
       });

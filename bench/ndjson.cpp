@@ -33,7 +33,7 @@ int run(const char* path) {
       std::cerr << path << ": neither image frames nor ADC packets\n";
       return 1;
     }
-    std::cout << reference::dom(report.data(), id).dump() << '\n';
+    std::cout << reference::find(id)->dom(report.data(), {id, false}).dump() << '\n';
   }
   return std::cout.flush() ? 0 : 3;
 }

@@ -3,24 +3,29 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "bench/reference.h"
+
 namespace bench {
 
-/// A row of the tables: a kind of report, and how its samples are shown.
+/// A row of the tables: the reports of a decoder, and how their samples are shown.
 struct Subject {
-  const char* name;
-  std::uint32_t id;
-  std::uint32_t otherID;  // of the two reports that share a decoder; else the same
+  std::string name;
+  const reference::Reference* reference;
+  std::vector<std::uint32_t> ids;
   std::int32_t type;
   std::size_t size;
+  bool isText;
   bool decimal;
-  bool hasObject;  // and is not the decimal twin of a subject that has it
+
+  /// A decimal one has a twin, whose object is the same.
+  bool hasObject() const { return reference->object != nullptr && !decimal; }
 };
 
-extern const std::vector<Subject> kSubjects;
+/// All reports that the plug-in knows and that have a reference.
+const std::vector<Subject>& subjects();
 
 struct Report {
   std::uint32_t id;
@@ -33,7 +38,7 @@ enum class Values {
   Random,     // any bits
 };
 
-using Random = std::mt19937_64;
+using reference::Random;
 
 Report makeReport(const Subject& subject, Values values, Random& random);
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Write seeds for the fuzzers, a folder each, from the samples and the golden folder.
+"""Write seeds for the fuzzers, a folder each, from the samples and the cases of tests/.
 
     make_seeds.py FOLDER
 
@@ -12,9 +12,11 @@ import sys
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-GOLDEN = ROOT / "tests" / "golden"
+sys.path.insert(0, str(ROOT / "tests" / "reference"))
+import case_file  # noqa: E402 - only found through the line above
+
 SAMPLES = ROOT / "samples"
-LONGEST = 1500  # of golden reports that are taken over: a few long ones are enough
+LONGEST = 1500  # of the reports that are taken over: a few long ones are enough
 
 # The calls of plugin.cpp, by their place in its list.
 TO_OBJECT, PRINT, OPTIONS, MODES, CONFIG, TABLE, ROWS, ARRAYS, PIECES, BLOBS, UNKNOWN = range(11)
@@ -23,16 +25,10 @@ TO_OBJECT, PRINT, OPTIONS, MODES, CONFIG, TABLE, ROWS, ARRAYS, PIECES, BLOBS, UN
 FILE, PROBLEM, REPORT = range(3)
 
 
-def hex_bytes(text):
-    return bytes(int(word, 16) for word in text.split())
-
-
-def golden_reports():
-    """Every report of the golden folder: name, type as a number, bytes."""
-    for path in sorted(GOLDEN.glob("*.hex")):
-        lines = [line for line in path.read_text().splitlines() if not line.startswith("#")]
-        kind, _, digits = " ".join(lines).strip().partition(" ")
-        yield path.stem, {"input": 0, "feature": 2}[kind], hex_bytes(digits)
+def case_reports():
+    """The report of every case: name, bytes."""
+    for case in case_file.read_all():
+        yield case.name, case.report
 
 
 def short(data):
@@ -49,7 +45,7 @@ def call(number, report):
 
 
 def plugin_seeds():
-    for name, _, report in golden_reports():
+    for name, report in case_reports():
         if len(report) > LONGEST and not name.endswith("plain"):
             continue
         yield name, b"".join(
@@ -60,8 +56,9 @@ def plugin_seeds():
                       + bytes([OPTIONS, 2, 1, 0]) + short(b"\xff") + call(TO_OBJECT, state))
     yield "config", (bytes([CONFIG, 2, 0, 0, 1, 1, 1, 1]) + bytes([CONFIG, 1, 4]) + short(b"YES")
                      + call(TO_OBJECT, state) + bytes([ROWS]))
-    # Another table: 0x05 is a state by an unsigned key, 0x06 what no decoder does.
-    yield "table", (bytes([TABLE, 5, 2, 0, 5, 6, 0, 6, 255]) + short(b"parseNothing")
+    # Another table: 0x05 is a state, the fourth of the list, by an unsigned key, 0x06 what no decoder
+    # does.
+    yield "table", (bytes([TABLE, 5, 2, 0, 5, 3, 0, 6, 255]) + short(b"parseNothing")
                     + call(TO_OBJECT, b"\x05\x01") + call(TO_OBJECT, b"\x06\x01")
                     + call(PRINT, b"\x06\x01") + bytes([TABLE, 4]) + call(PRINT, state))
     words = struct.pack("<9I", 0, 1, 10, 99999, 2**31 - 1, 2**31, 2**32 - 1, 123456, 7)
@@ -69,8 +66,8 @@ def plugin_seeds():
         yield f"array-{number}", bytes([ARRAYS, number % 3]) + short(form) + short(words)
     yield "pieces", (bytes([PIECES, 0xFB]) + short(b"NAME") + struct.pack("<Q", 2**47 | 5)
                      + bytes([UNKNOWN, 1, 0, 0, 0, 4, 1, 0, 0, 0]) + bytes(8))
-    full = next(data for name, _, data in golden_reports() if data[0] == 0xE1)
-    config = next(data for name, _, data in golden_reports() if data[0] == 0xE2)
+    full = next(data for _, data in case_reports() if data[0] == 0xE1)
+    config = next(data for _, data in case_reports() if data[0] == 0xE2)
     blobs = bytes([BLOBS, 0]) + short(b"OTHER") + bytes([BLOBS, 1]) + short(b"OTHER")
     yield "blobs", (blobs + call(TO_OBJECT, full) + bytes([MODES, 1]) + call(TO_OBJECT, full)
                     + call(PRINT, config))
@@ -98,7 +95,7 @@ def rows_seeds():
     yield "real", struct.pack("<16f", 0.0, -0.0, 0.0005, -0.0625, 1.5, 9.9995, -999.9995, 12345.678,
                               99998.99, 99999.0, -100000.0, 2.0**31, -4.2e9, 3.4e38, float("inf"),
                               float("nan"))
-    for name, _, report in golden_reports():
+    for name, report in case_reports():
         if report[0] in (0x76, 0xA2, 0xE4):
             yield name, report[1:257]
 
@@ -114,7 +111,7 @@ def json_problem(code, text):
 
 
 def json_seeds():
-    for number, (name, _, report) in enumerate(golden_reports()):
+    for number, (name, report) in enumerate(case_reports()):
         if len(report) > LONGEST and not name.endswith("plain"):
             continue
         yield name, bytes([number % 16]) + json_report(report)
@@ -140,7 +137,7 @@ def input_seeds(form):
         yield "repeated", b"00000000: de01 0000  ..\n*\n00000020: de01\n00000022\n"
     elif form == "binary":
         yield "tour", (forms / "tour.bin").read_bytes()
-        for name, _, report in golden_reports():
+        for name, report in case_reports():
             if len(report) < 100:
                 yield name, report
     elif form == "recording":

@@ -15,6 +15,7 @@
 
 #include "fuzz/Given.h"
 #include "plugin/HIDReportVeskPlugin.h"
+#include "plugin/report_list.h"
 #include "plugin/vesk_plugin.h"
 
 namespace vesk::fuzz {
@@ -274,7 +275,8 @@ class Host {
 
   Call nextCall() {
     const std::uint8_t id = _given.byte();
-    return lookUp(id, id == 0x76 || id == 0x77 ? kInput : kFeature);
+    const auto report = std::ranges::find(kReports, id, &ListedReport::id);
+    return lookUp(id, report == kReports.end() ? kFeature : report->type);
   }
 
   /// What a host may tell: the decoders of fixed layouts must not look at it.
@@ -406,27 +408,13 @@ class Host {
       (how & 4) != 0 ? _plugin->setReportIds(nullptr) : _plugin->setInputReportIds(nullptr);
       return;
     }
-    constexpr const char* kDecoders[] = {"parseVersion",
-                                         "parseVersionExtended",
-                                         "parseWatchDogReport",
-                                         "parsePowerModeStats",
-                                         "parseVeskImage",
-                                         "parseAdcDumpConfig",
-                                         "parseAdcDumpState",
-                                         "parseAdcDumpPacket",
-                                         "parserVeskAlgBaselineRequest",
-                                         "parseBlackBoxSummary",
-                                         "parseBlackBoxFullReport",
-                                         "parseBlackBoxConfig",
-                                         "parseOpenShortTest",
-                                         "parseOpenShortData"};
     auto rows = std::make_shared<ReportTable>();
     for (int count = _given.byte() % 16; count > 0; --count) {
       const Number id = _given.flag() ? nextNumber() : Number(unsigned{_given.byte()});
       const std::uint8_t name = _given.byte();
       rows->set(
           id,
-          name < 224 ? kDecoders[name % std::size(kDecoders)] : std::string(_given.shortBytes()));
+          std::string(name < 224 ? kReports[name % kReports.size()].decoder : _given.shortBytes()));
     }
     (how & 4) != 0 ? _plugin->setReportIds(rows) : _plugin->setInputReportIds(rows);
   }

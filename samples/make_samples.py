@@ -1,14 +1,21 @@
 #!/usr/bin/env python3
-"""Write the sample reports: versions.hex, and tour.hex with one report of every kind.
+"""Write the samples: versions.hex, tour.hex with one report of every kind, and forms/ made from that.
+
+    python3 make_samples.py           write them all
+    python3 make_samples.py --check   write nothing, name the files that are not so
 
 They show what a healthy controller sends after about an hour of use, with channels 17 and 30 weakly
 shorted, so that every decoder has something to show. Rerunning writes the same bytes again.
 """
 
 import struct
+import sys
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE / "forms"))
+import make_forms  # noqa: E402 - only found through the line above
+
 
 CHANNELS = 48
 WEAK_CHANNELS = (17, 30)
@@ -189,11 +196,28 @@ TOUR = VERSIONS + [
 ]
 
 
-def write(name, reports):
+def hex_lines(reports):
     lines = ["# %s\n%s %s\n" % (title, word, report.hex(" ")) for title, word, report in reports]
-    (HERE / name).write_text("".join(lines))
+    return "".join(lines).encode()
+
+
+def files():
+    """Path and content of every sample."""
+    yield HERE / "versions.hex", hex_lines(VERSIONS)
+    yield HERE / "tour.hex", hex_lines(TOUR)
+    for name, content in make_forms.forms([(word, report) for _, word, report in TOUR]):
+        yield HERE / "forms" / name, content
+
+
+def main():
+    if sys.argv[1:] == ["--check"]:
+        wrong = [path for path, content in files() if path.read_bytes() != content]
+        for path in wrong:
+            print("%s is not what make_samples.py writes" % path.relative_to(HERE.parent))
+        sys.exit(1 if wrong else 0)
+    for path, content in files():
+        path.write_bytes(content)
 
 
 if __name__ == "__main__":
-    write("versions.hex", VERSIONS)
-    write("tour.hex", TOUR)
+    main()

@@ -24,17 +24,18 @@ from queue import SimpleQueue
 
 ROOT = Path(__file__).resolve().parent.parent
 COMPILER = os.environ.get("CXX", "g++")
-FLAGS = ["-std=c++20", "-O0", "-fPIC", "-w", f'-DVESK_GOLDEN="{ROOT}/tests/golden"',
+FLAGS = ["-std=c++20", "-O0", "-fPIC", "-w", f'-DVESK_CASES="{ROOT}/tests/cases"',
          '-DVESK_VERSION="1.0.0"']
 TIMEOUT = 300  # seconds; a change may make a loop endless
 
+SUPPORT = ["tests/support/case_file.cpp", "tests/support/support.cpp"]
 TESTS = {
-    "reports-test": ["tests/support/support.cpp", *sorted(
+    "reports-test": [*SUPPORT, *sorted(
         str(path.relative_to(ROOT)) for path in ROOT.glob("tests/reports/*.cpp"))],
-    "plugin-test": ["tests/support/support.cpp", *sorted(
+    "plugin-test": [*SUPPORT, *sorted(
         str(path.relative_to(ROOT)) for path in ROOT.glob("tests/plugin/*_test.cpp")
         if path.name != "memory_test.cpp")],
-    "memory-test": ["tests/support/support.cpp", "tests/plugin/memory_test.cpp"],
+    "memory-test": [*SUPPORT, "tests/plugin/memory_test.cpp"],
 }
 
 # What is not changed, since nothing that a report shows depends on it.
@@ -267,8 +268,8 @@ class Worker:
             tests = [str(self.baseline.object(source)) for source in sources]
             self.link([*tests, *product, "-lgtest", "-lgtest_main", "-lpthread"], program)
             if test == "reports-test":
-                if run([program, "--gtest_filter=*Golden*", "--gtest_fail_fast"]).returncode != 0:
-                    return "the golden folder"
+                if run([program, "--gtest_filter=*Cases*", "--gtest_fail_fast"]).returncode != 0:
+                    return "the cases"
             if run([program, "--gtest_fail_fast"]).returncode != 0:
                 return test
         library = self.folder / "libvesk-report.so"

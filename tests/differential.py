@@ -26,9 +26,11 @@ import tempfile
 from dataclasses import dataclass
 from pathlib import Path
 
+import recipe
+
 sys.path.insert(0, str(Path(__file__).resolve().parent / "reference"))
 import vesk_reference  # noqa: E402 - only found through the line above
-from vesk_reference import FEATURE, INPUT, Lines, Obj, PlatformError, ReferencePlugin  # noqa: E402
+from vesk_reference import FEATURE, Layout, Lines, Obj, PlatformError, ReferencePlugin  # noqa: E402
 
 libc = ctypes.CDLL(None, use_errno=True)
 
@@ -94,6 +96,8 @@ class ReportInfo(ctypes.Structure):
         ("smallest_buffer", ctypes.c_uint64),
         ("exact_length", ctypes.c_int32),
         ("nul_terminated", ctypes.c_int32),
+        ("counter_key", ctypes.c_char_p),
+        ("counter_offset", ctypes.c_uint64),
     ]
 
 
@@ -478,20 +482,6 @@ BROKEN_PIECES = [
     b"\xf4\x90\x80\x80", b"\xf5\x80\x80\x80", b"\xf8\x88\x80\x80\x80",
 ]
 
-VERSION_IDS = (0xD0, 0xD2)
-
-# How many bytes a host must hand over for each of the other reports.
-FEATURE_SIZES = {
-    0xDC: 25, 0xDE: 2, 0xE0: 7, 0xE1: 991, 0xEA: 991, 0xE2: 232, 0xE3: 57, 0xE4: 401, 0xE5: 401,
-    0xA2: 193, 0xDF: 25, 0xA9: 41,
-}
-INPUT_SIZES = {0x76: 792, 0x77: 2064}
-
-KNOWN_REPORTS = (
-    [(report_id, FEATURE) for report_id in (*VERSION_IDS, *FEATURE_SIZES)]
-    + [(report_id, INPUT) for report_id in INPUT_SIZES]
-)
-
 INVALID_OPTIONS = [
     "", "-", "-x", "decimal", "-Decimal", "-DECIMAL", "--decimal", "-decimal ", " -decimal",
     "-decima", "-decimals", "-decimal=1", "%s%d%@", "-d\u00e9cimal", "a\nb", 'say "no"', "x" * 300,
@@ -556,46 +546,45 @@ def baseline_values(rng):
     return struct.pack("<48f", *values)
 
 
-def report_content(rng, report_id, report_type):
+def report_content(rng, layout):
     """A whole report with random content."""
-    if report_type == INPUT:
-        body = payload(rng, INPUT_SIZES[report_id] - 1)
-    elif report_id in VERSION_IDS:
+    if layout.text:
         body = version_text(rng) + b"\0" + rng.randbytes(rng.randrange(4))
-    elif report_id == 0xA2 and rng.random() < 0.5:
+    elif layout.report_id == 0xA2 and rng.random() < 0.5:
         body = baseline_values(rng)
     else:
-        body = payload(rng, FEATURE_SIZES[report_id] - 1)
-        if report_id == 0xDF:
+        body = payload(rng, layout.size - 1)
+        if layout.report_id == 0xDF:
             body = body[:4] + watchdog_timestamp(rng) + body[12:]
-    first = report_id if rng.random() < 0.9 else rng.randrange(256)
+    first = layout.report_id if rng.random() < 0.9 else rng.randrange(256)
     return bytes([first]) + body
 
 
-def known_report(rng):
-    report_id, report_type = rng.choice(KNOWN_REPORTS)
-    content = report_content(rng, report_id, report_type)
+def known_report(rng, layouts):
+    layout = rng.choice(layouts)
+    content = report_content(rng, layout)
     length = len(content)
-    if report_type == INPUT and rng.random() < 0.3:
+    if layout.exact and rng.random() < 0.3:
         wrong = [length - 1, length + 1, length + 2**32, -length, rng.randrange(length)]
         length = rng.choice(ODD_LENGTHS + wrong)
         content = content[: max(0, length)]  # a refused report is not read
-    elif report_type == FEATURE and rng.random() < 0.5:
+    elif not layout.exact and rng.random() < 0.5:
         length = rng.choice(ODD_LENGTHS)
-    return Report(rng.random() < 0.5, content, report_id, report_type, length)
+    return Report(rng.random() < 0.5, content, layout.report_id, layout.report_type, length)
 
 
-def unknown_report(rng):
-    known = {report_id: report_type for report_id, report_type in KNOWN_REPORTS}
+def unknown_report(rng, layouts):
+    known = {(layout.report_id, layout.report_type) for layout in layouts}
     report_type = rng.choice([-1, 0, 1, 2, 3, 2**31 - 1, -(2**31)])
-    report_id = rng.choice([*known, rng.randrange(256), 0x1D0, 0x10076, 2**32 - 1, 2**31 + 0xD0])
-    if known.get(report_id) == report_type:
+    ids = [layout.report_id for layout in layouts]
+    report_id = rng.choice([*ids, rng.randrange(256), 0x1D0, 0x10076, 2**32 - 1, 2**31 + 0xD0])
+    if (report_id, report_type) in known:
         report_type = 1
     content = rng.randbytes(rng.randrange(4))
     return Report(rng.random() < 0.5, content, report_id, report_type, rng.choice(ODD_LENGTHS))
 
 
-def random_call(rng):
+def random_call(rng, layouts):
     kind = rng.random()
     if kind < 0.15:
         args = rng.choices(["-decimal"] * 4 + [rng.choice(INVALID_OPTIONS)], k=rng.randrange(4))
@@ -603,23 +592,24 @@ def random_call(rng):
     if kind < 0.20:
         return Mode(rng.random() < 0.5)
     if kind < 0.28:
-        return unknown_report(rng)
-    return known_report(rng)
+        return unknown_report(rng, layouts)
+    return known_report(rng, layouts)
 
 
-def random_sequences(seed, count):
+def random_sequences(layouts, seed, count):
     for number in range(count):
         rng = random.Random("%s/%d" % (seed, number))
-        yield [random_call(rng) for _ in range(rng.randrange(1, 13))]
+        yield [random_call(rng, layouts) for _ in range(rng.randrange(1, 13))]
 
 
-def every_id_and_type(seed):
+def every_id_and_type(layouts, seed):
     """Every ID of one byte with every type: in both modes, printed too, also with -decimal."""
     rng = random.Random("%s/every" % seed)
+    known = {(layout.report_id, layout.report_type): layout for layout in layouts}
     for report_id in range(256):
         for report_type in range(-1, 4):
-            if (report_id, report_type) in KNOWN_REPORTS:
-                content = report_content(rng, report_id, report_type)
+            if (report_id, report_type) in known:
+                content = report_content(rng, known[report_id, report_type])
             else:
                 content = rng.randbytes(8)
             report = (content, report_id, report_type, len(content))
@@ -635,51 +625,54 @@ def every_id_and_type(seed):
             ]
 
 
-def sizes_around_the_input_reports(seed):
+def sizes_around_the_exact_ones(layouts, seed):
     rng = random.Random("%s/sizes" % seed)
-    for report_id, size in INPUT_SIZES.items():
-        for length in (*range(17), *range(size - 9, size + 10)):
-            content = bytes([report_id]) + payload(rng, size)
-            report = (content[:length], report_id, INPUT, length)
+    for layout in layouts:
+        if not layout.exact:
+            continue
+        for length in (*range(17), *range(layout.size - 9, layout.size + 10)):
+            content = bytes([layout.report_id]) + payload(rng, layout.size)
+            report = (content[:length], layout.report_id, layout.report_type, length)
             yield [Report(False, *report), Report(True, *report)]
 
 
 def compare_tables(api):
-    """The tables of reports, and how much of a buffer the plug-in asks for."""
+    """The tables of reports, and how much of a buffer the plug-in asks for. Gives the layouts."""
     library = LibraryPlugin(api)
-    reference = ReferencePlugin()
-    rows = []
+    layouts, names = [], {}
     for index in range(api.report_count(library.instance)):
         info = ReportInfo(size=ctypes.sizeof(ReportInfo))
         status = api.report_info(library.instance, index, ctypes.byref(info))
         expect(status == OK, "row %d of the report tables has status %d" % (index, status))
-        rows.append((
-            info.report_type,
-            info.report_id,
-            info.decoder.decode(),
-            None if info.display_name is None else info.display_name.decode(),
-            bool(info.exact_length),
-            bool(info.nul_terminated),
-            info.smallest_buffer,
-        ))
-    # Text ends at byte 1 at the earliest.
-    sizes = {**FEATURE_SIZES, **dict.fromkeys(VERSION_IDS, 2), **INPUT_SIZES}
-    expected = [
-        (FEATURE, i, name, reference.report_id_names[i], False, i in VERSION_IDS, sizes[i])
-        for i, name in reference.report_ids.items()
-    ] + [
-        (INPUT, i, name, None, True, False, sizes[i])
-        for i, name in reference.input_report_ids.items()
-    ]
-    expect(
-        [row[0] for row in rows] == [row[0] for row in expected],
-        "the report tables' types: %r" % [row[0] for row in rows],
-    )
-    expect(sorted(rows) == sorted(expected), "the report tables:\n%r\n%r" % (expected, rows))
+        key = None if info.counter_key is None else info.counter_key.decode()
+        layouts.append(
+            Layout(
+                info.report_type,
+                info.report_id,
+                info.decoder.decode(),
+                info.smallest_buffer,
+                exact=bool(info.exact_length),
+                text=bool(info.nul_terminated),
+                counter=(key, info.counter_offset),
+            )
+        )
+        if info.display_name is not None:
+            names[info.report_id] = info.display_name.decode()
     library.close()
 
+    types = [layout.report_type for layout in layouts]
+    expect(types == sorted(types, reverse=True), "feature reports come first: %r" % types)
+    expected = {(row.report_type, row.report_id): row for row in vesk_reference.LAYOUTS}
+    for layout in layouts:
+        row = expected.pop((layout.report_type, layout.report_id), None)
+        expect(row is not None, recipe.lacks(layout.report_id, "reference"))
+        expect(layout == row, "a row of the report tables:\n%r\n%r" % (row, layout))
+    expect(not expected, "the report tables lack %r" % list(expected.values()))
+    expect(names == ReferencePlugin().report_id_names, "the display names: %r" % names)
+    return layouts
 
-def compare_blob_names(library, api, output, notes, seed):
+
+def compare_blob_names(library, api, layouts, output, notes, seed):
     """The exported names, and that changed ones show wherever the table is used."""
     rows = (ctypes.c_void_p * len(vesk_reference.blob_names)).in_dll(library, "blob_names")
     pointers = list(rows)
@@ -691,9 +684,11 @@ def compare_blob_names(library, api, output, notes, seed):
         encoded = None if name is None else name.encode("utf-8")
         rows[row] = ctypes.cast(ctypes.c_char_p(encoded), ctypes.c_void_p).value
         vesk_reference.blob_names[row] = name
-        for report_id in (0xE0, 0xE1, 0xE2):
-            content = report_content(rng, report_id, FEATURE)
-            report = Report(False, content, report_id, FEATURE, len(content))
+        for layout in layouts:
+            if layout.report_id not in (0xE0, 0xE1, 0xE2):
+                continue
+            content = report_content(rng, layout)
+            report = Report(False, content, layout.report_id, FEATURE, len(content))
             run_sequence(api, [report, Mode(True), report], output, notes)
         rows[row] = pointers[row]
         vesk_reference.blob_names[row] = names[row]
@@ -723,12 +718,12 @@ def compare_everything(path, seed, count, notes):
         expect(api.abi_version == ABI_VERSION, "ABI version %d" % api.abi_version)
         expect(api.size >= ctypes.sizeof(Api), "the table of functions has %d bytes" % api.size)
         with CapturedOutput() as output:
-            compare_tables(api)
-            compare_blob_names(library, api, output, notes, seed)
+            layouts = compare_tables(api)
+            compare_blob_names(library, api, layouts, output, notes, seed)
             for calls in (
-                *every_id_and_type(seed),
-                *sizes_around_the_input_reports(seed),
-                *random_sequences(seed, count),
+                *every_id_and_type(layouts, seed),
+                *sizes_around_the_exact_ones(layouts, seed),
+                *random_sequences(layouts, seed, count),
             ):
                 run_sequence(api, calls, output, notes)
                 sequences += 1

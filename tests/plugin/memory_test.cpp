@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <new>
 #include <stdexcept>
+#include <vector>
 
+#include "plugin/report_list.h"
 #include "plugin/vesk_plugin.h"
 #include "tests/support/support.h"
 
@@ -72,31 +74,27 @@ void count(std::size_t fail, const Run& run) {
 struct Case {
   std::uint32_t id;
   std::size_t size;
-  const char* text = nullptr;  // of a version report
+  const char* text;  // of a report that is one; null of the others
 };
 
-const Case kCases[] = {
-    {0xD0, 0, "1.2.3"},
-    {0xD0, 0, ""},
-    {0xD2, 0, "1\n2\n3\n4\n5\n6\n7\n"},
-    {0xDF, 25},
-    {0xA9, 41},
-    {0x76, 792},
-    {0xDC, 25},
-    {0xDE, 2},
-    {0x77, 2064},
-    {0xA2, 193},
-    {0xE0, 7},
-    {0xE1, 991},
-    {0xE2, 232},
-    {0xE3, 57},
-    {0xE4, 401},
-};
+/// A case for each report, and two more texts.
+std::vector<Case> makeCases() {
+  std::vector<Case> cases;
+  for (const ListedReport& report : kReports) {
+    const bool isText = report.length == LengthRule::Text;
+    cases.push_back({report.id, report.size, isText ? "1\n2\n3\n4\n5\n6\n7\n" : nullptr});
+  }
+  cases.push_back({0xD0, 2, "1.2.3"});
+  cases.push_back({0xD0, 2, ""});
+  return cases;
+}
+
+const std::vector<Case> kCases = makeCases();
 
 /// A report of a case with each byte the same: what makes text long differs from report to report.
-test::Report report(const Case& c, int byte) {
+test::ReportBytes report(const Case& c, int byte) {
   if (c.text != nullptr) return {c.id, c.text};
-  return test::Report(c.id, c.size).fill(1, c.size, byte);
+  return test::ReportBytes(c.id, c.size).fill(1, c.size, byte);
 }
 
 constexpr int kBytes[] = {0x00, 0x01, 0x7F, 0x80, 0xFF, 0xE6, 0xF8, 0xFE};
@@ -106,7 +104,7 @@ TEST(Memory, ADecodeMakesOneAllocation) {
     for (const int byte : kBytes) {
       for (const bool decimal : {false, true}) {
         const auto plugin = test::makePlugin(decimal);
-        test::Report r = report(c, byte);
+        test::ReportBytes r = report(c, byte);
         for (const bool useStrings : {true, false}) {
           plugin->setUseStrings(useStrings);
           Result result;
@@ -122,7 +120,7 @@ TEST(Memory, ADecodeMakesOneAllocation) {
 TEST(Memory, LargeFloatsStillMakeOneAllocation) {
   const auto plugin = test::makePlugin();
   plugin->setUseStrings(true);
-  test::Report baseline(0xA2, 193);
+  test::ReportBytes baseline(0xA2, 193);
   for (std::size_t i = 0; i < 48; ++i) baseline.putFloat(1 + 4 * i, -3.4028235e38f);
   Result result;
   count(0, [&] { result = plugin->reportToObject(baseline.data(), 0xA2, kFeature, 193); });
@@ -135,7 +133,7 @@ TEST(Memory, AnAllocationThatFailsLeavesTheInstanceUsable) {
     for (const bool useStrings : {true, false}) {
       const auto plugin = test::makePlugin();
       plugin->setUseStrings(useStrings);
-      test::Report r = report(c, 0x11);
+      test::ReportBytes r = report(c, 0x11);
       const auto decode = [&] {
         return plugin->reportToObject(r.data(), c.id, r.type(), r.length());
       };
@@ -165,9 +163,9 @@ TEST(Memory, InitGivesAWholeObjectOrNothing) {
     const std::ptrdiff_t before = live;
     count(fail, [&] { plugin = HIDReportVeskPlugin::init(); });
     if (plugin) {
-      EXPECT_EQ(plugin->reportIds()->size(), 14u);
-      EXPECT_EQ(plugin->inputReportIds()->size(), 2u);
-      EXPECT_EQ(plugin->reportIdNames()->size(), 14u);
+      const std::size_t known = plugin->reportIds()->size() + plugin->inputReportIds()->size();
+      EXPECT_EQ(known, kReports.size());
+      EXPECT_EQ(plugin->reportIdNames()->size(), plugin->reportIds()->size());
       break;
     }
     ++failures;
@@ -270,7 +268,7 @@ TEST(Memory, NothingIsKeptOfAReport) {
   for (const Case& c : kCases) {
     for (const bool useStrings : {true, false}) {
       plugin->setUseStrings(useStrings);
-      test::Report r = report(c, 0x11);
+      test::ReportBytes r = report(c, 0x11);
       const std::ptrdiff_t before = live;
       count(0, [&] { plugin->reportToObject(r.data(), c.id, r.type(), r.length()); });
       EXPECT_EQ(live, before) << std::hex << c.id;

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 
+#include "plugin/report_list.h"
 #include "tests/support/support.h"
 
 namespace vesk {
@@ -13,64 +15,89 @@ using test::captureOutput;
 using test::Lines;
 using test::linesOf;
 using test::makePlugin;
-using test::Report;
+using test::ReportBytes;
 
 // ----------------------------------------------------------------------------------------- tables
 
 struct Row {
+  std::int32_t type;
   int id;
   const char* decoder;
-  const char* displayName;
+  const char* displayName;  // null: it has none
+  std::size_t size;
+  bool exact;
+  bool text;
 };
 
-constexpr Row kFeatures[] = {
-    {208, "parseVersion", "ersion"},
-    {210, "parseVersionExtended", "ersionExtended"},
-    {220, "parseAdcDumpConfig", "dcDumpConfig"},
-    {222, "parseAdcDumpState", "dcDumpState"},
-    {224, "parseBlackBoxSummary", "lackBoxSummary"},
-    {225, "parseBlackBoxFullReport", "lackBoxFullReport"},
-    {234, "parseBlackBoxFullReport", "lackBoxFullReport"},
-    {226, "parseBlackBoxConfig", "lackBoxConfig"},
-    {227, "parseOpenShortTest", "penShortTest"},
-    {228, "parseOpenShortData", "penShortData"},
-    {229, "parseOpenShortData", "penShortData"},
-    {162, "parserVeskAlgBaselineRequest", "VeskAlgBaselineRequest"},
-    {223, "parseWatchDogReport", "atchDogReport"},
-    {169, "parsePowerModeStats", "owerModeStats"},
+/// What hosts have relied upon since the first version: it stays, whatever is added.
+constexpr Row kFirst[] = {
+    {kFeature, 208, "parseVersion", "ersion", 2, false, true},
+    {kFeature, 210, "parseVersionExtended", "ersionExtended", 2, false, true},
+    {kFeature, 220, "parseAdcDumpConfig", "dcDumpConfig", 25, false, false},
+    {kFeature, 222, "parseAdcDumpState", "dcDumpState", 2, false, false},
+    {kFeature, 224, "parseBlackBoxSummary", "lackBoxSummary", 7, false, false},
+    {kFeature, 225, "parseBlackBoxFullReport", "lackBoxFullReport", 991, false, false},
+    {kFeature, 234, "parseBlackBoxFullReport", "lackBoxFullReport", 991, false, false},
+    {kFeature, 226, "parseBlackBoxConfig", "lackBoxConfig", 232, false, false},
+    {kFeature, 227, "parseOpenShortTest", "penShortTest", 57, false, false},
+    {kFeature, 228, "parseOpenShortData", "penShortData", 401, false, false},
+    {kFeature, 229, "parseOpenShortData", "penShortData", 401, false, false},
+    {kFeature, 162, "parserVeskAlgBaselineRequest", "VeskAlgBaselineRequest", 193, false, false},
+    {kFeature, 223, "parseWatchDogReport", "atchDogReport", 25, false, false},
+    {kFeature, 169, "parsePowerModeStats", "owerModeStats", 41, false, false},
+    {kInput, 118, "parseVeskImage", nullptr, 792, true, false},
+    {kInput, 119, "parseAdcDumpPacket", nullptr, 2064, true, false},
 };
 
-TEST(Tables, FeatureReportsNameTheirDecoders) {
+TEST(Tables, WhatTheFirstVersionKnewStays) {
   const auto plugin = makePlugin();
-  EXPECT_EQ(plugin->reportIds()->size(), 14u);
-  for (const Row& row : kFeatures) {
-    const std::string* const name = plugin->reportIds()->find(row.id);
+  for (const Row& row : kFirst) {
+    const bool feature = row.type == kFeature;
+    const auto table = feature ? plugin->reportIds() : plugin->inputReportIds();
+    const auto other = feature ? plugin->inputReportIds() : plugin->reportIds();
+    const std::string* const name = table->find(row.id);
     ASSERT_NE(name, nullptr) << row.id;
     EXPECT_EQ(*name, row.decoder);
+    EXPECT_EQ(other->find(row.id), nullptr) << row.id;
+    const std::string* const displayName = plugin->reportIdNames()->find(row.id);
+    ASSERT_EQ(displayName != nullptr, row.displayName != nullptr) << row.id;
+    if (displayName != nullptr) {
+      EXPECT_EQ(*displayName, row.displayName);
+    }
+
+    const DecoderInfo* const info = HIDReportVeskPlugin::decoderInfo(row.decoder);
+    ASSERT_NE(info, nullptr) << row.decoder;
+    EXPECT_EQ(info->name, row.decoder);
+    EXPECT_EQ(info->smallestBuffer, row.size) << row.decoder;
+    EXPECT_EQ(info->exactLength, row.exact) << row.decoder;
+    EXPECT_EQ(info->nulTerminated, row.text) << row.decoder;
   }
 }
 
-TEST(Tables, InputReportsNameTheirDecoders) {
+TEST(Tables, HoldEveryListedReportAndNoOther) {
   const auto plugin = makePlugin();
-  EXPECT_EQ(plugin->inputReportIds()->size(), 2u);
-  EXPECT_EQ(*plugin->inputReportIds()->find(0x76), "parseVeskImage");
-  EXPECT_EQ(*plugin->inputReportIds()->find(0x77), "parseAdcDumpPacket");
-}
-
-TEST(Tables, DisplayNamesAreDecoderNamesWithoutSixCharacters) {
-  const auto plugin = makePlugin();
-  EXPECT_EQ(plugin->reportIdNames()->size(), 14u);
-  for (const Row& row : kFeatures) {
-    const std::string* const name = plugin->reportIdNames()->find(row.id);
-    ASSERT_NE(name, nullptr) << row.id;
-    EXPECT_EQ(*name, row.displayName);
+  const auto count = [](std::int32_t type) {
+    return static_cast<std::size_t>(std::ranges::count(kReports, type, &ListedReport::type));
+  };
+  EXPECT_EQ(plugin->reportIds()->size(), count(kFeature));
+  EXPECT_EQ(plugin->inputReportIds()->size(), count(kInput));
+  EXPECT_EQ(plugin->reportIdNames()->size(), count(kFeature));
+  for (const ListedReport& report : kReports) {
+    const auto table = report.type == kFeature ? plugin->reportIds() : plugin->inputReportIds();
+    ASSERT_NE(table->find(report.id), nullptr) << report.decoder;
+    EXPECT_EQ(*table->find(report.id), report.decoder);
+    const std::string* const displayName = plugin->reportIdNames()->find(report.id);
+    ASSERT_EQ(displayName != nullptr, report.type == kFeature) << report.decoder;
+    if (displayName != nullptr) {
+      EXPECT_EQ(*displayName, report.decoder.substr(6));
+    }
+    EXPECT_NE(HIDReportVeskPlugin::decoderInfo(report.decoder), nullptr) << report.decoder;
   }
 }
 
-TEST(Tables, InputReportsHaveNoDisplayName) {
-  const auto plugin = makePlugin();
-  EXPECT_EQ(plugin->reportIdNames()->find(0x76), nullptr);
-  EXPECT_EQ(plugin->reportIdNames()->find(0x77), nullptr);
+TEST(Tables, NoOtherNameHasADecoder) {
+  for (const char* const name : {"", "parse", "parserVersion", "parseVersion "})
+    EXPECT_EQ(HIDReportVeskPlugin::decoderInfo(name), nullptr) << name;
 }
 
 TEST(Tables, ReportsThatShareADecoderHaveEqualNames) {
@@ -89,22 +116,23 @@ TEST(Tables, KeysAreIntsAndFoundAsUnsigned) {
 
 TEST(Tables, DispatchFollowsATableThatIsSet) {
   const auto plugin = makePlugin();
+  const std::size_t names = plugin->reportIdNames()->size();
   plugin->setReportIds(std::make_shared<const ReportTable>(ReportTable{{0x42, "parseVersion"}}));
   plugin->setInputReportIds(
       std::make_shared<const ReportTable>(ReportTable{{0x43, "parseAdcDumpState"}}));
-  Report report(0x42, "abc");
+  ReportBytes report(0x42, "abc");
   EXPECT_EQ(plugin->reportToObject(report.data(), 0x42, kFeature, 0).object()->string(), "abc");
   EXPECT_TRUE(plugin->reportToObject(report.data(), 0xD0, kFeature, 0).isNil());
   report.put(1, {1});
   EXPECT_EQ(plugin->reportToObject(report.data(), 0x43, kInput, 0).object()->string(), "SINGLE");
   EXPECT_EQ(plugin->reportIds()->size(), 1u);
   // The display names were made from the first table and stay.
-  EXPECT_EQ(plugin->reportIdNames()->size(), 14u);
+  EXPECT_EQ(plugin->reportIdNames()->size(), names);
 }
 
 TEST(Tables, ATableThatNamesNoDecoderThrows) {
   const auto plugin = makePlugin();
-  Report report(0xD0, "abc");
+  ReportBytes report(0xD0, "abc");
   for (const char* const name : {"parseNothing", "", "parserVersion", "parseVersion "}) {
     plugin->setReportIds(std::make_shared<const ReportTable>(ReportTable{{0xD0, name}}));
     EXPECT_THROW(plugin->reportToObject(report.data(), 0xD0, kFeature, 5), std::invalid_argument)
@@ -115,7 +143,7 @@ TEST(Tables, ATableThatNamesNoDecoderThrows) {
 TEST(Tables, WithoutATableNothingIsKnown) {
   const auto plugin = makePlugin();
   plugin->setReportIds(nullptr);
-  Report report(0xD0, "abc");
+  ReportBytes report(0xD0, "abc");
   EXPECT_TRUE(plugin->reportToObject(report.data(), 0xD0, kFeature, 5).isNil());
 }
 
@@ -129,7 +157,7 @@ TEST(Properties, AFreshInstanceIsZeroAndInObjectMode) {
   EXPECT_EQ(plugin->report_len(), 0);
   EXPECT_FALSE(plugin->useStrings());
   EXPECT_FALSE(plugin->displayDecimal());
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).object(), nullptr);
 }
 
@@ -235,7 +263,7 @@ TEST(Options, AnOptionThatIsNoTextThrows) {
 
 TEST(Options, ASuccessReturnsToObjectMode) {
   const auto plugin = makePlugin();
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   captureOutput([&] { plugin->parseReport(report.data(), 0xDE, kFeature, 2); });
   ASSERT_TRUE(plugin->useStrings());
   EXPECT_TRUE(parseArgs(*plugin, {}));
@@ -313,21 +341,21 @@ TEST(Options, ConfigurationSwitchesAreIndependent) {
 
 TEST(Dispatch, ReportsOfOneDecoderReachIt) {
   const auto plugin = makePlugin();
-  Report full(0xE1, 991);
+  ReportBytes full(0xE1, 991);
   full.put16(1, 22);
   for (const std::uint32_t id : {0xE1u, 0xEAu})
     EXPECT_EQ(plugin->reportToObject(full.data(), id, kFeature, 991).object()->size(), 269u);
-  Report scan(0xE4, 401);
+  ReportBytes scan(0xE4, 401);
   for (const std::uint32_t id : {0xE4u, 0xE5u})
     EXPECT_EQ(plugin->reportToObject(scan.data(), id, kFeature, 401).object()->size(), 4u);
 }
 
 TEST(Dispatch, UnknownTypesAndIdsGiveNil) {
   const auto plugin = makePlugin();
-  Report version(0xD0, "abc");
-  Report image(0x76, 792);
+  ReportBytes version(0xD0, "abc");
+  ReportBytes image(0x76, 792);
   const struct {
-    Report& report;
+    ReportBytes& report;
     std::uint32_t id;
     std::int32_t type;
   } calls[] = {
@@ -363,7 +391,7 @@ TEST(Dispatch, TheFourValuesAreStoredBeforeAnyCheck) {
 
 TEST(Dispatch, TheFourValuesStayAfterAFailure) {
   const auto plugin = makePlugin();
-  Report report(0xD2, "too few");
+  ReportBytes report(0xD2, "too few");
   EXPECT_THROW(plugin->reportToObject(report.data(), 0xD2, kFeature, -7), std::out_of_range);
   EXPECT_EQ(plugin->report_type(), 2u);
   EXPECT_EQ(plugin->report_buf(), report.data());
@@ -373,7 +401,7 @@ TEST(Dispatch, TheFourValuesStayAfterAFailure) {
 
 TEST(Dispatch, PrintingRaisesTextModeForGood) {
   const auto plugin = makePlugin();
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).object(), nullptr);
   captureOutput([&] { plugin->parseReport(report.data(), 0xDE, kFeature, 2); });
   EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).lines(), nullptr);
@@ -383,14 +411,14 @@ TEST(Dispatch, PrintingRaisesTextModeForGood) {
 
 TEST(Dispatch, AnUnknownReportRaisesTextModeToo) {
   const auto plugin = makePlugin();
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   EXPECT_FALSE(plugin->parseReport(report.data(), 0x00, kFeature, 2));
   EXPECT_TRUE(plugin->useStrings());
 }
 
 TEST(Dispatch, AFailingReportRaisesTextModeToo) {
   const auto plugin = makePlugin();
-  Report report(0xD0, "\xFF");
+  ReportBytes report(0xD0, "\xFF");
   EXPECT_THROW(plugin->parseReport(report.data(), 0xD0, kFeature, 3), std::invalid_argument);
   EXPECT_TRUE(plugin->useStrings());
 }
@@ -398,7 +426,7 @@ TEST(Dispatch, AFailingReportRaisesTextModeToo) {
 TEST(Dispatch, ObjectsDoNotTouchTheMode) {
   const auto plugin = makePlugin();
   plugin->setUseStrings(true);
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   EXPECT_NE(plugin->reportToObject(report.data(), 0xDE, kFeature, 2).lines(), nullptr);
   EXPECT_TRUE(plugin->useStrings());
 }
@@ -407,7 +435,7 @@ TEST(Dispatch, ObjectsDoNotTouchTheMode) {
 
 TEST(Printing, LinesAreFramedByEmptyLines) {
   const auto plugin = makePlugin();
-  Report report(0xDE, 2);
+  ReportBytes report(0xDE, 2);
   EXPECT_EQ(
       captureOutput([&] { EXPECT_TRUE(plugin->parseReport(report.data(), 0xDE, kFeature, 2)); }),
       "\nADC Dump State: STANDBY\n\n");
@@ -433,45 +461,10 @@ TEST(Printing, LinesAreWrittenAsTheyStand) {
 
 TEST(Printing, AVersionTextsNewlinesStartOutputLines) {
   const auto plugin = makePlugin();
-  Report report(0xD0, "one\ntwo");
+  ReportBytes report(0xD0, "one\ntwo");
   EXPECT_EQ(
       captureOutput([&] { EXPECT_TRUE(plugin->parseReport(report.data(), 0xD0, kFeature, 0)); }),
       "\none\ntwo\n\n");
-}
-
-// ------------------------------------------------------------------------------------ decoder info
-
-TEST(DecoderInfo, TellsWhatABufferMustHold) {
-  const struct {
-    const char* name;
-    std::size_t size;
-    bool exact;
-    bool text;
-  } expected[] = {
-      {"parseVersion", 2, false, true},
-      {"parseVersionExtended", 2, false, true},
-      {"parseWatchDogReport", 25, false, false},
-      {"parsePowerModeStats", 41, false, false},
-      {"parseVeskImage", 792, true, false},
-      {"parseAdcDumpConfig", 25, false, false},
-      {"parseAdcDumpState", 2, false, false},
-      {"parseAdcDumpPacket", 2064, true, false},
-      {"parserVeskAlgBaselineRequest", 193, false, false},
-      {"parseBlackBoxSummary", 7, false, false},
-      {"parseBlackBoxFullReport", 991, false, false},
-      {"parseBlackBoxConfig", 232, false, false},
-      {"parseOpenShortTest", 57, false, false},
-      {"parseOpenShortData", 401, false, false},
-  };
-  for (const auto& row : expected) {
-    const DecoderInfo* const info = HIDReportVeskPlugin::decoderInfo(row.name);
-    ASSERT_NE(info, nullptr) << row.name;
-    EXPECT_EQ(info->name, row.name);
-    EXPECT_EQ(info->smallestBuffer, row.size) << row.name;
-    EXPECT_EQ(info->exactLength, row.exact) << row.name;
-    EXPECT_EQ(info->nulTerminated, row.text) << row.name;
-  }
-  EXPECT_EQ(HIDReportVeskPlugin::decoderInfo("parse"), nullptr);
 }
 
 }  // namespace

@@ -18,28 +18,6 @@ from dataclasses import dataclass
 INPUT, OUTPUT, FEATURE = 0, 1, 2
 YES = True
 
-FEATURE_DECODERS = {
-    0xD0: "parseVersion",
-    0xD2: "parseVersionExtended",
-    0xDC: "parseAdcDumpConfig",
-    0xDE: "parseAdcDumpState",
-    0xE0: "parseBlackBoxSummary",
-    0xE1: "parseBlackBoxFullReport",
-    0xEA: "parseBlackBoxFullReport",
-    0xE2: "parseBlackBoxConfig",
-    0xE3: "parseOpenShortTest",
-    0xE4: "parseOpenShortData",
-    0xE5: "parseOpenShortData",
-    0xA2: "parserVeskAlgBaselineRequest",
-    0xDF: "parseWatchDogReport",
-    0xA9: "parsePowerModeStats",
-}
-
-INPUT_DECODERS = {
-    0x76: "parseVeskImage",
-    0x77: "parseAdcDumpPacket",
-}
-
 ERROR_DOMAIN = "HIDReportVeskPlugin"
 BAD_ARGUMENT = -536870206  # 0xE00002C2 as a signed 32-bit number
 
@@ -360,6 +338,34 @@ def mark_row(label, mask):
     return label + " " + row
 
 
+@dataclass(frozen=True)
+class Layout:
+    """A report, and what a host must know of it before it hands one over."""
+
+    report_type: int
+    report_id: int
+    decoder: str
+    size: int  # bytes that are read, the report ID included; of a text the shortest
+    exact: bool = False  # every other length is declined
+    text: bool = False  # from byte 1 to its NUL, however long
+    counter: tuple = (None, 0)  # of the reports of a stream: the key, the offset
+
+
+# Every report that has a decoder.
+LAYOUTS = []
+
+
+def reads(report_type, *report_ids, **layout):
+    """Marks a method of the plug-in object as the decoder of reports."""
+
+    def add(method):
+        for report_id in report_ids:
+            LAYOUTS.append(Layout(report_type, report_id, method.__name__, **layout))
+        return method
+
+    return add
+
+
 class ReferencePlugin:
     """The plug-in object as a host sees it: its properties and its operations.
 
@@ -373,11 +379,15 @@ class ReferencePlugin:
         self.report_len = 0
         self.display_decimal = False
         self.use_strings = False
-        self.report_ids = dict(FEATURE_DECODERS)
-        self.input_report_ids = dict(INPUT_DECODERS)
+        self.report_ids = self._table(FEATURE)
+        self.input_report_ids = self._table(INPUT)
         # Six characters are cut, one more than "parse" has; hosts know the names in this form.
         self.report_id_names = {key: name[6:] for key, name in self.report_ids.items()}
         self.printed = bytearray()
+
+    @staticmethod
+    def _table(report_type):
+        return {row.report_id: row.decoder for row in LAYOUTS if row.report_type == report_type}
 
     # Options
 
@@ -480,6 +490,7 @@ class ReferencePlugin:
 
     # Firmware status
 
+    @reads(FEATURE, 0xD0, size=2, text=True)
     def parseVersion(self):
         text = self._text()
         if not self.use_strings:
@@ -488,6 +499,7 @@ class ReferencePlugin:
             raise PlatformError("an array cannot hold a missing element")
         return Lines([text])
 
+    @reads(FEATURE, 0xD2, size=2, text=True)
     def parseVersionExtended(self):
         text = self._text()
         components = None if text is None else text.split("\n")
@@ -499,6 +511,7 @@ class ReferencePlugin:
             raise PlatformError("index %d is beyond the array" % len(components))
         return Obj([(key, ("string", line)) for key, line in zip(VERSION_KEYS, components)])
 
+    @reads(FEATURE, 0xDF, size=25)
     def parseWatchDogReport(self):
         count = self._unsigned(1, 4)
         timestamp = self._unsigned(5, 8)
@@ -526,6 +539,7 @@ class ReferencePlugin:
             ("Idle", ("unsigned int", sleep)),
         ])
 
+    @reads(FEATURE, 0xA9, size=41)
     def parsePowerModeStats(self):
         records = []
         for index, mode in enumerate(POWER_MODES):
@@ -550,6 +564,7 @@ class ReferencePlugin:
     def _sample_text(self):
         return decimal_text if self.display_decimal else hex_text
 
+    @reads(INPUT, 0x76, size=IMAGE_SIZE, exact=True, counter=("FRAME_NUMBER", 4))
     def parseVeskImage(self):
         if self.report_len != IMAGE_SIZE:
             return None
@@ -591,6 +606,7 @@ class ReferencePlugin:
         entries.append(("TMON_DEG_C", ("float", tmon)))
         return Obj(entries)
 
+    @reads(FEATURE, 0xDC, size=25)
     def parseAdcDumpConfig(self):
         start_address = self._unsigned(1, 4)
         mask_low = self._unsigned(5, 4)
@@ -616,11 +632,13 @@ class ReferencePlugin:
             ("TRIGGER_SOURCE", ("string", trigger)),
         ])
 
+    @reads(FEATURE, 0xDE, size=2)
     def parseAdcDumpState(self):
         names = {0: "STANDBY", 1: "SINGLE", 2: "CONTINUOUS"}
         name = names.get(self._unsigned(1, 1), "INVALID")
         return Lines(["ADC Dump State: " + name]) if self.use_strings else Obj(name)
 
+    @reads(INPUT, 0x77, size=PACKET_SIZE, exact=True, counter=("PACKET_ID", 4))
     def parseAdcDumpPacket(self):
         if self.report_len != PACKET_SIZE:
             return None
@@ -648,6 +666,7 @@ class ReferencePlugin:
             ("PAYLOAD_DATA", ("array", "unsigned int", payload)),
         ])
 
+    @reads(FEATURE, 0xA2, size=193)
     def parserVeskAlgBaselineRequest(self):
         values = [self._float(1 + 4 * channel) for channel in range(CHANNELS)]
         if self.use_strings:
@@ -657,6 +676,7 @@ class ReferencePlugin:
 
     # Black box
 
+    @reads(FEATURE, 0xE0, size=7)
     def parseBlackBoxSummary(self):
         severity = self._unsigned(1, 1)
         module_count = self._unsigned(2, 2)
@@ -679,6 +699,7 @@ class ReferencePlugin:
             + [(module, ("unsigned char", flag)) for module, flag in flags]
         )
 
+    @reads(FEATURE, 0xE1, 0xEA, size=991)
     def parseBlackBoxFullReport(self):
         module_count = self._unsigned(1, 2)
         records = {}
@@ -730,6 +751,7 @@ class ReferencePlugin:
                 entries[prefix + "_EVENT_" + event] = "unsigned int", counter
         return list(entries.items())
 
+    @reads(FEATURE, 0xE2, size=232)
     def parseBlackBoxConfig(self):
         if not self.use_strings:
             return None
@@ -758,6 +780,7 @@ class ReferencePlugin:
 
     # Open/short test
 
+    @reads(FEATURE, 0xE3, size=57)
     def parseOpenShortTest(self):
         masks = [(label, key, self._unsigned(at, 8)) for label, key, at in OPEN_SHORT_MASKS]
         if self.use_strings:
@@ -766,6 +789,7 @@ class ReferencePlugin:
             return Lines(["Open/Short Test Results:", "", ruler] + rows)
         return Obj([(key, ("unsigned long long", mask)) for _, key, mask in masks])
 
+    @reads(FEATURE, 0xE4, 0xE5, size=401)
     def parseOpenShortData(self):
         scan = "D-SCAN" if self.report_id == 0xE4 else "P-SCAN"
         saturation = self._unsigned(1, 8)

@@ -16,7 +16,7 @@ using test::Lines;
 using test::linesOf;
 using test::numberAt;
 using test::objectOf;
-using test::Report;
+using test::ReportBytes;
 
 bool contains(const Lines& lines, const std::string& line) {
   return std::ranges::find(lines, line) != lines.end();
@@ -122,7 +122,7 @@ TEST(Severity, OtherLevelsLeaveTheOutputAlone) {
 // ----------------------------------------------------------------------------------------- summary
 
 TEST(Summary, AllFlagsZero) {
-  EXPECT_EQ(linesOf(Report(0xE0, 7)),
+  EXPECT_EQ(linesOf(ReportBytes(0xE0, 7)),
             (Lines{
                 "--Black Box Summary--",   "Severity Level: TRACE",
                 "Module Count:   0",       "",
@@ -154,7 +154,7 @@ TEST(Summary, EachFlagHasItsLineAndKey) {
       {"PMGR", 24},      {"BLOB_VSFN", 25},
   };
   for (std::size_t index = 0; index < std::size(modules); ++index) {
-    Report report(0xE0, 7);
+    ReportBytes report(0xE0, 7);
     report.put(4 + index / 8, {1 << index % 8});
     const Lines lines = linesOf(report);
     const std::string name = modules[index].name;
@@ -169,7 +169,7 @@ TEST(Summary, EachFlagHasItsLineAndKey) {
 }
 
 TEST(Summary, SeverityAndModuleCount) {
-  Report report(0xE0, 7);
+  ReportBytes report(0xE0, 7);
   report.put(1, {0x0D, 0x34, 0x12});
   EXPECT_EQ(linesOf(report)[1], "Severity Level: CRITICAL");
   EXPECT_EQ(linesOf(report)[2], "Module Count:   4660");
@@ -181,7 +181,7 @@ TEST(Summary, SeverityAndModuleCount) {
 
 TEST(Summary, ALevelWithoutANamePrintsAsNull) {
   for (const int severity : {0x06, 0x07, 0xFE}) {
-    Report report(0xE0, 7);
+    ReportBytes report(0xE0, 7);
     report.put(1, {severity});
     EXPECT_EQ(linesOf(report)[1], "Severity Level: (null)");
     EXPECT_EQ(numberAt(objectOf(report), "SEVERITY_LEVEL").as<unsigned char>(), severity);
@@ -189,7 +189,7 @@ TEST(Summary, ALevelWithoutANamePrintsAsNull) {
 }
 
 TEST(Summary, UnusedFlagBitsAreIgnored) {
-  Report report(0xE0, 7);
+  ReportBytes report(0xE0, 7);
   const std::string text = test::listing(decode(report, true));
   const std::string object = test::listing(decode(report, false));
   report.put(6, {0xC0});
@@ -200,14 +200,14 @@ TEST(Summary, UnusedFlagBitsAreIgnored) {
 TEST(Summary, UsesItsOwnBlobNames) {
   const BlobNames restore;
   blob_names[0] = "OTHER";
-  EXPECT_EQ(linesOf(Report(0xE0, 7))[9], "           BLOB_VAFE: 0");
-  EXPECT_EQ(objectOf(Report(0xE0, 7)).key(7), "BLOB_VAFE");
+  EXPECT_EQ(linesOf(ReportBytes(0xE0, 7))[9], "           BLOB_VAFE: 0");
+  EXPECT_EQ(objectOf(ReportBytes(0xE0, 7)).key(7), "BLOB_VAFE");
 }
 
 // ------------------------------------------------------------------------------------- full report
 
 TEST(FullReport, AllZero) {
-  const Lines lines = linesOf(Report(0xE1, 991));
+  const Lines lines = linesOf(ReportBytes(0xE1, 991));
   ASSERT_EQ(lines.size(), 295u);
   EXPECT_EQ(lines[0], "---Black Box Full Report---");
   EXPECT_EQ(lines[1], "");
@@ -219,7 +219,7 @@ TEST(FullReport, AllZero) {
   EXPECT_EQ(lines[195], label("BLOB_VAFE Module ID") + ": 0x0000");
   EXPECT_EQ(lines[293], label("BLOB_EVENT_DEFAULT") + ": 0");
   EXPECT_EQ(lines[294], "");
-  const ReportObject object = objectOf(Report(0xE1, 991));
+  const ReportObject object = objectOf(ReportBytes(0xE1, 991));
   ASSERT_EQ(object.size(), 269u);
   for (std::size_t i = 0; i < object.size(); ++i)
     EXPECT_EQ(std::get<Number>(object.value(i)), Number(0));
@@ -227,7 +227,7 @@ TEST(FullReport, AllZero) {
 
 TEST(FullReport, ModulesInDisplayOrder) {
   Lines ids;
-  for (const std::string& line : linesOf(Report(0xE1, 991)))
+  for (const std::string& line : linesOf(ReportBytes(0xE1, 991)))
     if (const auto at = line.find(" Module ID"); at != std::string::npos)
       ids.push_back(line.substr(line.find_first_not_of(' '), at - line.find_first_not_of(' ')));
   EXPECT_EQ(ids, (Lines{"BLACK_BOX",    "PSE",       "OPEN_SHORT_TEST",
@@ -241,7 +241,7 @@ TEST(FullReport, ModulesInDisplayOrder) {
 }
 
 TEST(FullReport, CountersAreSignedInTextAndUnsignedInTheObject) {
-  Report report(0xE1, 991);
+  ReportBytes report(0xE1, 991);
   report.put32(579, 0x80000000).put32(931, 0xFFFFFFFF);
   const Lines lines = linesOf(report);
   EXPECT_TRUE(contains(lines, label("ALGS_EVENT_PIXEL_NOISE_CNT_CH_0") + ": -2147483648"));
@@ -252,7 +252,7 @@ TEST(FullReport, CountersAreSignedInTextAndUnsignedInTheObject) {
 }
 
 TEST(FullReport, FieldsSteerNothing) {
-  Report report(0xE1, 991);
+  ReportBytes report(0xE1, 991);
   report.put16(1, 0).put16(489, 3);
   const Lines lines = linesOf(report);
   EXPECT_EQ(lines.size(), 295u);
@@ -262,7 +262,7 @@ TEST(FullReport, FieldsSteerNothing) {
 }
 
 TEST(FullReport, BlobRecords) {
-  Report report(0xE1, 991);
+  ReportBytes report(0xE1, 991);
   report.put(127, {0x34, 0x12, 0x07, 0x00}).put16(959, 0xFFFF).put16(961, 65535).put32(987, 9);
   const Lines lines = linesOf(report);
   EXPECT_EQ(lines[195], "                     BLOB_VAFE Module ID: 0x1234");
@@ -278,7 +278,7 @@ TEST(FullReport, BlobRecords) {
 }
 
 TEST(FullReport, LongLabelsPushTheColon) {
-  const Lines lines = linesOf(Report(0xE1, 991));
+  const Lines lines = linesOf(ReportBytes(0xE1, 991));
   for (const char* const name : {"HIDSPI_MASTER_EVENT_TRANSFER_INVALID_TYPE",
                                  "HIDSPI_MASTER_EVENT_TRANSFER_INVALID_IFACE_ID",
                                  "HIDSPI_SLAVE_EVENT_TRANSFER_INVALID_IFACE_ID",
@@ -289,7 +289,7 @@ TEST(FullReport, LongLabelsPushTheColon) {
 }
 
 TEST(FullReport, PmgrHasNoNumberOfEventsKey) {
-  Report report(0xE1, 991);
+  ReportBytes report(0xE1, 991);
   report.put16(953, 1);
   EXPECT_TRUE(contains(linesOf(report), label("PMGR # Events") + ": 1"));
   const ReportObject object = objectOf(report);
@@ -299,8 +299,8 @@ TEST(FullReport, PmgrHasNoNumberOfEventsKey) {
 }
 
 TEST(FullReport, BothIdsDecodeAlike) {
-  Report one(0xE1, 991);
-  Report other(0xEA, 991);
+  ReportBytes one(0xE1, 991);
+  ReportBytes other(0xEA, 991);
   for (int i = 1; i < 991; ++i) {
     one.put(static_cast<std::size_t>(i), {i * 37});
     other.put(static_cast<std::size_t>(i), {i * 37});
@@ -310,7 +310,7 @@ TEST(FullReport, BothIdsDecodeAlike) {
 }
 
 TEST(FullReport, EveryKeyIsFoundAndDistinct) {
-  Report report(0xE1, 991);
+  ReportBytes report(0xE1, 991);
   for (std::size_t at = 1; at < 991; at += 2) report.put16(at, at);
   const ReportObject object = objectOf(report);
   for (std::size_t i = 0; i < object.size(); ++i)
@@ -323,7 +323,7 @@ TEST(FullReport, TakesBlobNamesFromTheTable) {
   const BlobNames restore;
   std::string name = "BLOB_MINE";
   blob_names[2] = name.c_str();
-  Report report(0xE1, 991);
+  ReportBytes report(0xE1, 991);
   report.put16(191, 0xBEEF);
   EXPECT_EQ(linesOf(report)[215], "                     BLOB_MINE Module ID: 0xBEEF");
   const ReportObject object = objectOf(report);
@@ -342,7 +342,7 @@ TEST(FullReport, BlobNamesThatAreLongNullOrTwice) {
   blob_names[0] = longName.c_str();
   blob_names[1] = nullptr;
   blob_names[9] = "PSE";
-  Report report(0xE1, 991);
+  ReportBytes report(0xE1, 991);
   report.put16(27, 1).put16(959, 2);
   const Lines lines = linesOf(report);
   EXPECT_EQ(lines[195], longName + " Module ID: 0x0000");
@@ -387,7 +387,7 @@ TEST(OptionLine, NamesThatAreLongOrNull) {
 }
 
 TEST(Configuration, AllZero) {
-  const Lines lines = linesOf(Report(0xE2, 232));
+  const Lines lines = linesOf(ReportBytes(0xE2, 232));
   ASSERT_EQ(lines.size(), 264u);
   EXPECT_EQ(lines[0], label("Global Trace Config") + ":  (no options set)");
   EXPECT_EQ(lines[5], label("Global Critical Config") + ":  (no options set)");
@@ -400,7 +400,7 @@ TEST(Configuration, AllZero) {
 }
 
 TEST(Configuration, TheSeverityOfAGlobalLineIsNotShown) {
-  Report report(0xE2, 232);
+  ReportBytes report(0xE2, 232);
   report.put(1, {0x07, 0x05, 0x46});
   const Lines lines = linesOf(report);
   EXPECT_EQ(lines[0], label("Global Trace Config") + ":  (no options set)");
@@ -409,8 +409,8 @@ TEST(Configuration, TheSeverityOfAGlobalLineIsNotShown) {
 }
 
 TEST(Configuration, TheTwoOpenLinesShareAByte) {
-  const Report zero(0xE2, 232);
-  Report report = zero;
+  const ReportBytes zero(0xE2, 232);
+  ReportBytes report = zero;
   report.put(26, {0xFF});
   EXPECT_EQ(linesOf(report), linesOf(zero));
   report.put(25, {0x0C});
@@ -444,11 +444,11 @@ TEST(Configuration, EveryByteHasItsLine) {
       {89, 247, 7, "BLOB_EVENT_GOOD_BLOB"},
       {225, 256, 7, "BLOB_EVENT_GOOD_BLOB"},
   };
-  const Lines zero = linesOf(Report(0xE2, 232));
+  const Lines zero = linesOf(ReportBytes(0xE2, 232));
   for (const auto& run : runs) {
     EXPECT_EQ(zero[run.line].substr(0, zero[run.line].find(':')), label(run.first));
     for (std::size_t i = 0; i < run.count; ++i) {
-      Report report(0xE2, 232);
+      ReportBytes report(0xE2, 232);
       report.put(run.byte + i, {0x40});
       const Lines lines = linesOf(report);
       EXPECT_NE(lines[run.line + i].find("MESSAGE"), std::string::npos) << run.byte + i;
@@ -459,11 +459,11 @@ TEST(Configuration, EveryByteHasItsLine) {
 TEST(Configuration, TakesBlobNamesFromTheTable) {
   const BlobNames restore;
   blob_names[9] = "MINE";
-  EXPECT_EQ(linesOf(Report(0xE2, 232))[255], label("MINE"));
+  EXPECT_EQ(linesOf(ReportBytes(0xE2, 232))[255], label("MINE"));
 }
 
 TEST(Configuration, HasNoObject) {
-  Report report(0xE2, 232);
+  ReportBytes report(0xE2, 232);
   EXPECT_TRUE(decode(report, false).isNil());
   report.fill(1, 232, 0xFF);
   EXPECT_TRUE(decode(report, false).isNil());

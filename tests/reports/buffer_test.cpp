@@ -4,21 +4,26 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <map>
 #include <set>
 
+#include "plugin/report_list.h"
 #include "tests/support/support.h"
 
 namespace vesk {
+
+/// For GoogleTest's messages.
+static void PrintTo(const ListedReport& report, std::ostream* out) {
+  *out << std::hex << "0x" << report.id;
+}
+
 namespace {
 
-using test::Report;
-
-struct Layout {
-  std::uint32_t id;
-  std::size_t size;
-  std::set<std::size_t> unseen;        // bytes that must not matter, besides the ID
-  std::set<std::size_t> unseenInText;  // bytes that only the object shows
-  std::set<std::size_t> unseenInObject;
+/// Bytes of a report that are not seen, besides the ID.
+struct Unseen {
+  std::set<std::size_t> anywhere;
+  std::set<std::size_t> inText;  // only the object shows them
+  std::set<std::size_t> inObject;
 };
 
 std::set<std::size_t> range(std::size_t begin, std::size_t end) {
@@ -27,42 +32,41 @@ std::set<std::size_t> range(std::size_t begin, std::size_t end) {
   return bytes;
 }
 
-const Layout kLayouts[] = {
-    {0xDF, 25, {}, {}, {}},
-    {0xA9, 41, {}, {}, {}},
-    {0x76, 792, {}, {}, {}},
-    {0xDC, 25, {}, {}, {}},
-    {0xDE, 2, {}, {}, {}},
-    {0x77, 2064, {}, {}, {}},
-    {0xA2, 193, {}, {}, {}},
-    {0xE0, 7, {}, {}, {}},
-    {0xE1, 991, {}, {}, {953, 954}},  // PMGR's number of events has no key
-    {0xEA, 991, {}, {}, {953, 954}},
-    {0xE2, 232, {26}, {}, range(0, 232)},
+/// Of all other reports every byte is seen, in both forms.
+const std::map<std::uint32_t, Unseen> kUnseen = {
+    {0xE1, {{}, {}, {953, 954}}},  // PMGR's number of events has no key
+    {0xEA, {{}, {}, {953, 954}}},
+    {0xE2, {{26}, {}, range(0, 232)}},  // there is no object
     // Of each mask, the text shows 48 bits.
-    {0xE3, 57, {}, {7, 8, 15, 16, 23, 24, 31, 32, 39, 40, 47, 48, 55, 56}, {}},
-    {0xE4, 401, range(394, 401), {7, 8}, {}},
-    {0xE5, 401, range(394, 401), {7, 8}, {}},
+    {0xE3, {{}, {7, 8, 15, 16, 23, 24, 31, 32, 39, 40, 47, 48, 55, 56}, {}}},
+    {0xE4, {range(394, 401), {7, 8}, {}}},
+    {0xE5, {range(394, 401), {7, 8}, {}}},
 };
 
-/// Text and object of a report, one behind the other, from bytes that may lie anywhere.
-std::string textOf(const Layout& layout, char* bytes, bool decimal = false) {
-  const auto plugin = test::makePlugin(decimal);
-  plugin->setUseStrings(true);
-  const std::int32_t type = Report(layout.id, 1).type();
-  return test::listing(
-      plugin->reportToObject(bytes, layout.id, type, static_cast<std::int64_t>(layout.size)));
+/// Reports of a fixed layout: all but the texts.
+std::vector<ListedReport> fixedLayouts() {
+  std::vector<ListedReport> reports;
+  for (const ListedReport& report : kReports)
+    if (report.length != LengthRule::Text) reports.push_back(report);
+  return reports;
 }
 
-std::string objectOf(const Layout& layout, char* bytes) {
+/// Text and object of a report, one behind the other, from bytes that may lie anywhere.
+std::string textOf(const ListedReport& layout, char* bytes, bool decimal = false) {
+  const auto plugin = test::makePlugin(decimal);
+  plugin->setUseStrings(true);
+  return test::listing(plugin->reportToObject(
+      bytes, layout.id, layout.type, static_cast<std::int64_t>(layout.size)));
+}
+
+std::string objectOf(const ListedReport& layout, char* bytes) {
   const auto plugin = test::makePlugin();
-  const std::int32_t type = Report(layout.id, 1).type();
-  return test::listing(
-      plugin->reportToObject(bytes, layout.id, type, static_cast<std::int64_t>(layout.size)));
+  return test::listing(plugin->reportToObject(
+      bytes, layout.id, layout.type, static_cast<std::int64_t>(layout.size)));
 }
 
 /// Bytes of which each can be seen to change when all its bits do.
-std::vector<char> pattern(const Layout& layout) {
+std::vector<char> pattern(const ListedReport& layout) {
   std::vector<char> bytes(layout.size);
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 % 61);
   // A state that has a name, a trigger source that no other byte makes nonzero, and floats so large
@@ -75,22 +79,21 @@ std::vector<char> pattern(const Layout& layout) {
   return bytes;
 }
 
-/// For GoogleTest's messages.
-void PrintTo(const Layout& layout, std::ostream* out) { *out << std::hex << "0x" << layout.id; }
-
-class EveryReport : public testing::TestWithParam<Layout> {};
+class EveryReport : public testing::TestWithParam<ListedReport> {};
 
 TEST_P(EveryReport, EachByteMattersButForTheListed) {
-  const Layout& layout = GetParam();
+  const ListedReport& layout = GetParam();
   std::vector<char> bytes = pattern(layout);
   const std::string text = textOf(layout, bytes.data());
   const std::string object = objectOf(layout, bytes.data());
+  const auto listed = kUnseen.find(layout.id);
+  const Unseen unseen = listed == kUnseen.end() ? Unseen{} : listed->second;
   for (std::size_t at = 0; at < bytes.size(); ++at) {
     bytes[at] = static_cast<char>(~bytes[at]);
-    const bool seen = at != 0 && !layout.unseen.contains(at);
-    EXPECT_EQ(textOf(layout, bytes.data()) != text, seen && !layout.unseenInText.contains(at))
+    const bool seen = at != 0 && !unseen.anywhere.contains(at);
+    EXPECT_EQ(textOf(layout, bytes.data()) != text, seen && !unseen.inText.contains(at))
         << "byte " << at;
-    EXPECT_EQ(objectOf(layout, bytes.data()) != object, seen && !layout.unseenInObject.contains(at))
+    EXPECT_EQ(objectOf(layout, bytes.data()) != object, seen && !unseen.inObject.contains(at))
         << "byte " << at;
     bytes[at] = static_cast<char>(~bytes[at]);
   }
@@ -128,7 +131,7 @@ class Guarded {
 };
 
 TEST_P(EveryReport, ReadsItsLayoutAndNothingElse) {
-  const Layout& layout = GetParam();
+  const ListedReport& layout = GetParam();
   std::vector<char> bytes = pattern(layout);
   const std::string text = textOf(layout, bytes.data());
   const std::string decimal = textOf(layout, bytes.data(), true);
@@ -151,38 +154,42 @@ TEST_P(EveryReport, ReadsItsLayoutAndNothingElse) {
   }
 }
 
-TEST_P(EveryReport, TheLengthDoesNotMatterToFeatureReports) {
-  const Layout& layout = GetParam();
-  if (layout.id == 0x76 || layout.id == 0x77) return;  // they demand theirs; tested beside them
+TEST_P(EveryReport, ItsLengthMattersAsListed) {
+  const ListedReport& layout = GetParam();
+  const auto size = static_cast<std::int64_t>(layout.size);
   std::vector<char> bytes = pattern(layout);
   for (const bool useStrings : {false, true}) {
     const auto plugin = test::makePlugin();
     plugin->setUseStrings(useStrings);
-    const std::string expected =
-        test::listing(plugin->reportToObject(bytes.data(), layout.id, kFeature, 0));
-    for (const std::int64_t length : {std::int64_t{1}, std::int64_t{-1}, INT64_MAX, INT64_MIN})
-      EXPECT_EQ(test::listing(plugin->reportToObject(bytes.data(), layout.id, kFeature, length)),
-                expected);
+    const auto decode = [&](std::int64_t length) {
+      return test::listing(plugin->reportToObject(bytes.data(), layout.id, layout.type, length));
+    };
+    const std::string expected = decode(size);
+    for (const std::int64_t length :
+         {std::int64_t{0}, std::int64_t{1}, std::int64_t{-1}, size - 1, INT64_MAX, INT64_MIN})
+      EXPECT_EQ(decode(length), layout.length == LengthRule::Exactly ? "nil\n" : expected)
+          << length;
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Buffer, EveryReport, testing::ValuesIn(kLayouts),
+INSTANTIATE_TEST_SUITE_P(Buffer, EveryReport, testing::ValuesIn(fixedLayouts()),
                          [](const auto& testCase) {
                            char name[8];
                            std::snprintf(name, sizeof name, "x%02X", testCase.param.id);
                            return std::string(name);
                          });
 
-TEST(Buffer, VersionTextIsReadToItsNul) {
+TEST(Buffer, TextIsReadToItsNul) {
   Guarded memory;
-  for (const std::uint32_t id : {0xD0u, 0xD2u}) {
+  for (const ListedReport& report : kReports) {
+    if (report.length != LengthRule::Text) continue;
     const char text[] = "X1\n2\n3\n4\n5\n6";
-    char* const report = memory.end - sizeof text;
-    std::memcpy(report, text, sizeof text);
+    char* const bytes = memory.end - sizeof text;
+    std::memcpy(bytes, text, sizeof text);
     for (const bool useStrings : {false, true}) {
       const auto plugin = test::makePlugin();
       plugin->setUseStrings(useStrings);
-      EXPECT_FALSE(plugin->reportToObject(report, id, kFeature, 0).isNil());
+      EXPECT_FALSE(plugin->reportToObject(bytes, report.id, report.type, 0).isNil());
     }
   }
 }

@@ -13,7 +13,7 @@ using test::Lines;
 using test::linesOf;
 using test::numberAt;
 using test::objectOf;
-using test::Report;
+using test::ReportBytes;
 
 const std::string kNoMarks = "........ ........ ........ ........ ........ ........";
 const std::string kAllMarks = "XXXXXXXX XXXXXXXX XXXXXXXX XXXXXXXX XXXXXXXX XXXXXXXX";
@@ -40,7 +40,7 @@ TEST(MarkRow, EachBitHasItsPlace) {
 }
 
 TEST(OpenShortTest, Text) {
-  Report report(0xE3, 57);
+  ReportBytes report(0xE3, 57);
   report.put64(1, 0x2).put64(49, ~0ull);
   const std::string none = "  " + kNoMarks;
   EXPECT_EQ(linesOf(report),
@@ -59,7 +59,7 @@ TEST(OpenShortTest, Text) {
 }
 
 TEST(OpenShortTest, TheRulerStandsOverTheLowestBits) {
-  const Lines lines = linesOf(Report(0xE3, 57).put64(1, 0x010101010101));
+  const Lines lines = linesOf(ReportBytes(0xE3, 57).put64(1, 0x010101010101));
   const std::string& ruler = lines[2];
   const std::string& row = lines[3];
   ASSERT_EQ(ruler.size(), row.size());
@@ -74,7 +74,7 @@ TEST(OpenShortTest, TheRulerStandsOverTheLowestBits) {
 }
 
 TEST(OpenShortTest, ObjectHasAllBits) {
-  Report report(0xE3, 57);
+  ReportBytes report(0xE3, 57);
   for (std::size_t i = 0; i < 7; ++i) report.put64(1 + 8 * i, 0x8000000000000000 + i);
   EXPECT_EQ(linesOf(report)[3], "\tShort TX+   " + kNoMarks);
   EXPECT_EQ(test::listing(decode(report, false)),
@@ -88,8 +88,8 @@ TEST(OpenShortTest, ObjectHasAllBits) {
             "\"WEAK_OS\" unsigned long long 9223372036854775814\n");
 }
 
-Report scan(std::uint32_t id) {
-  Report report(id, 401);
+ReportBytes scan(std::uint32_t id) {
+  ReportBytes report(id, 401);
   report.put64(1, 0xFFFF000000000002).put32(9, 0xFFFFFFFF).put32(388, 0).put32(389, 42);
   return report;
 }
@@ -124,7 +124,7 @@ TEST(ScanData, TheOtherIdIsThePScan) {
 TEST(ScanData, TheNameComesFromTheIdThatWasPassed) {
   const auto plugin = test::makePlugin();
   plugin->setUseStrings(true);
-  Report report = scan(0xE4);
+  ReportBytes report = scan(0xE4);
   EXPECT_EQ(linesOf(plugin->reportToObject(report.data(), 0xE5, kFeature, 401))[0],
             "Open/Short Test P-SCAN Data:");
   report.put(0, {0xE5});
@@ -140,7 +140,7 @@ TEST(ScanData, DecimalReadsSamplesAsSigned) {
 
 TEST(ScanData, BrownoutIsTheLowestBit) {
   for (int status = 0; status < 256; ++status) {
-    Report report(0xE4, 401);
+    ReportBytes report(0xE4, 401);
     report.put(393, {status});
     EXPECT_EQ(linesOf(report)[5], status % 2 != 0 ? "Brownout: YES" : "Brownout: NO");
     EXPECT_EQ(numberAt(objectOf(report), "BROWNOUT").as<unsigned char>(), status % 2);

@@ -14,42 +14,42 @@ using test::Lines;
 using test::linesOf;
 using test::numberAt;
 using test::objectOf;
-using test::Report;
+using test::ReportBytes;
 using test::stringAt;
 
 // ----------------------------------------------------------------------------------------- version
 
 TEST(Version, OneTextIsOneLineAndABareString) {
-  const Report report(0xD0, "1.2.3");
+  const ReportBytes report(0xD0, "1.2.3");
   EXPECT_EQ(linesOf(report), Lines{"1.2.3"});
   EXPECT_EQ(objectOf(report).string(), "1.2.3");
 }
 
 TEST(Version, AnEmptyTextIsAnEmptyLine) {
-  const Report report(0xD0, "");
+  const ReportBytes report(0xD0, "");
   EXPECT_EQ(linesOf(report), Lines{""});
   EXPECT_TRUE(objectOf(report).isString());
   EXPECT_EQ(objectOf(report).string(), "");
 }
 
 TEST(Version, NewlinesStayInTheOneLine) {
-  EXPECT_EQ(linesOf(Report(0xD0, "a\nb\n")), Lines{"a\nb\n"});
+  EXPECT_EQ(linesOf(ReportBytes(0xD0, "a\nb\n")), Lines{"a\nb\n"});
 }
 
 TEST(Version, APercentSignIsOnlyThat) {
-  EXPECT_EQ(linesOf(Report(0xD0, "100%s %n%%")), Lines{"100%s %n%%"});
-  EXPECT_EQ(linesOf(Report(0xD2, "%d\n%s")), (Lines{"%d", "%s"}));
+  EXPECT_EQ(linesOf(ReportBytes(0xD0, "100%s %n%%")), Lines{"100%s %n%%"});
+  EXPECT_EQ(linesOf(ReportBytes(0xD2, "%d\n%s")), (Lines{"%d", "%s"}));
 }
 
 TEST(Version, NothingBehindTheNulCounts) {
-  Report report(0xD0, 8);
+  ReportBytes report(0xD0, 8);
   report.put(1, {'a', 'b', 0, 'c', 0xFF, 0, 'd'});
   EXPECT_EQ(linesOf(report), Lines{"ab"});
 }
 
 TEST(Version, TheLengthIsNotLookedAt) {
   const auto plugin = test::makePlugin();
-  Report report(0xD0, "1.2.3");
+  ReportBytes report(0xD0, "1.2.3");
   for (const std::int64_t length : {std::int64_t{0}, std::int64_t{-1}, std::int64_t{3}, INT64_MAX})
     EXPECT_EQ(plugin->reportToObject(report.data(), 0xD0, kFeature, length).object()->string(),
               "1.2.3");
@@ -76,10 +76,10 @@ const char* const kNotUtf8[] = {
 
 TEST(Version, TextThatIsNotUtf8) {
   for (const char* const text : kNotUtf8) {
-    EXPECT_THROW(decode(Report(0xD0, text), true), std::invalid_argument) << text;
-    EXPECT_TRUE(decode(Report(0xD0, text), false).isNil()) << text;
-    EXPECT_TRUE(decode(Report(0xD2, text), true).isNil()) << text;
-    EXPECT_THROW(decode(Report(0xD2, text), false), std::invalid_argument) << text;
+    EXPECT_THROW(decode(ReportBytes(0xD0, text), true), std::invalid_argument) << text;
+    EXPECT_TRUE(decode(ReportBytes(0xD0, text), false).isNil()) << text;
+    EXPECT_TRUE(decode(ReportBytes(0xD2, text), true).isNil()) << text;
+    EXPECT_THROW(decode(ReportBytes(0xD2, text), false), std::invalid_argument) << text;
   }
 }
 
@@ -94,13 +94,13 @@ TEST(Version, TextThatIsUtf8) {
                                  "\xF0\x90\x80\x80",
                                  "\xF4\x8F\xBF\xBF",
                                  "\x01"}) {
-    EXPECT_EQ(linesOf(Report(0xD0, text)), Lines{text});
-    EXPECT_EQ(objectOf(Report(0xD0, text)).string(), text);
+    EXPECT_EQ(linesOf(ReportBytes(0xD0, text)), Lines{text});
+    EXPECT_EQ(objectOf(ReportBytes(0xD0, text)).string(), text);
   }
 }
 
 TEST(VersionExtended, SixLinesAndATrailingNewlineAreSevenLines) {
-  const Report report(0xD2, "p\ns\nt\nq\nv\na\n");
+  const ReportBytes report(0xD2, "p\ns\nt\nq\nv\na\n");
   EXPECT_EQ(linesOf(report), (Lines{"p", "s", "t", "q", "v", "a", ""}));
   EXPECT_EQ(test::listing(decode(report, false)),
             "dictionary 6\n"
@@ -113,32 +113,32 @@ TEST(VersionExtended, SixLinesAndATrailingNewlineAreSevenLines) {
 }
 
 TEST(VersionExtended, EightLinesPrintWholeAndTheObjectTakesSix) {
-  const Report report(0xD2, "1\n2\n3\n4\n5\n6\n7\n8");
+  const ReportBytes report(0xD2, "1\n2\n3\n4\n5\n6\n7\n8");
   EXPECT_EQ(linesOf(report), (Lines{"1", "2", "3", "4", "5", "6", "7", "8"}));
   EXPECT_EQ(objectOf(report).size(), 6u);
   EXPECT_EQ(stringAt(objectOf(report), "ALGS"), "6");
 }
 
 TEST(VersionExtended, AnEmptyTextIsOneEmptyComponent) {
-  EXPECT_EQ(linesOf(Report(0xD2, "")), Lines{""});
-  EXPECT_THROW(decode(Report(0xD2, ""), false), std::out_of_range);
+  EXPECT_EQ(linesOf(ReportBytes(0xD2, "")), Lines{""});
+  EXPECT_THROW(decode(ReportBytes(0xD2, ""), false), std::out_of_range);
 }
 
 TEST(VersionExtended, FewerThanSixLinesHaveNoObject) {
-  EXPECT_EQ(linesOf(Report(0xD2, "1\n2\n3\n4\n5")).size(), 5u);
-  EXPECT_THROW(decode(Report(0xD2, "1\n2\n3\n4\n5"), false), std::out_of_range);
-  EXPECT_EQ(objectOf(Report(0xD2, "1\n2\n3\n4\n5\n")).size(), 6u);
-  EXPECT_EQ(objectOf(Report(0xD2, "\n\n\n\n\n")).size(), 6u);
+  EXPECT_EQ(linesOf(ReportBytes(0xD2, "1\n2\n3\n4\n5")).size(), 5u);
+  EXPECT_THROW(decode(ReportBytes(0xD2, "1\n2\n3\n4\n5"), false), std::out_of_range);
+  EXPECT_EQ(objectOf(ReportBytes(0xD2, "1\n2\n3\n4\n5\n")).size(), 6u);
+  EXPECT_EQ(objectOf(ReportBytes(0xD2, "\n\n\n\n\n")).size(), 6u);
 }
 
 TEST(VersionExtended, CarriageReturnsStay) {
-  EXPECT_EQ(linesOf(Report(0xD2, "a\r\n\r\nb")), (Lines{"a\r", "\r", "b"}));
+  EXPECT_EQ(linesOf(ReportBytes(0xD2, "a\r\n\r\nb")), (Lines{"a\r", "\r", "b"}));
 }
 
 // ---------------------------------------------------------------------------------------- watchdog
 
 TEST(WatchDog, Text) {
-  Report report(0xDF, 25);
+  ReportBytes report(0xDF, 25);
   report.put32(1, 7).put64(5, 1000000).put32(13, 0xAB).put32(17, 0xFFFFFFFF).put32(21, 3);
   EXPECT_EQ(linesOf(report),
             (Lines{
@@ -153,7 +153,7 @@ TEST(WatchDog, Text) {
 }
 
 TEST(WatchDog, ObjectCallsSleepIdle) {
-  Report report(0xDF, 25);
+  ReportBytes report(0xDF, 25);
   report.put32(1, 7).put64(5, 1000000).put32(13, 0xAB).put32(17, 0xFFFFFFFF).put32(21, 3);
   EXPECT_EQ(test::listing(decode(report, false)),
             "dictionary 6\n"
@@ -166,14 +166,14 @@ TEST(WatchDog, ObjectCallsSleepIdle) {
 }
 
 TEST(WatchDog, TheTimestampIsSignedInTheObjectOnly) {
-  Report report(0xDF, 25);
+  ReportBytes report(0xDF, 25);
   report.put64(5, 0xFFFFFFFFFFFFFFFF);
   EXPECT_EQ(linesOf(report)[2], "Feed Timestamp:0xFFFFFFFFFFFFFFFF");
   EXPECT_EQ(numberAt(objectOf(report), "Timestamp").as<long long>(), -1);
 }
 
 TEST(WatchDog, TheWallclockIsComputedInSinglePrecision) {
-  Report report(0xDF, 25);
+  ReportBytes report(0xDF, 25);
   report.put64(5, 16777217);  // 2^24 + 1: no float
   EXPECT_EQ(linesOf(report)[3], "Feed Wallclock:         16.777");
   EXPECT_EQ(numberAt(objectOf(report), "Wallclock").as<double>(),
@@ -183,7 +183,7 @@ TEST(WatchDog, TheWallclockIsComputedInSinglePrecision) {
 TEST(WatchDog, TheTimestampIsRoundedOnce) {
   // 2^60 + 2^36 + 1 lies just above the middle of two floats, 2^60 and 2^60 + 2^37. By way of a
   // double, which drops the last bit, it would be a tie and go down.
-  Report report(0xDF, 25);
+  ReportBytes report(0xDF, 25);
   report.put64(5, (1ull << 60) + (1ull << 36) + 1);
   const float up = 0x1p60f + 0x1p37f;
   EXPECT_EQ(numberAt(objectOf(report), "Wallclock").as<double>(), static_cast<double>(up * 1e-6f));
@@ -192,7 +192,7 @@ TEST(WatchDog, TheTimestampIsRoundedOnce) {
 // ------------------------------------------------------------------------------------- power modes
 
 TEST(PowerModes, TextIsGroupedByQuantity) {
-  Report report(0xA9, 41);
+  ReportBytes report(0xA9, 41);
   for (std::size_t i = 0; i < 10; ++i) report.put32(1 + 4 * i, i + 1);
   EXPECT_EQ(linesOf(report),
             (Lines{
@@ -213,18 +213,18 @@ TEST(PowerModes, TextIsGroupedByQuantity) {
 }
 
 TEST(PowerModes, AllZero) {
-  const Lines lines = linesOf(Report(0xA9, 41));
+  const Lines lines = linesOf(ReportBytes(0xA9, 41));
   EXPECT_EQ(lines[1], "INIT        :            0 ms");
   EXPECT_EQ(lines[6], "");
   EXPECT_EQ(lines[12], "LIGHT_SLEEP : 0");
-  const ReportObject object = objectOf(Report(0xA9, 41));
+  const ReportObject object = objectOf(ReportBytes(0xA9, 41));
   ASSERT_EQ(object.size(), 10u);
   for (std::size_t i = 0; i < 10; ++i)
     EXPECT_EQ(std::get<Number>(object.value(i)).as<unsigned>(), 0u);
 }
 
 TEST(PowerModes, TheMaximumIsUnsigned) {
-  Report report(0xA9, 41);
+  ReportBytes report(0xA9, 41);
   report.put32(1, 4294967295).put32(5, 4294967295);
   EXPECT_EQ(linesOf(report)[1], "INIT        :   4294967295 ms");
   EXPECT_EQ(linesOf(report)[8], "INIT        : 4294967295");

@@ -16,7 +16,7 @@ using test::Lines;
 using test::linesOf;
 using test::numberAt;
 using test::objectOf;
-using test::Report;
+using test::ReportBytes;
 using test::stringAt;
 
 // ------------------------------------------------------------------------------------------- image
@@ -32,7 +32,7 @@ TEST(Image, EveryOtherLengthIsRefused) {
     for (const bool useStrings : {false, true}) {
       const auto plugin = test::makePlugin();
       plugin->setUseStrings(useStrings);
-      Report report(0x76, 792);
+      ReportBytes report(0x76, 792);
       EXPECT_TRUE(plugin->reportToObject(report.data(), 0x76, kInput, length).isNil()) << length;
       // Refused before the buffer is touched.
       EXPECT_TRUE(plugin->reportToObject(nullptr, 0x76, kInput, length).isNil()) << length;
@@ -41,7 +41,7 @@ TEST(Image, EveryOtherLengthIsRefused) {
 }
 
 TEST(Image, TheHeaderIsInAnOrderOfItsOwn) {
-  Report report(0x76, 792);
+  ReportBytes report(0x76, 792);
   report.put(1, {0x07}).put16(2, 0x0001).put32(4, 4000000000).put32(8, 0xABC).put32(12, 99);
   report.put32(784, 0x1F).putFloat(788, 25.5f);
   const Lines lines = linesOf(report);
@@ -61,7 +61,7 @@ TEST(Image, TheHeaderIsInAnOrderOfItsOwn) {
 }
 
 TEST(Image, EachBlockHasATitleSixLinesAndAnEmptyLine) {
-  Report report(0x76, 792);
+  ReportBytes report(0x76, 792);
   for (std::size_t i = 0; i < 192; ++i) report.put32(16 + 4 * i, i);
   const Lines lines = linesOf(report);
   const char* const titles[] = {"[D-SCAN I]", "[D-SCAN Q]", "[P-SCAN I]", "[P-SCAN Q]"};
@@ -78,7 +78,7 @@ TEST(Image, EachBlockHasATitleSixLinesAndAnEmptyLine) {
 }
 
 TEST(Image, ASampleOfMinusOne) {
-  Report report(0x76, 792);
+  ReportBytes report(0x76, 792);
   report.put32(16, 0xFFFFFFFF);
   EXPECT_EQ(linesOf(report)[9].substr(0, 9), "ffffffff ");
   EXPECT_EQ(linesOf(report, true)[9].substr(0, 15), "            -1 ");
@@ -86,7 +86,7 @@ TEST(Image, ASampleOfMinusOne) {
 }
 
 TEST(Image, DecimalChangesTheSamplesOnly) {
-  Report report(0x76, 792);
+  ReportBytes report(0x76, 792);
   report.fill(1, 792, 0x11);
   const Lines hexadecimal = linesOf(report);
   const Lines decimal = linesOf(report, true);
@@ -95,7 +95,7 @@ TEST(Image, DecimalChangesTheSamplesOnly) {
 }
 
 TEST(Image, ObjectHasElevenKeys) {
-  Report report(0x76, 792);
+  ReportBytes report(0x76, 792);
   report.put(1, {0xFF}).put16(2, 0xFFFF).put32(16, 0xFFFFFFFF).put32(780, 0x80000000);
   const ReportObject object = objectOf(report, true);
   ASSERT_EQ(object.size(), 11u);
@@ -112,7 +112,7 @@ TEST(Image, ObjectHasElevenKeys) {
 }
 
 TEST(Image, ATemperatureThatIsNoNumber) {
-  Report report(0x76, 792);
+  ReportBytes report(0x76, 792);
   report.putFloat(788, std::numeric_limits<float>::quiet_NaN());
   EXPECT_EQ(linesOf(report)[3], "[TMON = nan degC]");
   EXPECT_TRUE(std::isnan(numberAt(objectOf(report), "TMON_DEG_C").as<float>()));
@@ -121,7 +121,7 @@ TEST(Image, ATemperatureThatIsNoNumber) {
 // ------------------------------------------------------------------------- ADC dump configuration
 
 TEST(AdcDumpConfig, TextAndObject) {
-  Report report(0xDC, 25);
+  ReportBytes report(0xDC, 25);
   report.put32(1, 0x2000).put32(5, 0x1).put32(9, 0x8000).put32(13, 4096).put32(17, 250);
   EXPECT_EQ(linesOf(report),
             (Lines{
@@ -143,7 +143,7 @@ TEST(AdcDumpConfig, TextAndObject) {
 }
 
 TEST(AdcDumpConfig, TheHighWordIsNotMasked) {
-  Report report(0xDC, 25);
+  ReportBytes report(0xDC, 25);
   report.put32(5, 0x89).put32(9, 0x12345678);
   EXPECT_EQ(linesOf(report)[3], "Channel Enable Mask = 1234567800000089");
   EXPECT_EQ(numberAt(objectOf(report), "CHANNEL_ENABLE_MASK").as<unsigned long long>(),
@@ -152,7 +152,7 @@ TEST(AdcDumpConfig, TheHighWordIsNotMasked) {
 
 TEST(AdcDumpConfig, AnyBitOfTheTriggerCounts) {
   for (const std::uint64_t trigger : {0x1ull, 0x100ull, 0x80000000ull}) {
-    Report report(0xDC, 25);
+    ReportBytes report(0xDC, 25);
     report.put32(21, trigger);
     EXPECT_EQ(linesOf(report)[6], "Trigger Source      = STIM_TIMER");
     EXPECT_EQ(stringAt(objectOf(report), "TRIGGER_SOURCE"), "STIM_TIMER");
@@ -167,7 +167,7 @@ TEST(AdcDumpState, EveryCode) {
                              : code == 1 ? "SINGLE"
                              : code == 2 ? "CONTINUOUS"
                                          : "INVALID";
-    Report report(0xDE, 2);
+    ReportBytes report(0xDE, 2);
     report.put(1, {code});
     EXPECT_EQ(linesOf(report), Lines{"ADC Dump State: " + name});
     EXPECT_TRUE(objectOf(report).isString());
@@ -192,7 +192,7 @@ TEST(AdcDumpPacket, EveryOtherLengthIsRefused) {
 }
 
 TEST(AdcDumpPacket, TextHasSeventyLinesAndNoEmptyOneAtTheEnd) {
-  Report report(0x77, 2064);
+  ReportBytes report(0x77, 2064);
   report.put(1, {0xAB, 0xCD, 0xEF}).put32(4, 17).put32(8, 0).put32(12, 16384);
   for (std::size_t i = 0; i < 512; ++i) report.put32(16 + 4 * i, i);
   for (const bool decimal : {false, true}) {
@@ -214,7 +214,7 @@ TEST(AdcDumpPacket, TextHasSeventyLinesAndNoEmptyOneAtTheEnd) {
 }
 
 TEST(AdcDumpPacket, ObjectKeysAndMagic) {
-  Report report(0x77, 2064);
+  ReportBytes report(0x77, 2064);
   report.put(1, {0xAB, 0xCD, 0xEF}).put32(2060, 0xFFFFFFFF);
   const ReportObject object = objectOf(report);
   ASSERT_EQ(object.size(), 5u);
@@ -232,7 +232,7 @@ TEST(AdcDumpPacket, ObjectKeysAndMagic) {
 // ---------------------------------------------------------------------------------------- baseline
 
 TEST(Baseline, NineLinesOfLeftJustifiedColumns) {
-  Report report(0xA2, 193);
+  ReportBytes report(0xA2, 193);
   report.putFloat(1, 1.5f).putFloat(5, -2.25f);
   for (const bool decimal : {false, true}) {
     const Lines lines = linesOf(report, decimal);
@@ -246,20 +246,20 @@ TEST(Baseline, NineLinesOfLeftJustifiedColumns) {
 }
 
 TEST(Baseline, AWideValuePushesTheLine) {
-  Report report(0xA2, 193);
+  ReportBytes report(0xA2, 193);
   report.putFloat(1, 123456789.0f);  // as a float 123456792
   EXPECT_EQ(linesOf(report)[2].substr(0, 21), " 123456792.000  0.000");
 }
 
 TEST(Baseline, NanAndInfinities) {
-  Report report(0xA2, 193);
+  ReportBytes report(0xA2, 193);
   report.put32(1, 0x7FC00000).put32(5, 0xFFC00000).put32(9, 0x7F800000).put32(13, 0xFF800000);
   EXPECT_EQ(linesOf(report)[2].substr(0, 56),
             " nan          -nan           inf          -inf          ");
 }
 
 TEST(Baseline, ObjectIsOneArrayOfFloats) {
-  Report report(0xA2, 193);
+  ReportBytes report(0xA2, 193);
   report.putFloat(189, -0.5f);
   const ReportObject object = objectOf(report);
   ASSERT_EQ(object.size(), 1u);

@@ -3,11 +3,19 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
+#include "plugin/report_list.h"
+
 namespace vesk::test {
+
+std::int32_t ReportBytes::type() const {
+  const auto report = std::ranges::find(kReports, _id, &ListedReport::id);
+  return report == kReports.end() ? kFeature : report->type;
+}
 
 std::unique_ptr<HIDReportVeskPlugin> makePlugin(bool decimal) {
   auto plugin = HIDReportVeskPlugin::init();
@@ -16,7 +24,7 @@ std::unique_ptr<HIDReportVeskPlugin> makePlugin(bool decimal) {
   return plugin;
 }
 
-Result decode(Report report, bool useStrings, bool decimal) {
+Result decode(ReportBytes report, bool useStrings, bool decimal) {
   const auto plugin = makePlugin(decimal);
   plugin->setUseStrings(useStrings);
   return plugin->reportToObject(report.data(), report.id(), report.type(), report.length());
@@ -32,9 +40,11 @@ Lines linesOf(const Result& result) {
   return lines;
 }
 
-Lines linesOf(const Report& report, bool decimal) { return linesOf(decode(report, true, decimal)); }
+Lines linesOf(const ReportBytes& report, bool decimal) {
+  return linesOf(decode(report, true, decimal));
+}
 
-ReportObject objectOf(const Report& report, bool decimal) {
+ReportObject objectOf(const ReportBytes& report, bool decimal) {
   const Result result = decode(report, false, decimal);
   if (result.object() != nullptr) return *result.object();
   ADD_FAILURE() << "no object";

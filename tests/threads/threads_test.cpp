@@ -4,54 +4,34 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "plugin/vesk_plugin.h"
+#include "tests/support/case_file.h"
 #include "tests/support/support.h"
 
 namespace vesk {
 namespace {
 
-namespace fs = std::filesystem;
+using test::CaseFile;
 
 constexpr int kThreads = 4;
 constexpr int kRounds = 5;
 
-struct Case {
-  std::string name;
-  std::int32_t type;
-  std::vector<char> bytes;
-
-  std::uint32_t id() const { return static_cast<unsigned char>(bytes.front()); }
-  std::int64_t length() const { return static_cast<std::int64_t>(bytes.size()); }
-};
-
-/// The reports of the golden folder: all kinds of them, and what decoders refuse.
-const std::vector<Case>& cases() {
-  static const std::vector<Case> read = [] {
-    std::vector<Case> cases;
-    for (const auto& entry : fs::directory_iterator(VESK_GOLDEN)) {
-      if (entry.path().extension() != ".hex") continue;
-      std::ifstream file(entry.path());
-      std::string word;
-      std::getline(file, word);  // a comment
-      file >> word;
-      Case& made = cases.emplace_back();
-      made.name = entry.path().stem().string();
-      made.type = word == "input" ? kInput : kFeature;
-      while (file >> word) made.bytes.push_back(static_cast<char>(std::stoi(word, nullptr, 16)));
-    }
-    return cases;
+/// The reports of the cases: all kinds of them, and what decoders refuse.
+const std::vector<CaseFile>& cases() {
+  static const std::vector<CaseFile> read = [] {
+    std::vector<CaseFile> files;
+    for (const std::string& name : test::caseNames()) files.push_back(test::readCase(name));
+    return files;
   }();
   return read;
 }
 
 /// What an instance gives for a report in both modes.
-std::string outcome(HIDReportVeskPlugin& plugin, Case report) {
+std::string outcome(HIDReportVeskPlugin& plugin, CaseFile report) {
   std::string text;
   for (const bool useStrings : {false, true}) {
     plugin.setUseStrings(useStrings);
@@ -69,7 +49,7 @@ std::string outcome(HIDReportVeskPlugin& plugin, Case report) {
 std::vector<std::string> outcomes(bool decimal) {
   const auto plugin = test::makePlugin(decimal);
   std::vector<std::string> all;
-  for (const Case& report : cases()) all.push_back(outcome(*plugin, report));
+  for (const CaseFile& report : cases()) all.push_back(outcome(*plugin, report));
   return all;
 }
 
@@ -132,7 +112,7 @@ TEST(Threads, ResultsMoveToAnotherThread) {
   std::vector<std::vector<Result>> made(kThreads);
   inThreads([&](int thread) {
     const auto plugin = HIDReportVeskPlugin::init();
-    for (Case report : cases()) {
+    for (CaseFile report : cases()) {
       Result result;
       try {
         result =
@@ -160,7 +140,7 @@ TEST(Threads, CInterface) {
     if (api.create(&plugin) != VESK_OK) return count;
     for (const int useStrings : {0, 1}) {
       api.set_use_strings(plugin, useStrings);
-      for (const Case& report : cases()) {
+      for (const CaseFile& report : cases()) {
         vesk_result* result = nullptr;
         if (api.report_to_object(
                 plugin, report.bytes.data(), report.id(), report.type, report.length(), &result) ==
