@@ -29,7 +29,8 @@ class Installed(unittest.TestCase):
     def test_layout(self):
         zsh = next(self.tree.rglob("_vesk-decode")).parent.relative_to(self.tree)
         expected = (
-            library_files(self.libdir) | development_files(self.libdir) | tool_files("", zsh))
+            library_files("", self.libdir) | development_files("", self.libdir)
+            | tool_files("", zsh))
         self.assertEqual(sorted(files_in(self.tree)), sorted(expected))
 
     def test_nothing_points_to_the_build(self):
