@@ -2,6 +2,7 @@
 """Install into a scratch folder, move the tree elsewhere, and use it from C++, C and the shell."""
 
 import os
+import re
 import shutil
 import tempfile
 import unittest
@@ -86,6 +87,12 @@ class Installed(unittest.TestCase):
             source.write_text(f'#include "plugin/{header.name}"\n')
             run(os.environ["CXX"], "-std=c++20", "-fsyntax-only", *self.pkg_config("--cflags"),
                 source)
+
+    def test_readme_installs_what_was_built(self):
+        """README's words follow its first command, which leaves this folder and no other."""
+        told = re.search(r"`cmake --install (\S+)`", (ROOT / "README.md").read_text())
+        built = re.search(r"^build=\$root/(\S+)$", (ROOT / "scripts" / "decode").read_text(), re.M)
+        self.assertEqual(told[1], built[1])
 
     def test_vesk_decode(self):
         program = self.tree / "bin" / "vesk-decode"
