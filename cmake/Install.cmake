@@ -66,6 +66,34 @@ install(
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)
 
+# ------------------------------------------------------------------- licence and changelog, for each
+
+# The licence as Debian writes it down: each line indented, an empty one a dot.
+file(READ LICENSE VESK_LICENSE)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS LICENSE)
+string(REGEX REPLACE "^.*developers\n\n" "" VESK_LICENSE "${VESK_LICENSE}")
+string(REGEX REPLACE "\n+$" "" VESK_LICENSE "${VESK_LICENSE}")
+string(REPLACE "\n\n" "\n.\n" VESK_LICENSE "${VESK_LICENSE}")
+string(REPLACE "\n" "\n " VESK_LICENSE " ${VESK_LICENSE}")
+configure_file(packaging/copyright.in copyright @ONLY)
+
+# vesk_install_papers(COMPONENT PACKAGE FILE): FILE is the package's copyright.
+function(vesk_install_papers component package copyright)
+  set(folder ${CMAKE_INSTALL_DATADIR}/doc/${package})
+  install(
+    FILES ${copyright}
+    RENAME copyright
+    DESTINATION ${folder}
+    COMPONENT ${component})
+  install(
+    FILES CHANGELOG.md
+    RENAME changelog
+    DESTINATION ${folder}
+    COMPONENT ${component})
+endfunction()
+vesk_install_papers(library libvesk-report ${PROJECT_BINARY_DIR}/copyright)
+vesk_install_papers(development libvesk-report-dev ${PROJECT_BINARY_DIR}/copyright)
+
 # ------------------------------------------------------------------------------------------- tool
 
 if(VESK_BUILD_HOST)
@@ -100,6 +128,14 @@ if(VESK_BUILD_HOST)
     COMPONENT tool
     PATTERN "*.py" EXCLUDE
     PATTERN "__pycache__" EXCLUDE)
+
+  # The program has a library's headers compiled in, whose licence wants to be told.
+  file(READ ${PROJECT_BINARY_DIR}/copyright copyright)
+  file(READ packaging/copyright-of-cli11 copyright_of_cli11)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS packaging/copyright-of-cli11)
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/copyright-of-tool
+       CONTENT "${copyright}${copyright_of_cli11}" @ONLY)
+  vesk_install_papers(tool vesk-decode ${PROJECT_BINARY_DIR}/copyright-of-tool)
 endif()
 
 # --------------------------------------------------------------------------------------- packages
@@ -115,7 +151,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_PACKAGE_NAME vesk-report)
 set(CPACK_PACKAGE_CONTACT ${VESK_PACKAGE_CONTACT})
-set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/compress-man-pages.cmake)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/compress-documents.cmake)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ
     OWNER_WRITE

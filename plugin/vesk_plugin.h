@@ -160,7 +160,7 @@ typedef struct vesk_plugin_api {
   uint32_t abi_version;       /* VESK_ABI_VERSION of the library */
   uint32_t size;              /* sizeof(vesk_plugin_api) of the library; a function that lies beyond
                                  it is not there */
-  const char* plugin_version; /* "1.0.0"; lives as long as the library */
+  const char* plugin_version; /* "MAJOR.MINOR.PATCH"; lives as long as the library */
 
   /* Makes an instance: object mode, hexadecimal, both report tables built. The caller owns it and
    * frees it with destroy(). VESK_NO_MEMORY, and *plugin is null, if there is no memory for it. */

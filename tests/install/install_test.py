@@ -49,7 +49,8 @@ class Installed(unittest.TestCase):
     def test_layout(self):
         zsh = next(self.tree.rglob("_vesk-decode")).parent.relative_to(self.tree)
         expected = (
-            library_files(self.libdir) | development_files(self.libdir) | tool_files("", zsh))
+            library_files("", self.libdir) | development_files("", self.libdir)
+            | tool_files("", zsh))
         self.assertEqual(sorted(files_in(self.tree)), sorted(expected))
 
     def test_nothing_points_to_the_build(self):
@@ -124,6 +125,12 @@ class Installed(unittest.TestCase):
         files = run(os.environ["CXX"], "-std=c++20", "-M", *self.pkg_config("--cflags"), source)
         self.assertIn("plugin/HIDReportVeskPlugin.h", files)
         self.assertNotIn("intrin.h", files)
+
+    def test_readme_installs_what_was_built(self):
+        """README's words follow its first command, which leaves this folder and no other."""
+        told = re.search(r"`cmake --install (\S+)`", (ROOT / "README.md").read_text())
+        built = re.search(r"^build=\$root/(\S+)$", (ROOT / "scripts" / "decode").read_text(), re.M)
+        self.assertEqual(told[1], built[1])
 
     def test_vesk_decode(self):
         program = self.tree / "bin" / "vesk-decode"

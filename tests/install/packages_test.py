@@ -4,6 +4,7 @@
     packages_test.py [FOLDER]     with FOLDER, the packages there are looked at instead
 """
 
+import gzip
 import os
 import re
 import stat
@@ -53,13 +54,40 @@ class Packages(unittest.TestCase):
     def test_contents(self):
         zsh = next(self.root.rglob("_vesk-decode")).parent.relative_to(self.root / "usr")
         expected = {
-            "libvesk-report": library_files(self.libdir),
-            "libvesk-report-dev": development_files(self.libdir),
+            "libvesk-report": library_files(".gz", self.libdir),
+            "libvesk-report-dev": development_files(".gz", self.libdir),
             "vesk-decode": tool_files(".gz", zsh),
         }
         for name in NAMES:
             self.assertEqual(
                 sorted(files_in(self.trees[name])), sorted(f"usr/{file}" for file in expected[name]))
+
+    def paper(self, name, file):
+        return self.trees[name] / "usr" / "share" / "doc" / name / file
+
+    def test_copyright(self):
+        licence = (ROOT / "LICENSE").read_text().split("developers\n\n")[1]
+        for name in NAMES:
+            first, *stanzas = self.paper(name, "copyright").read_text().split("\n\n")
+            self.assertRegex(first, r"^Format: https://\S+/copyright-format/1\.0/\n")
+            self.assertRegex(stanzas[0], r"^Files: \*\nCopyright: 2026 .*\nLicense: Expat\n")
+            text = stanzas[0].split("License: Expat\n")[1]
+            for line in text.splitlines():
+                self.assertRegex(line, r"^ (\.|[^. ].*)$")
+            self.assertEqual(text.replace("\n .\n", "\n\n").replace("\n ", "\n")[1:].strip(),
+                             licence.strip())
+            # The program alone has something of somebody else compiled in.
+            self.assertEqual("CLI11" in "".join(stanzas), name == "vesk-decode")
+            self.assertEqual(len(stanzas), 3 if name == "vesk-decode" else 1)
+
+    def test_changelog(self):
+        for name in NAMES:
+            changelog = self.paper(name, "changelog.gz").read_bytes()
+            self.assertEqual(changelog[4:8], bytes(4))  # no date: the same package each time
+            text = gzip.decompress(changelog).decode()
+            self.assertEqual(text, (ROOT / "CHANGELOG.md").read_text())
+            latest = re.search(r"^## \[(\S+)\] - \d{4}-\d\d-\d\d$", text, re.M)
+            self.assertEqual(latest[1], VERSION)
 
     def test_owners_and_modes(self):
         for name, path in self.files.items():

@@ -34,14 +34,21 @@ def files_in(folder):
     return {str(path.relative_to(folder)) for path in folder.rglob("*") if not path.is_dir()}
 
 
-def library_files(libdir):
+def papers(package, ending):
+    return {f"share/doc/{package}/{name}" for name in ["copyright", f"changelog{ending}"]}
+
+
+def library_files(ending, libdir):
+    """With the ending of compressed documents."""
     major = VERSION.split(".")[0]
-    return {f"{libdir}/libvesk-report.so{end}" for end in ["", f".{major}", f".{VERSION}"]}
+    return papers("libvesk-report", ending) | {
+        f"{libdir}/libvesk-report.so{end}" for end in ["", f".{major}", f".{VERSION}"]}
 
 
-def development_files(libdir):
+def development_files(ending, libdir):
     return (
-        {f"include/vesk-report/{header}" for header in HEADERS}
+        papers("libvesk-report-dev", ending)
+        | {f"include/vesk-report/{header}" for header in HEADERS}
         | {f"{libdir}/cmake/VeskReport/VeskReportConfig{end}" for end in build_type_files()}
         | {f"{libdir}/pkgconfig/vesk-report.pc"})
 
@@ -53,16 +60,16 @@ def build_type_files():
     return [".cmake", f"-{build_type.lower() or 'noconfig'}.cmake", "Version.cmake"]
 
 
-def tool_files(man_ending, zsh_folder):
+def tool_files(ending, zsh_folder):
     doc = "share/doc/vesk-decode"
     samples = {
         f"{doc}/{path.relative_to(ROOT)}" for path in (ROOT / "samples").rglob("*")
         if path.is_file() and path.suffix not in (".py", ".pyc")}
-    return samples | {
+    return samples | papers("vesk-decode", ending) | {
         "bin/vesk-decode",
-        f"share/man/man1/vesk-decode.1{man_ending}",
-        f"share/man/man5/vesk-ndjson.5{man_ending}",
-        f"share/man/man5/vesk-reports.5{man_ending}",
+        f"share/man/man1/vesk-decode.1{ending}",
+        f"share/man/man5/vesk-ndjson.5{ending}",
+        f"share/man/man5/vesk-reports.5{ending}",
         "share/bash-completion/completions/vesk-decode",
         f"{zsh_folder}/_vesk-decode",
         f"{doc}/cookbook.md",
