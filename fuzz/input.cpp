@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "fuzz/Given.h"
-#include "fuzz/table.h"
+#include "fuzz/known.h"
 #include "host/inputs/Forms.h"
 
 namespace vesk::fuzz {
@@ -71,7 +71,7 @@ std::string read(Form form, std::string_view given, std::size_t step, bool fails
   GivenBytes bytes(given, step, fails);
   std::string text;
   try {
-    const auto input = host::openInput(form, bytes, table(), {});
+    const auto input = host::openInput(form, bytes, known(), {});
     // Each item takes a byte at least, but for requests that a capture leaves open, and for what a
     // "*" in a dump stands for.
     for (std::size_t i = 0; i < given.size() + 1000; ++i) {
@@ -95,7 +95,7 @@ std::string read(Form form, std::string_view given, std::size_t step, bool fails
 void detect(std::string_view given, std::size_t step) {
   GivenBytes bytes(given, step, false);
   try {
-    host::detectForm(bytes, table());
+    host::detectForm(bytes, known());
   } catch (const host::InputFault&) {
   }
   demand(bytes.position() == 0, "detecting takes nothing");

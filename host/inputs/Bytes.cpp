@@ -87,7 +87,7 @@ std::size_t FileBytes::read(char* into, std::size_t room) {
   return 0;
 }
 
-std::optional<Lines::Line> Lines::next() {
+std::optional<LineReader::Line> LineReader::next() {
   _bytes.take(std::exchange(_lineSize, 0));
   if (std::exchange(_passOver, false)) passOver();
   std::size_t searched = 0;
@@ -110,7 +110,7 @@ std::optional<Lines::Line> Lines::next() {
 }
 
 /// Takes the rest of a line that was too long.
-void Lines::passOver() {
+void LineReader::passOver() {
   do {
     const std::size_t end = _bytes.window().find('\n');
     if (end != std::string_view::npos) return _bytes.take(end + 1);

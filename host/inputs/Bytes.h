@@ -86,7 +86,7 @@ class FileBytes final : public Bytes {
 };
 
 /// The lines of a stream of text.
-class Lines {
+class LineReader {
  public:
   /// A line that is longer than any report written out, even as "0xAB, " a byte, is not kept.
   static constexpr std::size_t kLongest = 6 * 65536 + 4096;
@@ -97,7 +97,7 @@ class Lines {
     bool tooLong;           // text is its beginning; the rest is passed over
   };
 
-  explicit Lines(Bytes& bytes) : _bytes(bytes) {}
+  explicit LineReader(Bytes& bytes) : _bytes(bytes) {}
 
   std::optional<Line> next();
 

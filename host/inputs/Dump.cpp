@@ -108,7 +108,7 @@ bool DumpBytes::readLine() {
 }
 
 /// The row in a line; none if the line is wrong.
-std::optional<DumpBytes::Row> DumpBytes::parse(const Lines::Line& line) {
+std::optional<DumpBytes::Row> DumpBytes::parse(const LineReader::Line& line) {
   if (line.tooLong) {
     complain(line, ProblemCode::TooLong, "the line is longer than a dump's");
     return std::nullopt;
@@ -122,7 +122,7 @@ std::optional<DumpBytes::Row> DumpBytes::parse(const Lines::Line& line) {
   return row;
 }
 
-std::optional<DumpBytes::Row> DumpBytes::parseAddressed(const Lines::Line& line) {
+std::optional<DumpBytes::Row> DumpBytes::parseAddressed(const LineReader::Line& line) {
   std::string_view rest = trim(line.text);
   const std::size_t digits = std::min(rest.find_first_not_of(kHexDigits), rest.size());
   const auto address = number(rest.substr(0, digits), 16);
@@ -158,7 +158,7 @@ std::optional<DumpBytes::Row> DumpBytes::parseAddressed(const Lines::Line& line)
 /// xxd -e turns the bytes of each group around, and looks otherwise as xxd does: the characters at
 /// the right-hand side tell which it was. Where they can't (none is printable), groups of four
 /// bytes or more are what xxd -e writes, and groups of two what xxd writes.
-bool DumpBytes::inByteOrder(const Lines::Line& line, std::string_view digits,
+bool DumpBytes::inByteOrder(const LineReader::Line& line, std::string_view digits,
                             const std::vector<std::uint8_t>& bytes) {
   const bool straight = line.text.ends_with(asPrinted(bytes));
   const bool turned = line.text.ends_with(asPrinted(swapped(digits)));
@@ -170,7 +170,7 @@ bool DumpBytes::inByteOrder(const Lines::Line& line, std::string_view digits,
 }
 
 /// Checks a row's address, and finds out how often the row before it was repeated.
-bool DumpBytes::place(const Lines::Line& line, const Row& row) {
+bool DumpBytes::place(const LineReader::Line& line, const Row& row) {
   const std::uint64_t expected = _address.value_or(row.address);
   if (row.address != expected) {
     const std::uint64_t gap = row.address - expected;
@@ -192,7 +192,7 @@ bool DumpBytes::place(const Lines::Line& line, const Row& row) {
   return true;
 }
 
-void DumpBytes::complain(const Lines::Line& line, ProblemCode code, std::string message) {
+void DumpBytes::complain(const LineReader::Line& line, ProblemCode code, std::string message) {
   _problem = problemAt({Place::Unit::Line, line.number}, code, std::move(message));
 }
 

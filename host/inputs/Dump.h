@@ -28,14 +28,14 @@ class DumpBytes final : public Bytes {
   std::size_t read(char* into, std::size_t room) override;
   bool nextRow();
   bool readLine();
-  std::optional<Row> parse(const Lines::Line& line);
-  std::optional<Row> parseAddressed(const Lines::Line& line);
-  bool place(const Lines::Line& line, const Row& row);
-  bool inByteOrder(const Lines::Line& line, std::string_view digits,
+  std::optional<Row> parse(const LineReader::Line& line);
+  std::optional<Row> parseAddressed(const LineReader::Line& line);
+  bool place(const LineReader::Line& line, const Row& row);
+  bool inByteOrder(const LineReader::Line& line, std::string_view digits,
                    const std::vector<std::uint8_t>& bytes);
-  void complain(const Lines::Line& line, ProblemCode code, std::string message);
+  void complain(const LineReader::Line& line, ProblemCode code, std::string message);
 
-  Lines _lines;
+  LineReader _lines;
   Style _style;
   std::optional<Problem> _problem;
 
@@ -51,8 +51,8 @@ class DumpBytes final : public Bytes {
 /// The reports in a dump.
 class Dump final : public Input {
  public:
-  Dump(Bytes& text, DumpBytes::Style style, const ReportTable& table)
-      : _bytes(text, style), _reports(_bytes, table) {}
+  Dump(Bytes& text, DumpBytes::Style style, const KnownReports& known)
+      : _bytes(text, style), _reports(_bytes, known) {}
   Item next() override;
 
  private:

@@ -72,23 +72,23 @@ bool isAddressedDump(std::string_view line) {
 }
 
 /// Whether the bytes are one report and nothing else, but for zeros that fill it up.
-bool isOneReport(const std::vector<std::uint8_t>& bytes, const ReportKind& kind) {
-  const auto size = static_cast<std::ptrdiff_t>(kind.smallest);
+bool isOneReport(const std::vector<std::uint8_t>& bytes, const ReportInfo& info) {
+  const auto size = static_cast<std::ptrdiff_t>(info.smallest);
   if (std::ssize(bytes) < size) return false;
-  const auto end = kind.nulTerminated ? std::ranges::find(bytes, 0) : bytes.begin() + size;
-  if (kind.nulTerminated && end == bytes.end()) return false;
+  const auto end = info.nulTerminated ? std::ranges::find(bytes, 0) : bytes.begin() + size;
+  if (info.nulTerminated && end == bytes.end()) return false;
   return std::all_of(end, bytes.end(), [](std::uint8_t byte) { return byte == 0; });
 }
 
 /// xxd -p writes a file in lines of 30 bytes, without anything between them. That looks as reports
 /// written a line each do, but for the first line being no report, or more than one.
-bool isPlainDump(std::string_view line, std::string_view following, const ReportTable& table) {
+bool isPlainDump(std::string_view line, std::string_view following, const KnownReports& known) {
   constexpr std::size_t kLineDigits = 60;
   if (line.size() != kLineDigits || digitsAtFront(line) != kLineDigits) return false;
   std::vector<std::uint8_t> bytes;
   appendHex(line, bytes);
-  const ReportKind* kind = table.find(bytes.front(), std::nullopt);
-  if (kind == nullptr || isOneReport(bytes, *kind)) return false;
+  const ReportInfo* info = known.find(bytes.front(), std::nullopt);
+  if (info == nullptr || isOneReport(bytes, *info)) return false;
   following = following.substr(0, following.find_first_of("\r\n"));
   return digitsAtFront(following) == following.size() && following.size() <= kLineDigits;
 }
@@ -121,20 +121,20 @@ Head headOf(Bytes& bytes) {
   }
 }
 
-Form detectText(Bytes& bytes, const ReportTable& table) {
+Form detectText(Bytes& bytes, const KnownReports& known) {
   const Head head = headOf(bytes);
   if (isRecordingLine(head.line)) return Form::Recording;
   if (isAddressedDump(head.line)) return Form::Dump;
-  if (isPlainDump(head.line, head.following, table)) return Form::PlainDump;
+  if (isPlainDump(head.line, head.following, known)) return Form::PlainDump;
   return Form::HexText;
 }
 
 /// Text begins with a printable character or a blank, and no report's ID is one of those that hex
 /// text begins with.
-bool beginsAsText(std::string_view window, const ReportTable& table) {
+bool beginsAsText(std::string_view window, const KnownReports& known) {
   const auto first = static_cast<unsigned char>(window.front());
   if (window.starts_with(kByteOrderMark)) return true;
-  if (table.find(first, std::nullopt) != nullptr) return false;
+  if (known.find(first, std::nullopt) != nullptr) return false;
   return (first >= ' ' && first <= '~') || first == '\t' || first == '\n' || first == '\r';
 }
 
@@ -144,31 +144,31 @@ std::span<const FormInfo> forms() { return kForms; }
 
 const FormInfo& infoOf(Form form) { return kForms[static_cast<std::size_t>(form)]; }
 
-Form detectForm(Bytes& bytes, const ReportTable& table) {
+Form detectForm(Bytes& bytes, const KnownReports& known) {
   std::string_view window = bytes.peek(1);
   if (window.empty()) return Form::HexText;
   const auto first = static_cast<unsigned char>(window.front());
-  const bool ambiguous = table.find(first, std::nullopt) == nullptr;
+  const bool ambiguous = known.find(first, std::nullopt) == nullptr;
   if (ambiguous) window = bytes.peek(4);
   for (const std::string_view magic : kCaptureMagics)
     if (window.starts_with(magic)) return Form::UsbCapture;
   for (const Foreign& foreign : kForeign)
     if (window.starts_with(foreign.magic)) throw InputFault(std::string(foreign.complaint));
-  return beginsAsText(window, table) ? detectText(bytes, table) : Form::Binary;
+  return beginsAsText(window, known) ? detectText(bytes, known) : Form::Binary;
 }
 
-std::unique_ptr<Input> openInput(Form form, Bytes& bytes, const ReportTable& table,
+std::unique_ptr<Input> openInput(Form form, Bytes& bytes, const KnownReports& known,
                                  const UsbSelection& selection) {
   if (bytes.window().starts_with(kByteOrderMark)) bytes.take(kByteOrderMark.size());
   switch (form) {
     case Form::HexText:
       return std::make_unique<HexText>(bytes);
     case Form::Dump:
-      return std::make_unique<Dump>(bytes, DumpBytes::Style::Addressed, table);
+      return std::make_unique<Dump>(bytes, DumpBytes::Style::Addressed, known);
     case Form::PlainDump:
-      return std::make_unique<Dump>(bytes, DumpBytes::Style::Plain, table);
+      return std::make_unique<Dump>(bytes, DumpBytes::Style::Plain, known);
     case Form::Binary:
-      return std::make_unique<Binary>(bytes, table);
+      return std::make_unique<Binary>(bytes, known);
     case Form::Recording:
       return std::make_unique<Recording>(bytes);
     case Form::UsbCapture:

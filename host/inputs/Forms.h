@@ -24,10 +24,10 @@ const FormInfo& infoOf(Form form);
 /// Tells by the first bytes which form a stream has; takes none of them. Waits for no more of a
 /// stream than it needs: one line of text, or a few bytes. Throws InputFault for what is known, but
 /// can't be read as it is.
-Form detectForm(Bytes& bytes, const ReportTable& table);
+Form detectForm(Bytes& bytes, const KnownReports& known);
 
 /// Throws InputFault if the stream isn't of that form, as far as its head tells.
-std::unique_ptr<Input> openInput(Form form, Bytes& bytes, const ReportTable& table,
+std::unique_ptr<Input> openInput(Form form, Bytes& bytes, const KnownReports& known,
                                  const UsbSelection& selection);
 
 }  // namespace vesk::host

@@ -17,9 +17,9 @@ class HexText final : public Input {
   Item next() override;
 
  private:
-  Item parse(const Lines::Line& line, std::string_view text);
+  Item parse(const LineReader::Line& line, std::string_view text);
 
-  Lines _lines;
+  LineReader _lines;
   std::vector<std::uint8_t> _bytes;  // the report handed out last
 };
 

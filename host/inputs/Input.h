@@ -9,8 +9,8 @@
 #include <string_view>
 #include <variant>
 
+#include "host/KnownReports.h"
 #include "host/Report.h"
-#include "host/ReportTable.h"
 #include "host/inputs/Bytes.h"
 
 namespace vesk::host {

@@ -25,10 +25,10 @@ class Recording final : public Input {
   Item next() override;
 
  private:
-  Item parseReport(const Lines::Line& line, ReportType type);
-  std::optional<Problem> keepForPreamble(const Lines::Line& line);
+  Item parseReport(const LineReader::Line& line, ReportType type);
+  std::optional<Problem> keepForPreamble(const LineReader::Line& line);
 
-  Lines _lines;
+  LineReader _lines;
   std::vector<std::uint8_t> _bytes;  // the report handed out last
   std::string _preamble;             // lines on the device since the last report
   bool _preambleUsed = false;        // it went out with the last report

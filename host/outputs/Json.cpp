@@ -40,7 +40,7 @@ bool needsEscapes(std::string_view text) {
 
 }  // namespace
 
-/// A JSON writer that knows the plug-in's kinds of values. It is a handler for Result::visit().
+/// A JSON writer that knows the plug-in's kinds of values. It is a handler for Decoded::visit().
 class JsonOutput::Record : public rapidjson::Writer<rapidjson::StringBuffer> {
  public:
   Record() : Writer(_text) {}
@@ -159,7 +159,7 @@ class JsonOutput::Record : public rapidjson::Writer<rapidjson::StringBuffer> {
     EndObject();
   }
 
-  void linesMember(const Result& lines) {
+  void linesMember(const Decoded& lines) {
     key("lines");
     StartArray();
     lines.visit(*this);
@@ -185,9 +185,9 @@ class JsonOutput::Record : public rapidjson::Writer<rapidjson::StringBuffer> {
   rapidjson::StringBuffer _text;
 };
 
-JsonOutput::JsonOutput(Plugin& plugin, const ReportTable& table, Sink& sink, Framing framing,
+JsonOutput::JsonOutput(Plugin& plugin, const KnownReports& known, Sink& sink, Framing framing,
                        bool withLines)
-    : DecodingOutput(plugin, table),
+    : DecodingOutput(plugin, known),
       _sink(sink),
       _framing(framing),
       _withLines(withLines),
@@ -205,17 +205,17 @@ void JsonOutput::beginFile(std::string_view name) {
   _fileMembers = file.members();
 }
 
-const std::string& JsonOutput::membersOf(const ReportKind& kind) {
-  const auto [entry, added] = _kindMembers.try_emplace(&kind);
+const std::string& JsonOutput::membersOf(const ReportInfo& info) {
+  const auto [entry, added] = _kindMembers.try_emplace(&info);
   if (!added) return entry->second;
   Record members;
   members.StartObject();
-  members.member("report_id", kind.id);
-  members.member("report_type", nameOf(kind.type));
-  members.member("decoder", kind.decoder);
+  members.member("report_id", info.id);
+  members.member("report_type", nameOf(info.type));
+  members.member("decoder", info.decoder);
   members.key("display_name");
-  if (kind.displayName)
-    members.string(*kind.displayName);
+  if (info.displayName)
+    members.string(*info.displayName);
   else
     members.nil();
   members.EndObject();
@@ -237,13 +237,13 @@ void JsonOutput::endRecord() {
   if (_framing == Framing::Lines) _sink.append('\n');
 }
 
-void JsonOutput::writeChecked(const Report& report, const ReportKind& kind) {
-  const Result object = decode(kind, Plugin::Mode::Object);
-  std::optional<Result> lines;
-  if (_withLines || object.form() == VESK_NIL) lines = decodeLines(kind);
+void JsonOutput::writeChecked(const Report& report, const ReportInfo& info) {
+  const Decoded object = decode(info, Plugin::Mode::Object);
+  std::optional<Decoded> lines;
+  if (_withLines || object.form() == VESK_NIL) lines = decodeLines(info);
 
   beginRecord(report.place, report.microseconds);
-  _record->splice(membersOf(kind));
+  _record->splice(membersOf(info));
   _record->member("length", report.bytes.size());
   _record->key("value");
   object.visit(*_record);

@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
+#include "host/KnownReports.h"
 #include "host/Plugin.h"
 #include "host/Report.h"
-#include "host/ReportTable.h"
 #include "host/outputs/Statistics.h"
-#include "host/run/Writer.h"
+#include "host/run/DescriptorSink.h"
 
 namespace vesk::host {
 
@@ -23,9 +23,9 @@ class Output {
   /// What comes from here on comes from this file.
   virtual void beginFile(std::string_view /*name*/) {}
 
-  /// Writes a report; gives back what is wrong with it if it can't be. `kind` is null for a report
+  /// Writes a report; gives back what is wrong with it if it can't be. `info` is null for a report
   /// that no decoder knows. All of it is written or nothing.
-  virtual std::optional<Problem> write(const Report& report, const ReportKind* kind) = 0;
+  virtual std::optional<Problem> write(const Report& report, const ReportInfo* info) = 0;
 
   /// Something in the file is wrong. People are told elsewhere; this is for forms that programs
   /// read.
@@ -45,18 +45,18 @@ class Output {
 /// length they are told, so a report that is too short never gets to them.
 class DecodingOutput : public Output {
  public:
-  DecodingOutput(Plugin& plugin, const ReportTable& table);
-  std::optional<Problem> write(const Report& report, const ReportKind* kind) final;
+  DecodingOutput(Plugin& plugin, const KnownReports& known);
+  std::optional<Problem> write(const Report& report, const ReportInfo* info) final;
 
  protected:
   /// Writes a report that its decoder accepts. May throw DecoderFault, before anything is written.
-  virtual void writeChecked(const Report& report, const ReportKind& kind) = 0;
+  virtual void writeChecked(const Report& report, const ReportInfo& info) = 0;
 
   /// Decodes the report that writeChecked() is called for.
-  Result decode(const ReportKind& kind, Plugin::Mode mode);
+  Decoded decode(const ReportInfo& info, Plugin::Mode mode);
 
   /// The same to lines. Throws DecoderFault if there are none.
-  Result decodeLines(const ReportKind& kind);
+  Decoded decodeLines(const ReportInfo& info);
 
  private:
   void copy(std::span<const std::uint8_t> bytes);

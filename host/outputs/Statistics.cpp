@@ -58,19 +58,19 @@ void Statistics::beginFile(std::string_view name) {
   for (Counter& counter : _counters) counter.previous.reset();
 }
 
-void Statistics::count(const Report& report, const ReportKind* kind) {
+void Statistics::count(const Report& report, const ReportInfo* info) {
   ++_reports;
-  ++entryFor(report, kind).reports;
-  if (kind == nullptr) return;
+  ++entryFor(report, info).reports;
+  if (info == nullptr) return;
   for (std::size_t i = 0; i < kNumberedStreams.size(); ++i) {
     const NumberedStream& stream = kNumberedStreams[i];
-    if (kind->decoder != stream.decoder || report.bytes.size() < stream.offset + 4) continue;
+    if (info->decoder != stream.decoder || report.bytes.size() < stream.offset + 4) continue;
     _counters[i].losses.counter = stream.counter;
     follow(_counters[i], littleEndian32(report.bytes, stream.offset), report.place);
   }
 }
 
-Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportKind* kind) {
+Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportInfo* info) {
   const ReportType type = report.type.value_or(ReportType::Input);
   const auto matches = [&](const KindCount& entry) {
     return entry.id == report.id() && entry.type == type;
@@ -79,7 +79,7 @@ Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportKi
   const auto found = std::ranges::find_if(_kinds, matches);
   _latest = static_cast<std::size_t>(found - _kinds.begin());
   if (found != _kinds.end()) return *found;
-  return _kinds.emplace_back(KindCount{report.id(), type, kind, 0});
+  return _kinds.emplace_back(KindCount{report.id(), type, info, 0});
 }
 
 /// A number that jumps ahead tells of lost reports; one that falls back, of a new start.
@@ -109,7 +109,7 @@ std::string Statistics::table() const {
                     "%10llu  %s %s\n",
                     static_cast<unsigned long long>(entry.reports),
                     describe(entry.id, entry.type).c_str(),
-                    entry.kind == nullptr ? "unknown" : entry.kind->decoder.c_str());
+                    entry.info == nullptr ? "unknown" : entry.info->decoder.c_str());
   appendFormatted(text, "%10llu  reports in all\n", static_cast<unsigned long long>(_reports));
   for (std::size_t i = 0; i < kProblemCodes; ++i) {
     if (_problems[i] == 0) continue;

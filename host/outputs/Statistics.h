@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/KnownReports.h"
 #include "host/Report.h"
-#include "host/ReportTable.h"
 
 namespace vesk::host {
 
@@ -18,13 +18,13 @@ class Statistics {
   /// Counters start anew with each file.
   void beginFile(std::string_view name);
 
-  void count(const Report& report, const ReportKind* kind);
+  void count(const Report& report, const ReportInfo* info);
   void count(ProblemCode code) { ++_problems[static_cast<std::size_t>(code)]; }
 
   struct KindCount {
     std::uint32_t id;
     ReportType type;
-    const ReportKind* kind;  // null if no decoder knows it
+    const ReportInfo* info;  // null if no decoder knows it
     std::uint64_t reports;
   };
 
@@ -59,7 +59,7 @@ class Statistics {
     std::optional<std::uint32_t> previous;
   };
 
-  KindCount& entryFor(const Report& report, const ReportKind* kind);
+  KindCount& entryFor(const Report& report, const ReportInfo* info);
   void follow(Counter& counter, std::uint32_t number, const Place& place);
 
   std::string _file;

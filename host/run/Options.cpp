@@ -163,7 +163,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
        raw.output,
        "text: lines for people, as the plug-in prints them (the default)\n"
        "ndjson: a JSON record a line\njson: the same records in one array\n"
-       "csv: a table of the reports of one decoder\nhid: a recording, undecoded",
+       "csv: a known of the reports of one decoder\nhid: a recording, undecoded",
        "FORM");
   flag("Output", "--decimal", raw.decimal, "Samples in decimal, in text; -decimal is the same");
   flag("Output", "--headers", options.headers, "In text, a line before each report on its origin");

@@ -13,8 +13,8 @@
 namespace vesk::host {
 namespace {
 
-const ReportTable& table() {
-  static const ReportTable rows({
+const KnownReports& known() {
+  static const KnownReports rows({
       {0xD0, ReportType::Feature, "version", "ersion", 2, false, true},
       {0xDE, ReportType::Feature, "state", "tate", 2, false, false},
       {0xE1, ReportType::Feature, "long", "ong", 991, false, false},
@@ -34,7 +34,7 @@ std::string sample(const std::string& name) {
 
 Form detect(const std::string& content, std::size_t step = 1 << 20) {
   StringBytes bytes(content, step);
-  const Form form = detectForm(bytes, table());
+  const Form form = detectForm(bytes, known());
   EXPECT_EQ(bytes.position(), 0u) << "detecting takes nothing";
   return form;
 }
@@ -107,7 +107,7 @@ TEST(Detection, WhatOthersCompressOrEncode) {
                                               4),
                                   std::string("\x28\xB5\x2F\xFD")}) {
     StringBytes bytes(text);
-    EXPECT_THROW(detectForm(bytes, table()), InputFault);
+    EXPECT_THROW(detectForm(bytes, known()), InputFault);
   }
 }
 
@@ -116,7 +116,7 @@ TEST(Detection, DoesNotWaitForMoreThanItNeeds) {
   for (const char* text : {"de 01\n", "\xDE", "D: 0\n", "# c\nde01\n", "\xD4\xC3\xB2\xA1"}) {
     StringBytes bytes(text);
     bytes.failAtEnd();
-    EXPECT_NO_THROW(detectForm(bytes, table())) << text;
+    EXPECT_NO_THROW(detectForm(bytes, known())) << text;
   }
 }
 
@@ -140,7 +140,7 @@ std::string allOf(Input& input) {
 
 std::string readAs(Form form, const std::string& content, std::size_t step) {
   StringBytes bytes(content, step);
-  return allOf(*openInput(form, bytes, table(), {}));
+  return allOf(*openInput(form, bytes, known(), {}));
 }
 
 TEST(Inputs, PiecesMakeNoDifference) {
@@ -176,7 +176,7 @@ TEST(Inputs, AReadThatFailsComesAfterWhatWasGood) {
   for (const auto& [content, form] : inputs) {
     StringBytes bytes(content);
     bytes.failAtEnd();
-    const auto input = openInput(form, bytes, table(), {});
+    const auto input = openInput(form, bytes, known(), {});
     EXPECT_TRUE(std::holds_alternative<Report>(input->next())) << content;
     EXPECT_TRUE(std::holds_alternative<Report>(input->next())) << content;
     EXPECT_THROW(
@@ -191,14 +191,14 @@ TEST(Inputs, AReadThatFailsComesAfterWhatWasGood) {
 TEST(Inputs, CaptureWhoseHeadCannotBeRead) {
   StringBytes bytes("\xD4\xC3\xB2\xA1");
   bytes.failAtEnd();
-  EXPECT_THROW(openInput(Form::UsbCapture, bytes, table(), {}), InputFault);
+  EXPECT_THROW(openInput(Form::UsbCapture, bytes, known(), {}), InputFault);
 }
 
 TEST(Inputs, TheEndStaysTheEnd) {
   for (const Form form :
        {Form::HexText, Form::Binary, Form::Dump, Form::PlainDump, Form::Recording}) {
     StringBytes bytes("");
-    const auto input = openInput(form, bytes, table(), {});
+    const auto input = openInput(form, bytes, known(), {});
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(std::holds_alternative<End>(input->next()));
   }
 }
@@ -207,7 +207,7 @@ TEST(Inputs, EndAfterAProblemStaysTheEnd) {
   for (const auto& [content, form] : {std::pair{"\x99\xDE\x01", Form::Binary},
                                       std::pair{"000000 zz\n000000 de 01\n", Form::Dump}}) {
     StringBytes bytes(content);
-    const auto input = openInput(form, bytes, table(), {});
+    const auto input = openInput(form, bytes, known(), {});
     EXPECT_TRUE(std::holds_alternative<Problem>(input->next()));
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(std::holds_alternative<End>(input->next()));
   }

@@ -9,9 +9,9 @@
 namespace vesk::host {
 namespace {
 
-const ReportKind kImage = {
+const ReportInfo kImage = {
     0x76, ReportType::Input, "parseVeskImage", std::nullopt, 792, true, false};
-const ReportKind kState = {0xDE, ReportType::Feature, "parseAdcDumpState", "x", 2, false, false};
+const ReportInfo kState = {0xDE, ReportType::Feature, "parseAdcDumpState", "x", 2, false, false};
 
 void count(Statistics& statistics, std::uint32_t frame, std::uint64_t offset = 0) {
   std::array<std::uint8_t, 792> bytes{0x76};

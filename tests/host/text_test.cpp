@@ -35,18 +35,18 @@ void expectSameText(const std::vector<std::string>& arguments) {
   }
 
   Plugin plugin(library, arguments);
-  const ReportTable table(plugin.reportKinds());
+  const KnownReports known(plugin.reports());
   FileBytes bytes(VESK_SAMPLES "/forms/tour.bin", [](const FileBytes&, bool) {});
-  const auto input = openInput(Form::Binary, bytes, table, {});
+  const auto input = openInput(Form::Binary, bytes, known, {});
   int reports = 0;
   for (Item item = input->next(); !std::holds_alternative<End>(item); item = input->next()) {
     const auto& report = std::get<Report>(item);
-    const ReportKind* kind = table.find(report.id(), report.type);
+    const ReportInfo* info = known.find(report.id(), report.type);
     const std::string ours = printed([&] {
-      Writer writer(STDOUT_FILENO);
-      TextOutput output(plugin, table, writer, TextOutput::Headers::None);
-      EXPECT_EQ(output.write(report, kind), std::nullopt);
-      writer.flush();
+      DescriptorSink sink(STDOUT_FILENO);
+      TextOutput output(plugin, known, sink, TextOutput::Headers::None);
+      EXPECT_EQ(output.write(report, info), std::nullopt);
+      sink.flush();
     });
     const std::string theirs = printed([&] {
       int lines = 0;
@@ -90,11 +90,11 @@ TEST(Plugin, VisitorsMayThrow) {
   };
   const PluginLibrary library{VESK_PLUGIN};
   Plugin plugin(library, {});
-  const ReportTable table(plugin.reportKinds());
+  const KnownReports known(plugin.reports());
   const std::uint8_t version[] = {
       0xD2, 'a', '\n', 'b', '\n', 'c', '\n', 'd', '\n', 'e', '\n', 'f', 0};
-  const ReportKind& kind = *table.find(0xD2, ReportType::Feature);
-  const Result result = plugin.decode(version, kind, Plugin::Mode::Text);
+  const ReportInfo& info = *known.find(0xD2, ReportType::Feature);
+  const Decoded result = plugin.decode(version, info, Plugin::Mode::Text);
   Thrower thrower;
   EXPECT_THROW(result.visit(thrower), std::runtime_error);
   EXPECT_EQ(thrower.calls, 1);

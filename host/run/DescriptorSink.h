@@ -39,9 +39,9 @@ class Collector final : public Sink {
   std::string text;
 };
 
-class Writer final : public Sink {
+class DescriptorSink final : public Sink {
  public:
-  explicit Writer(int descriptor);
+  explicit DescriptorSink(int descriptor);
 
   /// Writes whenever a piece is full.
   using Sink::append;
