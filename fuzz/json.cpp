@@ -15,6 +15,7 @@
 #include "fuzz/Given.h"
 #include "fuzz/known.h"
 #include "host/outputs/Json.h"
+#include "host/run/DescriptorSink.h"
 
 namespace vesk::fuzz {
 namespace {

@@ -42,7 +42,7 @@ class KnownReports {
   static constexpr std::size_t kIds = 256;  // an ID is the first byte of its report
 
   std::vector<ReportInfo> _all;
-  std::array<std::array<const ReportInfo*, kIds>, 3> _byType{};
+  std::array<std::array<const ReportInfo*, kIds>, kReportTypes> _byType{};
 };
 
 }  // namespace vesk::host

@@ -10,6 +10,7 @@
 #include <variant>
 
 #include "host/KnownReports.h"
+#include "host/Problem.h"
 #include "host/Report.h"
 #include "host/inputs/Bytes.h"
 

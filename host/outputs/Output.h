@@ -10,9 +10,10 @@
 
 #include "host/KnownReports.h"
 #include "host/Plugin.h"
+#include "host/Problem.h"
 #include "host/Report.h"
+#include "host/outputs/Sink.h"
 #include "host/outputs/Statistics.h"
-#include "host/run/DescriptorSink.h"
 
 namespace vesk::host {
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/KnownReports.h"
+#include "host/Problem.h"
 #include "host/Report.h"
 
 namespace vesk::host {

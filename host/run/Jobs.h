@@ -12,9 +12,10 @@
 
 #include "host/KnownReports.h"
 #include "host/Plugin.h"
+#include "host/Problem.h"
 #include "host/Report.h"
 #include "host/outputs/Output.h"
-#include "host/run/DescriptorSink.h"
+#include "host/outputs/Sink.h"
 
 namespace vesk::host {
 

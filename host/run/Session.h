@@ -10,6 +10,7 @@
 #include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
 #include "host/run/DescriptorSink.h"
+#include "host/run/FileBytes.h"
 #include "host/run/Jobs.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"

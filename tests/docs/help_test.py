@@ -131,8 +131,8 @@ class RecordPage(unittest.TestCase):
     def test_codes(self):
         codes = self.kinds["error"]["properties"]["error"]["properties"]["code"]["enum"]
         self.assertEqual([tag for tag, _ in self.page.tags("ERROR CODES")], codes)
-        source = (ROOT / "host" / "Report.cpp").read_text()
-        names = re.search(r"kProblemNames = \{(.*?)\};", source, re.S)[1]
+        source = (ROOT / "host" / "Problem.cpp").read_text()
+        names = re.search(r"kProblemNames = .*?\(\{(.*?)\}\);", source, re.S)[1]
         self.assertEqual(re.findall(r'"(\w+)"', names), codes)
 
     def test_members(self):

@@ -10,6 +10,8 @@
 #include <cstdlib>
 
 #include "host/inputs/Forms.h"
+#include "host/run/DescriptorSink.h"
+#include "host/run/FileBytes.h"
 
 namespace vesk::host {
 namespace {
