@@ -9,7 +9,7 @@ namespace vesk::host {
 /// report ends with its NUL. Bytes of zero behind a report are padding: 0 is nobody's ID.
 class Binary final : public Input {
  public:
-  Binary(Bytes& bytes, const KnownReports& known) : _bytes(bytes), _known(known) {}
+  Binary(Bytes& bytes, const InputContext& context) : _bytes(bytes), _known(context.known) {}
   Item next() override;
 
  private:

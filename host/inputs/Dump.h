@@ -51,9 +51,13 @@ class DumpBytes final : public Bytes {
 /// The reports in a dump.
 class Dump final : public Input {
  public:
-  Dump(Bytes& text, DumpBytes::Style style, const KnownReports& known)
-      : _bytes(text, style), _reports(_bytes, known) {}
+  Dump(Bytes& text, const InputContext& context, DumpBytes::Style style)
+      : _bytes(text, style), _reports(_bytes, context) {}
   Item next() override;
+
+  /// Whether a text begins as dumps of each style do.
+  static bool beginsAddressed(const TextHead& head, const KnownReports& known);
+  static bool beginsPlain(const TextHead& head, const KnownReports& known);
 
  private:
   DumpBytes _bytes;

@@ -13,7 +13,7 @@ namespace vesk::host {
 
 class HexText final : public Input {
  public:
-  explicit HexText(Bytes& bytes) : _lines(bytes) {}
+  HexText(Bytes& bytes, const InputContext& /*context*/) : _lines(bytes) {}
   Item next() override;
 
  private:

@@ -120,4 +120,9 @@ std::optional<Problem> Recording::keepForPreamble(const LineReader::Line& line) 
   return std::nullopt;
 }
 
+bool Recording::begins(const TextHead& head, const KnownReports& /*known*/) {
+  const char prefix = prefixOf(head.line);
+  return prefix >= 'A' && prefix <= 'Z' && (head.line.size() == 2 || isBlank(head.line[2]));
+}
+
 }  // namespace vesk::host

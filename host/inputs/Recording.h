@@ -21,8 +21,11 @@ namespace vesk::host {
 
 class Recording final : public Input {
  public:
-  explicit Recording(Bytes& bytes) : _lines(bytes) {}
+  Recording(Bytes& bytes, const InputContext& /*context*/) : _lines(bytes) {}
   Item next() override;
+
+  /// Whether a text begins as recordings do.
+  static bool begins(const TextHead& head, const KnownReports& known);
 
  private:
   Item parseReport(const LineReader::Line& line, ReportType type);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <functional>
 #include <string_view>
 #include <utility>
 
@@ -49,21 +50,26 @@ Exit status:
   3  an input can't be read, or the output can't be written
   4  the plug-in can't be loaded)";
 
-/// The value that `name` stands for in `choices`.
-template <class Choices>
-auto choose(const std::string& option, const std::string& name, const Choices& choices) {
+[[noreturn]] void refuseChoice(const std::string& option, const std::string& name,
+                               const auto& choices, auto nameOfChoice) {
   std::string known;
-  for (const auto& [choice, value] : choices) {
-    if (choice == name) return value;
-    known += (known.empty() ? "" : ", ") + std::string(choice);
-  }
+  for (const auto& choice : choices)
+    known += (known.empty() ? "" : ", ") + std::string(std::invoke(nameOfChoice, choice));
   throw UsageFault(option + " " + name + ": choose one of " + known);
 }
 
-Form chooseForm(const std::string& name) {
-  std::vector<std::pair<std::string_view, Form>> choices;
-  for (const FormInfo& info : forms()) choices.emplace_back(info.name, info.form);
-  return choose("--input", name, choices);
+/// The value that `name` stands for in `choices`, which are pairs of both.
+template <class Choices>
+auto choose(const std::string& option, const std::string& name, const Choices& choices) {
+  using Choice = typename Choices::value_type;
+  for (const Choice& choice : choices)
+    if (choice.first == name) return choice.second;
+  refuseChoice(option, name, choices, &Choice::first);
+}
+
+const InputForm& inputForm(const std::string& name) {
+  if (const InputForm* const form = inputFormNamed(name)) return *form;
+  refuseChoice("--input", name, inputForms(), &InputForm::name);
 }
 
 /// A number in decimal, or in hexadecimal behind "0x".
@@ -124,11 +130,11 @@ struct RawOptions {
   bool decimal = false;
 };
 
-std::string formNames() {
-  std::string names;
-  for (const FormInfo& info : forms())
-    names += "\n" + std::string(info.name) + ": " + std::string(info.description);
-  return names;
+std::string inputHelp() {
+  std::string help = "Form of the input, where its content does not tell:";
+  for (const InputForm& form : inputForms())
+    help.append("\n").append(form.name).append(": ").append(form.description);
+  return help;
 }
 
 void declare(CLI::App& app, Options& options, RawOptions& raw) {
@@ -146,11 +152,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
 
   app.add_option("FILE", options.files, "Files to decode, in order; - is standard input")
       ->type_name("");
-  text("Input",
-       "-i,--input",
-       raw.input,
-       "Form of the input, where its content does not tell:" + formNames(),
-       "FORM");
+  text("Input", "-i,--input", raw.input, inputHelp(), "FORM");
   text("Input", "--device", raw.device, "Only what this device of a USB capture sends", "BUS:DEV");
   text("Input",
        "--endpoint",
@@ -200,7 +202,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
 }
 
 void interpret(const RawOptions& raw, Options& options) {
-  if (!raw.input.empty()) options.inputForm = chooseForm(raw.input);
+  if (!raw.input.empty()) options.inputForm = &inputForm(raw.input);
   options.outputForm = choose("--output", raw.output, kOutputForms);
   options.colour = choose("--color", raw.colour, kColourChoices);
   if (!raw.jobs.empty()) options.jobs = jobs(raw.jobs);

@@ -109,9 +109,10 @@ void Session::shareWork(const FileBytes& bytes) {
 }
 
 std::unique_ptr<Input> Session::open(FileBytes& bytes, const std::string& file) {
-  const Form form = _options.inputForm ? *_options.inputForm : detectForm(bytes, _known);
-  if (_options.verbose) _messages.tell(file, "read as " + std::string(infoOf(form).description));
-  return openInput(form, bytes, _known, _options.usb);
+  const InputForm& form =
+      _options.inputForm != nullptr ? *_options.inputForm : detectForm(bytes, _known);
+  if (_options.verbose) _messages.tell(file, "read as " + std::string(form.description));
+  return openInput(form, bytes, {_known, _options.usb});
 }
 
 void Session::decodeAll(Input& input) {

@@ -39,7 +39,7 @@ void expectSameText(const std::vector<std::string>& arguments) {
   Plugin plugin(library, arguments);
   const KnownReports known(plugin.reports());
   FileBytes bytes(VESK_SAMPLES "/forms/tour.bin", [](const FileBytes&, bool) {});
-  const auto input = openInput(Form::Binary, bytes, known, {});
+  const auto input = openInput(*inputFormNamed("binary"), bytes, {known});
   int reports = 0;
   for (Item item = input->next(); !std::holds_alternative<End>(item); item = input->next()) {
     const auto& report = std::get<Report>(item);
