@@ -119,11 +119,8 @@ class Session {
   void run() {
     host::DescriptorSink sink(emptied());
     host::JsonOutput output(
-        _plugin,
-        known(),
-        sink,
-        isArray() ? host::JsonOutput::Framing::Array : host::JsonOutput::Framing::Lines,
-        withLines());
+        {_plugin, known(), sink, host::Headers::None, withLines()},
+        isArray() ? host::JsonOutput::Framing::Array : host::JsonOutput::Framing::Lines);
     output.beginFile(_file);
     for (int i = 0; i < 16 && !_given.empty(); ++i) {
       switch (_given.byte() % 4) {

@@ -56,7 +56,7 @@ const vesk_plugin_api* load(const std::string& path) {
                       ", and this program needs version " + std::to_string(VESK_ABI_VERSION));
   if (api->size < VESK_API_SIZE_1)
     throw PluginFault(path + " lacks functions of ABI version " + std::to_string(VESK_ABI_VERSION) +
-                      ": its known has " + countedBytes(api->size) + ", not " +
+                      ": its table has " + countedBytes(api->size) + ", not " +
                       std::to_string(VESK_API_SIZE_1));
   return api;
 }

@@ -12,8 +12,7 @@ namespace vesk::host {
 
 class CsvOutput final : public DecodingOutput {
  public:
-  CsvOutput(Plugin& plugin, const KnownReports& known, Sink& sink)
-      : DecodingOutput(plugin, known), _sink(sink) {}
+  explicit CsvOutput(const OutputContext& context) : DecodingOutput(context), _sink(context.sink) {}
 
   void beginFile(std::string_view name) override { _file = name; }
   std::string leftOut() const override;

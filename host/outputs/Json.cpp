@@ -185,12 +185,11 @@ class JsonOutput::Record : public rapidjson::Writer<rapidjson::StringBuffer> {
   rapidjson::StringBuffer _text;
 };
 
-JsonOutput::JsonOutput(Plugin& plugin, const KnownReports& known, Sink& sink, Framing framing,
-                       bool withLines)
-    : DecodingOutput(plugin, known),
-      _sink(sink),
+JsonOutput::JsonOutput(const OutputContext& context, Framing framing)
+    : DecodingOutput(context),
+      _sink(context.sink),
       _framing(framing),
-      _withLines(withLines),
+      _withLines(context.lines),
       _record(std::make_unique<Record>()) {
   if (_framing == Framing::Array) _sink.append('[');
 }

@@ -12,8 +12,7 @@ class JsonOutput final : public DecodingOutput {
  public:
   enum class Framing : std::uint8_t { Lines, Array };
 
-  JsonOutput(Plugin& plugin, const KnownReports& known, Sink& sink, Framing framing,
-             bool withLines);
+  JsonOutput(const OutputContext& context, Framing framing);
   ~JsonOutput() override;
 
   void beginFile(std::string_view name) override;

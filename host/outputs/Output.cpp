@@ -40,8 +40,8 @@ std::optional<Problem> checkLength(const Report& report, const ReportInfo& info)
 
 }  // namespace
 
-DecodingOutput::DecodingOutput(Plugin& plugin, const KnownReports& known)
-    : _plugin(plugin), _buffer(longestBuffer(known) + 1) {}
+DecodingOutput::DecodingOutput(const OutputContext& context)
+    : _plugin(context.plugin), _buffer(longestBuffer(context.known) + 1) {}
 
 std::optional<Problem> DecodingOutput::write(const Report& report, const ReportInfo* info) {
   if (info == nullptr) return unknownReport(report);

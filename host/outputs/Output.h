@@ -1,4 +1,9 @@
 /// What every form of output looks like from outside.
+///
+/// To add a form: write a class in a file of its own in this folder, made of an OutputContext, name
+/// the file in host/CMakeLists.txt, and add a row for the class to the table in Forms.cpp. A form
+/// that shows decoded reports is a DecodingOutput, which leaves it writeChecked() and write() alone
+/// to define.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +21,18 @@
 #include "host/outputs/Statistics.h"
 
 namespace vesk::host {
+
+/// Lines before the reports that say where each came from.
+enum class Headers : std::uint8_t { None, Plain, Coloured };
+
+/// What a form may need. All of it must outlive the output.
+struct OutputContext {
+  Plugin& plugin;
+  const KnownReports& known;
+  Sink& sink;
+  Headers headers = Headers::None;
+  bool lines = false;  // a report's lines, too, where there is room for them beside its object
+};
 
 class Output {
  public:
@@ -46,7 +63,7 @@ class Output {
 /// length they are told, so a report that is too short never gets to them.
 class DecodingOutput : public Output {
  public:
-  DecodingOutput(Plugin& plugin, const KnownReports& known);
+  explicit DecodingOutput(const OutputContext& context);
   std::optional<Problem> write(const Report& report, const ReportInfo* info) final;
 
  protected:

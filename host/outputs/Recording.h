@@ -9,7 +9,8 @@ namespace vesk::host {
 /// pass.
 class RecordingOutput final : public Output {
  public:
-  RecordingOutput(const KnownReports& known, Sink& sink) : _known(known), _sink(sink) {}
+  explicit RecordingOutput(const OutputContext& context)
+      : _known(context.known), _sink(context.sink) {}
 
   std::optional<Problem> write(const Report& report, const ReportInfo* info) override;
 

@@ -7,10 +7,8 @@ namespace vesk::host {
 
 class TextOutput final : public DecodingOutput {
  public:
-  enum class Headers : std::uint8_t { None, Plain, Coloured };
-
-  TextOutput(Plugin& plugin, const KnownReports& known, Sink& sink, Headers headers)
-      : DecodingOutput(plugin, known), _sink(sink), _headers(headers) {}
+  explicit TextOutput(const OutputContext& context)
+      : DecodingOutput(context), _sink(context.sink), _headers(context.headers) {}
 
   void beginFile(std::string_view name) override { _file = name; }
 

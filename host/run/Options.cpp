@@ -14,14 +14,6 @@ namespace vesk::host {
 
 namespace {
 
-constexpr std::array<std::pair<std::string_view, OutputForm>, 5> kOutputForms = {{
-    {"text", OutputForm::Text},
-    {"ndjson", OutputForm::NdJson},
-    {"json", OutputForm::Json},
-    {"csv", OutputForm::Csv},
-    {"hid", OutputForm::Recording},
-}};
-
 constexpr std::array<std::pair<std::string_view, ColourChoice>, 3> kColourChoices = {{
     {"auto", ColourChoice::Auto},
     {"always", ColourChoice::Always},
@@ -40,7 +32,7 @@ constexpr const char* kExamples = R"(Examples:
   vesk-decode capture.hex                     decode lines of hex digits
   vesk-decode -o ndjson usb.pcapng | jq .     one JSON record a report
   vesk-decode -o csv --report 0x76 usb.pcap   image frames for a spreadsheet
-  vesk-decode -o hid usb.pcapng > frames.hid  convert to a recording
+  vesk-decode -o recording a.pcap > a.hid     convert to a recording
   xxd report.bin | vesk-decode --headers      say where each report comes from
 
 Exit status:
@@ -70,6 +62,11 @@ auto choose(const std::string& option, const std::string& name, const Choices& c
 const InputForm& inputForm(const std::string& name) {
   if (const InputForm* const form = inputFormNamed(name)) return *form;
   refuseChoice("--input", name, inputForms(), &InputForm::name);
+}
+
+const OutputForm& outputForm(const std::string& name) {
+  if (const OutputForm* const form = outputFormNamed(name)) return *form;
+  refuseChoice("--output", name, outputForms(), &OutputForm::name);
 }
 
 /// A number in decimal, or in hexadecimal behind "0x".
@@ -125,7 +122,8 @@ std::vector<std::string> withLongDecimal(std::vector<std::string> arguments) {
 
 /// Options as they stand on the command line.
 struct RawOptions {
-  std::string input, output = "text", jobs, type, device, endpoint, plugin, colour = "auto";
+  std::string input, output{outputForms().front().name}, jobs, type, device, endpoint, plugin,
+      colour = "auto";
   std::vector<std::string> reports;
   bool decimal = false;
 };
@@ -134,6 +132,16 @@ std::string inputHelp() {
   std::string help = "Form of the input, where its content does not tell:";
   for (const InputForm& form : inputForms())
     help.append("\n").append(form.name).append(": ").append(form.description);
+  return help;
+}
+
+std::string outputHelp() {
+  std::string help;
+  for (const OutputForm& form : outputForms()) {
+    help.append(help.empty() ? "" : "\n").append(form.name).append(": ").append(form.description);
+    if (&form == &outputForms().front()) help += " (the default)";
+    if (!form.alias.empty()) help.append("; ").append(form.alias).append(" is the same");
+  }
   return help;
 }
 
@@ -160,13 +168,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
        "Only what this endpoint of it sends; 0 is for feature reports",
        "N");
 
-  text("Output",
-       "-o,--output",
-       raw.output,
-       "text: lines for people, as the plug-in prints them (the default)\n"
-       "ndjson: a JSON record a line\njson: the same records in one array\n"
-       "csv: a known of the reports of one decoder\nhid: a recording, undecoded",
-       "FORM");
+  text("Output", "-o,--output", raw.output, outputHelp(), "FORM");
   flag("Output", "--decimal", raw.decimal, "Samples in decimal, in text; -decimal is the same");
   flag("Output", "--headers", options.headers, "In text, a line before each report on its origin");
   flag("Output", "--lines", options.lines, "In JSON, add each report's text lines");
@@ -203,7 +205,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
 
 void interpret(const RawOptions& raw, Options& options) {
   if (!raw.input.empty()) options.inputForm = &inputForm(raw.input);
-  options.outputForm = choose("--output", raw.output, kOutputForms);
+  options.outputForm = &outputForm(raw.output);
   options.colour = choose("--color", raw.colour, kColourChoices);
   if (!raw.jobs.empty()) options.jobs = jobs(raw.jobs);
   if (!raw.type.empty()) options.type = choose("--type", raw.type, kTypes);

@@ -6,10 +6,6 @@
 #include <cstdlib>
 #include <variant>
 
-#include "host/outputs/Csv.h"
-#include "host/outputs/Json.h"
-#include "host/outputs/Recording.h"
-#include "host/outputs/Text.h"
 #include "host/run/Signals.h"
 
 namespace vesk::host {
@@ -19,10 +15,9 @@ namespace {
 // Starting a thread and filling the first batches must not take longer than it saves.
 constexpr std::uint64_t kLargeFile = 4'000'000;
 
-TextOutput::Headers headersFor(const Options& options, const DescriptorSink& sink) {
-  if (!options.headers) return TextOutput::Headers::None;
-  return wantsColours(options.colour, sink.descriptor()) ? TextOutput::Headers::Coloured
-                                                         : TextOutput::Headers::Plain;
+Headers headersFor(const Options& options, const DescriptorSink& sink) {
+  if (!options.headers) return Headers::None;
+  return wantsColours(options.colour, sink.descriptor()) ? Headers::Coloured : Headers::Plain;
 }
 
 }  // namespace
@@ -43,21 +38,8 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
       _output(makeOutput(plugin, sink)) {}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
-  switch (_options.outputForm) {
-    case OutputForm::Text:
-      return std::make_unique<TextOutput>(plugin, _known, sink, headersFor(_options, _sink));
-    case OutputForm::NdJson:
-      return std::make_unique<JsonOutput>(
-          plugin, _known, sink, JsonOutput::Framing::Lines, _options.lines);
-    case OutputForm::Json:
-      return std::make_unique<JsonOutput>(
-          plugin, _known, sink, JsonOutput::Framing::Array, _options.lines);
-    case OutputForm::Csv:
-      return std::make_unique<CsvOutput>(plugin, _known, sink);
-    case OutputForm::Recording:
-      return std::make_unique<RecordingOutput>(_known, sink);
-  }
-  return nullptr;
+  return _options.outputForm->make(
+      {plugin, _known, sink, headersFor(_options, _sink), _options.lines});
 }
 
 int Session::run() {
@@ -88,14 +70,14 @@ void Session::decodeFile(const std::string& file) {
   _messages.clear();
 }
 
-/// Threads for a file that is worth them. Text is not unless they are asked for: decoding it takes
-/// little longer than reading it. The other outputs are left to one thread: what they write depends
-/// on what was written before.
+/// Threads for a file that is worth them.
 void Session::shareWork(const FileBytes& bytes) {
-  const bool records = _options.outputForm == OutputForm::NdJson;
-  if (!records && _options.outputForm != OutputForm::Text) return;
+  const Threads threads = _options.outputForm->threads;
+  if (threads == Threads::One) return;
   const bool large = bytes.size() && *bytes.size() >= kLargeFile;
-  const unsigned unasked = records && large ? std::min(2u, std::thread::hardware_concurrency()) : 1;
+  const unsigned unasked = threads == Threads::ForLargeFiles && large
+                               ? std::min(2u, std::thread::hardware_concurrency())
+                               : 1;
   const unsigned count = _options.jobs.value_or(unasked);
   if (count <= 1) return;
   const auto makePlugin = [this] { return Plugin(_library, _options.pluginArguments); };

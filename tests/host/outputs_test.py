@@ -251,7 +251,7 @@ class Tables(HostTest):
 
 class Recordings(HostTest):
     def test_preamble_of_our_own(self):
-        run = Run("-o", "hid", stdin=hex_lines(STATE, image(1)))
+        run = Run("-o", "recording", stdin=hex_lines(STATE, image(1)))
         lines = run.out.decode().splitlines()
         self.assertEqual([line[:2] for line in lines], ["D:", "R:", "N:", "P:", "I:", "F:", "E:"])
         size, *digits = lines[1][3:].split()
@@ -261,8 +261,13 @@ class Recordings(HostTest):
         self.assertIn(b"\x85\x76\x09\x76\x96" + struct.pack("<H", 791) + b"\x81\x02", descriptor)
         self.assertEqual(lines[5], "F: 000000.000000 2 de 01")
 
+    def test_the_other_name(self):
+        path = FORMS / "tour-usbmon.pcap"
+        named, aliased = Run("-o", "recording", path), Run("-o", "hid", path)
+        self.expect(aliased, ALL_DECODED, named.out, "")
+
     def test_reports_that_no_decoder_takes_pass(self):
-        run = Run("-o", "hid", stdin=b"input 99 01\noutput 05\nfeature e1\n")
+        run = Run("-o", "recording", stdin=b"input 99 01\noutput 05\nfeature e1\n")
         self.expect(run, ALL_DECODED, err="")
         self.assertEqual(
             run.out.decode().splitlines()[5:],
@@ -270,7 +275,7 @@ class Recordings(HostTest):
         )
 
     def test_unknown_type(self):
-        run = Run("-o", "hid", stdin=b"99 01\n")
+        run = Run("-o", "recording", stdin=b"99 01\n")
         message = (
             "-:1: report 0x99: unknown, and nothing says which type it has; write feature, input or "
             "output before its bytes\n"

@@ -10,6 +10,7 @@
 #include <cstdlib>
 
 #include "host/inputs/Forms.h"
+#include "host/outputs/Forms.h"
 #include "host/run/DescriptorSink.h"
 #include "host/run/FileBytes.h"
 
@@ -46,7 +47,7 @@ void expectSameText(const std::vector<std::string>& arguments) {
     const ReportInfo* info = known.find(report.id(), report.type);
     const std::string ours = printed([&] {
       DescriptorSink sink(STDOUT_FILENO);
-      TextOutput output(plugin, known, sink, TextOutput::Headers::None);
+      TextOutput output({plugin, known, sink});
       EXPECT_EQ(output.write(report, info), std::nullopt);
       sink.flush();
     });
@@ -69,6 +70,19 @@ void expectSameText(const std::vector<std::string>& arguments) {
 TEST(Text, IsWhatThePluginPrints) { expectSameText({}); }
 
 TEST(Text, IsWhatThePluginPrintsInDecimal) { expectSameText({"-decimal"}); }
+
+TEST(OutputForms, RowsAreWhole) {
+  for (const OutputForm& form : outputForms()) {
+    EXPECT_EQ(outputFormNamed(form.name), &form) << "two forms are named " << form.name;
+    if (!form.alias.empty()) {
+      EXPECT_EQ(outputFormNamed(form.alias), &form) << form.alias;
+    }
+    EXPECT_FALSE(form.description.empty()) << form.name;
+    EXPECT_NE(form.make, nullptr) << form.name;
+  }
+  EXPECT_EQ(outputFormNamed(""), nullptr);
+  EXPECT_EQ(outputFormNamed("hid"), outputFormNamed("recording"));
+}
 
 TEST(Plugin, RefusesOptionsThatItDoesNotHave) {
   const PluginLibrary library{VESK_PLUGIN};
