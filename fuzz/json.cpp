@@ -191,7 +191,6 @@ class Session {
     if (type % 4 != 3) report.type = static_cast<host::ReportType>(type % 4);
     const host::ReportInfo* const info = known().find(report.id(), report.type);
     if (const auto problem = output.write(report, info)) {
-      output.note(*problem);
       _written.push_back({false, {}, nullptr, *problem, _file});
     } else {
       demand(info != nullptr, "what no decoder knows is not written");
@@ -213,7 +212,7 @@ class Session {
     if ((members & 4) != 0) problem.expected = _given.number(8);
     if ((members & 8) != 0) problem.got = _given.number(8);
     if ((members & 16) != 0) problem.offset = _given.number(8);
-    output.note(problem);
+    output.write(problem);
     _statistics.count(problem.code);
     _written.push_back({false, {}, nullptr, problem, _file});
   }
@@ -290,7 +289,7 @@ class Session {
   std::uint8_t _how;
   std::vector<std::string> _arguments;
   host::Plugin _plugin;
-  host::Statistics _statistics;
+  host::Statistics _statistics{known()};
   std::string _file = "-";
   std::vector<Written> _written;
 };

@@ -13,6 +13,13 @@ namespace vesk::host {
 
 /// What the plug-in says of a report that it decodes.
 struct ReportInfo {
+  /// The number that each report of a stream carries, one more than that of the one before it: 32
+  /// bits, little-endian, and back at 0 behind the largest.
+  struct Counter {
+    std::string key;     // of the object, "FRAME_NUMBER"
+    std::size_t offset;  // in the report, from its ID
+  };
+
   std::uint32_t id;
   ReportType type;
   std::string decoder;
@@ -20,6 +27,7 @@ struct ReportInfo {
   std::size_t smallest;  // bytes that the decoder reads at least
   bool exactLength;      // every other length is refused
   bool nulTerminated;    // text from byte 1 to the first NUL
+  std::optional<Counter> counter = {};
 };
 
 class KnownReports {

@@ -98,7 +98,7 @@ Plugin::Plugin(const PluginLibrary& library, const std::vector<std::string>& arg
 std::vector<ReportInfo> Plugin::reports() const {
   std::vector<ReportInfo> reports;
   for (std::size_t i = 0; i < _api.report_count(_plugin.get()); ++i) {
-    vesk_report_info row{};
+    vesk_report_info row{};  // an older plug-in leaves zero what it does not know
     row.size = sizeof row;
     if (_api.report_info(_plugin.get(), i, &row) != VESK_OK)
       throw PluginFault(_api.error_message(_plugin.get()));
@@ -110,6 +110,8 @@ std::vector<ReportInfo> Plugin::reports() const {
     info.smallest = static_cast<std::size_t>(row.smallest_buffer);
     info.exactLength = row.exact_length != 0;
     info.nulTerminated = row.nul_terminated != 0;
+    if (row.counter_key != nullptr)
+      info.counter = {row.counter_key, static_cast<std::size_t>(row.counter_offset)};
   }
   return reports;
 }

@@ -250,7 +250,7 @@ void JsonOutput::writeChecked(const Report& report, const ReportInfo& info) {
   endRecord();
 }
 
-void JsonOutput::note(const Problem& problem) {
+void JsonOutput::write(const Problem& problem) {
   beginRecord(problem.place, problem.microseconds);
   _record->member("report_id", problem.reportId);
   if (problem.reportType) _record->member("report_type", nameOf(*problem.reportType));

@@ -16,7 +16,8 @@ class JsonOutput final : public DecodingOutput {
   ~JsonOutput() override;
 
   void beginFile(std::string_view name) override;
-  void note(const Problem& problem) override;
+  using DecodingOutput::write;
+  void write(const Problem& problem) override;
   bool writeStatistics(const Statistics& statistics) override;
   void finish() override;
 

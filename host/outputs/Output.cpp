@@ -40,10 +40,16 @@ std::optional<Problem> checkLength(const Report& report, const ReportInfo& info)
 
 }  // namespace
 
+std::optional<Problem> Output::write(const Report& report, const ReportInfo* info) {
+  auto problem = tryToWrite(report, info);
+  if (problem) write(*problem);
+  return problem;
+}
+
 DecodingOutput::DecodingOutput(const OutputContext& context)
     : _plugin(context.plugin), _buffer(longestBuffer(context.known) + 1) {}
 
-std::optional<Problem> DecodingOutput::write(const Report& report, const ReportInfo* info) {
+std::optional<Problem> DecodingOutput::tryToWrite(const Report& report, const ReportInfo* info) {
   if (info == nullptr) return unknownReport(report);
   if (auto problem = checkLength(report, *info)) return problem;
   copy(report.bytes);

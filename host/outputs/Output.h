@@ -2,8 +2,8 @@
 ///
 /// To add a form: write a class in a file of its own in this folder, made of an OutputContext, name
 /// the file in host/CMakeLists.txt, and add a row for the class to the table in Forms.cpp. A form
-/// that shows decoded reports is a DecodingOutput, which leaves it writeChecked() and write() alone
-/// to define.
+/// that shows decoded reports is a DecodingOutput, which leaves it writeChecked() to define, and
+/// the write() of problems.
 #pragma once
 
 #include <cstdint>
@@ -41,13 +41,13 @@ class Output {
   /// What comes from here on comes from this file.
   virtual void beginFile(std::string_view /*name*/) {}
 
-  /// Writes a report; gives back what is wrong with it if it can't be. `info` is null for a report
-  /// that no decoder knows. All of it is written or nothing.
-  virtual std::optional<Problem> write(const Report& report, const ReportInfo* info) = 0;
+  /// Writes a report, of which `info` is null if no decoder knows it. Where it can't be written,
+  /// the problem with it is written in its place and given back, to be told to people.
+  std::optional<Problem> write(const Report& report, const ReportInfo* info);
 
-  /// Something in the file is wrong. People are told elsewhere; this is for forms that programs
-  /// read.
-  virtual void note(const Problem& /*problem*/) {}
+  /// Writes that something in the file is wrong, if this form has a place for it: programs read it
+  /// here, people are told elsewhere.
+  virtual void write(const Problem& /*problem*/) {}
 
   /// Writes the counts, if this form has a place for them; false if it has none.
   virtual bool writeStatistics(const Statistics& /*statistics*/) { return false; }
@@ -57,6 +57,10 @@ class Output {
 
   /// What was passed over on the way and why, for people; empty if nothing was.
   virtual std::string leftOut() const { return {}; }
+
+ protected:
+  /// Writes all of a report, or nothing and gives back what is wrong with it.
+  virtual std::optional<Problem> tryToWrite(const Report& report, const ReportInfo* info) = 0;
 };
 
 /// An output that shows decoded reports. It guards the decoders: they read their layout whatever
@@ -64,7 +68,6 @@ class Output {
 class DecodingOutput : public Output {
  public:
   explicit DecodingOutput(const OutputContext& context);
-  std::optional<Problem> write(const Report& report, const ReportInfo* info) final;
 
  protected:
   /// Writes a report that its decoder accepts. May throw DecoderFault, before anything is written.
@@ -77,6 +80,7 @@ class DecodingOutput : public Output {
   Decoded decodeLines(const ReportInfo& info);
 
  private:
+  std::optional<Problem> tryToWrite(const Report& report, const ReportInfo* info) final;
   void copy(std::span<const std::uint8_t> bytes);
 
   Plugin& _plugin;

@@ -64,7 +64,8 @@ std::string paddedSeconds(std::int64_t microseconds) {
 
 }  // namespace
 
-std::optional<Problem> RecordingOutput::write(const Report& report, const ReportInfo* /*info*/) {
+std::optional<Problem> RecordingOutput::tryToWrite(const Report& report,
+                                                   const ReportInfo* /*info*/) {
   if (!report.type)
     return problemWith(
         report,

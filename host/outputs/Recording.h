@@ -12,9 +12,8 @@ class RecordingOutput final : public Output {
   explicit RecordingOutput(const OutputContext& context)
       : _known(context.known), _sink(context.sink) {}
 
-  std::optional<Problem> write(const Report& report, const ReportInfo* info) override;
-
  private:
+  std::optional<Problem> tryToWrite(const Report& report, const ReportInfo* info) override;
   void writePreamble(std::string_view preamble);
 
   const KnownReports& _known;

@@ -8,23 +8,15 @@ namespace vesk::host {
 
 namespace {
 
-/// Streams whose reports are numbered. The number is read from the bytes, so that printing text
-/// with statistics doesn't decode every frame a second time.
-struct NumberedStream {
-  std::string_view decoder;
-  std::string_view counter;
-  std::size_t offset;  // of the number, 32 bits
-};
-constexpr std::array<NumberedStream, 2> kNumberedStreams = {{
-    {"parseVeskImage", "FRAME_NUMBER", 4},
-    {"parseAdcDumpPacket", "PACKET_ID", 4},
-}};
-
 constexpr std::size_t kNamedGaps = 10;
 
-std::uint32_t littleEndian32(std::span<const std::uint8_t> bytes, std::size_t offset) {
+/// The number in a report; none where the report ends before it. It is read from the bytes, so that
+/// printing text with statistics doesn't decode every frame a second time.
+std::optional<std::uint32_t> numberIn(std::span<const std::uint8_t> bytes, std::size_t offset) {
+  constexpr std::size_t kSize = 4;
+  if (bytes.size() < kSize || offset > bytes.size() - kSize) return std::nullopt;
   std::uint32_t value = 0;
-  for (std::size_t i = 4; i-- > 0;) value = value << 8 | bytes[offset + i];
+  for (std::size_t i = kSize; i-- > 0;) value = value << 8 | bytes[offset + i];
   return value;
 }
 
@@ -53,6 +45,15 @@ void appendLosses(std::string& text, const Statistics::Losses& losses) {
 
 }  // namespace
 
+Statistics::Statistics(const KnownReports& known) {
+  for (const ReportInfo& info : known.all()) {
+    if (!info.counter) continue;
+    Counter& counter = _counters.emplace_back();
+    counter.info = &info;
+    counter.losses.counter = info.counter->key;
+  }
+}
+
 void Statistics::beginFile(std::string_view name) {
   _file = name;
   for (Counter& counter : _counters) counter.previous.reset();
@@ -61,13 +62,11 @@ void Statistics::beginFile(std::string_view name) {
 void Statistics::count(const Report& report, const ReportInfo* info) {
   ++_reports;
   ++entryFor(report, info).reports;
-  if (info == nullptr) return;
-  for (std::size_t i = 0; i < kNumberedStreams.size(); ++i) {
-    const NumberedStream& stream = kNumberedStreams[i];
-    if (info->decoder != stream.decoder || report.bytes.size() < stream.offset + 4) continue;
-    _counters[i].losses.counter = stream.counter;
-    follow(_counters[i], littleEndian32(report.bytes, stream.offset), report.place);
-  }
+  if (info == nullptr || !info->counter) return;
+  const auto number = numberIn(report.bytes, info->counter->offset);
+  if (!number) return;
+  const auto counter = std::ranges::find(_counters, info, &Counter::info);
+  if (counter != _counters.end()) follow(*counter, *number, report.place);
 }
 
 Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportInfo* info) {
@@ -84,6 +83,7 @@ Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportIn
 
 /// A number that jumps ahead tells of lost reports; one that falls back, of a new start.
 void Statistics::follow(Counter& counter, std::uint32_t number, const Place& place) {
+  counter.occurred = true;
   const auto previous = std::exchange(counter.previous, number);
   if (!previous) return;
   const std::uint32_t step = number - *previous;  // counters wrap around
@@ -98,7 +98,7 @@ void Statistics::follow(Counter& counter, std::uint32_t number, const Place& pla
 std::vector<Statistics::Losses> Statistics::losses() const {
   std::vector<Losses> losses;
   for (const Counter& counter : _counters)
-    if (!counter.losses.counter.empty()) losses.push_back(counter.losses);
+    if (counter.occurred) losses.push_back(counter.losses);
   return losses;
 }
 

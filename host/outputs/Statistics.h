@@ -16,6 +16,9 @@ namespace vesk::host {
 
 class Statistics {
  public:
+  /// Counts what `known` numbers; it must outlive the counts.
+  explicit Statistics(const KnownReports& known);
+
   /// Counters start anew with each file.
   void beginFile(std::string_view name);
 
@@ -38,7 +41,7 @@ class Statistics {
 
   /// What a counter says about reports that are missing.
   struct Losses {
-    std::string_view counter;  // "FRAME_NUMBER"
+    std::string_view counter;  // "FRAME_NUMBER"; lives as long as the known reports
     std::uint64_t lost = 0;
     std::uint64_t gapCount = 0;
     std::vector<Gap> gaps;  // the first ones
@@ -56,6 +59,8 @@ class Statistics {
 
  private:
   struct Counter {
+    const ReportInfo* info;  // of the stream's reports
+    bool occurred = false;
     Losses losses;
     std::optional<std::uint32_t> previous;
   };
@@ -68,7 +73,7 @@ class Statistics {
   std::vector<KindCount> _kinds;  // in the order in which they came
   std::size_t _latest = 0;        // index of the kind that came last, which mostly comes again
   std::array<std::uint64_t, kProblemCodes> _problems{};
-  std::array<Counter, 2> _counters{};
+  std::vector<Counter> _counters;  // in the order of the known reports
 };
 
 }  // namespace vesk::host

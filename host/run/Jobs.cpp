@@ -122,10 +122,10 @@ void Jobs::Renderer::render(Batch& batch) {
   std::string& text = sink.text;
   text.clear();
   for (Entry& entry : batch.entries) {
-    if (entry.isReport())
-      if (auto problem = output->write(entry.report, entry.info))
-        entry.problem = std::make_unique<Problem>(*std::move(problem));
-    if (entry.problem) output->note(*entry.problem);
+    if (entry.problem)
+      output->write(*entry.problem);
+    else if (auto problem = output->write(entry.report, entry.info))
+      entry.problem = std::make_unique<Problem>(*std::move(problem));
     entry.textEnd = text.size();
   }
   text.swap(batch.text);

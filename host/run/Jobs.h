@@ -31,8 +31,6 @@ class Jobs {
     const ReportInfo* info = nullptr;
     std::unique_ptr<Problem> problem;  // of the input, or with the report
     std::size_t textEnd = 0;           // where its text ends in the batch's
-
-    bool isReport() const { return !report.bytes.empty(); }
   };
 
   struct Batch {

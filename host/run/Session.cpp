@@ -35,7 +35,8 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
       _known(known),
       _sink(sink),
       _messages(messages),
-      _output(makeOutput(plugin, sink)) {}
+      _output(makeOutput(plugin, sink)),
+      _statistics(known) {}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
   return _options.outputForm->make(
@@ -116,14 +117,14 @@ void Session::handle(Report& report) {
   if (_jobs)
     _jobs->add(report, info);
   else if (const auto problem = _output->write(report, info))
-    handle(*problem);
+    tell(*problem);
   else
     _statistics.count(report, info);
 }
 
 void Session::handle(const Problem& problem) {
   if (_jobs) return _jobs->add(problem);
-  _output->note(problem);
+  _output->write(problem);
   tell(problem);
 }
 

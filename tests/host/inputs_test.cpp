@@ -16,11 +16,11 @@ namespace {
 
 const KnownReports& known() {
   static const KnownReports rows({
-      {0xD0, ReportType::Feature, "version", "ersion", 2, false, true},
-      {0xDE, ReportType::Feature, "state", "tate", 2, false, false},
-      {0xE1, ReportType::Feature, "long", "ong", 991, false, false},
-      {0x76, ReportType::Input, "image", std::nullopt, 792, true, false},
-      {0x77, ReportType::Input, "packet", std::nullopt, 2064, true, false},
+      {0xD0, ReportType::Feature, "version", "ersion", 2, false, true, {}},
+      {0xDE, ReportType::Feature, "state", "tate", 2, false, false, {}},
+      {0xE1, ReportType::Feature, "long", "ong", 991, false, false, {}},
+      {0x76, ReportType::Input, "image", std::nullopt, 792, true, false, {}},
+      {0x77, ReportType::Input, "packet", std::nullopt, 2064, true, false, {}},
   });
   return rows;
 }
