@@ -6,6 +6,7 @@ import io
 import json
 import math
 import os
+import re
 import struct
 import unittest
 
@@ -129,6 +130,23 @@ class Records(HostTest):
             texts = ["x" * before + character + "y" * (40 - before) for before in range(40)]
             run = Run("-o", "ndjson", stdin=hex_lines(*(b"\xd0" + text.encode() + b"\0" for text in texts)))
             self.assertEqual([record["value"] for record in run.records()], texts)
+
+    def test_the_text_is_what_python_writes(self):
+        """To the byte, but for the case of an escape's digits; samples have floats whose digits are
+        few enough for both to write the same."""
+        texts = [chr(c) for c in (*range(1, 128), 0x2028, 0x2029, 0xFFFD, 0x1F600)]
+        reports = [b"\xd0" + text.encode() + b"\0" for text in [*texts, "".join(texts)]]
+        reports += [data for _, data in TOUR]
+        reports.append(b"\xe3" + struct.pack("<7Q", 0, 1, 2**63, 2**64 - 1, 10**19, 9, 10))
+        run = Run("-o", "ndjson", "--lines", stdin=hex_lines(*reports))
+        self.assertEqual(run.status, ALL_DECODED)
+        *lines, _ = run.out.decode().split("\n")
+        self.assertEqual(len(lines), len(reports))
+        for line in lines:
+            record = json.loads(line)
+            written = json.dumps(record, separators=(",", ":"), ensure_ascii=False)
+            same = re.sub(r"\\u00(..)", lambda escape: "\\u00" + escape[1].upper(), written)
+            self.assertEqual(line, same)
 
     def test_file_names_of_any_bytes(self):
         name = os.fsencode(self.folder) + b'/\xff "\xc3\xa9'
