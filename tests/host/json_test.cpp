@@ -60,8 +60,18 @@ TEST(JsonWriter, QuotesAndBackslashes) {
 }
 
 TEST(JsonWriter, WhatStandsForItself) {
-  for (const char* text : {"/", "\x7F", " ", "!", "#", "[", "]", "'", "\xC3\xA9", "\xE2\x80\xA8",
-                           "\xF0\x9F\x98\x80", "1234567\xE2\x80\xA8"})
+  for (const char* text : {"/",
+                           "\x7F",
+                           " ",
+                           "!",
+                           "#",
+                           "[",
+                           "]",
+                           "'",
+                           "\xC3\xA9",
+                           "\xE2\x80\xA8",
+                           "\xF0\x9F\x98\x80",
+                           "1234567\xE2\x80\xA8"})
     EXPECT_EQ(stringOf(text), '"' + std::string(text) + '"');
   EXPECT_EQ(stringOf("\xE2\x80\xA8\n"), "\"\xE2\x80\xA8\\n\"") << "beside an escape, too";
 }
@@ -141,8 +151,7 @@ TEST(JsonWriter, Arrays) {
   EXPECT_EQ(arrayOf<std::int32_t>({0, 10, -2147483647 - 1}), "[0,10,-2147483648]");
   EXPECT_EQ(arrayOf<float>({-0.0F, std::numeric_limits<float>::quiet_NaN(), 1.5F}),
             "[-0.0,null,1.5]");
-  EXPECT_EQ(arrayOf<double>({std::numeric_limits<double>::lowest()}),
-            "[-1.7976931348623157e+308]");
+  EXPECT_EQ(arrayOf<double>({std::numeric_limits<double>::lowest()}), "[-1.7976931348623157e+308]");
   std::string expected = "[4294967295";
   for (int i = 1; i < 20000; ++i) expected += ",4294967295";
   EXPECT_EQ(arrayOf(std::vector<std::uint32_t>(20000, 4294967295)), expected + "]")
