@@ -25,7 +25,7 @@ need_packages() {
 
 # What the product, its tests, the benchmarks and the fuzzers are made with, each besides the first. Of
 # the tests' packages many are tools whose output vesk-decode reads, or that the documents use.
-packages_to_build="cmake ninja-build g++ libcli11-dev libpcap-dev rapidjson-dev"
+packages_to_build="cmake ninja-build g++ libcli11-dev libpcap-dev"
 packages_to_test="binutils bsdextrautils clang-format-14 dpkg-dev git groff-base gzip jq libgtest-dev \
   parallel pkg-config python3 python3-jsonschema xxd zsh"
 packages_to_bench="libbenchmark-dev libfmt-dev nlohmann-json3-dev"

@@ -4,12 +4,14 @@
 /// would take most of the time in which a single report is decoded.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -20,6 +22,17 @@ struct pcap;
 namespace vesk::host {
 
 struct PcapLibrary;
+
+/// The first four bytes of capture files: pcap in either byte order and precision, and pcapng.
+inline constexpr auto kCaptureMagics = std::to_array<std::string_view>({
+    "\xA1\xB2\xC3\xD4",
+    "\xD4\xC3\xB2\xA1",
+    "\xA1\xB2\x3C\x4D",
+    "\x4D\x3C\xB2\xA1",
+    "\xA1\xB2\xCD\x34",
+    "\x34\xCD\xB2\xA1",
+    "\x0A\x0D\x0D\x0A",
+});
 
 class PcapFile {
  public:

@@ -29,8 +29,8 @@ std::string failureText(const UsbEvent& event) {
 
 }  // namespace
 
-UsbCapture::UsbCapture(Bytes& bytes, const UsbSelection& selection)
-    : _file(bytes), _link(static_cast<UsbLink>(_file.linkType())), _selection(selection) {
+UsbCapture::UsbCapture(Bytes& bytes, const InputContext& context)
+    : _file(bytes), _link(static_cast<UsbLink>(_file.linkType())), _selection(context.usb) {
   if (!isUsbLink(_file.linkType()))
     throw InputFault("a capture of link type " + _file.linkTypeName() +
                      ", which is not USB (189, 220 or 249); capture on usbmon, or with USBPcap");

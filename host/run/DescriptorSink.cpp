@@ -1,4 +1,4 @@
-#include "host/run/Writer.h"
+#include "host/run/DescriptorSink.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -13,10 +13,10 @@
 
 namespace vesk::host {
 
-Writer::Writer(int descriptor)
+DescriptorSink::DescriptorSink(int descriptor)
     : _descriptor(descriptor), _piece(std::make_unique_for_overwrite<char[]>(kPiece)) {}
 
-void Writer::append(std::string_view text) {
+void DescriptorSink::append(std::string_view text) {
   while (text.size() > kPiece - _used) {
     const std::size_t part = kPiece - _used;
     if (_used == 0) {
@@ -32,7 +32,7 @@ void Writer::append(std::string_view text) {
   _used += text.size();
 }
 
-void Writer::flush() {
+void DescriptorSink::flush() {
   const std::size_t used = std::exchange(_used, 0);  // what failed once is not tried again
   writeAll(_descriptor, {_piece.get(), used});
 }

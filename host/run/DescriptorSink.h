@@ -4,8 +4,9 @@
 #include <cstddef>
 #include <memory>
 #include <stdexcept>
-#include <string>
 #include <string_view>
+
+#include "host/outputs/Sink.h"
 
 namespace vesk::host {
 
@@ -15,33 +16,9 @@ class OutputFault : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Where an output puts its text.
-class Sink {
+class DescriptorSink final : public Sink {
  public:
-  virtual ~Sink() = default;
-  Sink(const Sink&) = delete;
-  Sink& operator=(const Sink&) = delete;
-
-  /// Puts `text` behind what was put before.
-  virtual void append(std::string_view text) = 0;
-  void append(char character) { append(std::string_view(&character, 1)); }
-
- protected:
-  Sink() = default;
-};
-
-/// Keeps what is put into it.
-class Collector final : public Sink {
- public:
-  using Sink::append;
-  void append(std::string_view added) override { text.append(added); }
-
-  std::string text;
-};
-
-class Writer final : public Sink {
- public:
-  explicit Writer(int descriptor);
+  explicit DescriptorSink(int descriptor);
 
   /// Writes whenever a piece is full.
   using Sink::append;

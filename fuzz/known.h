@@ -1,8 +1,8 @@
-/// The report table that the inputs of a host work with: the plug-in's own.
+/// The reports that the inputs and outputs of a host know: the plug-in's own.
 #pragma once
 
+#include "host/KnownReports.h"
 #include "host/Plugin.h"
-#include "host/ReportTable.h"
 
 namespace vesk::fuzz {
 
@@ -11,8 +11,8 @@ inline const host::PluginLibrary& library() {
   return loaded;
 }
 
-inline const host::ReportTable& table() {
-  static const host::ReportTable made(host::Plugin(library(), {}).reportKinds());
+inline const host::KnownReports& known() {
+  static const host::KnownReports made(host::Plugin(library(), {}).reports());
   return made;
 }
 
