@@ -26,12 +26,12 @@ def main():
     names = list(sets)
     print("text mode, ns a report; x: times as long as by", names[0])
     print(f"{'report':18} {'values':9}" + "".join(f"{name:>10}       " for name in names).rstrip())
-    for report, values in next(iter(sets.values())):
+    for report, values in sorted(sets[names[0]]):
         best = sets[names[0]][report, values]
         cells = "".join(
             f"{sets[name][report, values]:10.0f} x{sets[name][report, values] / best:<5.2f}"
             for name in names)
-        print(f"{report:18} {values:9}{cells}")
+        print(f"{report:18} {values:9}{cells}".rstrip())
 
 
 if __name__ == "__main__":

@@ -3,10 +3,14 @@
 #include <cstdint>
 #include <cstring>
 
+#include "text/always_inline.h"
+
 namespace vesk {
 
-std::size_t utf8Length(std::string_view text) {
-  if (text.empty()) return 0;
+namespace {
+
+/// utf8Length() of what is not empty. Always inlined: text that is not ASCII spends its time here.
+VESK_ALWAYS_INLINE std::size_t sequenceLength(std::string_view text) {
   const auto byte = [text](std::size_t i) -> unsigned {
     return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;  // 0 continues nothing
   };
@@ -27,6 +31,10 @@ std::size_t utf8Length(std::string_view text) {
   return 0;
 }
 
+}  // namespace
+
+std::size_t utf8Length(std::string_view text) { return text.empty() ? 0 : sequenceLength(text); }
+
 bool isUtf8(std::string_view text) {
   while (!text.empty()) {
     // Most text is ASCII: eight bytes at a time.
@@ -36,7 +44,7 @@ bool isUtf8(std::string_view text) {
       text.remove_prefix(sizeof eight);
       continue;
     }
-    const std::size_t length = utf8Length(text);
+    const std::size_t length = sequenceLength(text);
     if (length == 0) return false;
     text.remove_prefix(length);
   }

@@ -12,3 +12,4 @@
 #include "model/lines.h"
 #include "model/wire.h"
 #include "text/format.h"
+#include "text/run_time_format.h"
