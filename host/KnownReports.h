@@ -14,7 +14,7 @@ namespace vesk::host {
 /// What the plug-in says of a report that it decodes.
 struct ReportInfo {
   /// The number that each report of a stream carries, one more than that of the one before it: 32
-  /// bits, little-endian, and back at 0 behind the largest.
+  /// bits, little-endian, and back at 0 after the largest.
   struct Counter {
     std::string key;     // of the object, "FRAME_NUMBER"
     std::size_t offset;  // in the report, from its ID

@@ -25,7 +25,7 @@ Item Binary::next() {
   return report;
 }
 
-/// Takes the zeros behind a report; false at the end of the stream.
+/// Takes the zeros after a report; false at the end of the stream.
 bool Binary::passPadding() {
   while (!_bytes.peek(1).empty()) {
     const std::string_view window = _bytes.window();

@@ -1,4 +1,4 @@
-/// Reports as they are, one behind another: what reading a device file gives.
+/// Reports as they are, one after another: what reading a device file gives.
 #pragma once
 
 #include "host/inputs/Input.h"
@@ -6,7 +6,7 @@
 namespace vesk::host {
 
 /// Nothing stands between the reports, so the ID of each says how long it is; the text of a version
-/// report ends with its NUL. Bytes of zero behind a report are padding: 0 is nobody's ID.
+/// report ends with its NUL. Bytes of zero after a report are padding: 0 is nobody's ID.
 class Binary final : public Input {
  public:
   Binary(Bytes& bytes, const InputContext& context) : _bytes(bytes), _known(context.known) {}

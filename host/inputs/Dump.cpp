@@ -2,18 +2,17 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 
 #include "host/inputs/Hex.h"
+#include "text/numbers.h"
 
 namespace vesk::host {
 
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789abcdefABCDEF";
 constexpr std::size_t kAddressDigits = 6;
 
 /// A line of a hostile dump may claim that the row before it came 10^18 times.
@@ -23,15 +22,8 @@ constexpr std::string_view kWordsHint =
     "this dump shows words in the machine's order, not bytes; make it with: hexdump -C FILE";
 
 std::size_t digitsAtFront(std::string_view text) {
-  return std::min(text.find_first_not_of(kHexDigits), text.size());
-}
-
-std::optional<std::uint64_t> number(std::string_view digits, int base) {
-  std::uint64_t value = 0;
-  const char* const end = digits.data() + digits.size();
-  const auto [stop, failure] = std::from_chars(digits.data(), end, value, base);
-  if (failure != std::errc{} || stop != end) return std::nullopt;
-  return value;
+  const auto isNone = [](char character) { return hexDigit(character) < 0; };
+  return static_cast<std::size_t>(std::ranges::find_if(text, isNone) - text.begin());
 }
 
 std::size_t longestWord(std::string_view text) {
@@ -70,11 +62,12 @@ std::vector<std::uint8_t> swapped(std::string_view digits) {
 
 /// What to say of a line that does not go on where the one before it ended.
 std::string misplaced(std::string_view text, std::uint64_t expected) {
-  const std::string_view address = text.substr(0, text.find_first_not_of(kHexDigits));
+  const std::string_view address = text.substr(0, digitsAtFront(text));
   std::array<char, 24> wanted;
   std::snprintf(wanted.data(), wanted.size(), "%06llx", static_cast<unsigned long long>(expected));
   std::string message = "address " + inQuotes(address) + " where " + wanted.data() + " should be";
-  if (number(address, 8) == expected || number(address, 10) == expected)
+  if (parseNumber<std::uint64_t>(address, 8) == expected ||
+      parseNumber<std::uint64_t>(address) == expected)
     message += "; addresses must be hexadecimal: od -A x -t x1 -v FILE";
   return message;
 }
@@ -104,7 +97,7 @@ bool DumpBytes::nextRow() {
   return true;
 }
 
-/// Reads a line; false at the end of the dump, be it behind the last line or at a wrong one.
+/// Reads a line; false at the end of the dump: after the last line, or at a wrong one.
 bool DumpBytes::readLine() {
   const auto line = _problem ? std::nullopt : _lines.next();
   if (!line) return false;
@@ -115,7 +108,7 @@ bool DumpBytes::readLine() {
     return true;
   }
   auto row = parse(*line);
-  if (!row || !place(*line, *row)) return false;
+  if (!row || !follows(*line, *row)) return false;
   _next = std::move(row->bytes);
   return true;
 }
@@ -137,8 +130,8 @@ std::optional<DumpBytes::Row> DumpBytes::parse(const LineReader::Line& line) {
 
 std::optional<DumpBytes::Row> DumpBytes::parseAddressed(const LineReader::Line& line) {
   std::string_view rest = trim(line.text);
-  const std::size_t digits = std::min(rest.find_first_not_of(kHexDigits), rest.size());
-  const auto address = number(rest.substr(0, digits), 16);
+  const std::size_t digits = digitsAtFront(rest);
+  const auto address = parseNumber<std::uint64_t>(rest.substr(0, digits), 16);
   if (!address || digits < kAddressDigits) {
     complain(line, ProblemCode::BadDump, inQuotes(rest) + " does not begin with an address");
     return std::nullopt;
@@ -183,7 +176,7 @@ bool DumpBytes::inByteOrder(const LineReader::Line& line, std::string_view digit
 }
 
 /// Checks a row's address, and finds out how often the row before it was repeated.
-bool DumpBytes::place(const LineReader::Line& line, const Row& row) {
+bool DumpBytes::follows(const LineReader::Line& line, const Row& row) {
   const std::uint64_t expected = _address.value_or(row.address);
   if (row.address != expected) {
     const std::uint64_t gap = row.address - expected;

@@ -30,7 +30,7 @@ class DumpBytes final : public Bytes {
   bool readLine();
   std::optional<Row> parse(const LineReader::Line& line);
   std::optional<Row> parseAddressed(const LineReader::Line& line);
-  bool place(const LineReader::Line& line, const Row& row);
+  bool follows(const LineReader::Line& line, const Row& row);
   bool inByteOrder(const LineReader::Line& line, std::string_view digits,
                    const std::vector<std::uint8_t>& bytes);
   void complain(const LineReader::Line& line, ProblemCode code, std::string message);
@@ -39,10 +39,10 @@ class DumpBytes final : public Bytes {
   Style _style;
   std::optional<Problem> _problem;
 
-  std::vector<std::uint8_t> _row;         // handed out at present
+  std::vector<std::uint8_t> _row;         // being handed out
   std::size_t _given = 0;                 // how much of it
   std::uint64_t _fill = 0;                // bytes of repetitions of it that still come
-  std::vector<std::uint8_t> _next;        // the row behind them
+  std::vector<std::uint8_t> _next;        // the row after them
   std::optional<std::uint64_t> _address;  // that the next row should have
   bool _repeated = false;                 // a "*" came
   bool _orderProven = false;

@@ -40,7 +40,7 @@ const InputForm* inputFormNamed(std::string_view name);
 /// can't be read as it is.
 const InputForm& detectForm(Bytes& bytes, const KnownReports& known);
 
-/// Opens a stream as `form`, behind the byte order mark that it may begin with.
+/// Opens a stream as `form`, past the byte order mark that it may begin with.
 std::unique_ptr<Input> openInput(const InputForm& form, Bytes& bytes, const InputContext& context);
 
 }  // namespace vesk::host

@@ -2,30 +2,28 @@
 
 #include <array>
 
+#include "text/numbers.h"
+
 namespace vesk::host {
 
 namespace {
 
-constexpr std::int8_t kNotHex = -1;
+constexpr std::int8_t kNotHex = -1;  // as hexDigit() has it
 constexpr std::int8_t kSeparator = -2;
 
-constexpr std::array<std::int8_t, 256> makeDigits() {
-  std::array<std::int8_t, 256> digits{};
-  digits.fill(kNotHex);
-  const auto set = [&](char character, int value) {
-    digits[static_cast<unsigned char>(character)] = static_cast<std::int8_t>(value);
-  };
-  for (int i = 0; i < 16; ++i) {
-    set("0123456789abcdef"[i], i);
-    set("0123456789ABCDEF"[i], i);
-  }
-  for (const char separator : {' ', '\t', ',', ':'}) set(separator, kSeparator);
-  return digits;
+/// What each character is: the value of a digit, a separator, or neither.
+constexpr std::array<std::int8_t, 256> makeClasses() {
+  std::array<std::int8_t, 256> classes{};
+  for (std::size_t i = 0; i < classes.size(); ++i)
+    classes[i] = static_cast<std::int8_t>(hexDigit(static_cast<char>(i)));
+  for (const char separator : {' ', '\t', ',', ':'})
+    classes[static_cast<unsigned char>(separator)] = kSeparator;
+  return classes;
 }
 
-constexpr auto kDigits = makeDigits();
+constexpr auto kClasses = makeClasses();
 
-int classOf(char character) { return kDigits[static_cast<unsigned char>(character)]; }
+int classOf(char character) { return kClasses[static_cast<unsigned char>(character)]; }
 
 /// The run of characters around `at` that no separator interrupts.
 std::string_view tokenAt(std::string_view text, std::size_t at) {
@@ -37,11 +35,6 @@ std::string_view tokenAt(std::string_view text, std::size_t at) {
 }
 
 }  // namespace
-
-int hexDigit(char character) {
-  const int digit = classOf(character);
-  return digit >= 0 ? digit : -1;
-}
 
 std::string_view trim(std::string_view text) {
   while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);

@@ -9,9 +9,6 @@
 
 namespace vesk::host {
 
-/// The value of a hexadecimal digit, or -1.
-int hexDigit(char character);
-
 inline bool isBlank(char character) { return character == ' ' || character == '\t'; }
 
 /// `text` without the blanks at both ends.
@@ -21,7 +18,7 @@ std::string_view trim(std::string_view text);
 std::string_view takeWord(std::string_view& text);
 
 /// Appends the bytes that `text` holds: pairs of digits, with blanks, commas, colons and "0x"
-/// between them as one likes. Says what is wrong, and where, if that isn't all it holds.
+/// between them in any mix. Says what is wrong, and where, if that isn't all it holds.
 std::optional<std::string> appendHex(std::string_view text, std::vector<std::uint8_t>& bytes);
 
 /// A stretch of input for a message: in quotes, short, and free of anything that isn't ASCII.

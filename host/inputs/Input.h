@@ -25,7 +25,7 @@ class Input {
   virtual ~Input() = default;
 
   /// The next report, the next thing that is wrong, or the end. A problem is no end: what is good
-  /// behind it still comes. Throws InputFault if the stream can't be read.
+  /// after it still comes. Throws InputFault if the stream can't be read.
   virtual Item next() = 0;
 };
 
@@ -49,7 +49,7 @@ struct InputContext {
 struct TextHead {
   std::string_view line;       // the first one that is neither empty nor a comment, without blanks
                                // at its ends
-  std::string_view following;  // what is at hand behind it
+  std::string_view following;  // what is at hand after it
 };
 
 }  // namespace vesk::host

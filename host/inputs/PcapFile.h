@@ -59,7 +59,7 @@ class PcapFile {
   std::variant<Packet, End, Damage> next();
 
  private:
-  // The library reads from a C stream, and this is what stands behind it.
+  // The library reads from a C stream, and this is what feeds it.
   struct Source {
     Bytes& bytes;
     std::exception_ptr failure{};

@@ -1,33 +1,25 @@
 #include "host/inputs/Recording.h"
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 #include "host/inputs/Hex.h"
+#include "text/numbers.h"
 
 namespace vesk::host {
 
 namespace {
 
-template <class T>
-std::optional<T> decimal(std::string_view text) {
-  T value{};
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (failure != std::errc{} || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
-
 /// "12.345678", with any number of decimals up to six.
 std::optional<std::int64_t> microsecondsFrom(std::string_view text) {
   constexpr std::uint64_t kMostSeconds = 1'000'000'000'000;
   const std::size_t point = text.find('.');
-  const auto seconds = decimal<std::uint64_t>(text.substr(0, point));
+  const auto seconds = parseNumber<std::uint64_t>(text.substr(0, point));
   if (!seconds || *seconds > kMostSeconds) return std::nullopt;
   std::uint64_t fraction = 0;
   if (point != std::string_view::npos) {
     const std::string_view digits = text.substr(point + 1);
-    const auto value = decimal<std::uint64_t>(digits);
+    const auto value = parseNumber<std::uint64_t>(digits);
     if (!value || digits.size() > 6) return std::nullopt;
     fraction = *value;
     for (std::size_t i = digits.size(); i < 6; ++i) fraction *= 10;
@@ -87,7 +79,7 @@ Item Recording::parseReport(const LineReader::Line& line, ReportType type) {
   if (!report.microseconds)
     return bad(ProblemCode::BadRecording, inQuotes(time) + " is no time in seconds.microseconds");
   const std::string_view lengthWord = takeWord(rest);
-  const auto length = decimal<std::uint64_t>(lengthWord);
+  const auto length = parseNumber<std::uint64_t>(lengthWord);
   if (!length) return bad(ProblemCode::BadRecording, inQuotes(lengthWord) + " is no length");
 
   _bytes.clear();

@@ -33,7 +33,7 @@ class JsonOutput final : public DecodingOutput {
   Framing _framing;
   bool _withLines;
   bool _first = true;
-  std::unique_ptr<Record> _record;  // made in whole before anything of it is written
+  std::unique_ptr<Record> _record;  // complete before any of it is written
 
   // Most of what stands around a value is the same for all records of a file, or of a kind of
   // report.

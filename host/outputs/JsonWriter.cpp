@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "text/digits.h"
+
 namespace vesk::host {
 
 namespace {
@@ -33,7 +35,7 @@ bool needsEscapes(std::string_view text) {
   return std::ranges::any_of(text, isEscaped);
 }
 
-/// What stands behind the backslash: a letter of its own, or 'u' and four digits.
+/// What follows the backslash: a letter of its own, or 'u' and four digits.
 constexpr char escapeOf(char character) {
   switch (character) {
     case '\b':
@@ -68,10 +70,9 @@ void JsonWriter::string(std::string_view text) {
 }
 
 void JsonWriter::appendEscaped(std::string_view text) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
   constexpr std::size_t kLongest = 6;  // "\u001F"
   comma();
-  char* out = room(kLongest * text.size() + 2);
+  char* out = room(kLongest * text.size() + 2 + kernels::kSlack);
   *out++ = '"';
   for (const char character : text) {
     if (!isEscaped(character)) {
@@ -80,10 +81,8 @@ void JsonWriter::appendEscaped(std::string_view text) {
     }
     *out++ = '\\';
     *out++ = escapeOf(character);
-    if (escapeOf(character) != 'u') continue;
-    out = putText(out, "00");
-    *out++ = kDigits[static_cast<unsigned char>(character) >> 4];
-    *out++ = kDigits[static_cast<unsigned char>(character) & 0xF];
+    if (escapeOf(character) == 'u')
+      out = kernels::hex(out, static_cast<unsigned char>(character), 4, true);
   }
   *out++ = '"';
   took(out);

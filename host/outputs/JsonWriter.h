@@ -31,7 +31,7 @@ class JsonWriter {
   /// What was written so far; lives until more is.
   std::string_view text() const { return {_text.get(), _size}; }
 
-  /// Begins anew, in the memory that there is.
+  /// Starts afresh, and keeps the memory.
   void clear() {
     _size = 0;
     _comma = false;

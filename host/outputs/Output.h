@@ -59,7 +59,7 @@ class Output {
   virtual std::string leftOut() const { return {}; }
 
  protected:
-  /// Writes all of a report, or nothing and gives back what is wrong with it.
+  /// Writes all of a report, or writes nothing and returns what is wrong with it.
   virtual std::optional<Problem> tryToWrite(const Report& report, const ReportInfo* info) = 0;
 };
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "text/numbers.h"
+
 namespace vesk::host {
 
 namespace {
@@ -10,10 +12,9 @@ namespace {
 constexpr std::size_t kTextReportRoom = 255;  // a version text has no length of its own
 
 void appendHexByte(std::string& text, std::uint8_t byte) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  text += ' ';
-  text += kDigits[byte >> 4];
-  text += kDigits[byte & 0xF];
+  std::array<char, 3> digits = {' '};
+  writeHexByte(digits.data() + 1, byte);
+  text.append(digits.data(), digits.size());
 }
 
 /// A report descriptor that declares what the tables know as vendor-defined bytes: with it, others

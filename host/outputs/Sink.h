@@ -12,7 +12,7 @@ class Sink {
   Sink(const Sink&) = delete;
   Sink& operator=(const Sink&) = delete;
 
-  /// Puts `text` behind what was put before.
+  /// Appends `text` to what was put before.
   virtual void append(std::string_view text) = 0;
   void append(char character) { append(std::string_view(&character, 1)); }
 

@@ -19,7 +19,7 @@ class Statistics {
   /// Counts what `known` numbers; it must outlive the counts.
   explicit Statistics(const KnownReports& known);
 
-  /// Counters start anew with each file.
+  /// Counters start afresh with each file.
   void beginFile(std::string_view name);
 
   void count(const Report& report, const ReportInfo* info);
@@ -34,7 +34,7 @@ class Statistics {
 
   /// A place where a counter in the reports jumped.
   struct Gap {
-    std::string before;  // the place of the first report behind the gap
+    std::string before;  // the place of the first report after the gap
     std::uint32_t first;
     std::uint32_t last;
   };

@@ -31,7 +31,7 @@ Jobs::Jobs(std::size_t count, const std::function<Plugin()>& makePlugin,
     for (std::size_t i = 1; i < count; ++i)
       _threads.emplace_back([this, i] { work(*_renderers[i]); });
   } catch (const std::system_error&) {
-    return;  // no more are to be had; those that run, be it the caller's alone, do the work
+    return;  // the system gives no more; those that run, the caller's at least, do the work
   }
 }
 

@@ -25,7 +25,7 @@ class Messages {
   /// A file begins.
   void beginFile();
 
-  /// So much of it is read, of `size` bytes where that is known, and so many reports are decoded.
+  /// `bytes` of it are read, out of `size` where that is known, and `reports` are decoded.
   /// Shown when the file takes long, and not too often.
   void progress(std::uint64_t bytes, std::optional<std::uint64_t> size, std::uint64_t reports);
 

@@ -5,10 +5,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <functional>
 #include <string_view>
 #include <utility>
+
+#include "text/numbers.h"
 
 namespace vesk::host {
 
@@ -69,42 +70,32 @@ const OutputForm& outputForm(const std::string& name) {
   refuseChoice("--output", name, outputForms(), &OutputForm::name);
 }
 
-/// A number in decimal, or in hexadecimal behind "0x".
-std::optional<unsigned> number(std::string_view text) {
-  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  if (hexadecimal) text.remove_prefix(2);
-  unsigned value = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, failure] = std::from_chars(text.data(), end, value, hexadecimal ? 16 : 10);
-  if (failure != std::errc{} || stop != end) return std::nullopt;
-  return value;
-}
-
 std::uint32_t reportId(const std::string& text) {
-  const auto id = number(text);
+  const auto id = parseDecimalOrHex<unsigned>(text);
   if (!id || *id > 255) throw UsageFault("--report " + text + ": an ID is 0 to 255, such as 0x76");
   return *id;
 }
 
 UsbSelection::Device device(const std::string& text) {
   const std::size_t colon = text.find(':');
-  const auto bus = number(std::string_view(text).substr(0, colon));
-  const auto address =
-      colon == std::string::npos ? std::nullopt : number(std::string_view(text).substr(colon + 1));
+  const auto bus = parseDecimalOrHex<unsigned>(std::string_view(text).substr(0, colon));
+  const auto address = colon == std::string::npos
+                           ? std::nullopt
+                           : parseDecimalOrHex<unsigned>(std::string_view(text).substr(colon + 1));
   if (!bus || !address || *bus > 65535 || *address > 65535)
     throw UsageFault("--device " + text + ": a device is BUS:DEV, such as 1:5");
   return {static_cast<std::uint16_t>(*bus), static_cast<std::uint16_t>(*address)};
 }
 
 std::uint8_t endpoint(const std::string& text) {
-  const auto value = number(text);
+  const auto value = parseDecimalOrHex<unsigned>(text);
   if (!value || (*value & ~0x8Fu) != 0)
     throw UsageFault("--endpoint " + text + ": an endpoint is 0 to 15, or 0x81 to 0x8F");
   return static_cast<std::uint8_t>(*value & 0x0F);
 }
 
 unsigned jobs(const std::string& text) {
-  const auto count = number(text);
+  const auto count = parseDecimalOrHex<unsigned>(text);
   if (!count || *count < 1 || *count > kMostJobs)
     throw UsageFault("--jobs " + text + ": a number of threads is 1 to " +
                      std::to_string(kMostJobs));

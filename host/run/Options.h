@@ -46,7 +46,7 @@ struct HelpText {
   std::string text;
 };
 
-/// `arguments` are those behind the program's name. Throws UsageFault.
+/// `arguments` are those after the program's name. Throws UsageFault.
 std::variant<Options, HelpText> parseOptions(const std::vector<std::string>& arguments);
 
 }  // namespace vesk::host

@@ -6,7 +6,7 @@
 
 namespace vesk::host {
 
-/// Runs with the arguments behind the program's name and gives back the exit status.
+/// Runs with the arguments after the program's name and returns the exit status.
 int run(const std::vector<std::string>& arguments);
 
 }  // namespace vesk::host

@@ -149,7 +149,7 @@ void Session::commit(const Jobs::Batch& batch) {
 void Session::tell(const Problem& problem) {
   (problem.endsInput() ? _someUnreadable : _someRefused) = true;
   _statistics.count(problem.code);
-  if (isatty(_sink.descriptor()) != 0) _sink.flush();  // the message belongs behind it
+  if (isatty(_sink.descriptor()) != 0) _sink.flush();  // the message belongs after it
   _messages.complain(describe(_file, problem.place), problem.message);
 }
 

@@ -21,13 +21,14 @@ from support import (
     TOUR,
     HostTest,
     Run,
+    forms,
     hex_lines,
     image,
     packet,
 )
 
 COUNTS = (1, 2, 3)
-FORMS_OF_OUTPUT = ("text", "ndjson", "json", "csv", "recording")
+FORMS_OF_OUTPUT = forms("--output")
 
 
 class Same(HostTest):

@@ -70,6 +70,11 @@ class Run:
         return [json.loads(line) for line in self.out.splitlines()]
 
 
+def forms(option):
+    """The names of all forms of input or output, as the program tells them."""
+    return Run(option, "?").err.split("choose one of ")[1].split(";")[0].split(", ")
+
+
 class HostTest(unittest.TestCase):
     """A test with a folder of its own."""
 
