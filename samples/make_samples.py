@@ -177,6 +177,7 @@ VERSIONS = [
     ("Extended firmware version", "feature", version_extended()),
 ]
 
+# A new report goes behind the others: the documents show places and times of those.
 TOUR = VERSIONS + [
     ("Watchdog", "feature", watchdog()),
     ("Power mode statistics", "feature", power_modes()),

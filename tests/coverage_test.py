@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Every report that the plug-in knows has what belongs to a report: a case, a second decoder, a
-reference of the benchmarks, a sample, a row in the README. Whoever adds one and leaves something out
+reference of the benchmarks, a sample, its place in the documents. Whoever adds one and leaves something out
 is told what, and where it is described.
 
 VESK_DECODE names the program.
@@ -57,6 +57,14 @@ def reports_of_the_readme():
             yield TYPES[word], int(report_id, 16)
 
 
+def reports_of_the_page():
+    text = (ROOT / "docs" / "reports.md").read_text(encoding="utf-8")
+    sections = re.findall(r"^## (0x[^:]*):.*\n\n(\w+) report", text, re.M)
+    for digits, word in sections:
+        for report_id in digits.split(","):
+            yield TYPES[word.lower()], int(report_id, 16)
+
+
 def reports_of_the_benchmarks():
     known = {report_id: report_type for report_type, report_id in LISTED}
     for path in (ROOT / "bench" / "references").glob("*.cpp"):
@@ -91,6 +99,9 @@ class EveryReport(unittest.TestCase):
 
     def test_has_a_row_in_the_readme(self):
         self.expect_all("readme", reports_of_the_readme())
+
+    def test_has_a_section_in_the_page(self):
+        self.expect_all("page", reports_of_the_page())
 
 
 class Samples(unittest.TestCase):

@@ -6,6 +6,7 @@ STEPS = {
     "bench": (7, "has no reference in bench/references"),
     "sample": (8, "has no sample in samples/tour.hex"),
     "readme": (8, "has no row in README.md"),
+    "page": (8, "has no section in docs/reports.md"),
 }
 
 

@@ -63,7 +63,7 @@ void expectSameText(const std::vector<std::string>& arguments) {
     EXPECT_EQ(ours, theirs) << describe(report.id(), report.type);
     ++reports;
   }
-  EXPECT_EQ(reports, 16);
+  EXPECT_GT(reports, 0);
   api.destroy(other);
 }
 
