@@ -1,7 +1,8 @@
 #include "host/outputs/Recording.h"
 
 #include <algorithm>
-#include <array>
+#include <span>
+#include <vector>
 
 #include "text/numbers.h"
 
@@ -11,10 +12,15 @@ namespace {
 
 constexpr std::size_t kTextReportRoom = 255;  // a version text has no length of its own
 
-void appendHexByte(std::string& text, std::uint8_t byte) {
-  std::array<char, 3> digits = {' '};
-  writeHexByte(digits.data() + 1, byte);
-  text.append(digits.data(), digits.size());
+/// Appends the digits of each byte, after a blank each.
+void appendHex(std::string& text, std::span<const std::uint8_t> bytes) {
+  const std::size_t begin = text.size();
+  text.resize(begin + 3 * bytes.size());
+  char* out = text.data() + begin;
+  for (const std::uint8_t byte : bytes) {
+    *out++ = ' ';
+    out = writeHexByte(out, byte);
+  }
 }
 
 /// A report descriptor that declares what the tables know as vendor-defined bytes: with it, others
@@ -47,7 +53,7 @@ std::vector<std::uint8_t> reportDescriptor(const KnownReports& known) {
 std::string ownPreamble(const KnownReports& known) {
   const std::vector<std::uint8_t> descriptor = reportDescriptor(known);
   std::string text = "D: 0\nR: " + std::to_string(descriptor.size());
-  for (const std::uint8_t byte : descriptor) appendHexByte(text, byte);
+  appendHex(text, descriptor);
   return text + "\nN: Vesk controller\nP: vesk-decode\nI: 3 0000 0000\n";
 }
 
@@ -79,7 +85,7 @@ std::optional<Problem> RecordingOutput::tryToWrite(const Report& report,
   line += prefixOf(*report.type);
   line += ": " + paddedSeconds(report.microseconds.value_or(0)) + ' ' +
           std::to_string(report.bytes.size());
-  for (const std::uint8_t byte : report.bytes) appendHexByte(line, byte);
+  appendHex(line, report.bytes);
   line += '\n';
   _sink.append(line);
   return std::nullopt;
