@@ -1,0 +1,35 @@
+/// Numbers in bytes that another program wrote, in its byte order.
+///
+///     const Fields header(bytes, std::endian::big);
+///     const auto length = header.at<std::uint32_t>(8);
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace vesk::host {
+
+class Fields {
+ public:
+  constexpr Fields(std::span<const std::uint8_t> bytes, std::endian order)
+      : _bytes(bytes), _order(order) {}
+
+  /// The number at an offset in bytes; all of it lies within the bytes.
+  template <class T>
+  constexpr T at(std::size_t offset) const {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < sizeof(T); ++i) {
+      const std::size_t place = _order == std::endian::big ? i : sizeof(T) - 1 - i;
+      value = value << 8 | _bytes[offset + place];
+    }
+    return static_cast<T>(value);
+  }
+
+ private:
+  std::span<const std::uint8_t> _bytes;
+  std::endian _order;
+};
+
+}  // namespace vesk::host
