@@ -42,6 +42,9 @@ struct UsbSender {
   std::uint8_t endpoint;  // with its direction bit
 };
 
+/// Which way a report goes. What a host writes is no news from the device.
+enum class Direction : std::uint8_t { FromDevice, ToDevice };
+
 /// One report as an input found it. The views live until the input is asked for the next item.
 struct Report {
   std::span<const std::uint8_t> bytes;  // never empty; the first is the report ID
@@ -50,6 +53,7 @@ struct Report {
   std::optional<std::int64_t> microseconds;
   std::string_view preamble;  // a recording's lines on the device, for those that write recordings
   std::optional<UsbSender> sender;
+  Direction direction = Direction::FromDevice;
 
   std::uint32_t id() const { return bytes.front(); }
 };
@@ -95,9 +99,11 @@ struct Problem {
   std::optional<std::uint64_t> got;
   std::optional<std::uint64_t> offset;
 
-  /// True if the input as a whole can't be read, false if a part of it is wrong.
+  /// True if the input as a whole can't be read, false if a part of it is wrong: a capture goes on
+  /// behind the packet of an interface that isn't supported.
   bool endsInput() const {
-    return code == ProblemCode::UnsupportedInput || code == ProblemCode::UnreadableInput;
+    return code == ProblemCode::UnreadableInput ||
+           (code == ProblemCode::UnsupportedInput && place.unit != Place::Unit::Packet);
   }
 };
 

@@ -23,4 +23,4 @@ need_packages() {
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
-packages_to_build="cmake ninja-build g++ libcli11-dev libpcap-dev rapidjson-dev"
+packages_to_build="cmake ninja-build g++ libcli11-dev rapidjson-dev"

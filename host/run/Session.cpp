@@ -127,6 +127,7 @@ void Session::decodeAll(Input& input) {
 }
 
 void Session::handle(Report& report) {
+  if (report.direction == Direction::ToDevice) return;
   const ReportKind* kind = _table.find(report.id(), report.type);
   if (kind != nullptr) report.type = kind->type;
   if (!wanted(report)) return;
