@@ -29,7 +29,7 @@ constexpr std::uint32_t kPcapNanoMagic = 0xA1B23C4D;
 constexpr std::uint32_t kPcapModifiedMagic = 0xA1B2CD34;
 
 constexpr std::uint32_t kSectionMagic = 0x1A2B3C4D;
-constexpr std::uint32_t kBlockHead = 8;   // type and size of all of it
+constexpr std::uint32_t kBlockHead = 8;    // type and size of all of it
 constexpr std::uint32_t kBlockFrame = 12;  // and the size again at its end
 
 enum BlockType : std::uint32_t {
@@ -104,8 +104,8 @@ std::optional<std::int64_t> captureTime(std::uint64_t time, std::uint8_t resolut
   const std::int64_t sum = static_cast<std::int64_t>(seconds) + offset;
   if (sum < 0 || sum > kMostSeconds) return std::nullopt;
   const std::uint64_t fraction = time % units;
-  const std::uint64_t microseconds = binary ? microsecondsOfBinary(fraction, exponent)
-                                            : microsecondsOfDecimal(fraction, exponent);
+  const std::uint64_t microseconds =
+      binary ? microsecondsOfBinary(fraction, exponent) : microsecondsOfDecimal(fraction, exponent);
   return sum * 1'000'000 + static_cast<std::int64_t>(microseconds);
 }
 
@@ -256,8 +256,8 @@ std::optional<CaptureFile::Damage> CaptureFile::readBlock(Block& block) {
   _unread = size;
   block.type = type;
   block.size = size - kBlockFrame;
-  block.body = view.subspan(kBlockHead, static_cast<std::size_t>(
-                                            std::min<std::uint64_t>(held - kBlockHead, block.size)));
+  block.body = view.subspan(
+      kBlockHead, static_cast<std::size_t>(std::min<std::uint64_t>(held - kBlockHead, block.size)));
   return std::nullopt;
 }
 

@@ -19,11 +19,12 @@ class Fields {
   /// The number at an offset in bytes; all of it lies within the bytes.
   template <class T>
   constexpr T at(std::size_t offset) const {
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < sizeof(T); ++i) {
-      const std::size_t place = _order == std::endian::big ? i : sizeof(T) - 1 - i;
-      value = value << 8 | _bytes[offset + place];
-    }
+    const auto bytes = _bytes.subspan(offset, sizeof(T));
+    std::uint64_t value = 0;  // two loops: compilers know each of them as one load
+    if (_order == std::endian::big)
+      for (std::size_t i = 0; i < sizeof(T); ++i) value = value << 8 | bytes[i];
+    else
+      for (std::size_t i = sizeof(T); i-- > 0;) value = value << 8 | bytes[i];
     return static_cast<T>(value);
   }
 

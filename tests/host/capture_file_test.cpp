@@ -98,9 +98,9 @@ TEST(CaptureFile, PcapWithLongerHeadersOfPackets) {
     EXPECT_EQ(readAll(CaptureBytes(order)
                           .pcap(kModifiedMagic, 220)
                           .u32(7)
-.u32(8)
-.u32(2)
-.u32(3)
+                          .u32(8)
+                          .u32(2)
+                          .u32(3)
                           .text("ifprt_\0\0"sv)
                           .text("ab")
                           .bytes()),
@@ -115,11 +115,10 @@ TEST(CaptureFile, TimesThatMakeNoSense) {
 
 TEST(CaptureFile, LinkTypeHasSixteenBits) {
   // Above them stand the length of a checksum that a link has, and whether it is known.
-  EXPECT_EQ(readAll(CaptureBytes(std::endian::big)
-                        .pcap(kMicroMagic, 0x240000BD)
-                        .record(0, 0, "x")
-                        .bytes()),
-            "1 @0 link 189 if 0: x\n");
+  EXPECT_EQ(
+      readAll(
+          CaptureBytes(std::endian::big).pcap(kMicroMagic, 0x240000BD).record(0, 0, "x").bytes()),
+      "1 @0 link 189 if 0: x\n");
 }
 
 TEST(CaptureFile, LongPacketsAreHeldInPart) {
@@ -247,8 +246,8 @@ std::string timeWith(Add add, std::uint64_t time) {
 }
 
 std::string timeOf(std::uint64_t time, std::uint8_t resolution, std::int64_t offset = 0) {
-  return timeWith(
-      [&](CaptureBytes& options) { options.resolution(resolution).offset(offset); }, time);
+  return timeWith([&](CaptureBytes& options) { options.resolution(resolution).offset(offset); },
+                  time);
 }
 
 TEST(CaptureFile, UnitsOfTime) {
@@ -286,10 +285,12 @@ TEST(CaptureFile, OptionsThatLie) {
   };
   const std::string tooShort = complaint("block of type 1 in pcapng dump file is too short");
   const auto with = [](const auto& add) { return timeWith(add, 0); };
-  EXPECT_EQ(timeOf(0, 20),
-            complaint("Interface Description Block if_tsresol option resolution 10^-20 is too high"));
-  EXPECT_EQ(timeOf(0, 0x80 + 64),
-            complaint("Interface Description Block if_tsresol option resolution 2^-64 is too high"));
+  EXPECT_EQ(
+      timeOf(0, 20),
+      complaint("Interface Description Block if_tsresol option resolution 10^-20 is too high"));
+  EXPECT_EQ(
+      timeOf(0, 0x80 + 64),
+      complaint("Interface Description Block if_tsresol option resolution 2^-64 is too high"));
   EXPECT_EQ(with([](CaptureBytes& options) { options.u16(9).u16(2).u32(6); }),
             complaint("Interface Description Block has if_tsresol option with length 2 != 1"));
   EXPECT_EQ(with([](CaptureBytes& options) { options.u16(14).u16(4).u32(6); }),
@@ -333,8 +334,7 @@ TEST(CaptureFile, BlocksThatLie) {
               damage("block of type 6" + too));
     EXPECT_EQ(with([](CaptureBytes& file) { file.block(2, "short"); }),
               damage("block of type 2" + too));
-    EXPECT_EQ(with([](CaptureBytes& file) { file.block(3, ""); }),
-              damage("block of type 3" + too));
+    EXPECT_EQ(with([](CaptureBytes& file) { file.block(3, ""); }), damage("block of type 3" + too));
     EXPECT_EQ(with([](CaptureBytes& file) { file.block(1, "shor"); }),
               damage("block of type 1" + too));
     EXPECT_EQ(with([](CaptureBytes& file) { file.u32(0x0A0D0D0A).u32(28).text("none"); }),

@@ -51,8 +51,7 @@ class CaptureBytes {
   }
   CaptureBytes& old(std::uint16_t interface, std::uint64_t time, std::string_view data) {
     const auto size = static_cast<std::uint32_t>(data.size());
-    return block(2,
-                 body().u16(interface).u16(0).time(time).u32(size).u32(size).text(data).bytes());
+    return block(2, body().u16(interface).u16(0).time(time).u32(size).u32(size).text(data).bytes());
   }
   CaptureBytes& simple(std::uint32_t length, std::string_view data) {
     return block(3, body().u32(length).text(data).bytes());
@@ -65,7 +64,10 @@ class CaptureBytes {
 
   /// Options of an interface: the unit of its times, and seconds to add to them.
   CaptureBytes& resolution(std::uint8_t value) {
-    return u16(9).u16(1).text(std::string(1, static_cast<char>(value))).text(std::string_view("\0\0\0", 3));
+    return u16(9)
+        .u16(1)
+        .text(std::string(1, static_cast<char>(value)))
+        .text(std::string_view("\0\0\0", 3));
   }
   CaptureBytes& offset(std::int64_t seconds) {
     return u16(14).u16(8).u64(static_cast<std::uint64_t>(seconds));

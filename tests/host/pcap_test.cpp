@@ -246,8 +246,8 @@ TEST(BesideLibpcap, Damaged) {
         const bool sizes = (at >= 4 && at < 8) || (at >= 24 && at < 28);
         if (blocks ? sizes : at < 8 || (at >= 20 && at < 24)) continue;
         constexpr char kTelling[] = {0, 1, 2, 3, 4, 8, 12, 16, 127, -128, -1};
-        content[at] = below(2) == 0 ? kTelling[below(std::size(kTelling))]
-                                    : static_cast<char>(below(256));
+        content[at] =
+            below(2) == 0 ? kTelling[below(std::size(kTelling))] : static_cast<char>(below(256));
       }
       ASSERT_EQ(difference(content), "") << ::testing::PrintToString(content);
       packets += readTheirs(content).packets.size();
