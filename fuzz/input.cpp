@@ -1,4 +1,4 @@
-// The forms of input, a program each (VESK_FORM): any bytes give reports and problems and an end,
+// The forms of input: any bytes, read as each of the forms, give reports and problems and an end,
 // and the same ones in whatever pieces the bytes are read.
 
 #include <algorithm>
@@ -7,13 +7,11 @@
 #include <string_view>
 
 #include "fuzz/Given.h"
-#include "fuzz/table.h"
+#include "fuzz/known.h"
 #include "host/inputs/Forms.h"
 
 namespace vesk::fuzz {
 namespace {
-
-using host::Form;
 
 /// What the fuzzer gave, read in steps of a given size.
 class GivenBytes final : public host::Bytes {
@@ -67,11 +65,12 @@ std::string textOf(const host::Problem& problem) {
 }
 
 /// All that an input gives, to its end or, if the stream `fails`, to the fault.
-std::string read(Form form, std::string_view given, std::size_t step, bool fails = false) {
+std::string read(const host::InputForm& form, std::string_view given, std::size_t step,
+                 bool fails = false) {
   GivenBytes bytes(given, step, fails);
   std::string text;
   try {
-    const auto input = host::openInput(form, bytes, table(), {});
+    const auto input = host::openInput(form, bytes, {known()});
     // Each item takes a byte at least, but for requests that a capture leaves open, and for what a
     // "*" in a dump stands for.
     for (std::size_t i = 0; i < given.size() + 1000; ++i) {
@@ -88,14 +87,14 @@ std::string read(Form form, std::string_view given, std::size_t step, bool fails
   } catch (const host::InputFault& fault) {
     return fails ? text : text + fault.what();
   }
-  demand(form == Form::Dump, "an input comes to its end");
+  demand(form.name == "dump", "an input comes to its end");
   return text;
 }
 
 void detect(std::string_view given, std::size_t step) {
   GivenBytes bytes(given, step, false);
   try {
-    host::detectForm(bytes, table());
+    host::detectForm(bytes, known());
   } catch (const host::InputFault&) {
   }
   demand(bytes.position() == 0, "detecting takes nothing");
@@ -109,7 +108,7 @@ void check(std::string_view given) {
   constexpr std::size_t kSteps[] = {1, 2, 3, 7, 100, 1000};
   const std::size_t step = kSteps[given.size() % std::size(kSteps)];
   detect(given, step);
-  for (const Form form : {VESK_FORMS}) {
+  for (const host::InputForm& form : host::inputForms()) {
     const std::string whole = read(form, given, 1 << 20);
     demand(read(form, given, step) == whole, "it does not matter in which pieces bytes come");
     demand(whole.starts_with(read(form, given, step, true)), "a fault takes nothing back");

@@ -13,15 +13,16 @@
 #include <vector>
 
 #include "fuzz/Given.h"
-#include "fuzz/table.h"
+#include "fuzz/known.h"
 #include "host/outputs/Json.h"
+#include "host/run/DescriptorSink.h"
 
 namespace vesk::fuzz {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// A handler for Result::visit() that compares what it is shown with what was read back.
+/// A handler for Decoded::visit() that compares what it is shown with what was read back.
 class Compare {
  public:
   explicit Compare(const Json& value) : _value(&value) {}
@@ -46,11 +47,11 @@ class Compare {
     demand(_value->is_array() && _value->size() == count, "an array is as long as it was");
     for (std::size_t i = 0; i < count; ++i) {
       vesk_number number{kind, {0}};
-      if (kind == VESK_INT)
+      if (info == VESK_INT)
         number.value.i = static_cast<const std::int32_t*>(values)[i];
-      else if (kind == VESK_FLOAT)
+      else if (info == VESK_FLOAT)
         number.value.d = static_cast<const float*>(values)[i];
-      else if (kind == VESK_UNSIGNED_INT)
+      else if (info == VESK_UNSIGNED_INT)
         number.value.u = static_cast<const std::uint32_t*>(values)[i];
       else
         demand(false, "arrays are of these kinds");
@@ -101,7 +102,7 @@ void checkText(const Json& value, std::string_view text) {
 struct Written {
   bool isReport;
   host::Report report;
-  const host::ReportKind* kind;
+  const host::ReportInfo* info;
   host::Problem problem;
   std::string file;
 };
@@ -116,13 +117,10 @@ class Session {
         _plugin(library(), _arguments) {}
 
   void run() {
-    host::Writer writer(emptied());
+    host::DescriptorSink sink(emptied());
     host::JsonOutput output(
-        _plugin,
-        table(),
-        writer,
-        isArray() ? host::JsonOutput::Framing::Array : host::JsonOutput::Framing::Lines,
-        withLines());
+        {_plugin, known(), sink, host::Headers::None, withLines()},
+        isArray() ? host::JsonOutput::Framing::Array : host::JsonOutput::Framing::Lines);
     output.beginFile(_file);
     for (int i = 0; i < 16 && !_given.empty(); ++i) {
       switch (_given.byte() % 4) {
@@ -139,7 +137,7 @@ class Session {
     }
     const bool statistics = (_how & 8) != 0 && output.writeStatistics(_statistics);
     output.finish();
-    writer.flush();
+    sink.flush();
     check(readBack(), statistics);
   }
 
@@ -191,15 +189,14 @@ class Session {
                         {},
                         {}};
     if (type % 4 != 3) report.type = static_cast<host::ReportType>(type % 4);
-    const host::ReportKind* const kind = table().find(report.id(), report.type);
-    if (const auto problem = output.write(report, kind)) {
-      output.note(*problem);
+    const host::ReportInfo* const info = known().find(report.id(), report.type);
+    if (const auto problem = output.write(report, info)) {
       _written.push_back({false, {}, nullptr, *problem, _file});
     } else {
-      demand(kind != nullptr, "what no decoder knows is not written");
-      report.type = kind->type;
-      _statistics.count(report, kind);
-      _written.push_back({true, report, kind, {}, _file});
+      demand(info != nullptr, "what no decoder knows is not written");
+      report.type = info->type;
+      _statistics.count(report, info);
+      _written.push_back({true, report, info, {}, _file});
     }
   }
 
@@ -215,7 +212,7 @@ class Session {
     if ((members & 4) != 0) problem.expected = _given.number(8);
     if ((members & 8) != 0) problem.got = _given.number(8);
     if ((members & 16) != 0) problem.offset = _given.number(8);
-    output.note(problem);
+    output.write(problem);
     _statistics.count(problem.code);
     _written.push_back({false, {}, nullptr, problem, _file});
   }
@@ -251,28 +248,28 @@ class Session {
     if (time)
       demand(record.at("time").get<double>() == std::stod(host::secondsText(*time)), "the time");
     if (written.isReport)
-      checkReport(record, written.report, *written.kind);
+      checkReport(record, written.report, *written.info);
     else
       checkProblem(record, written.problem);
   }
 
-  void checkReport(const Json& record, const host::Report& report, const host::ReportKind& kind) {
-    demand(record.at("report_id") == kind.id, "the ID");
-    demand(record.at("report_type") == nameOf(kind.type), "the type");
-    demand(record.at("decoder") == kind.decoder, "the decoder");
+  void checkReport(const Json& record, const host::Report& report, const host::ReportInfo& info) {
+    demand(record.at("report_id") == info.id, "the ID");
+    demand(record.at("report_type") == nameOf(info.type), "the type");
+    demand(record.at("decoder") == info.decoder, "the decoder");
     demand(record.at("length") == report.bytes.size(), "the length");
     std::vector<std::uint8_t> bytes(report.bytes.begin(), report.bytes.end());
     bytes.push_back(0);
     const std::span<const std::uint8_t> whole(bytes.data(), report.bytes.size());
     Compare value(record.at("value"));
-    const auto object = _plugin.decode(whole, kind, host::Plugin::Mode::Object);
+    const auto object = _plugin.decode(whole, info, host::Plugin::Mode::Object);
     object.visit(value);
     demand(record.contains("lines") == (withLines() || object.form() == VESK_NIL),
            "lines stand where they were asked for, and where there is no object");
     if (!record.contains("lines")) return;
     std::string joined;
     for (const Json& line : record.at("lines")) joined += line.get<std::string>() + '\n';
-    demand(joined == _plugin.decode(whole, kind, host::Plugin::Mode::Text).text(), "the lines");
+    demand(joined == _plugin.decode(whole, info, host::Plugin::Mode::Text).text(), "the lines");
   }
 
   static void checkProblem(const Json& record, const host::Problem& problem) {
@@ -292,7 +289,7 @@ class Session {
   std::uint8_t _how;
   std::vector<std::string> _arguments;
   host::Plugin _plugin;
-  host::Statistics _statistics;
+  host::Statistics _statistics{known()};
   std::string _file = "-";
   std::vector<Written> _written;
 };

@@ -66,14 +66,14 @@ const vesk_plugin_api* load(const std::string& path) {
 PluginLibrary::PluginLibrary(const std::optional<std::string>& path)
     : _path(path ? asPath(*path) : findLibrary()), _api(load(_path)) {}
 
-Result::Result(const vesk_plugin_api& api, vesk_result* result)
+Decoded::Decoded(const vesk_plugin_api& api, vesk_result* result)
     : _api(&api), _result(result, Free{&api}) {}
 
-vesk_result_form Result::form() const {
+vesk_result_form Decoded::form() const {
   return static_cast<vesk_result_form>(_api->result_form(_result.get()));
 }
 
-std::string_view Result::text() const {
+std::string_view Decoded::text() const {
   const char* text = nullptr;
   std::size_t length = 0;
   _api->result_text(_result.get(), &text, &length);
@@ -95,23 +95,25 @@ Plugin::Plugin(const PluginLibrary& library, const std::vector<std::string>& arg
   if (status != VESK_OK || accepted == 0) throw PluginFault("the plug-in refused its options");
 }
 
-std::vector<ReportKind> Plugin::reportKinds() const {
-  std::vector<ReportKind> kinds;
+std::vector<ReportInfo> Plugin::reports() const {
+  std::vector<ReportInfo> reports;
   for (std::size_t i = 0; i < _api.report_count(_plugin.get()); ++i) {
-    vesk_report_info info{};
-    info.size = sizeof info;
-    if (_api.report_info(_plugin.get(), i, &info) != VESK_OK)
+    vesk_report_info row{};  // an older plug-in leaves zero what it does not know
+    row.size = sizeof row;
+    if (_api.report_info(_plugin.get(), i, &row) != VESK_OK)
       throw PluginFault(_api.error_message(_plugin.get()));
-    ReportKind& kind = kinds.emplace_back();
-    kind.id = info.report_id;
-    kind.type = static_cast<ReportType>(info.report_type);
-    kind.decoder = info.decoder;
-    if (info.display_name != nullptr) kind.displayName = info.display_name;
-    kind.smallest = static_cast<std::size_t>(info.smallest_buffer);
-    kind.exactLength = info.exact_length != 0;
-    kind.nulTerminated = info.nul_terminated != 0;
+    ReportInfo& info = reports.emplace_back();
+    info.id = row.report_id;
+    info.type = static_cast<ReportType>(row.report_type);
+    info.decoder = row.decoder;
+    if (row.display_name != nullptr) info.displayName = row.display_name;
+    info.smallest = static_cast<std::size_t>(row.smallest_buffer);
+    info.exactLength = row.exact_length != 0;
+    info.nulTerminated = row.nul_terminated != 0;
+    if (row.counter_key != nullptr)
+      info.counter = {row.counter_key, static_cast<std::size_t>(row.counter_offset)};
   }
-  return kinds;
+  return reports;
 }
 
 void Plugin::setMode(Mode mode) {
@@ -120,13 +122,13 @@ void Plugin::setMode(Mode mode) {
   _mode = mode;
 }
 
-Result Plugin::decode(std::span<const std::uint8_t> bytes, const ReportKind& kind, Mode mode) {
+Decoded Plugin::decode(std::span<const std::uint8_t> bytes, const ReportInfo& info, Mode mode) {
   setMode(mode);
   vesk_result* result = nullptr;
   const vesk_status status = _api.report_to_object(_plugin.get(),
                                                    bytes.data(),
-                                                   kind.id,
-                                                   static_cast<std::int32_t>(kind.type),
+                                                   info.id,
+                                                   static_cast<std::int32_t>(info.type),
                                                    static_cast<std::int64_t>(bytes.size()),
                                                    &result);
   if (status != VESK_OK) throw DecoderFault(_api.error_message(_plugin.get()));

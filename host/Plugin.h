@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/ReportTable.h"
+#include "host/KnownReports.h"
 #include "plugin/vesk_plugin.h"
 
 namespace vesk::host {
@@ -42,9 +42,9 @@ class PluginLibrary {
 };
 
 /// What a report decoded to.
-class Result {
+class Decoded {
  public:
-  Result(const vesk_plugin_api& api, vesk_result* result);
+  Decoded(const vesk_plugin_api& api, vesk_result* result);
 
   vesk_result_form form() const;
 
@@ -71,12 +71,13 @@ class Plugin {
  public:
   Plugin(const PluginLibrary& library, const std::vector<std::string>& arguments);
 
-  std::vector<ReportKind> reportKinds() const;
+  /// The reports that it decodes.
+  std::vector<ReportInfo> reports() const;
 
   enum class Mode { Object, Text };
 
-  /// Decodes `bytes`, which must be as long as the report's kind demands. Throws DecoderFault.
-  Result decode(std::span<const std::uint8_t> bytes, const ReportKind& kind, Mode mode);
+  /// Decodes `bytes`, which must be as long as `info` demands. Throws DecoderFault.
+  Decoded decode(std::span<const std::uint8_t> bytes, const ReportInfo& info, Mode mode);
 
  private:
   struct Destroy {
@@ -142,7 +143,7 @@ struct Visit {
 }  // namespace detail
 
 template <class Handler>
-void Result::visit(Handler& handler) const {
+void Decoded::visit(Handler& handler) const {
   detail::Visit<Handler> visit{handler};
   const vesk_visitor visitor = visit.functions();
   _api->result_visit(_result.get(), &visitor);

@@ -1,6 +1,7 @@
-/// What passes from the inputs to the outputs: reports, and what is wrong with those that aren't.
+/// A report, as an input finds it and an output writes it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -16,6 +17,8 @@ enum class ReportType : std::int32_t {
   Output = VESK_OUTPUT,
   Feature = VESK_FEATURE,
 };
+
+inline constexpr std::size_t kReportTypes = static_cast<std::size_t>(ReportType::Feature) + 1;
 
 /// "input", "output" or "feature".
 std::string_view nameOf(ReportType type);
@@ -63,56 +66,5 @@ std::string describe(std::uint32_t id, std::optional<ReportType> type);
 
 /// "1 byte", "2 bytes".
 std::string countedBytes(std::uint64_t count);
-
-enum class ProblemCode : std::uint8_t {
-  BadHex,
-  BadDump,
-  BadRecording,
-  LengthMismatch,
-  TooLong,
-  EmptyReport,
-  ShortReport,
-  RefusedLength,
-  UnknownReport,
-  TruncatedCapture,
-  FailedRequest,
-  UnansweredRequest,
-  MismatchedReply,
-  DecoderFailed,
-  UnsupportedInput,
-  UnreadableInput,
-};
-inline constexpr std::size_t kProblemCodes = 16;
-
-/// "bad_hex", "short_report", ...
-std::string_view nameOf(ProblemCode code);
-
-/// Something in an input that gives no report, or a report that can't be decoded.
-struct Problem {
-  ProblemCode code;
-  std::string message;  // one line, without the place
-  Place place;
-  std::optional<std::int64_t> microseconds;
-  std::optional<std::uint32_t> reportId;
-  std::optional<ReportType> reportType;
-  std::optional<std::uint64_t> expected;
-  std::optional<std::uint64_t> got;
-  std::optional<std::uint64_t> offset;
-
-  /// True if the input as a whole can't be read, false if a part of it is wrong: a capture goes on
-  /// behind the packet of an interface that isn't supported.
-  bool endsInput() const {
-    return code == ProblemCode::UnreadableInput ||
-           (code == ProblemCode::UnsupportedInput && place.unit != Place::Unit::Packet);
-  }
-};
-
-Problem problemAt(const Place& place, ProblemCode code, std::string message);
-
-/// What is wrong with the size of a report, if anything: one of no bytes has no ID.
-std::optional<Problem> checkSize(const Place& place, std::size_t size);
-
-/// A problem with `report`: place, time, ID and type are the report's.
-Problem problemWith(const Report& report, ProblemCode code, std::string_view complaint);
 
 }  // namespace vesk::host

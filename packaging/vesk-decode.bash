@@ -13,7 +13,7 @@ _vesk_decode() {
 
   case $previous in
     -i | --input) values='hex dump xxd-p binary recording usb' ;;
-    -o | --output) values='text ndjson json csv hid' ;;
+    -o | --output) values='text ndjson json csv recording' ;;
     --color) values='auto always never' ;;
     --type) values='input output feature' ;;
     --report) values=$("$program" --list-reports 2>/dev/null | awk 'NR > 1 { print $2 }') ;;

@@ -24,3 +24,4 @@ need_packages() {
 }
 
 packages_to_build="cmake ninja-build g++ libcli11-dev rapidjson-dev"
+packages_to_fuzz="clang-14 libclang-rt-14-dev nlohmann-json3-dev python3"

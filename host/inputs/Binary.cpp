@@ -12,15 +12,15 @@ Item Binary::next() {
   if (_ended || !atHand) return End{};
 
   const auto id = static_cast<std::uint8_t>(_bytes.window().front());
-  const ReportKind* kind = _table.find(id, std::nullopt);
-  if (kind == nullptr) return unknown(id);
+  const ReportInfo* info = _known.find(id, std::nullopt);
+  if (info == nullptr) return unknown(id);
 
-  const std::size_t size = kind->nulTerminated ? textReportSize() : kind->smallest;
+  const std::size_t size = info->nulTerminated ? textReportSize() : info->smallest;
   const std::string_view window = _bytes.peek(size);
   _reportSize = std::min(size, window.size());
   Report report;
   report.bytes = {reinterpret_cast<const std::uint8_t*>(window.data()), _reportSize};
-  report.type = kind->type;
+  report.type = info->type;
   report.place = {Place::Unit::Offset, _bytes.position()};
   return report;
 }

@@ -9,7 +9,7 @@ namespace vesk::host {
 /// report ends with its NUL. Bytes of zero behind a report are padding: 0 is nobody's ID.
 class Binary final : public Input {
  public:
-  Binary(Bytes& bytes, const ReportTable& table) : _bytes(bytes), _table(table) {}
+  Binary(Bytes& bytes, const InputContext& context) : _bytes(bytes), _known(context.known) {}
   Item next() override;
 
  private:
@@ -18,7 +18,7 @@ class Binary final : public Input {
   Item unknown(std::uint8_t id);
 
   Bytes& _bytes;
-  const ReportTable& _table;
+  const KnownReports& _known;
   std::size_t _reportSize = 0;  // of the report handed out last
   bool _ended = false;
 };

@@ -1,17 +1,8 @@
 #include "host/inputs/Bytes.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <system_error>
 #include <utility>
-
-#include "host/run/Signals.h"
 
 namespace vesk::host {
 
@@ -49,45 +40,7 @@ void Bytes::take(std::size_t count) {
   if (_begin == _end) _begin = _end = 0;
 }
 
-FileBytes::FileBytes(const std::string& path, BeforeRead beforeRead)
-    : _descriptor(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)),
-      _owned(path != "-"),
-      _beforeRead(std::move(beforeRead)) {
-  struct stat status {};
-  if (_descriptor < 0 || fstat(_descriptor, &status) != 0)
-    throw InputFault("cannot open: " + std::generic_category().message(errno));
-  if (S_ISREG(status.st_mode)) _size = static_cast<std::uint64_t>(status.st_size);
-}
-
-FileBytes::~FileBytes() {
-  if (_owned) close(_descriptor);
-}
-
-bool FileBytes::wouldWait() const {
-  if (_size) return false;
-  pollfd readable = {_descriptor, POLLIN, 0};
-  return poll(&readable, 1, 0) == 0;
-}
-
-std::size_t FileBytes::read(char* into, std::size_t room) {
-  const bool wait = wouldWait();
-  _beforeRead(*this, wait);
-  if (wait) waitUntilReadable(_descriptor);
-  while (!interrupted()) {
-    const ssize_t count = ::read(_descriptor, into, room);
-    if (count >= 0) {
-      _bytesRead += static_cast<std::uint64_t>(count);
-      return static_cast<std::size_t>(count);
-    }
-    if (errno == EAGAIN)
-      waitUntilReadable(_descriptor);
-    else if (errno != EINTR)
-      throw InputFault("cannot read: " + std::generic_category().message(errno));
-  }
-  return 0;
-}
-
-std::optional<Lines::Line> Lines::next() {
+std::optional<LineReader::Line> LineReader::next() {
   _bytes.take(std::exchange(_lineSize, 0));
   if (std::exchange(_passOver, false)) passOver();
   std::size_t searched = 0;
@@ -110,7 +63,7 @@ std::optional<Lines::Line> Lines::next() {
 }
 
 /// Takes the rest of a line that was too long.
-void Lines::passOver() {
+void LineReader::passOver() {
   do {
     const std::size_t end = _bytes.window().find('\n');
     if (end != std::string_view::npos) return _bytes.take(end + 1);

@@ -4,11 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
-#include <string>
 #include <string_view>
 
 namespace vesk::host {
@@ -59,34 +57,8 @@ class Bytes {
   std::uint64_t _position = 0;
 };
 
-/// A file, a pipe or a device.
-class FileBytes final : public Bytes {
- public:
-  /// Called before each read. `wouldWait` says that no bytes are there yet: the moment to hand out
-  /// what is finished, for whoever follows a pipe.
-  using BeforeRead = std::function<void(const FileBytes& file, bool wouldWait)>;
-
-  /// Opens `path`, or standard input for "-". Throws InputFault.
-  FileBytes(const std::string& path, BeforeRead beforeRead);
-  ~FileBytes() override;
-
-  /// Bytes read so far, and how many there are where that is known.
-  std::uint64_t bytesRead() const { return _bytesRead; }
-  std::optional<std::uint64_t> size() const { return _size; }
-
- private:
-  std::size_t read(char* into, std::size_t room) override;
-  bool wouldWait() const;
-
-  int _descriptor;
-  bool _owned;
-  BeforeRead _beforeRead;
-  std::uint64_t _bytesRead = 0;
-  std::optional<std::uint64_t> _size;
-};
-
 /// The lines of a stream of text.
-class Lines {
+class LineReader {
  public:
   /// A line that is longer than any report written out, even as "0xAB, " a byte, is not kept.
   static constexpr std::size_t kLongest = 6 * 65536 + 4096;
@@ -97,7 +69,7 @@ class Lines {
     bool tooLong;           // text is its beginning; the rest is passed over
   };
 
-  explicit Lines(Bytes& bytes) : _bytes(bytes) {}
+  explicit LineReader(Bytes& bytes) : _bytes(bytes) {}
 
   std::optional<Line> next();
 

@@ -15,6 +15,7 @@
 ///     }
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <optional>
@@ -27,6 +28,17 @@
 #include "host/inputs/Bytes.h"
 
 namespace vesk::host {
+
+/// The first four bytes of capture files: pcap in either byte order and precision, and pcapng.
+inline constexpr auto kCaptureMagics = std::to_array<std::string_view>({
+    "\xA1\xB2\xC3\xD4",
+    "\xD4\xC3\xB2\xA1",
+    "\xA1\xB2\x3C\x4D",
+    "\x4D\x3C\xB2\xA1",
+    "\xA1\xB2\xCD\x34",
+    "\x34\xCD\xB2\xA1",
+    "\x0A\x0D\x0D\x0A",
+});
 
 class CaptureFile {
  public:

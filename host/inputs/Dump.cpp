@@ -22,6 +22,10 @@ constexpr std::uint64_t kLongestRepetition = 16 << 20;
 constexpr std::string_view kWordsHint =
     "this dump shows words in the machine's order, not bytes; make it with: hexdump -C FILE";
 
+std::size_t digitsAtFront(std::string_view text) {
+  return std::min(text.find_first_not_of(kHexDigits), text.size());
+}
+
 std::optional<std::uint64_t> number(std::string_view digits, int base) {
   std::uint64_t value = 0;
   const char* const end = digits.data() + digits.size();
@@ -34,6 +38,15 @@ std::size_t longestWord(std::string_view text) {
   std::size_t longest = 0;
   while (!text.empty()) longest = std::max(longest, takeWord(text).size());
   return longest;
+}
+
+/// Whether the bytes are one report and nothing else, but for zeros that fill it up.
+bool isOneReport(const std::vector<std::uint8_t>& bytes, const ReportInfo& info) {
+  const auto size = static_cast<std::ptrdiff_t>(info.smallest);
+  if (std::ssize(bytes) < size) return false;
+  const auto end = info.nulTerminated ? std::ranges::find(bytes, 0) : bytes.begin() + size;
+  if (info.nulTerminated && end == bytes.end()) return false;
+  return std::all_of(end, bytes.end(), [](std::uint8_t byte) { return byte == 0; });
 }
 
 /// The bytes as a dump's right-hand column shows them.
@@ -108,7 +121,7 @@ bool DumpBytes::readLine() {
 }
 
 /// The row in a line; none if the line is wrong.
-std::optional<DumpBytes::Row> DumpBytes::parse(const Lines::Line& line) {
+std::optional<DumpBytes::Row> DumpBytes::parse(const LineReader::Line& line) {
   if (line.tooLong) {
     complain(line, ProblemCode::TooLong, "the line is longer than a dump's");
     return std::nullopt;
@@ -122,7 +135,7 @@ std::optional<DumpBytes::Row> DumpBytes::parse(const Lines::Line& line) {
   return row;
 }
 
-std::optional<DumpBytes::Row> DumpBytes::parseAddressed(const Lines::Line& line) {
+std::optional<DumpBytes::Row> DumpBytes::parseAddressed(const LineReader::Line& line) {
   std::string_view rest = trim(line.text);
   const std::size_t digits = std::min(rest.find_first_not_of(kHexDigits), rest.size());
   const auto address = number(rest.substr(0, digits), 16);
@@ -158,7 +171,7 @@ std::optional<DumpBytes::Row> DumpBytes::parseAddressed(const Lines::Line& line)
 /// xxd -e turns the bytes of each group around, and looks otherwise as xxd does: the characters at
 /// the right-hand side tell which it was. Where they can't (none is printable), groups of four
 /// bytes or more are what xxd -e writes, and groups of two what xxd writes.
-bool DumpBytes::inByteOrder(const Lines::Line& line, std::string_view digits,
+bool DumpBytes::inByteOrder(const LineReader::Line& line, std::string_view digits,
                             const std::vector<std::uint8_t>& bytes) {
   const bool straight = line.text.ends_with(asPrinted(bytes));
   const bool turned = line.text.ends_with(asPrinted(swapped(digits)));
@@ -170,7 +183,7 @@ bool DumpBytes::inByteOrder(const Lines::Line& line, std::string_view digits,
 }
 
 /// Checks a row's address, and finds out how often the row before it was repeated.
-bool DumpBytes::place(const Lines::Line& line, const Row& row) {
+bool DumpBytes::place(const LineReader::Line& line, const Row& row) {
   const std::uint64_t expected = _address.value_or(row.address);
   if (row.address != expected) {
     const std::uint64_t gap = row.address - expected;
@@ -192,7 +205,7 @@ bool DumpBytes::place(const Lines::Line& line, const Row& row) {
   return true;
 }
 
-void DumpBytes::complain(const Lines::Line& line, ProblemCode code, std::string message) {
+void DumpBytes::complain(const LineReader::Line& line, ProblemCode code, std::string message) {
   _problem = problemAt({Place::Unit::Line, line.number}, code, std::move(message));
 }
 
@@ -202,6 +215,30 @@ Item Dump::next() {
   if (!std::holds_alternative<End>(item) || !_bytes.problem() || _told) return item;
   _told = true;
   return *_bytes.problem();
+}
+
+/// Dumps begin at address 0, or with an address that xxd or hexdump -C marks as one.
+bool Dump::beginsAddressed(const TextHead& head, const KnownReports& /*known*/) {
+  const std::string_view line = head.line;
+  const std::size_t digits = digitsAtFront(line);
+  if (digits < kAddressDigits) return false;
+  const std::string_view rest = line.substr(digits);
+  const bool marked = (rest.starts_with(": ") || rest.starts_with("  ")) && digits >= 8;
+  const bool zero = line.find_first_not_of('0') >= digits;
+  return marked || (zero && rest.starts_with(' '));
+}
+
+/// xxd -p writes a file in lines of 30 bytes, without anything between them. That looks as reports
+/// written a line each do, but for the first line being no report, or more than one.
+bool Dump::beginsPlain(const TextHead& head, const KnownReports& known) {
+  constexpr std::size_t kLineDigits = 60;
+  if (head.line.size() != kLineDigits || digitsAtFront(head.line) != kLineDigits) return false;
+  std::vector<std::uint8_t> bytes;
+  appendHex(head.line, bytes);
+  const ReportInfo* info = known.find(bytes.front(), std::nullopt);
+  if (info == nullptr || isOneReport(bytes, *info)) return false;
+  const std::string_view following = head.following.substr(0, head.following.find_first_of("\r\n"));
+  return digitsAtFront(following) == following.size() && following.size() <= kLineDigits;
 }
 
 }  // namespace vesk::host

@@ -28,14 +28,14 @@ class DumpBytes final : public Bytes {
   std::size_t read(char* into, std::size_t room) override;
   bool nextRow();
   bool readLine();
-  std::optional<Row> parse(const Lines::Line& line);
-  std::optional<Row> parseAddressed(const Lines::Line& line);
-  bool place(const Lines::Line& line, const Row& row);
-  bool inByteOrder(const Lines::Line& line, std::string_view digits,
+  std::optional<Row> parse(const LineReader::Line& line);
+  std::optional<Row> parseAddressed(const LineReader::Line& line);
+  bool place(const LineReader::Line& line, const Row& row);
+  bool inByteOrder(const LineReader::Line& line, std::string_view digits,
                    const std::vector<std::uint8_t>& bytes);
-  void complain(const Lines::Line& line, ProblemCode code, std::string message);
+  void complain(const LineReader::Line& line, ProblemCode code, std::string message);
 
-  Lines _lines;
+  LineReader _lines;
   Style _style;
   std::optional<Problem> _problem;
 
@@ -51,9 +51,13 @@ class DumpBytes final : public Bytes {
 /// The reports in a dump.
 class Dump final : public Input {
  public:
-  Dump(Bytes& text, DumpBytes::Style style, const ReportTable& table)
-      : _bytes(text, style), _reports(_bytes, table) {}
+  Dump(Bytes& text, const InputContext& context, DumpBytes::Style style)
+      : _bytes(text, style), _reports(_bytes, context) {}
   Item next() override;
+
+  /// Whether a text begins as dumps of each style do.
+  static bool beginsAddressed(const TextHead& head, const KnownReports& known);
+  static bool beginsPlain(const TextHead& head, const KnownReports& known);
 
  private:
   DumpBytes _bytes;

@@ -16,7 +16,7 @@ Item HexText::next() {
   return End{};
 }
 
-Item HexText::parse(const Lines::Line& line, std::string_view text) {
+Item HexText::parse(const LineReader::Line& line, std::string_view text) {
   Report report;
   report.place = {Place::Unit::Line, line.number};
   std::string_view rest = text;

@@ -13,13 +13,13 @@ namespace vesk::host {
 
 class HexText final : public Input {
  public:
-  explicit HexText(Bytes& bytes) : _lines(bytes) {}
+  HexText(Bytes& bytes, const InputContext& /*context*/) : _lines(bytes) {}
   Item next() override;
 
  private:
-  Item parse(const Lines::Line& line, std::string_view text);
+  Item parse(const LineReader::Line& line, std::string_view text);
 
-  Lines _lines;
+  LineReader _lines;
   std::vector<std::uint8_t> _bytes;  // the report handed out last
 };
 

@@ -1,7 +1,8 @@
 /// What every form of input looks like from outside.
 ///
-/// To add a form: write a class with next() in a file of its own in this folder, add a row for it
-/// to the table in Forms.cpp, and let detectForm() there know it by its first bytes.
+/// To add a form: write a class with next() in a file of its own in this folder, made of a stream
+/// and an InputContext, name the file in host/CMakeLists.txt, and add a row for the class to the
+/// table in Forms.cpp.
 #pragma once
 
 #include <memory>
@@ -9,8 +10,9 @@
 #include <string_view>
 #include <variant>
 
+#include "host/KnownReports.h"
+#include "host/Problem.h"
 #include "host/Report.h"
-#include "host/ReportTable.h"
 #include "host/inputs/Bytes.h"
 
 namespace vesk::host {
@@ -35,6 +37,19 @@ struct UsbSelection {
   };
   std::optional<Device> device;
   std::optional<std::uint8_t> endpoint;  // without the direction bit; 0 is for control requests
+};
+
+/// What a form may need beside the stream. The reports must outlive the input.
+struct InputContext {
+  const KnownReports& known;
+  UsbSelection usb = {};
+};
+
+/// The beginning of a text, as far as detection looks at it.
+struct TextHead {
+  std::string_view line;       // the first one that is neither empty nor a comment, without blanks
+                               // at its ends
+  std::string_view following;  // what is at hand behind it
 };
 
 }  // namespace vesk::host

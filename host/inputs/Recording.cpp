@@ -70,7 +70,7 @@ Item Recording::next() {
   return End{};
 }
 
-Item Recording::parseReport(const Lines::Line& line, ReportType type) {
+Item Recording::parseReport(const LineReader::Line& line, ReportType type) {
   Report report;
   report.type = type;
   report.place = {Place::Unit::Line, line.number};
@@ -110,7 +110,7 @@ Item Recording::parseReport(const Lines::Line& line, ReportType type) {
 
 /// Keeps a line on the device for whoever writes a recording. There are a handful of them; a file
 /// of nothing else must not fill the memory.
-std::optional<Problem> Recording::keepForPreamble(const Lines::Line& line) {
+std::optional<Problem> Recording::keepForPreamble(const LineReader::Line& line) {
   constexpr std::size_t kMost = std::size_t{64} * 1024;
   if (line.tooLong || _preamble.size() + line.text.size() > kMost)
     return problemAt({Place::Unit::Line, line.number},
@@ -118,6 +118,11 @@ std::optional<Problem> Recording::keepForPreamble(const Lines::Line& line) {
                      "too many or too long lines on the device");
   _preamble.append(line.text) += '\n';
   return std::nullopt;
+}
+
+bool Recording::begins(const TextHead& head, const KnownReports& /*known*/) {
+  const char prefix = prefixOf(head.line);
+  return prefix >= 'A' && prefix <= 'Z' && (head.line.size() == 2 || isBlank(head.line[2]));
 }
 
 }  // namespace vesk::host

@@ -21,14 +21,17 @@ namespace vesk::host {
 
 class Recording final : public Input {
  public:
-  explicit Recording(Bytes& bytes) : _lines(bytes) {}
+  Recording(Bytes& bytes, const InputContext& /*context*/) : _lines(bytes) {}
   Item next() override;
 
- private:
-  Item parseReport(const Lines::Line& line, ReportType type);
-  std::optional<Problem> keepForPreamble(const Lines::Line& line);
+  /// Whether a text begins as recordings do.
+  static bool begins(const TextHead& head, const KnownReports& known);
 
-  Lines _lines;
+ private:
+  Item parseReport(const LineReader::Line& line, ReportType type);
+  std::optional<Problem> keepForPreamble(const LineReader::Line& line);
+
+  LineReader _lines;
   std::vector<std::uint8_t> _bytes;  // the report handed out last
   std::string _preamble;             // lines on the device since the last report
   bool _preambleUsed = false;        // it went out with the last report

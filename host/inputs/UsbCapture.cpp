@@ -39,8 +39,8 @@ std::string failureText(const UsbEvent& event) {
 
 }  // namespace
 
-UsbCapture::UsbCapture(Bytes& bytes, const UsbSelection& selection)
-    : _file(bytes), _selection(selection) {}
+UsbCapture::UsbCapture(Bytes& bytes, const InputContext& context)
+    : _file(bytes), _selection(context.usb) {}
 
 Item UsbCapture::next() {
   if (_second) return *std::exchange(_second, std::nullopt);

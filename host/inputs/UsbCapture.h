@@ -16,7 +16,7 @@ namespace vesk::host {
 class UsbCapture final : public Input {
  public:
   /// Throws InputFault if the file is no capture.
-  UsbCapture(Bytes& bytes, const UsbSelection& selection);
+  UsbCapture(Bytes& bytes, const InputContext& context);
   Item next() override;
 
  private:

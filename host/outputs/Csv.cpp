@@ -22,7 +22,7 @@ void appendField(std::string& row, std::string_view text) {
 
 }  // namespace
 
-/// A row and the names of its columns. It is a handler for Result::visit().
+/// A row and the names of its columns. It is a handler for Decoded::visit().
 class CsvOutput::Row {
  public:
   /// `named` says whether names are wanted: a table needs them once.
@@ -82,25 +82,25 @@ class CsvOutput::Row {
   std::string _fields;
 };
 
-void CsvOutput::writeChecked(const Report& report, const ReportKind& kind) {
-  if (!_decoder.empty() && kind.decoder != _decoder) {
-    ++_leftOut[kind.id];
+void CsvOutput::writeChecked(const Report& report, const ReportInfo& info) {
+  if (!_decoder.empty() && info.decoder != _decoder) {
+    ++_leftOut[info.id];
     return;
   }
-  const Result object = decode(kind, Plugin::Mode::Object);
+  const Decoded object = decode(info, Plugin::Mode::Object);
   Row row(_decoder.empty());
   row.column("source", describe(_file, report.place));
   row.column("time", report.microseconds ? secondsText(*report.microseconds) : "");
-  row.numberColumn("report_id", kind.id);
+  row.numberColumn("report_id", info.id);
   if (object.form() == VESK_NIL) {
     row.numberLines();
-    decodeLines(kind).visit(row);
+    decodeLines(info).visit(row);
   } else {
     object.visit(row);
   }
 
   if (_decoder.empty()) _sink.append(row.names() + '\n');
-  _decoder = kind.decoder;
+  _decoder = info.decoder;
   _sink.append(row.fields());
   _sink.append('\n');
 }

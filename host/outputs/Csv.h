@@ -12,8 +12,7 @@ namespace vesk::host {
 
 class CsvOutput final : public DecodingOutput {
  public:
-  CsvOutput(Plugin& plugin, const ReportTable& table, Sink& sink)
-      : DecodingOutput(plugin, table), _sink(sink) {}
+  explicit CsvOutput(const OutputContext& context) : DecodingOutput(context), _sink(context.sink) {}
 
   void beginFile(std::string_view name) override { _file = name; }
   std::string leftOut() const override;
@@ -21,7 +20,7 @@ class CsvOutput final : public DecodingOutput {
  private:
   class Row;
 
-  void writeChecked(const Report& report, const ReportKind& kind) override;
+  void writeChecked(const Report& report, const ReportInfo& info) override;
 
   Sink& _sink;
   std::string _file;

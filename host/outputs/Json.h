@@ -12,21 +12,22 @@ class JsonOutput final : public DecodingOutput {
  public:
   enum class Framing : std::uint8_t { Lines, Array };
 
-  JsonOutput(Plugin& plugin, const ReportTable& table, Sink& sink, Framing framing, bool withLines);
+  JsonOutput(const OutputContext& context, Framing framing);
   ~JsonOutput() override;
 
   void beginFile(std::string_view name) override;
-  void note(const Problem& problem) override;
+  using DecodingOutput::write;
+  void write(const Problem& problem) override;
   bool writeStatistics(const Statistics& statistics) override;
   void finish() override;
 
  private:
   class Record;
 
-  void writeChecked(const Report& report, const ReportKind& kind) override;
+  void writeChecked(const Report& report, const ReportInfo& info) override;
   void beginRecord(const Place& place, std::optional<std::int64_t> microseconds);
   void endRecord();
-  const std::string& membersOf(const ReportKind& kind);
+  const std::string& membersOf(const ReportInfo& info);
 
   Sink& _sink;
   Framing _framing;
@@ -37,7 +38,7 @@ class JsonOutput final : public DecodingOutput {
   // Most of what stands around a value is the same for all records of a file, or of a kind of
   // report.
   std::string _fileMembers;
-  std::map<const ReportKind*, std::string> _kindMembers;
+  std::map<const ReportInfo*, std::string> _kindMembers;
 };
 
 }  // namespace vesk::host

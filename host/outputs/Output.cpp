@@ -10,9 +10,9 @@ namespace vesk::host {
 
 namespace {
 
-std::size_t longestBuffer(const ReportTable& table) {
+std::size_t longestBuffer(const KnownReports& known) {
   std::size_t longest = kLongestReport;
-  for (const ReportKind& kind : table.kinds()) longest = std::max(longest, kind.smallest);
+  for (const ReportInfo& info : known.all()) longest = std::max(longest, info.smallest);
   return longest;
 }
 
@@ -25,30 +25,36 @@ Problem unknownReport(const Report& report) {
 }
 
 /// What is wrong with a report's length, if anything.
-std::optional<Problem> checkLength(const Report& report, const ReportKind& kind) {
+std::optional<Problem> checkLength(const Report& report, const ReportInfo& info) {
   const std::size_t length = report.bytes.size();
-  const bool tooShort = length < kind.smallest;
-  if (!tooShort && !(kind.exactLength && length != kind.smallest)) return std::nullopt;
+  const bool tooShort = length < info.smallest;
+  if (!tooShort && !(info.exactLength && length != info.smallest)) return std::nullopt;
   Problem problem = problemWith(report,
                                 tooShort ? ProblemCode::ShortReport : ProblemCode::RefusedLength,
                                 countedBytes(length) + ", its layout needs " +
-                                    (tooShort ? "" : "exactly ") + std::to_string(kind.smallest));
-  problem.expected = kind.smallest;
+                                    (tooShort ? "" : "exactly ") + std::to_string(info.smallest));
+  problem.expected = info.smallest;
   problem.got = length;
   return problem;
 }
 
 }  // namespace
 
-DecodingOutput::DecodingOutput(Plugin& plugin, const ReportTable& table)
-    : _plugin(plugin), _buffer(longestBuffer(table) + 1) {}
+std::optional<Problem> Output::write(const Report& report, const ReportInfo* info) {
+  auto problem = tryToWrite(report, info);
+  if (problem) write(*problem);
+  return problem;
+}
 
-std::optional<Problem> DecodingOutput::write(const Report& report, const ReportKind* kind) {
-  if (kind == nullptr) return unknownReport(report);
-  if (auto problem = checkLength(report, *kind)) return problem;
+DecodingOutput::DecodingOutput(const OutputContext& context)
+    : _plugin(context.plugin), _buffer(longestBuffer(context.known) + 1) {}
+
+std::optional<Problem> DecodingOutput::tryToWrite(const Report& report, const ReportInfo* info) {
+  if (info == nullptr) return unknownReport(report);
+  if (auto problem = checkLength(report, *info)) return problem;
   copy(report.bytes);
   try {
-    writeChecked(report, *kind);
+    writeChecked(report, *info);
     return std::nullopt;
   } catch (const DecoderFault& fault) {
     return problemWith(
@@ -63,12 +69,12 @@ void DecodingOutput::copy(std::span<const std::uint8_t> bytes) {
   _report = {_buffer.data(), bytes.size()};
 }
 
-Result DecodingOutput::decode(const ReportKind& kind, Plugin::Mode mode) {
-  return _plugin.decode(_report, kind, mode);
+Decoded DecodingOutput::decode(const ReportInfo& info, Plugin::Mode mode) {
+  return _plugin.decode(_report, info, mode);
 }
 
-Result DecodingOutput::decodeLines(const ReportKind& kind) {
-  Result lines = decode(kind, Plugin::Mode::Text);
+Decoded DecodingOutput::decodeLines(const ReportInfo& info) {
+  Decoded lines = decode(info, Plugin::Mode::Text);
   if (lines.form() != VESK_LINES) throw DecoderFault("it gives no lines");
   return lines;
 }

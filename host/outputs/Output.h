@@ -1,4 +1,9 @@
 /// What every form of output looks like from outside.
+///
+/// To add a form: write a class in a file of its own in this folder, made of an OutputContext, name
+/// the file in host/CMakeLists.txt, and add a row for the class to the table in Forms.cpp. A form
+/// that shows decoded reports is a DecodingOutput, which leaves it writeChecked() to define, and
+/// the write() of problems.
 #pragma once
 
 #include <cstdint>
@@ -8,13 +13,26 @@
 #include <string_view>
 #include <vector>
 
+#include "host/KnownReports.h"
 #include "host/Plugin.h"
+#include "host/Problem.h"
 #include "host/Report.h"
-#include "host/ReportTable.h"
+#include "host/outputs/Sink.h"
 #include "host/outputs/Statistics.h"
-#include "host/run/Writer.h"
 
 namespace vesk::host {
+
+/// Lines before the reports that say where each came from.
+enum class Headers : std::uint8_t { None, Plain, Coloured };
+
+/// What a form may need. All of it must outlive the output.
+struct OutputContext {
+  Plugin& plugin;
+  const KnownReports& known;
+  Sink& sink;
+  Headers headers = Headers::None;
+  bool lines = false;  // a report's lines, too, where there is room for them beside its object
+};
 
 class Output {
  public:
@@ -23,13 +41,13 @@ class Output {
   /// What comes from here on comes from this file.
   virtual void beginFile(std::string_view /*name*/) {}
 
-  /// Writes a report; gives back what is wrong with it if it can't be. `kind` is null for a report
-  /// that no decoder knows. All of it is written or nothing.
-  virtual std::optional<Problem> write(const Report& report, const ReportKind* kind) = 0;
+  /// Writes a report, of which `info` is null if no decoder knows it. Where it can't be written,
+  /// the problem with it is written in its place and given back, to be told to people.
+  std::optional<Problem> write(const Report& report, const ReportInfo* info);
 
-  /// Something in the file is wrong. People are told elsewhere; this is for forms that programs
-  /// read.
-  virtual void note(const Problem& /*problem*/) {}
+  /// Writes that something in the file is wrong, if this form has a place for it: programs read it
+  /// here, people are told elsewhere.
+  virtual void write(const Problem& /*problem*/) {}
 
   /// Writes the counts, if this form has a place for them; false if it has none.
   virtual bool writeStatistics(const Statistics& /*statistics*/) { return false; }
@@ -39,26 +57,30 @@ class Output {
 
   /// What was passed over on the way and why, for people; empty if nothing was.
   virtual std::string leftOut() const { return {}; }
+
+ protected:
+  /// Writes all of a report, or nothing and gives back what is wrong with it.
+  virtual std::optional<Problem> tryToWrite(const Report& report, const ReportInfo* info) = 0;
 };
 
 /// An output that shows decoded reports. It guards the decoders: they read their layout whatever
 /// length they are told, so a report that is too short never gets to them.
 class DecodingOutput : public Output {
  public:
-  DecodingOutput(Plugin& plugin, const ReportTable& table);
-  std::optional<Problem> write(const Report& report, const ReportKind* kind) final;
+  explicit DecodingOutput(const OutputContext& context);
 
  protected:
   /// Writes a report that its decoder accepts. May throw DecoderFault, before anything is written.
-  virtual void writeChecked(const Report& report, const ReportKind& kind) = 0;
+  virtual void writeChecked(const Report& report, const ReportInfo& info) = 0;
 
   /// Decodes the report that writeChecked() is called for.
-  Result decode(const ReportKind& kind, Plugin::Mode mode);
+  Decoded decode(const ReportInfo& info, Plugin::Mode mode);
 
   /// The same to lines. Throws DecoderFault if there are none.
-  Result decodeLines(const ReportKind& kind);
+  Decoded decodeLines(const ReportInfo& info);
 
  private:
+  std::optional<Problem> tryToWrite(const Report& report, const ReportInfo* info) final;
   void copy(std::span<const std::uint8_t> bytes);
 
   Plugin& _plugin;

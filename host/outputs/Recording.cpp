@@ -18,14 +18,14 @@ void appendHexByte(std::string& text, std::uint8_t byte) {
 
 /// A report descriptor that declares what the tables know as vendor-defined bytes: with it, others
 /// that read recordings learn how long each report is.
-std::vector<std::uint8_t> reportDescriptor(const ReportTable& table) {
+std::vector<std::uint8_t> reportDescriptor(const KnownReports& known) {
   // Usage page 0xFF00, usage 1, application collection, logical 0 to 255, size 8 bits.
   std::vector<std::uint8_t> bytes = {
       0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01, 0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08};
-  for (const ReportKind& kind : table.kinds()) {
-    const std::size_t count = kind.nulTerminated ? kTextReportRoom : kind.smallest - 1;
-    const auto id = static_cast<std::uint8_t>(kind.id);
-    const std::uint8_t mainItem = kind.type == ReportType::Feature ? 0xB1 : 0x81;
+  for (const ReportInfo& info : known.all()) {
+    const std::size_t count = info.nulTerminated ? kTextReportRoom : info.smallest - 1;
+    const auto id = static_cast<std::uint8_t>(info.id);
+    const std::uint8_t mainItem = info.type == ReportType::Feature ? 0xB1 : 0x81;
     // Report ID, usage, 16-bit count, and the item itself: data, variable, absolute.
     for (const std::size_t byte : {std::size_t{0x85},
                                    std::size_t{id},
@@ -43,8 +43,8 @@ std::vector<std::uint8_t> reportDescriptor(const ReportTable& table) {
 }
 
 /// The lines on the device, where the input had none.
-std::string ownPreamble(const ReportTable& table) {
-  const std::vector<std::uint8_t> descriptor = reportDescriptor(table);
+std::string ownPreamble(const KnownReports& known) {
+  const std::vector<std::uint8_t> descriptor = reportDescriptor(known);
   std::string text = "D: 0\nR: " + std::to_string(descriptor.size());
   for (const std::uint8_t byte : descriptor) appendHexByte(text, byte);
   return text + "\nN: Vesk controller\nP: vesk-decode\nI: 3 0000 0000\n";
@@ -64,7 +64,8 @@ std::string paddedSeconds(std::int64_t microseconds) {
 
 }  // namespace
 
-std::optional<Problem> RecordingOutput::write(const Report& report, const ReportKind* /*kind*/) {
+std::optional<Problem> RecordingOutput::tryToWrite(const Report& report,
+                                                   const ReportInfo* /*info*/) {
   if (!report.type)
     return problemWith(
         report,
@@ -87,7 +88,7 @@ void RecordingOutput::writePreamble(std::string_view preamble) {
   if (!preamble.empty())
     _sink.append(preamble);
   else if (!_preambleWritten)
-    _sink.append(ownPreamble(_table));
+    _sink.append(ownPreamble(_known));
   _preambleWritten = true;
 }
 

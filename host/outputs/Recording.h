@@ -9,14 +9,14 @@ namespace vesk::host {
 /// pass.
 class RecordingOutput final : public Output {
  public:
-  RecordingOutput(const ReportTable& table, Sink& sink) : _table(table), _sink(sink) {}
-
-  std::optional<Problem> write(const Report& report, const ReportKind* kind) override;
+  explicit RecordingOutput(const OutputContext& context)
+      : _known(context.known), _sink(context.sink) {}
 
  private:
+  std::optional<Problem> tryToWrite(const Report& report, const ReportInfo* info) override;
   void writePreamble(std::string_view preamble);
 
-  const ReportTable& _table;
+  const KnownReports& _known;
   Sink& _sink;
   bool _preambleWritten = false;
 };

@@ -8,23 +8,15 @@ namespace vesk::host {
 
 namespace {
 
-/// Streams whose reports are numbered. The number is read from the bytes, so that printing text
-/// with statistics doesn't decode every frame a second time.
-struct NumberedStream {
-  std::string_view decoder;
-  std::string_view counter;
-  std::size_t offset;  // of the number, 32 bits
-};
-constexpr std::array<NumberedStream, 2> kNumberedStreams = {{
-    {"parseVeskImage", "FRAME_NUMBER", 4},
-    {"parseAdcDumpPacket", "PACKET_ID", 4},
-}};
-
 constexpr std::size_t kNamedGaps = 10;
 
-std::uint32_t littleEndian32(std::span<const std::uint8_t> bytes, std::size_t offset) {
+/// The number in a report; none where the report ends before it. It is read from the bytes, so that
+/// printing text with statistics doesn't decode every frame a second time.
+std::optional<std::uint32_t> numberIn(std::span<const std::uint8_t> bytes, std::size_t offset) {
+  constexpr std::size_t kSize = 4;
+  if (bytes.size() < kSize || offset > bytes.size() - kSize) return std::nullopt;
   std::uint32_t value = 0;
-  for (std::size_t i = 4; i-- > 0;) value = value << 8 | bytes[offset + i];
+  for (std::size_t i = kSize; i-- > 0;) value = value << 8 | bytes[offset + i];
   return value;
 }
 
@@ -53,24 +45,31 @@ void appendLosses(std::string& text, const Statistics::Losses& losses) {
 
 }  // namespace
 
+Statistics::Statistics(const KnownReports& known) {
+  for (const ReportInfo& info : known.all()) {
+    if (!info.counter) continue;
+    Counter& counter = _counters.emplace_back();
+    counter.info = &info;
+    counter.losses.counter = info.counter->key;
+  }
+}
+
 void Statistics::beginFile(std::string_view name) {
   _file = name;
   for (Counter& counter : _counters) counter.previous.reset();
 }
 
-void Statistics::count(const Report& report, const ReportKind* kind) {
+void Statistics::count(const Report& report, const ReportInfo* info) {
   ++_reports;
-  ++entryFor(report, kind).reports;
-  if (kind == nullptr) return;
-  for (std::size_t i = 0; i < kNumberedStreams.size(); ++i) {
-    const NumberedStream& stream = kNumberedStreams[i];
-    if (kind->decoder != stream.decoder || report.bytes.size() < stream.offset + 4) continue;
-    _counters[i].losses.counter = stream.counter;
-    follow(_counters[i], littleEndian32(report.bytes, stream.offset), report.place);
-  }
+  ++entryFor(report, info).reports;
+  if (info == nullptr || !info->counter) return;
+  const auto number = numberIn(report.bytes, info->counter->offset);
+  if (!number) return;
+  const auto counter = std::ranges::find(_counters, info, &Counter::info);
+  if (counter != _counters.end()) follow(*counter, *number, report.place);
 }
 
-Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportKind* kind) {
+Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportInfo* info) {
   const ReportType type = report.type.value_or(ReportType::Input);
   const auto matches = [&](const KindCount& entry) {
     return entry.id == report.id() && entry.type == type;
@@ -79,11 +78,12 @@ Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportKi
   const auto found = std::ranges::find_if(_kinds, matches);
   _latest = static_cast<std::size_t>(found - _kinds.begin());
   if (found != _kinds.end()) return *found;
-  return _kinds.emplace_back(KindCount{report.id(), type, kind, 0});
+  return _kinds.emplace_back(KindCount{report.id(), type, info, 0});
 }
 
 /// A number that jumps ahead tells of lost reports; one that falls back, of a new start.
 void Statistics::follow(Counter& counter, std::uint32_t number, const Place& place) {
+  counter.occurred = true;
   const auto previous = std::exchange(counter.previous, number);
   if (!previous) return;
   const std::uint32_t step = number - *previous;  // counters wrap around
@@ -98,7 +98,7 @@ void Statistics::follow(Counter& counter, std::uint32_t number, const Place& pla
 std::vector<Statistics::Losses> Statistics::losses() const {
   std::vector<Losses> losses;
   for (const Counter& counter : _counters)
-    if (!counter.losses.counter.empty()) losses.push_back(counter.losses);
+    if (counter.occurred) losses.push_back(counter.losses);
   return losses;
 }
 
@@ -109,7 +109,7 @@ std::string Statistics::table() const {
                     "%10llu  %s %s\n",
                     static_cast<unsigned long long>(entry.reports),
                     describe(entry.id, entry.type).c_str(),
-                    entry.kind == nullptr ? "unknown" : entry.kind->decoder.c_str());
+                    entry.info == nullptr ? "unknown" : entry.info->decoder.c_str());
   appendFormatted(text, "%10llu  reports in all\n", static_cast<unsigned long long>(_reports));
   for (std::size_t i = 0; i < kProblemCodes; ++i) {
     if (_problems[i] == 0) continue;

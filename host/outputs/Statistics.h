@@ -8,23 +8,27 @@
 #include <string_view>
 #include <vector>
 
+#include "host/KnownReports.h"
+#include "host/Problem.h"
 #include "host/Report.h"
-#include "host/ReportTable.h"
 
 namespace vesk::host {
 
 class Statistics {
  public:
+  /// Counts what `known` numbers; it must outlive the counts.
+  explicit Statistics(const KnownReports& known);
+
   /// Counters start anew with each file.
   void beginFile(std::string_view name);
 
-  void count(const Report& report, const ReportKind* kind);
+  void count(const Report& report, const ReportInfo* info);
   void count(ProblemCode code) { ++_problems[static_cast<std::size_t>(code)]; }
 
   struct KindCount {
     std::uint32_t id;
     ReportType type;
-    const ReportKind* kind;  // null if no decoder knows it
+    const ReportInfo* info;  // null if no decoder knows it
     std::uint64_t reports;
   };
 
@@ -37,7 +41,7 @@ class Statistics {
 
   /// What a counter says about reports that are missing.
   struct Losses {
-    std::string_view counter;  // "FRAME_NUMBER"
+    std::string_view counter;  // "FRAME_NUMBER"; lives as long as the known reports
     std::uint64_t lost = 0;
     std::uint64_t gapCount = 0;
     std::vector<Gap> gaps;  // the first ones
@@ -55,11 +59,13 @@ class Statistics {
 
  private:
   struct Counter {
+    const ReportInfo* info;  // of the stream's reports
+    bool occurred = false;
     Losses losses;
     std::optional<std::uint32_t> previous;
   };
 
-  KindCount& entryFor(const Report& report, const ReportKind* kind);
+  KindCount& entryFor(const Report& report, const ReportInfo* info);
   void follow(Counter& counter, std::uint32_t number, const Place& place);
 
   std::string _file;
@@ -67,7 +73,7 @@ class Statistics {
   std::vector<KindCount> _kinds;  // in the order in which they came
   std::size_t _latest = 0;        // index of the kind that came last, which mostly comes again
   std::array<std::uint64_t, kProblemCodes> _problems{};
-  std::array<Counter, 2> _counters{};
+  std::vector<Counter> _counters;  // in the order of the known reports
 };
 
 }  // namespace vesk::host

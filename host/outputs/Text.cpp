@@ -6,18 +6,18 @@ namespace vesk::host {
 
 /// The plug-in's own printing costs more than its decoding: it hands every line to the C library.
 /// Here its lines are taken as one block and framed as it frames them.
-void TextOutput::writeChecked(const Report& report, const ReportKind& kind) {
-  const Result lines = decodeLines(kind);
-  if (_headers != Headers::None) writeHeader(report, kind);
+void TextOutput::writeChecked(const Report& report, const ReportInfo& info) {
+  const Decoded lines = decodeLines(info);
+  if (_headers != Headers::None) writeHeader(report, info);
   _sink.append('\n');
   _sink.append(lines.text());
   _sink.append('\n');
 }
 
-void TextOutput::writeHeader(const Report& report, const ReportKind& kind) {
+void TextOutput::writeHeader(const Report& report, const ReportInfo& info) {
   std::string header = "# " + describe(_file, report.place);
   if (report.microseconds) header += ", " + secondsText(*report.microseconds) + " s";
-  header += ", " + describe(report.id(), kind.type) + ", " + kind.decoder + ", " +
+  header += ", " + describe(report.id(), info.type) + ", " + info.decoder + ", " +
             countedBytes(report.bytes.size());
   if (_headers == Headers::Coloured) header = coloured(Colour::Cyan, header);
   _sink.append(header);

@@ -7,16 +7,14 @@ namespace vesk::host {
 
 class TextOutput final : public DecodingOutput {
  public:
-  enum class Headers : std::uint8_t { None, Plain, Coloured };
-
-  TextOutput(Plugin& plugin, const ReportTable& table, Sink& sink, Headers headers)
-      : DecodingOutput(plugin, table), _sink(sink), _headers(headers) {}
+  explicit TextOutput(const OutputContext& context)
+      : DecodingOutput(context), _sink(context.sink), _headers(context.headers) {}
 
   void beginFile(std::string_view name) override { _file = name; }
 
  private:
-  void writeChecked(const Report& report, const ReportKind& kind) override;
-  void writeHeader(const Report& report, const ReportKind& kind);
+  void writeChecked(const Report& report, const ReportInfo& info) override;
+  void writeHeader(const Report& report, const ReportInfo& info);
 
   Sink& _sink;
   Headers _headers;

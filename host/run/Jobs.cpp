@@ -21,8 +21,8 @@ constexpr std::size_t kBatchesPerThread = 3;
 }  // namespace
 
 Jobs::Jobs(std::size_t count, const std::function<Plugin()>& makePlugin,
-           const MakeOutput& makeOutput, Settle settle)
-    : _settle(std::move(settle)), _batches(kBatchesPerThread * count) {
+           const MakeOutput& makeOutput, Commit commit)
+    : _commit(std::move(commit)), _batches(kBatchesPerThread * count) {
   for (Batch& batch : _batches) batch.bytes.reserve(kBatchBytes + kLongestReport);
   for (std::size_t i = 0; i < count; ++i)
     _renderers.push_back(std::make_unique<Renderer>(makePlugin(), makeOutput));
@@ -44,10 +44,10 @@ Jobs::~Jobs() {
   for (std::thread& thread : _threads) thread.join();
 }
 
-void Jobs::add(const Report& report, const ReportKind* kind) {
+void Jobs::add(const Report& report, const ReportInfo* info) {
   Entry& entry = addEntry();
   entry.report = report;
-  entry.kind = kind;
+  entry.info = info;
   Batch& filled = batch(_submitted);
   const std::size_t begin = filled.bytes.size();
   filled.bytes.insert(filled.bytes.end(), report.bytes.begin(), report.bytes.end());
@@ -69,16 +69,16 @@ void Jobs::submit() {
     ++_submitted;
   }
   _submission.notify_one();
-  if (_submitted - _settled == _batches.size()) settleOldest();
+  if (_submitted - _committed == _batches.size()) commitOldest();
 }
 
-void Jobs::settleAll() {
+void Jobs::commitAll() {
   if (!batch(_submitted).entries.empty()) submit();
-  while (_settled != _submitted) settleOldest();
+  while (_committed != _submitted) commitOldest();
 }
 
-void Jobs::settleOldest() {
-  Batch& oldest = batch(_settled);
+void Jobs::commitOldest() {
+  Batch& oldest = batch(_committed);
   {
     std::unique_lock lock(_mutex);
     while (!oldest.rendered)
@@ -88,11 +88,11 @@ void Jobs::settleOldest() {
         _rendering.wait(lock);
   }
   if (oldest.failure) std::rethrow_exception(oldest.failure);
-  _settle(oldest);
+  _commit(oldest);
   oldest.bytes.clear();
   oldest.entries.clear();
   oldest.rendered = false;
-  ++_settled;
+  ++_committed;
 }
 
 void Jobs::work(Renderer& renderer) {
@@ -122,10 +122,10 @@ void Jobs::Renderer::render(Batch& batch) {
   std::string& text = sink.text;
   text.clear();
   for (Entry& entry : batch.entries) {
-    if (entry.isReport())
-      if (auto problem = output->write(entry.report, entry.kind))
-        entry.problem = std::make_unique<Problem>(*std::move(problem));
-    if (entry.problem) output->note(*entry.problem);
+    if (entry.problem)
+      output->write(*entry.problem);
+    else if (auto problem = output->write(entry.report, entry.info))
+      entry.problem = std::make_unique<Problem>(*std::move(problem));
     entry.textEnd = text.size();
   }
   text.swap(batch.text);

@@ -10,28 +10,27 @@
 #include <thread>
 #include <vector>
 
+#include "host/KnownReports.h"
 #include "host/Plugin.h"
+#include "host/Problem.h"
 #include "host/Report.h"
-#include "host/ReportTable.h"
 #include "host/outputs/Output.h"
-#include "host/run/Writer.h"
+#include "host/outputs/Sink.h"
 
 namespace vesk::host {
 
 /// The thread that reads collects what it has read into batches. Each batch is rendered as a whole,
 /// by whichever thread is free, and the one that reads is free while it must wait for the oldest
-/// batch. It then settles that batch: writes its text, counts its reports, tells its problems. All
+/// batch. It then commits that batch: writes its text, counts its reports, tells its problems. All
 /// of that stays in one thread, and the number of batches stays the same however long the input is.
 class Jobs {
  public:
   /// A report, or what an input says is wrong; with what became of it.
   struct Entry {
     Report report;
-    const ReportKind* kind = nullptr;
+    const ReportInfo* info = nullptr;
     std::unique_ptr<Problem> problem;  // of the input, or with the report
     std::size_t textEnd = 0;           // where its text ends in the batch's
-
-    bool isReport() const { return !report.bytes.empty(); }
   };
 
   struct Batch {
@@ -44,20 +43,20 @@ class Jobs {
 
   /// An output like the one of the program, on another instance and into another sink.
   using MakeOutput = std::function<std::unique_ptr<Output>(Plugin&, Sink&)>;
-  using Settle = std::function<void(const Batch&)>;
+  using Commit = std::function<void(const Batch&)>;
 
   /// `count` threads in all, that of the caller included.
   Jobs(std::size_t count, const std::function<Plugin()>& makePlugin, const MakeOutput& makeOutput,
-       Settle settle);
+       Commit commit);
   ~Jobs();
   Jobs(const Jobs&) = delete;
   Jobs& operator=(const Jobs&) = delete;
 
-  void add(const Report& report, const ReportKind* kind);
+  void add(const Report& report, const ReportInfo* info);
   void add(const Problem& problem);
 
-  /// Settles everything that was added.
-  void settleAll();
+  /// Commits everything that was added.
+  void commitAll();
 
  private:
   /// What a thread renders with.
@@ -74,17 +73,17 @@ class Jobs {
   Batch& batch(std::size_t number) { return _batches[number % _batches.size()]; }
   Entry& addEntry();
   void submit();
-  void settleOldest();
+  void commitOldest();
   void work(Renderer& renderer);
   void renderNext(std::unique_lock<std::mutex>& lock, Renderer& renderer);
 
-  const Settle _settle;
+  const Commit _commit;
   std::vector<std::unique_ptr<Renderer>> _renderers;  // the first one is that of the reading thread
 
-  // Batches have numbers, and lie in a ring: those up to _settled are free again, and that of
+  // Batches have numbers, and lie in a ring: those up to _committed are free again, and that of
   // number _submitted is being filled.
   std::vector<Batch> _batches;
-  std::size_t _settled = 0;
+  std::size_t _committed = 0;
 
   std::mutex _mutex;  // guards what follows, and `rendered` of the batches
   std::condition_variable _submission;

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "host/outputs/Colour.h"
-#include "host/run/Writer.h"
+#include "host/run/DescriptorSink.h"
 
 namespace vesk::host {
 

@@ -6,20 +6,13 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <functional>
 #include <string_view>
 #include <utility>
 
 namespace vesk::host {
 
 namespace {
-
-constexpr std::array<std::pair<std::string_view, OutputForm>, 5> kOutputForms = {{
-    {"text", OutputForm::Text},
-    {"ndjson", OutputForm::NdJson},
-    {"json", OutputForm::Json},
-    {"csv", OutputForm::Csv},
-    {"hid", OutputForm::Recording},
-}};
 
 constexpr std::array<std::pair<std::string_view, ColourChoice>, 3> kColourChoices = {{
     {"auto", ColourChoice::Auto},
@@ -39,7 +32,7 @@ constexpr const char* kExamples = R"(Examples:
   vesk-decode capture.hex                     decode lines of hex digits
   vesk-decode -o ndjson usb.pcapng | jq .     one JSON record a report
   vesk-decode -o csv --report 0x76 usb.pcap   image frames for a spreadsheet
-  vesk-decode -o hid usb.pcapng > frames.hid  convert to a recording
+  vesk-decode -o recording a.pcap > a.hid     convert to a recording
   xxd report.bin | vesk-decode --headers      say where each report comes from
 
 Exit status:
@@ -49,21 +42,31 @@ Exit status:
   3  an input can't be read, or the output can't be written
   4  the plug-in can't be loaded)";
 
-/// The value that `name` stands for in `choices`.
-template <class Choices>
-auto choose(const std::string& option, const std::string& name, const Choices& choices) {
+[[noreturn]] void refuseChoice(const std::string& option, const std::string& name,
+                               const auto& choices, auto nameOfChoice) {
   std::string known;
-  for (const auto& [choice, value] : choices) {
-    if (choice == name) return value;
-    known += (known.empty() ? "" : ", ") + std::string(choice);
-  }
+  for (const auto& choice : choices)
+    known += (known.empty() ? "" : ", ") + std::string(std::invoke(nameOfChoice, choice));
   throw UsageFault(option + " " + name + ": choose one of " + known);
 }
 
-Form chooseForm(const std::string& name) {
-  std::vector<std::pair<std::string_view, Form>> choices;
-  for (const FormInfo& info : forms()) choices.emplace_back(info.name, info.form);
-  return choose("--input", name, choices);
+/// The value that `name` stands for in `choices`, which are pairs of both.
+template <class Choices>
+auto choose(const std::string& option, const std::string& name, const Choices& choices) {
+  using Choice = typename Choices::value_type;
+  for (const Choice& choice : choices)
+    if (choice.first == name) return choice.second;
+  refuseChoice(option, name, choices, &Choice::first);
+}
+
+const InputForm& inputForm(const std::string& name) {
+  if (const InputForm* const form = inputFormNamed(name)) return *form;
+  refuseChoice("--input", name, inputForms(), &InputForm::name);
+}
+
+const OutputForm& outputForm(const std::string& name) {
+  if (const OutputForm* const form = outputFormNamed(name)) return *form;
+  refuseChoice("--output", name, outputForms(), &OutputForm::name);
 }
 
 /// A number in decimal, or in hexadecimal behind "0x".
@@ -119,16 +122,27 @@ std::vector<std::string> withLongDecimal(std::vector<std::string> arguments) {
 
 /// Options as they stand on the command line.
 struct RawOptions {
-  std::string input, output = "text", jobs, type, device, endpoint, plugin, colour = "auto";
+  std::string input, output{outputForms().front().name}, jobs, type, device, endpoint, plugin,
+      colour = "auto";
   std::vector<std::string> reports;
   bool decimal = false;
 };
 
-std::string formNames() {
-  std::string names;
-  for (const FormInfo& info : forms())
-    names += "\n" + std::string(info.name) + ": " + std::string(info.description);
-  return names;
+std::string inputHelp() {
+  std::string help = "Form of the input, where its content does not tell:";
+  for (const InputForm& form : inputForms())
+    help.append("\n").append(form.name).append(": ").append(form.description);
+  return help;
+}
+
+std::string outputHelp() {
+  std::string help;
+  for (const OutputForm& form : outputForms()) {
+    help.append(help.empty() ? "" : "\n").append(form.name).append(": ").append(form.description);
+    if (&form == &outputForms().front()) help += " (the default)";
+    if (!form.alias.empty()) help.append("; ").append(form.alias).append(" is the same");
+  }
+  return help;
 }
 
 void declare(CLI::App& app, Options& options, RawOptions& raw) {
@@ -146,11 +160,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
 
   app.add_option("FILE", options.files, "Files to decode, in order; - is standard input")
       ->type_name("");
-  text("Input",
-       "-i,--input",
-       raw.input,
-       "Form of the input, where its content does not tell:" + formNames(),
-       "FORM");
+  text("Input", "-i,--input", raw.input, inputHelp(), "FORM");
   text("Input", "--device", raw.device, "Only what this device of a USB capture sends", "BUS:DEV");
   text("Input",
        "--endpoint",
@@ -158,13 +168,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
        "Only what this endpoint of it sends; 0 is for feature reports",
        "N");
 
-  text("Output",
-       "-o,--output",
-       raw.output,
-       "text: lines for people, as the plug-in prints them (the default)\n"
-       "ndjson: a JSON record a line\njson: the same records in one array\n"
-       "csv: a table of the reports of one decoder\nhid: a recording, undecoded",
-       "FORM");
+  text("Output", "-o,--output", raw.output, outputHelp(), "FORM");
   flag("Output", "--decimal", raw.decimal, "Samples in decimal, in text; -decimal is the same");
   flag("Output", "--headers", options.headers, "In text, a line before each report on its origin");
   flag("Output", "--lines", options.lines, "In JSON, add each report's text lines");
@@ -200,8 +204,8 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
 }
 
 void interpret(const RawOptions& raw, Options& options) {
-  if (!raw.input.empty()) options.inputForm = chooseForm(raw.input);
-  options.outputForm = choose("--output", raw.output, kOutputForms);
+  if (!raw.input.empty()) options.inputForm = &inputForm(raw.input);
+  options.outputForm = &outputForm(raw.output);
   options.colour = choose("--color", raw.colour, kColourChoices);
   if (!raw.jobs.empty()) options.jobs = jobs(raw.jobs);
   if (!raw.type.empty()) options.type = choose("--type", raw.type, kTypes);

@@ -10,17 +10,17 @@
 
 #include "host/Report.h"
 #include "host/inputs/Forms.h"
+#include "host/outputs/Forms.h"
 
 namespace vesk::host {
 
-enum class OutputForm : std::uint8_t { Text, NdJson, Json, Csv, Recording };
 enum class ColourChoice : std::uint8_t { Auto, Always, Never };
 
 struct Options {
-  std::vector<std::string> files;  // "-" is standard input; never empty
-  std::optional<Form> inputForm;   // none: by the content
-  OutputForm outputForm = OutputForm::Text;
-  std::vector<std::uint32_t> reports;  // empty: all
+  std::vector<std::string> files;                         // "-" is standard input; never empty
+  const InputForm* inputForm = nullptr;                   // null: by the content
+  const OutputForm* outputForm = &outputForms().front();  // never null
+  std::vector<std::uint32_t> reports;                     // empty: all
   std::optional<ReportType> type;
   UsbSelection usb;
   std::vector<std::string> pluginArguments;

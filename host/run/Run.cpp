@@ -9,11 +9,11 @@
 #include <variant>
 
 #include "host/Plugin.h"
+#include "host/run/DescriptorSink.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
 #include "host/run/Session.h"
 #include "host/run/Signals.h"
-#include "host/run/Writer.h"
 
 namespace vesk::host {
 
@@ -27,23 +27,23 @@ std::string versionText(const PluginLibrary& library) {
          std::to_string(library.api().abi_version) + ") at " + library.path() + "\n";
 }
 
-std::string lengthText(const ReportKind& kind) {
-  if (kind.nulTerminated) return "text";
-  return (kind.exactLength ? "" : "at least ") + std::to_string(kind.smallest);
+std::string lengthText(const ReportInfo& info) {
+  if (info.nulTerminated) return "text";
+  return (info.exactLength ? "" : "at least ") + std::to_string(info.smallest);
 }
 
-std::string tableText(const ReportTable& table) {
+std::string tableText(const KnownReports& known) {
   std::string text = "TYPE     ID    BYTES         DECODER                       DISPLAY NAME\n";
-  for (const ReportKind& kind : table.kinds()) {
+  for (const ReportInfo& info : known.all()) {
     std::array<char, 256> line;
     std::snprintf(line.data(),
                   line.size(),
                   "%-8s 0x%02X  %-13s %-29s %s",
-                  std::string(nameOf(kind.type)).c_str(),
-                  kind.id,
-                  lengthText(kind).c_str(),
-                  kind.decoder.c_str(),
-                  kind.displayName.value_or("").c_str());
+                  std::string(nameOf(info.type)).c_str(),
+                  info.id,
+                  lengthText(info).c_str(),
+                  info.decoder.c_str(),
+                  info.displayName.value_or("").c_str());
     std::string row = line.data();
     row.erase(row.find_last_not_of(' ') + 1);
     text += row + '\n';
@@ -57,21 +57,21 @@ Messages messagesFor(const Options& options) {
   return {progress, wantsColours(options.colour, STDERR_FILENO)};
 }
 
-int print(Writer& writer, std::string_view text) {
-  writer.append(text);
-  writer.flush();
+int print(DescriptorSink& sink, std::string_view text) {
+  sink.append(text);
+  sink.flush();
   return kAllDecoded;
 }
 
-int carryOut(const Options& options, Writer& writer, Messages& messages) {
+int carryOut(const Options& options, DescriptorSink& sink, Messages& messages) {
   const PluginLibrary library(options.plugin);
-  if (options.showVersion) return print(writer, versionText(library));
+  if (options.showVersion) return print(sink, versionText(library));
   if (options.verbose)
     messages.tell(kProgram, "plug-in " + library.path() + ", " + library.api().plugin_version);
   Plugin plugin(library, options.pluginArguments);
-  const ReportTable table(plugin.reportKinds());
-  if (options.listReports) return print(writer, tableText(table));
-  return Session(options, library, plugin, table, writer, messages).run();
+  const KnownReports known(plugin.reports());
+  if (options.listReports) return print(sink, tableText(known));
+  return Session(options, library, plugin, known, sink, messages).run();
 }
 
 }  // namespace
@@ -79,13 +79,13 @@ int carryOut(const Options& options, Writer& writer, Messages& messages) {
 int run(const std::vector<std::string>& arguments) {
   Messages messages(false, false);
   try {
-    Writer writer(STDOUT_FILENO);
+    DescriptorSink sink(STDOUT_FILENO);
     const auto parsed = parseOptions(arguments);
-    if (const auto* help = std::get_if<HelpText>(&parsed)) return print(writer, help->text);
+    if (const auto* help = std::get_if<HelpText>(&parsed)) return print(sink, help->text);
     const auto& options = std::get<Options>(parsed);
     messages = messagesFor(options);
     catchInterrupts();
-    const int status = carryOut(options, writer, messages);
+    const int status = carryOut(options, sink, messages);
     dieIfInterrupted();
     return status;
   } catch (const UsageFault& fault) {

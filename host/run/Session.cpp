@@ -6,10 +6,6 @@
 #include <cstdlib>
 #include <variant>
 
-#include "host/outputs/Csv.h"
-#include "host/outputs/Json.h"
-#include "host/outputs/Recording.h"
-#include "host/outputs/Text.h"
 #include "host/run/Signals.h"
 
 namespace vesk::host {
@@ -19,10 +15,9 @@ namespace {
 // Starting a thread and filling the first batches must not take longer than it saves.
 constexpr std::uint64_t kLargeFile = 4'000'000;
 
-TextOutput::Headers headersFor(const Options& options, const Writer& writer) {
-  if (!options.headers) return TextOutput::Headers::None;
-  return wantsColours(options.colour, writer.descriptor()) ? TextOutput::Headers::Coloured
-                                                           : TextOutput::Headers::Plain;
+Headers headersFor(const Options& options, const DescriptorSink& sink) {
+  if (!options.headers) return Headers::None;
+  return wantsColours(options.colour, sink.descriptor()) ? Headers::Coloured : Headers::Plain;
 }
 
 }  // namespace
@@ -34,30 +29,18 @@ bool wantsColours(ColourChoice choice, int descriptor) {
 }
 
 Session::Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
-                 const ReportTable& table, Writer& writer, Messages& messages)
+                 const KnownReports& known, DescriptorSink& sink, Messages& messages)
     : _options(options),
       _library(library),
-      _table(table),
-      _writer(writer),
+      _known(known),
+      _sink(sink),
       _messages(messages),
-      _output(makeOutput(plugin, writer)) {}
+      _output(makeOutput(plugin, sink)),
+      _statistics(known) {}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
-  switch (_options.outputForm) {
-    case OutputForm::Text:
-      return std::make_unique<TextOutput>(plugin, _table, sink, headersFor(_options, _writer));
-    case OutputForm::NdJson:
-      return std::make_unique<JsonOutput>(
-          plugin, _table, sink, JsonOutput::Framing::Lines, _options.lines);
-    case OutputForm::Json:
-      return std::make_unique<JsonOutput>(
-          plugin, _table, sink, JsonOutput::Framing::Array, _options.lines);
-    case OutputForm::Csv:
-      return std::make_unique<CsvOutput>(plugin, _table, sink);
-    case OutputForm::Recording:
-      return std::make_unique<RecordingOutput>(_table, sink);
-  }
-  return nullptr;
+  return _options.outputForm->make(
+      {plugin, _known, sink, headersFor(_options, _sink), _options.lines});
 }
 
 int Session::run() {
@@ -83,19 +66,19 @@ void Session::decodeFile(const std::string& file) {
   } catch (const InputFault& fault) {
     handle(problemAt({}, ProblemCode::UnreadableInput, fault.what()));
   }
-  if (_jobs) _jobs->settleAll();
+  if (_jobs) _jobs->commitAll();
   _jobs.reset();
   _messages.clear();
 }
 
-/// Threads for a file that is worth them. Text is not unless they are asked for: decoding it takes
-/// little longer than reading it. The other outputs are left to one thread: what they write depends
-/// on what was written before.
+/// Threads for a file that is worth them.
 void Session::shareWork(const FileBytes& bytes) {
-  const bool records = _options.outputForm == OutputForm::NdJson;
-  if (!records && _options.outputForm != OutputForm::Text) return;
+  const Threads threads = _options.outputForm->threads;
+  if (threads == Threads::One) return;
   const bool large = bytes.size() && *bytes.size() >= kLargeFile;
-  const unsigned unasked = records && large ? std::min(2u, std::thread::hardware_concurrency()) : 1;
+  const unsigned unasked = threads == Threads::ForLargeFiles && large
+                               ? std::min(2u, std::thread::hardware_concurrency())
+                               : 1;
   const unsigned count = _options.jobs.value_or(unasked);
   if (count <= 1) return;
   const auto makePlugin = [this] { return Plugin(_library, _options.pluginArguments); };
@@ -105,13 +88,14 @@ void Session::shareWork(const FileBytes& bytes) {
     return output;
   };
   _jobs = std::make_unique<Jobs>(
-      count, makePlugin, makeFileOutput, [this](const Jobs::Batch& batch) { settle(batch); });
+      count, makePlugin, makeFileOutput, [this](const Jobs::Batch& batch) { commit(batch); });
 }
 
 std::unique_ptr<Input> Session::open(FileBytes& bytes, const std::string& file) {
-  const Form form = _options.inputForm ? *_options.inputForm : detectForm(bytes, _table);
-  if (_options.verbose) _messages.tell(file, "read as " + std::string(infoOf(form).description));
-  return openInput(form, bytes, _table, _options.usb);
+  const InputForm& form =
+      _options.inputForm != nullptr ? *_options.inputForm : detectForm(bytes, _known);
+  if (_options.verbose) _messages.tell(file, "read as " + std::string(form.description));
+  return openInput(form, bytes, {_known, _options.usb});
 }
 
 void Session::decodeAll(Input& input) {
@@ -128,28 +112,28 @@ void Session::decodeAll(Input& input) {
 
 void Session::handle(Report& report) {
   if (report.direction == Direction::ToDevice) return;
-  const ReportKind* kind = _table.find(report.id(), report.type);
-  if (kind != nullptr) report.type = kind->type;
+  const ReportInfo* info = _known.find(report.id(), report.type);
+  if (info != nullptr) report.type = info->type;
   if (!wanted(report)) return;
   if (_jobs)
-    _jobs->add(report, kind);
-  else if (const auto problem = _output->write(report, kind))
-    handle(*problem);
+    _jobs->add(report, info);
+  else if (const auto problem = _output->write(report, info))
+    tell(*problem);
   else
-    _statistics.count(report, kind);
+    _statistics.count(report, info);
 }
 
 void Session::handle(const Problem& problem) {
   if (_jobs) return _jobs->add(problem);
-  _output->note(problem);
+  _output->write(problem);
   tell(problem);
 }
 
 /// What a batch of reports came to goes the way that it goes from a single thread.
-void Session::settle(const Jobs::Batch& batch) {
+void Session::commit(const Jobs::Batch& batch) {
   std::size_t written = 0;
   const auto writeUpTo = [&](std::size_t end) {
-    _writer.append(std::string_view(batch.text).substr(written, end - written));
+    _sink.append(std::string_view(batch.text).substr(written, end - written));
     written = end;
   };
   for (const Jobs::Entry& entry : batch.entries) {
@@ -157,7 +141,7 @@ void Session::settle(const Jobs::Batch& batch) {
       writeUpTo(entry.textEnd);
       tell(*entry.problem);
     } else {
-      _statistics.count(entry.report, entry.kind);
+      _statistics.count(entry.report, entry.info);
     }
   }
   writeUpTo(batch.text.size());
@@ -166,7 +150,7 @@ void Session::settle(const Jobs::Batch& batch) {
 void Session::tell(const Problem& problem) {
   (problem.endsInput() ? _someUnreadable : _someRefused) = true;
   _statistics.count(problem.code);
-  if (isatty(_writer.descriptor()) != 0) _writer.flush();  // the message belongs behind it
+  if (isatty(_sink.descriptor()) != 0) _sink.flush();  // the message belongs behind it
   _messages.complain(describe(_file, problem.place), problem.message);
 }
 
@@ -179,8 +163,8 @@ bool Session::wanted(const Report& report) const {
 /// While a pipe is silent its follower has everything that came through it.
 void Session::beforeRead(const FileBytes& bytes, bool wouldWait) {
   if (wouldWait) {
-    if (_jobs) _jobs->settleAll();
-    _writer.flush();
+    if (_jobs) _jobs->commitAll();
+    _sink.flush();
   }
   _messages.progress(bytes.bytesRead(), bytes.size(), _statistics.reports());
 }
@@ -192,7 +176,7 @@ void Session::finish() {
   }
   const bool written = _options.statistics && _output->writeStatistics(_statistics);
   _output->finish();
-  _writer.flush();
+  _sink.flush();
   if (_options.statistics && !written) _messages.show(_statistics.table());
 }
 

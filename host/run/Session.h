@@ -4,15 +4,16 @@
 #include <memory>
 #include <string>
 
+#include "host/KnownReports.h"
 #include "host/Plugin.h"
-#include "host/ReportTable.h"
 #include "host/inputs/Input.h"
 #include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
+#include "host/run/DescriptorSink.h"
+#include "host/run/FileBytes.h"
 #include "host/run/Jobs.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
-#include "host/run/Writer.h"
 
 namespace vesk::host {
 
@@ -28,7 +29,7 @@ enum ExitStatus : int {
 class Session {
  public:
   Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
-          const ReportTable& table, Writer& writer, Messages& messages);
+          const KnownReports& known, DescriptorSink& sink, Messages& messages);
 
   /// The exit status. Throws OutputFault.
   int run();
@@ -41,7 +42,7 @@ class Session {
   void decodeAll(Input& input);
   void handle(Report& report);
   void handle(const Problem& problem);
-  void settle(const Jobs::Batch& batch);
+  void commit(const Jobs::Batch& batch);
   void tell(const Problem& problem);
   bool wanted(const Report& report) const;
   void beforeRead(const FileBytes& bytes, bool wouldWait);
@@ -49,8 +50,8 @@ class Session {
 
   const Options& _options;
   const PluginLibrary& _library;
-  const ReportTable& _table;
-  Writer& _writer;
+  const KnownReports& _known;
+  DescriptorSink& _sink;
   Messages& _messages;
   std::unique_ptr<Output> _output;
   std::unique_ptr<Jobs> _jobs;  // null while one thread does everything

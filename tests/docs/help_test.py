@@ -106,6 +106,14 @@ class ManPage(unittest.TestCase):
             tags = [tag for tag, _ in self.page.tags(section)]
             self.assertEqual(tags, self.help.choices[option])
 
+    def test_other_names_of_forms(self):
+        """A form's second name is told beside the first."""
+        texts = dict(self.page.tags("OUTPUT FORMS"))
+        others = re.findall(r" {20}(\S+): .*; (\S+) is the same$", output_of(PROGRAM, "--help"), re.M)
+        self.assertEqual(others, [("recording", "hid")])
+        for name, other in others:
+            self.assertIn(f"-o {other}\nis the same", texts[name])
+
     def test_choices(self):
         texts = {tag.split()[0]: text for tag, text in self.page.tags("OPTIONS")}
         for option in ["--color", "--type"]:
@@ -131,8 +139,8 @@ class RecordPage(unittest.TestCase):
     def test_codes(self):
         codes = self.kinds["error"]["properties"]["error"]["properties"]["code"]["enum"]
         self.assertEqual([tag for tag, _ in self.page.tags("ERROR CODES")], codes)
-        source = (ROOT / "host" / "Report.cpp").read_text()
-        names = re.search(r"kProblemNames = \{(.*?)\};", source, re.S)[1]
+        source = (ROOT / "host" / "Problem.cpp").read_text()
+        names = re.search(r"kProblemNames = .*?\(\{(.*?)\}\);", source, re.S)[1]
         self.assertEqual(re.findall(r'"(\w+)"', names), codes)
 
     def test_members(self):
@@ -229,6 +237,16 @@ class ZshCompletion(unittest.TestCase):
             argument = next(argument for argument in self.arguments() if f"{option}=[" in argument)
             values = re.findall(r"(\S+)\\:\"", argument) or re.search(r":\(([\w ]+)\)$", argument)[1].split()
             self.assertEqual(values, shown.choices[option], option)
+
+    def test_descriptions_of_forms(self):
+        """Each says how the help's begins."""
+        help_text = output_of(PROGRAM, "--help")
+        for option in ["--input", "--output"]:
+            argument = next(argument for argument in self.arguments() if f"{option}=[" in argument)
+            described = re.findall(r"(\S+)\\:\"(.*?)\"", argument)
+            self.assertEqual([name for name, _ in described], Help().choices[option])
+            for name, description in described:
+                self.assertRegex(help_text, rf" {re.escape(name)}: {re.escape(description)}")
 
     def test_report_ids(self):
         script = f"""

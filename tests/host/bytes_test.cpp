@@ -1,4 +1,4 @@
-// Streams, their windows and their lines; and the writer at the other end.
+// Streams, their windows and their lines; and the sink at the other end.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/inputs/Bytes.h"
-#include "host/run/Writer.h"
+#include "host/run/DescriptorSink.h"
 #include "tests/host/strings.h"
 
 namespace vesk::host {
@@ -52,7 +52,7 @@ TEST(Bytes, WindowGrowsAsFarAsItIsAsked) {
 
 std::vector<std::string> linesOf(Bytes& bytes) {
   std::vector<std::string> result;
-  Lines lines(bytes);
+  LineReader lines(bytes);
   while (const auto line = lines.next()) {
     EXPECT_EQ(line->number, result.size() + 1);
     EXPECT_FALSE(line->tooLong);
@@ -61,7 +61,7 @@ std::vector<std::string> linesOf(Bytes& bytes) {
   return result;
 }
 
-TEST(Lines, EndsOfLines) {
+TEST(LineReader, EndsOfLines) {
   for (const std::size_t step : kSteps) {
     StringBytes bytes("one\n\ntwo\r\n\r\nthree\rstill\nlast", step);
     const std::vector<std::string> expected = {"one", "", "two", "", "three\rstill", "last"};
@@ -69,16 +69,16 @@ TEST(Lines, EndsOfLines) {
   }
 }
 
-TEST(Lines, NoLines) {
+TEST(LineReader, NoLines) {
   StringBytes empty("");
   EXPECT_EQ(linesOf(empty), std::vector<std::string>{});
 }
 
-TEST(Lines, LongestAndTooLong) {
+TEST(LineReader, LongestAndTooLong) {
   for (const std::size_t step : {std::size_t{4096}, std::size_t{1} << 22}) {
-    const std::string longest(Lines::kLongest, 'a');
+    const std::string longest(LineReader::kLongest, 'a');
     StringBytes bytes(longest + "\n" + longest + "b\nnext\n" + longest + longest + longest, step);
-    Lines lines(bytes);
+    LineReader lines(bytes);
     EXPECT_EQ(lines.next()->text, longest);
     const auto tooLong = lines.next();
     EXPECT_TRUE(tooLong->tooLong);
@@ -91,7 +91,7 @@ TEST(Lines, LongestAndTooLong) {
   }
 }
 
-TEST(Writer, WritesAllOfItInOrder) {
+TEST(DescriptorSink, WritesAllOfItInOrder) {
   std::array<int, 2> ends;
   ASSERT_EQ(pipe(ends.data()), 0);
   std::string read;
@@ -101,26 +101,26 @@ TEST(Writer, WritesAllOfItInOrder) {
       read.append(part.data(), static_cast<std::size_t>(count));
   });
   std::string expected;
-  Writer writer(ends[1]);
+  DescriptorSink sink(ends[1]);
   for (const int length : {0, 1, 100, 61439, 61440, 61441, 300000, 5}) {
     const auto size = static_cast<std::size_t>(length);
     const std::string text(size, static_cast<char>('a' + size % 26));
-    writer.append(text);
+    sink.append(text);
     expected += text;
   }
-  writer.append('!');
-  writer.flush();
+  sink.append('!');
+  sink.flush();
   close(ends[1]);
   reader.join();
   close(ends[0]);
   EXPECT_EQ(read, expected + "!");
 }
 
-TEST(Writer, FaultsAreTold) {
-  Writer writer(-1);
-  writer.append("lost");
-  EXPECT_THROW(writer.flush(), OutputFault);
-  EXPECT_NO_THROW(writer.flush()) << "what was lost is not tried again";
+TEST(DescriptorSink, FaultsAreTold) {
+  DescriptorSink sink(-1);
+  sink.append("lost");
+  EXPECT_THROW(sink.flush(), OutputFault);
+  EXPECT_NO_THROW(sink.flush()) << "what was lost is not tried again";
 }
 
 }  // namespace

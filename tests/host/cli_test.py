@@ -132,7 +132,7 @@ class CommandLine(HostTest):
         self.assertRegex(run.err, r"^vesk-decode: .*--nonsense.*\n$")
 
     def test_values_that_make_no_sense(self):
-        self.expect_usage("--output xml: choose one of text, ndjson, json, csv, hid", "-o", "xml")
+        self.expect_usage("--output xml: choose one of text, ndjson, json, csv, recording", "-o", "xml")
         self.expect_usage(
             "--input tar: choose one of hex, dump, xxd-p, binary, recording, usb", "--input=tar"
         )
@@ -409,7 +409,7 @@ class Endings(HostTest):
         """A quarter of a gigabyte goes through a process that may not have half of that."""
         limit = 96 << 20
         set_limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
-        for form in ("text", "ndjson", "csv", "hid"):
+        for form in ("text", "ndjson", "csv", "recording"):
             with self.subTest(form=form):
                 process = self.start(
                     "-o", form, stdout=subprocess.DEVNULL,

@@ -83,10 +83,10 @@ class Samples(HostTest):
     def test_conversion_there_and_back(self):
         for name in [*NAMES, "../tour.hex"]:
             with self.subTest(name=name):
-                once = Run("-o", "hid", FORMS / name)
+                once = Run("-o", "recording", FORMS / name)
                 self.expect(once, ALL_DECODED, err="")
                 self.expect(Run(stdin=once.out), ALL_DECODED, TOUR_TEXT, "")
-                self.expect(Run("-o", "hid", stdin=once.out), ALL_DECODED, once.out, "")
+                self.expect(Run("-o", "recording", stdin=once.out), ALL_DECODED, once.out, "")
 
     def test_conversion_keeps_times(self):
         for name in NAMES:
@@ -94,7 +94,7 @@ class Samples(HostTest):
                 continue
             with self.subTest(name=name):
                 times = [r["time"] for r in Run("-o", "ndjson", FORMS / name).records()]
-                recorded = Run("-o", "hid", FORMS / name).out
+                recorded = Run("-o", "recording", FORMS / name).out
                 again = [r["time"] for r in Run("-o", "ndjson", stdin=recorded).records()]
                 self.assertEqual(times, again)
                 self.assertGreaterEqual(times[0], 1.7e9)
@@ -205,7 +205,7 @@ class Recordings(HostTest):
 
     def test_other_lines_stay_where_they_are(self):
         lines = b"D: 0\nN: one\nE: 000001.000000 1 99\nD: 1\nF: 000002.500000 2 de 01\nO: 000003.000000 1 05\n"
-        self.expect(Run("-o", "hid", stdin=lines), ALL_DECODED, lines, "")
+        self.expect(Run("-o", "recording", stdin=lines), ALL_DECODED, lines, "")
 
     def test_length_mismatch(self):
         self.expect_between(b"F: 0.0 3 de 01", "2 bytes, and the line says 3")

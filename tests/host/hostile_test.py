@@ -181,7 +181,7 @@ class Hostile(HostTest):
     def test_times_that_nobody_can_mean(self):
         block = struct.pack("<IIIII", 0, 2**32 - 1, 2**32 - 1, len(self.frame()), len(self.frame()))
         capture = maker.pcapng(189, []) + maker.pcapng_block(6, block + self.frame())
-        for form in ("ndjson", "hid", "csv"):
+        for form in ("ndjson", "recording", "csv"):
             run = self.run_limited(capture, "-o", form)
             self.expect(run, ALL_DECODED, err="")
 

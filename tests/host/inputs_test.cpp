@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 #include "host/inputs/Forms.h"
 #include "host/inputs/Hex.h"
@@ -13,13 +14,13 @@
 namespace vesk::host {
 namespace {
 
-const ReportTable& table() {
-  static const ReportTable rows({
-      {0xD0, ReportType::Feature, "version", "ersion", 2, false, true},
-      {0xDE, ReportType::Feature, "state", "tate", 2, false, false},
-      {0xE1, ReportType::Feature, "long", "ong", 991, false, false},
-      {0x76, ReportType::Input, "image", std::nullopt, 792, true, false},
-      {0x77, ReportType::Input, "packet", std::nullopt, 2064, true, false},
+const KnownReports& known() {
+  static const KnownReports rows({
+      {0xD0, ReportType::Feature, "version", "ersion", 2, false, true, {}},
+      {0xDE, ReportType::Feature, "state", "tate", 2, false, false, {}},
+      {0xE1, ReportType::Feature, "long", "ong", 991, false, false, {}},
+      {0x76, ReportType::Input, "image", std::nullopt, 792, true, false, {}},
+      {0x77, ReportType::Input, "packet", std::nullopt, 2064, true, false, {}},
   });
   return rows;
 }
@@ -32,11 +33,18 @@ std::string sample(const std::string& name) {
   return content.str();
 }
 
-Form detect(const std::string& content, std::size_t step = 1 << 20) {
+/// The name of the form that is detected.
+std::string_view detect(const std::string& content, std::size_t step = 1 << 20) {
   StringBytes bytes(content, step);
-  const Form form = detectForm(bytes, table());
+  const InputForm& form = detectForm(bytes, known());
   EXPECT_EQ(bytes.position(), 0u) << "detecting takes nothing";
-  return form;
+  return form.name;
+}
+
+std::unique_ptr<Input> open(std::string_view form, Bytes& bytes) {
+  const InputForm* const row = inputFormNamed(form);
+  if (row == nullptr) throw std::invalid_argument(std::string(form));
+  return openInput(*row, bytes, {known()});
 }
 
 TEST(Detection, HexText) {
@@ -56,7 +64,7 @@ TEST(Detection, HexText) {
                                   reportOf30 + "\n" + reportOf30 + "\n",
                                   "de" + std::string(200, '0') + "\n",
                                   std::string(60, 'f')})
-    EXPECT_EQ(detect(text), Form::HexText) << text;
+    EXPECT_EQ(detect(text), "hex") << text;
 }
 
 TEST(Detection, Dumps) {
@@ -66,26 +74,26 @@ TEST(Detection, Dumps) {
                            "0000000 31d0 0000\n",
                            "00000010: de01  ..\n",
                            "00000010  de 01  |..|\n"})
-    EXPECT_EQ(detect(text), Form::Dump) << text;
+    EXPECT_EQ(detect(text), "dump") << text;
 }
 
 TEST(Detection, PlainDumps) {
   const std::string begin = "e1" + std::string(58, '0') + "\n";
-  EXPECT_EQ(detect(begin + std::string(60, '0') + "\n"), Form::PlainDump);
-  EXPECT_EQ(detect(begin), Form::PlainDump);
-  EXPECT_EQ(detect("de01" + std::string(54, '1') + "de\n01\n"), Form::PlainDump);
-  EXPECT_EQ(detect("d0" + std::string(58, '1') + "\n1100\n"), Form::PlainDump);
-  EXPECT_EQ(detect(begin + "feature de 01\n"), Form::HexText);
+  EXPECT_EQ(detect(begin + std::string(60, '0') + "\n"), "xxd-p");
+  EXPECT_EQ(detect(begin), "xxd-p");
+  EXPECT_EQ(detect("de01" + std::string(54, '1') + "de\n01\n"), "xxd-p");
+  EXPECT_EQ(detect("d0" + std::string(58, '1') + "\n1100\n"), "xxd-p");
+  EXPECT_EQ(detect(begin + "feature de 01\n"), "hex");
 }
 
 TEST(Detection, Recordings) {
   for (const char* text : {"D: 0\n", "# c\n\nE: 0.0 1 00\n", "R: 1 00\n", "N:\n", "B: 1\r\n"})
-    EXPECT_EQ(detect(text), Form::Recording) << text;
+    EXPECT_EQ(detect(text), "recording") << text;
 }
 
 TEST(Detection, Captures) {
   for (const char* text : {"\xA1\xB2\xC3\xD4", "\xD4\xC3\xB2\xA1", "\x4D\x3C\xB2\xA1", "\n\r\r\n"})
-    EXPECT_EQ(detect(text), Form::UsbCapture) << text;
+    EXPECT_EQ(detect(text), "usb") << text;
 }
 
 TEST(Detection, Binary) {
@@ -96,7 +104,7 @@ TEST(Detection, Binary) {
                                   std::string("\0\0", 2),
                                   std::string("\x01"),
                                   std::string("\xD0hello")})
-    EXPECT_EQ(detect(text), Form::Binary) << text;
+    EXPECT_EQ(detect(text), "binary") << text;
 }
 
 TEST(Detection, WhatOthersCompressOrEncode) {
@@ -107,7 +115,7 @@ TEST(Detection, WhatOthersCompressOrEncode) {
                                               4),
                                   std::string("\x28\xB5\x2F\xFD")}) {
     StringBytes bytes(text);
-    EXPECT_THROW(detectForm(bytes, table()), InputFault);
+    EXPECT_THROW(detectForm(bytes, known()), InputFault);
   }
 }
 
@@ -116,7 +124,7 @@ TEST(Detection, DoesNotWaitForMoreThanItNeeds) {
   for (const char* text : {"de 01\n", "\xDE", "D: 0\n", "# c\nde01\n", "\xD4\xC3\xB2\xA1"}) {
     StringBytes bytes(text);
     bytes.failAtEnd();
-    EXPECT_NO_THROW(detectForm(bytes, table())) << text;
+    EXPECT_NO_THROW(detectForm(bytes, known())) << text;
   }
 }
 
@@ -138,23 +146,22 @@ std::string allOf(Input& input) {
   }
 }
 
-std::string readAs(Form form, const std::string& content, std::size_t step) {
+std::string readAs(std::string_view form, const std::string& content, std::size_t step) {
   StringBytes bytes(content, step);
-  return allOf(*openInput(form, bytes, table(), {}));
+  return allOf(*open(form, bytes));
 }
 
 TEST(Inputs, PiecesMakeNoDifference) {
-  const std::pair<const char*, Form> samples[] = {
-      {"tour.hex", Form::HexText},
-      {"forms/tour.bin", Form::Binary},
-      {"forms/tour.xxd", Form::Dump},
-      {"forms/tour.hexdump", Form::Dump},
-      {"forms/tour.od", Form::Dump},
-      {"forms/tour.xxd-p", Form::PlainDump},
-      {"forms/tour.hid", Form::Recording},
-      {"forms/tour-usbmon.pcap", Form::UsbCapture},
-      {"forms/tour-usbmon-mapped.pcapng", Form::UsbCapture},
-      {"forms/tour-usbpcap.pcap", Form::UsbCapture}};
+  const std::pair<const char*, const char*> samples[] = {{"tour.hex", "hex"},
+                                                         {"forms/tour.bin", "binary"},
+                                                         {"forms/tour.xxd", "dump"},
+                                                         {"forms/tour.hexdump", "dump"},
+                                                         {"forms/tour.od", "dump"},
+                                                         {"forms/tour.xxd-p", "xxd-p"},
+                                                         {"forms/tour.hid", "recording"},
+                                                         {"forms/tour-usbmon.pcap", "usb"},
+                                                         {"forms/tour-usbmon-mapped.pcapng", "usb"},
+                                                         {"forms/tour-usbpcap.pcap", "usb"}};
   for (const auto& [name, form] : samples) {
     const std::string content = sample(name);
     const std::string whole = readAs(form, content, content.size());
@@ -164,19 +171,33 @@ TEST(Inputs, PiecesMakeNoDifference) {
       EXPECT_EQ(detect(content, step), form) << name << " in steps of " << step;
     }
   }
+  for (const InputForm& form : inputForms())
+    EXPECT_TRUE(
+        std::ranges::any_of(samples, [&](const auto& row) { return row.second == form.name; }))
+        << "the input form " << form.name << " has no sample in this test";
+}
+
+TEST(InputForms, RowsAreWhole) {
+  for (const InputForm& form : inputForms()) {
+    EXPECT_EQ(inputFormNamed(form.name), &form) << "two forms are named " << form.name;
+    EXPECT_FALSE(form.description.empty()) << form.name;
+    EXPECT_NE(form.open, nullptr) << form.name;
+  }
+  EXPECT_EQ(inputFormNamed(""), nullptr);
+  EXPECT_EQ(inputFormNamed("he"), nullptr);
 }
 
 TEST(Inputs, AReadThatFailsComesAfterWhatWasGood) {
-  const std::pair<std::string, Form> inputs[] = {
-      {"de 01\nde 02\n", Form::HexText},
-      {"\xDE\x01\xDE\x02", Form::Binary},
-      {"00000000: de01 de02  ....\n", Form::Dump},
-      {"E: 0.0 2 de 01\nF: 0.0 2 de 02\n", Form::Recording},
-      {sample("forms/tour-usbmon.pcap").substr(0, 1000), Form::UsbCapture}};
+  const std::pair<std::string, const char*> inputs[] = {
+      {"de 01\nde 02\n", "hex"},
+      {"\xDE\x01\xDE\x02", "binary"},
+      {"00000000: de01 de02  ....\n", "dump"},
+      {"E: 0.0 2 de 01\nF: 0.0 2 de 02\n", "recording"},
+      {sample("forms/tour-usbmon.pcap").substr(0, 1000), "usb"}};
   for (const auto& [content, form] : inputs) {
     StringBytes bytes(content);
     bytes.failAtEnd();
-    const auto input = openInput(form, bytes, table(), {});
+    const auto input = open(form, bytes);
     EXPECT_TRUE(std::holds_alternative<Report>(input->next())) << content;
     EXPECT_TRUE(std::holds_alternative<Report>(input->next())) << content;
     EXPECT_THROW(
@@ -191,23 +212,22 @@ TEST(Inputs, AReadThatFailsComesAfterWhatWasGood) {
 TEST(Inputs, CaptureWhoseHeadCannotBeRead) {
   StringBytes bytes("\xD4\xC3\xB2\xA1");
   bytes.failAtEnd();
-  EXPECT_THROW(openInput(Form::UsbCapture, bytes, table(), {}), InputFault);
+  EXPECT_THROW(open("usb", bytes), InputFault);
 }
 
 TEST(Inputs, TheEndStaysTheEnd) {
-  for (const Form form :
-       {Form::HexText, Form::Binary, Form::Dump, Form::PlainDump, Form::Recording}) {
+  for (const char* form : {"hex", "binary", "dump", "xxd-p", "recording"}) {
     StringBytes bytes("");
-    const auto input = openInput(form, bytes, table(), {});
+    const auto input = open(form, bytes);
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(std::holds_alternative<End>(input->next()));
   }
 }
 
 TEST(Inputs, EndAfterAProblemStaysTheEnd) {
-  for (const auto& [content, form] : {std::pair{"\x99\xDE\x01", Form::Binary},
-                                      std::pair{"000000 zz\n000000 de 01\n", Form::Dump}}) {
+  for (const auto& [content, form] :
+       {std::pair{"\x99\xDE\x01", "binary"}, std::pair{"000000 zz\n000000 de 01\n", "dump"}}) {
     StringBytes bytes(content);
-    const auto input = openInput(form, bytes, table(), {});
+    const auto input = open(form, bytes);
     EXPECT_TRUE(std::holds_alternative<Problem>(input->next()));
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(std::holds_alternative<End>(input->next()));
   }

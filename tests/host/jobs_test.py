@@ -27,7 +27,7 @@ from support import (
 )
 
 COUNTS = (1, 2, 3)
-FORMS_OF_OUTPUT = ("text", "ndjson", "json", "csv", "hid")
+FORMS_OF_OUTPUT = ("text", "ndjson", "json", "csv", "recording")
 
 
 class Same(HostTest):

@@ -6,6 +6,7 @@ import io
 import json
 import math
 import os
+import re
 import struct
 import unittest
 
@@ -130,6 +131,23 @@ class Records(HostTest):
             run = Run("-o", "ndjson", stdin=hex_lines(*(b"\xd0" + text.encode() + b"\0" for text in texts)))
             self.assertEqual([record["value"] for record in run.records()], texts)
 
+    def test_the_text_is_what_python_writes(self):
+        """To the byte, but for the case of an escape's digits; samples have floats whose digits are
+        few enough for both to write the same."""
+        texts = [chr(c) for c in (*range(1, 128), 0x2028, 0x2029, 0xFFFD, 0x1F600)]
+        reports = [b"\xd0" + text.encode() + b"\0" for text in [*texts, "".join(texts)]]
+        reports += [data for _, data in TOUR]
+        reports.append(b"\xe3" + struct.pack("<7Q", 0, 1, 2**63, 2**64 - 1, 10**19, 9, 10))
+        run = Run("-o", "ndjson", "--lines", stdin=hex_lines(*reports))
+        self.assertEqual(run.status, ALL_DECODED)
+        *lines, _ = run.out.decode().split("\n")
+        self.assertEqual(len(lines), len(reports))
+        for line in lines:
+            record = json.loads(line)
+            written = json.dumps(record, separators=(",", ":"), ensure_ascii=False)
+            same = re.sub(r"\\u00(..)", lambda escape: "\\u00" + escape[1].upper(), written)
+            self.assertEqual(line, same)
+
     def test_file_names_of_any_bytes(self):
         name = os.fsencode(self.folder) + b'/\xff "\xc3\xa9'
         with open(name, "wb") as file:
@@ -251,7 +269,7 @@ class Tables(HostTest):
 
 class Recordings(HostTest):
     def test_preamble_of_our_own(self):
-        run = Run("-o", "hid", stdin=hex_lines(STATE, image(1)))
+        run = Run("-o", "recording", stdin=hex_lines(STATE, image(1)))
         lines = run.out.decode().splitlines()
         self.assertEqual([line[:2] for line in lines], ["D:", "R:", "N:", "P:", "I:", "F:", "E:"])
         size, *digits = lines[1][3:].split()
@@ -261,8 +279,13 @@ class Recordings(HostTest):
         self.assertIn(b"\x85\x76\x09\x76\x96" + struct.pack("<H", 791) + b"\x81\x02", descriptor)
         self.assertEqual(lines[5], "F: 000000.000000 2 de 01")
 
+    def test_the_other_name(self):
+        path = FORMS / "tour-usbmon.pcap"
+        named, aliased = Run("-o", "recording", path), Run("-o", "hid", path)
+        self.expect(aliased, ALL_DECODED, named.out, "")
+
     def test_reports_that_no_decoder_takes_pass(self):
-        run = Run("-o", "hid", stdin=b"input 99 01\noutput 05\nfeature e1\n")
+        run = Run("-o", "recording", stdin=b"input 99 01\noutput 05\nfeature e1\n")
         self.expect(run, ALL_DECODED, err="")
         self.assertEqual(
             run.out.decode().splitlines()[5:],
@@ -270,7 +293,7 @@ class Recordings(HostTest):
         )
 
     def test_unknown_type(self):
-        run = Run("-o", "hid", stdin=b"99 01\n")
+        run = Run("-o", "recording", stdin=b"99 01\n")
         message = (
             "-:1: report 0x99: unknown, and nothing says which type it has; write feature, input or "
             "output before its bytes\n"

@@ -5,13 +5,23 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <vector>
 
 namespace vesk::host {
 namespace {
 
-const ReportKind kImage = {
-    0x76, ReportType::Input, "parseVeskImage", std::nullopt, 792, true, false};
-const ReportKind kState = {0xDE, ReportType::Feature, "parseAdcDumpState", "x", 2, false, false};
+/// What a plug-in says that has two streams, of which this test feeds one.
+const KnownReports& known() {
+  static const KnownReports reports({
+      {0xDE, ReportType::Feature, "parseAdcDumpState", "x", 2, false, false, {}},
+      {0x76, ReportType::Input, "parseVeskImage", {}, 792, true, false, {{"FRAME_NUMBER", 4}}},
+      {0x77, ReportType::Input, "parseAdcDumpPacket", {}, 2064, true, false, {{"PACKET_ID", 4}}},
+  });
+  return reports;
+}
+
+const ReportInfo* image() { return known().find(0x76, ReportType::Input); }
+const ReportInfo* state() { return known().find(0xDE, ReportType::Feature); }
 
 void count(Statistics& statistics, std::uint32_t frame, std::uint64_t offset = 0) {
   std::array<std::uint8_t, 792> bytes{0x76};
@@ -20,11 +30,11 @@ void count(Statistics& statistics, std::uint32_t frame, std::uint64_t offset = 0
   report.bytes = bytes;
   report.type = ReportType::Input;
   report.place = {Place::Unit::Offset, offset};
-  statistics.count(report, &kImage);
+  statistics.count(report, image());
 }
 
 Statistics::Losses lossesOf(std::initializer_list<std::uint32_t> frames) {
-  Statistics statistics;
+  Statistics statistics(known());
   statistics.beginFile("f");
   for (const std::uint32_t frame : frames) count(statistics, frame);
   return statistics.losses().front();
@@ -52,7 +62,7 @@ TEST(Statistics, CountersWrapAround) {
 }
 
 TEST(Statistics, GapsSayWhere) {
-  Statistics statistics;
+  Statistics statistics(known());
   statistics.beginFile("a.bin");
   count(statistics, 1, 0);
   count(statistics, 5, 792);
@@ -63,14 +73,14 @@ TEST(Statistics, GapsSayWhere) {
 }
 
 TEST(Statistics, ReportsThatNobodyNumbersHaveNoLosses) {
-  Statistics statistics;
+  Statistics statistics(known());
   const std::array<std::uint8_t, 2> bytes = {0xDE, 1};
   Report report;
   report.bytes = bytes;
   report.type = ReportType::Feature;
-  statistics.count(report, &kState);
+  statistics.count(report, state());
   count(statistics, 1);
-  statistics.count(report, &kState);
+  statistics.count(report, state());
   report.type.reset();
   statistics.count(report, nullptr);
   ASSERT_EQ(statistics.kinds().size(), 3u);
@@ -81,13 +91,40 @@ TEST(Statistics, ReportsThatNobodyNumbersHaveNoLosses) {
   EXPECT_NE(statistics.table().find("0xDE (input) unknown"), std::string::npos);
 }
 
+TEST(Statistics, TheCounterIsTheOneThatTheReportSays) {
+  const KnownReports others({
+      {0x05, ReportType::Input, "b", {}, 9, false, false, {{"SECOND", 5}}},
+      {0x04, ReportType::Input, "a", {}, 5, false, false, {{"FIRST", 1}}},
+      {0x06, ReportType::Input, "c", {}, 5, false, false, {{"THIRD", SIZE_MAX}}},
+  });
+  Statistics statistics(others);
+  const auto give = [&](std::initializer_list<std::uint8_t> bytes) {
+    const std::vector<std::uint8_t> kept = bytes;
+    Report report;
+    report.bytes = kept;
+    report.type = ReportType::Input;
+    statistics.count(report, others.find(report.id(), ReportType::Input));
+  };
+  give({4, 1, 0, 0, 0});
+  give({5, 9, 9, 9, 9, 0, 1, 0, 0});
+  give({4, 3, 0, 0, 0});
+  give({5, 0, 0, 0, 0, 0, 2, 0, 0});
+  give({6, 1, 0, 0, 0});
+  const auto losses = statistics.losses();
+  ASSERT_EQ(losses.size(), 2u) << "a number that lies behind its report is none";
+  EXPECT_EQ(losses[0].counter, "SECOND") << "in the plug-in's order";
+  EXPECT_EQ(losses[0].lost, 255u);
+  EXPECT_EQ(losses[1].counter, "FIRST");
+  EXPECT_EQ(losses[1].lost, 1u);
+}
+
 TEST(Statistics, ReportTooShortForItsNumber) {
-  Statistics statistics;
+  Statistics statistics(known());
   const std::array<std::uint8_t, 7> bytes = {0x76, 0, 0, 0, 1, 0, 0};
   Report report;
   report.bytes = bytes;
   report.type = ReportType::Input;
-  statistics.count(report, &kImage);
+  statistics.count(report, image());
   EXPECT_TRUE(statistics.losses().empty());
 }
 

@@ -10,6 +10,9 @@
 #include <cstdlib>
 
 #include "host/inputs/Forms.h"
+#include "host/outputs/Forms.h"
+#include "host/run/DescriptorSink.h"
+#include "host/run/FileBytes.h"
 
 namespace vesk::host {
 namespace {
@@ -35,18 +38,18 @@ void expectSameText(const std::vector<std::string>& arguments) {
   }
 
   Plugin plugin(library, arguments);
-  const ReportTable table(plugin.reportKinds());
+  const KnownReports known(plugin.reports());
   FileBytes bytes(VESK_SAMPLES "/forms/tour.bin", [](const FileBytes&, bool) {});
-  const auto input = openInput(Form::Binary, bytes, table, {});
+  const auto input = openInput(*inputFormNamed("binary"), bytes, {known});
   int reports = 0;
   for (Item item = input->next(); !std::holds_alternative<End>(item); item = input->next()) {
     const auto& report = std::get<Report>(item);
-    const ReportKind* kind = table.find(report.id(), report.type);
+    const ReportInfo* info = known.find(report.id(), report.type);
     const std::string ours = printed([&] {
-      Writer writer(STDOUT_FILENO);
-      TextOutput output(plugin, table, writer, TextOutput::Headers::None);
-      EXPECT_EQ(output.write(report, kind), std::nullopt);
-      writer.flush();
+      DescriptorSink sink(STDOUT_FILENO);
+      TextOutput output({plugin, known, sink});
+      EXPECT_EQ(output.write(report, info), std::nullopt);
+      sink.flush();
     });
     const std::string theirs = printed([&] {
       int lines = 0;
@@ -67,6 +70,19 @@ void expectSameText(const std::vector<std::string>& arguments) {
 TEST(Text, IsWhatThePluginPrints) { expectSameText({}); }
 
 TEST(Text, IsWhatThePluginPrintsInDecimal) { expectSameText({"-decimal"}); }
+
+TEST(OutputForms, RowsAreWhole) {
+  for (const OutputForm& form : outputForms()) {
+    EXPECT_EQ(outputFormNamed(form.name), &form) << "two forms are named " << form.name;
+    if (!form.alias.empty()) {
+      EXPECT_EQ(outputFormNamed(form.alias), &form) << form.alias;
+    }
+    EXPECT_FALSE(form.description.empty()) << form.name;
+    EXPECT_NE(form.make, nullptr) << form.name;
+  }
+  EXPECT_EQ(outputFormNamed(""), nullptr);
+  EXPECT_EQ(outputFormNamed("hid"), outputFormNamed("recording"));
+}
 
 TEST(Plugin, RefusesOptionsThatItDoesNotHave) {
   const PluginLibrary library{VESK_PLUGIN};
@@ -90,11 +106,11 @@ TEST(Plugin, VisitorsMayThrow) {
   };
   const PluginLibrary library{VESK_PLUGIN};
   Plugin plugin(library, {});
-  const ReportTable table(plugin.reportKinds());
+  const KnownReports known(plugin.reports());
   const std::uint8_t version[] = {
       0xD2, 'a', '\n', 'b', '\n', 'c', '\n', 'd', '\n', 'e', '\n', 'f', 0};
-  const ReportKind& kind = *table.find(0xD2, ReportType::Feature);
-  const Result result = plugin.decode(version, kind, Plugin::Mode::Text);
+  const ReportInfo& info = *known.find(0xD2, ReportType::Feature);
+  const Decoded result = plugin.decode(version, info, Plugin::Mode::Text);
   Thrower thrower;
   EXPECT_THROW(result.visit(thrower), std::runtime_error);
   EXPECT_EQ(thrower.calls, 1);

@@ -240,9 +240,11 @@ TEST(UsbPackets, Links) {
 
 // Captures: what a host and a device said, and what becomes of it.
 
+const KnownReports kNothing({});
+
 std::string itemsOf(const std::string& capture) {
   StringBytes bytes(capture);
-  UsbCapture input(bytes, {});
+  UsbCapture input(bytes, {kNothing});
   std::string text;
   for (;;) {
     const Item item = input.next();
@@ -411,7 +413,7 @@ TEST(UsbCaptures, NoUsbAtAll) {
 TEST(UsbCaptures, Damage) {
   const std::string capture = usbmonCapture({interrupts('C', 0x81, kState)});
   StringBytes bytes(capture + "cut");
-  UsbCapture input(bytes, {});
+  UsbCapture input(bytes, {kNothing});
   EXPECT_TRUE(std::holds_alternative<Report>(input.next()));
   const Item item = input.next();
   const auto& problem = std::get<Problem>(item);

@@ -1,0 +1,40 @@
+/// Files, pipes and devices as streams of bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/inputs/Bytes.h"
+
+namespace vesk::host {
+
+/// A file, a pipe or a device.
+class FileBytes final : public Bytes {
+ public:
+  /// Called before each read. `wouldWait` says that no bytes are there yet: the moment to hand out
+  /// what is finished, for whoever follows a pipe.
+  using BeforeRead = std::function<void(const FileBytes& file, bool wouldWait)>;
+
+  /// Opens `path`, or standard input for "-". Throws InputFault.
+  FileBytes(const std::string& path, BeforeRead beforeRead);
+  ~FileBytes() override;
+
+  /// Bytes read so far, and how many there are where that is known.
+  std::uint64_t bytesRead() const { return _bytesRead; }
+  std::optional<std::uint64_t> size() const { return _size; }
+
+ private:
+  std::size_t read(char* into, std::size_t room) override;
+  bool wouldWait() const;
+
+  int _descriptor;
+  bool _owned;
+  BeforeRead _beforeRead;
+  std::uint64_t _bytesRead = 0;
+  std::optional<std::uint64_t> _size;
+};
+
+}  // namespace vesk::host
