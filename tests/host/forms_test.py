@@ -409,6 +409,49 @@ class UsbCaptures(HostTest):
         self.expect(Run(stdin=capture), SOME_REFUSED, STATE_LINES, message)
         self.assertEqual(Run(stdin=maker.pcapng(1, [])).status, CANNOT_READ_OR_WRITE)
 
+    def test_what_the_host_writes(self):
+        """It is counted apart, and shown when asked for, but never in a table or a recording."""
+        writes = bytes([0x21, 0x09, 0xDE, 0x03, 0, 0, 2, 0])
+        usbmon = maker.Usbmon(False)
+
+        def control(setup, data, request):
+            return usbmon.header(self.MOMENT, request, 2, 0x00, setup, data, completed=False)
+
+        unknown = usbmon.header(self.MOMENT, 4, 1, 0x02, b"", b"\x99\x01", completed=False)
+        counter = usbmon.header(self.MOMENT, 5, 1, 0x02, b"", image(900), completed=False)
+        frame = usbmon.interrupt(self.MOMENT, 6, image(7), completed=True)
+        capture = self.capture(
+            189, [control(writes, b"\xde\x02", 3), unknown, counter, frame, *self.good(usbmon)]
+        )
+        silent = Run(stdin=capture)
+        self.expect(silent, ALL_DECODED, err="")
+        self.assertTrue(silent.out.endswith(STATE_LINES))
+        self.assertEqual(silent.out.count(b"ADC Dump State"), 1)
+
+        shown = Run("--host-writes", "--jobs=2", stdin=capture)
+        self.expect(shown, ALL_DECODED, err="")
+        header = b"# -: packet 1, 1.500000 s, report 0xDE (feature), parseAdcDumpState, 2 bytes"
+        self.assertTrue(shown.out.startswith(header + b", to the device\n\nADC Dump State: "))
+        self.assertTrue(shown.out.endswith(silent.out))
+        self.assertEqual(shown.out.count(b"#"), 2)
+
+        records = Run("-o", "ndjson", "--host-writes", "--stats", stdin=capture).records()
+        directions = [record.get("direction") for record in records]
+        self.assertEqual(directions, ["to_device", None, None, None])
+        self.assertEqual(records[0]["source"]["packet"], 1)
+        counts = records[-1]["statistics"]
+        self.assertEqual((counts["reports"], counts["to_device"]), (2, 3))
+        self.assertEqual(counts["errors"], {})
+        self.assertEqual([lost["reports"] for lost in counts["lost"]], [0])
+        table = Run("--stats", stdin=capture).err
+        self.assertIn("         3  from the host to the device, not among them\n", table)
+
+        for form in ("csv", "recording"):
+            options = ["-o", form, "--report=0xDE"]
+            with self.subTest(form=form):
+                self.assertEqual(Run(*options, "--host-writes", stdin=capture).out,
+                                 Run(*options, stdin=capture).out)
+
     @unittest.skipIf(shutil.which("tshark") is None, "tshark is not installed")
     def test_packets_are_those_of_tshark(self):
         """A report ends the packet that it is said to come from, and has its time."""
