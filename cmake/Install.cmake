@@ -29,12 +29,18 @@ set(headers
     model/ReportObject.h
     model/Result.h
     model/wire.h
+    model/wire_format.h
     plugin/Error.h
     plugin/HIDReportVeskPlugin.h
     plugin/ReportTable.h
     plugin/vesk_plugin.h
+    text/always_inline.h
+    text/constant_text.h
     text/digits.h
-    text/format.h)
+    text/format.h
+    text/format_convert.h
+    text/format_parse.h
+    text/instructions.h)
 foreach(header ${headers})
   get_filename_component(folder ${header} DIRECTORY)
   install(
@@ -74,7 +80,7 @@ if(VESK_BUILD_HOST)
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
     COMPONENT tool)
   install(
-    FILES docs/vesk-ndjson.5
+    FILES docs/vesk-ndjson.5 docs/vesk-reports.5
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man5
     COMPONENT tool)
   install(

@@ -11,6 +11,7 @@
 
 #include "fuzz/Given.h"
 #include "text/format.h"
+#include "text/run_time_format.h"
 
 namespace vesk::fuzz {
 namespace {

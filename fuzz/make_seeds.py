@@ -14,6 +14,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 GOLDEN = ROOT / "tests" / "golden"
 SAMPLES = ROOT / "samples"
+FORMS = SAMPLES / "forms"
 LONGEST = 1500  # of golden reports that are taken over: a few long ones are enough
 
 # The calls of plugin.cpp, by their place in its list.
@@ -128,36 +129,24 @@ def some_lines(path, lines):
     return b"".join(path.read_bytes().splitlines(keepends=True)[:lines])
 
 
-def input_seeds(form):
-    forms = SAMPLES / "forms"
-    if form == "hex":
-        yield "versions", (SAMPLES / "versions.hex").read_bytes()
-        yield "tour", (SAMPLES / "tour.hex").read_bytes()
-        yield "words", b"feature de 01\n0xDE, 0x01\r\ninput de:01\nde0\nzz\n# x\n\nfeature\n"
-    elif form == "dump":
-        for ending in ("xxd", "hexdump", "od", "xxd-p"):
-            yield ending, some_lines(forms / f"tour.{ending}", 120)
-        yield "repeated", b"00000000: de01 0000  ..\n*\n00000020: de01\n00000022\n"
-    elif form == "binary":
-        yield "tour", (forms / "tour.bin").read_bytes()
-        for name, _, report in golden_reports():
-            if len(report) < 100:
-                yield name, report
-    elif form == "recording":
-        yield "tour", some_lines(forms / "tour.hid", 12)
-        yield "lines", (b"D: 0\nR: 3 06 00 ff\nN: name\nI: 3 1209 0001\nE: 000012.345678 2 de 01\n"
-                        b"F: 12.4 2 de 01\nO: -1.5 1 de\nE: 1.000000 3 de 01\nX: 1\n")
-    else:
-        for path in sorted(forms.glob("tour-*.pcap*")):
-            yield path.name, path.read_bytes()
+def input_seeds():
+    """Every sample of a form, text as far as its first lines, and short inputs by hand."""
+    for path in [SAMPLES / "versions.hex", SAMPLES / "tour.hex", *sorted(FORMS.glob("tour*"))]:
+        yield path.name, path.read_bytes() if b"\0" in path.read_bytes() else some_lines(path, 120)
+    for name, _, report in golden_reports():
+        if len(report) < 100:
+            yield f"binary-{name}", report
+    yield "hex-words", b"feature de 01\n0xDE, 0x01\r\ninput de:01\nde0\nzz\n# x\n\nfeature\n"
+    yield "dump-repeated", b"00000000: de01 0000  ..\n*\n00000020: de01\n00000022\n"
+    yield "recording-lines", (
+        b"D: 0\nR: 3 06 00 ff\nN: name\nI: 3 1209 0001\nE: 000012.345678 2 de 01\n"
+        b"F: 12.4 2 de 01\nO: -1.5 1 de\nE: 1.000000 3 de 01\nX: 1\n")
 
 
 def main():
     folder = Path(sys.argv[1])
     makers = {"plugin": plugin_seeds, "format": format_seeds, "rows": rows_seeds,
-              "json": json_seeds}
-    for form in ("hex", "dump", "binary", "recording", "usb"):
-        makers[form] = lambda form=form: input_seeds(form)
+              "json": json_seeds, "input": input_seeds}
     for target, seeds in makers.items():
         (folder / target).mkdir(parents=True, exist_ok=True)
         for name, content in seeds():

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -94,19 +95,7 @@ int visitArray(void* context, std::int32_t kind, const void* values, std::size_t
   return 0;
 }
 
-std::string textOf(const vesk_plugin_api& api, const vesk_result* result) {
-  if (api.result_form(result) == VESK_NIL) return "nil";
-  if (api.result_form(result) == VESK_LINES) {
-    std::string joined;
-    for (std::size_t i = 0; i < api.result_count(result); ++i) {
-      const char* line = nullptr;
-      std::size_t length = 0;
-      demand(api.result_line(result, i, &line, &length) == VESK_OK, "each line can be had");
-      joined.append(line, length) += '\n';
-    }
-    return joined;
-  }
-  Visited visited;
+vesk_visitor visitorFor(Visited& visited) {
   vesk_visitor visitor{};
   visitor.size = sizeof visitor;
   visitor.context = &visited;
@@ -128,6 +117,54 @@ std::string textOf(const vesk_plugin_api& api, const vesk_result* result) {
     Visited::of(context).text += '}';
     return 0;
   };
+  return visitor;
+}
+
+/// Visits as a host of another version does: its visitor takes `size` bytes, and no byte behind them
+/// is its own. The functions that it has are called as those of a whole one.
+void visitSized(const vesk_plugin_api& api, const vesk_result* result, std::uint32_t size) {
+  Visited seen;
+  vesk_visitor given = visitorFor(seen);
+  given.size = size;
+  const std::size_t bytes = std::max<std::size_t>(size, sizeof given.size);
+  const auto memory = std::make_unique<char[]>(bytes);
+  std::memset(memory.get(), 0xEE, bytes);
+  std::memcpy(memory.get(), &given, std::min(bytes, sizeof given));
+  const vesk_status status =
+      api.result_visit(result, reinterpret_cast<const vesk_visitor*>(memory.get()));
+  demand(status == (size < sizeof given.size ? VESK_BAD_ARGUMENT : VESK_OK),
+         "a visitor is as good as its size");
+
+  Visited expected;
+  vesk_visitor whole = visitorFor(expected);
+  const auto keep = [&](auto& function) {
+    const auto* const end = reinterpret_cast<const char*>(&function + 1);
+    if (end - reinterpret_cast<const char*>(&whole) > std::ptrdiff_t{size}) function = nullptr;
+  };
+  keep(whole.dictionary_begin);
+  keep(whole.key);
+  keep(whole.number);
+  keep(whole.string);
+  keep(whole.array);
+  keep(whole.dictionary_end);
+  demand(api.result_visit(result, &whole) == VESK_OK, "a visit comes to its end");
+  demand(seen.text == expected.text, "the functions within the size are called, and no others");
+}
+
+std::string textOf(const vesk_plugin_api& api, const vesk_result* result) {
+  if (api.result_form(result) == VESK_NIL) return "nil";
+  if (api.result_form(result) == VESK_LINES) {
+    std::string joined;
+    for (std::size_t i = 0; i < api.result_count(result); ++i) {
+      const char* line = nullptr;
+      std::size_t length = 0;
+      demand(api.result_line(result, i, &line, &length) == VESK_OK, "each line can be had");
+      joined.append(line, length) += '\n';
+    }
+    return joined;
+  }
+  Visited visited;
+  const vesk_visitor visitor = visitorFor(visited);
   demand(api.result_visit(result, &visitor) == VESK_OK, "a visit comes to its end");
   return visited.text;
 }
@@ -146,11 +183,16 @@ std::string decodeByC(bool decimal, bool useStrings, const void* buffer, std::ui
   vesk_result* result = nullptr;
   const vesk_status status = api.report_to_object(plugin, buffer, id, type, length, &result);
   std::string text = "fails";
-  if (status == VESK_OK)
+  if (status == VESK_OK) {
     text = textOf(api, result);
-  else
+    // Any size up to a few more bytes than today's. It follows from the text, so that what earlier
+    // runs kept still means the same calls.
+    const std::size_t number = std::hash<std::string>{}(text);
+    visitSized(api, result, static_cast<std::uint32_t>(number % (sizeof(vesk_visitor) + 17)));
+  } else {
     demand(status == VESK_DECODER_FAILED && *api.error_message(plugin) != '\0',
            "a failure has a message");
+  }
   api.result_free(result);
   api.destroy(plugin);
   return text;

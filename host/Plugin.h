@@ -52,7 +52,8 @@ class Decoded {
   std::string_view text() const;
 
   /// Calls handler.nil(), dictionaryBegin(), key(name), number(n), string(text),
-  /// array(kind, values, count) and dictionaryEnd() in the report's order.
+  /// array(kind, values, count) and dictionaryEnd() in the report's order. Throws what the handler
+  /// throws, and PluginFault if the plug-in refuses the visit.
   template <class Handler>
   void visit(Handler& handler) const;
 
@@ -146,8 +147,9 @@ template <class Handler>
 void Decoded::visit(Handler& handler) const {
   detail::Visit<Handler> visit{handler};
   const vesk_visitor visitor = visit.functions();
-  _api->result_visit(_result.get(), &visitor);
+  const vesk_status status = _api->result_visit(_result.get(), &visitor);
   if (visit.failure) std::rethrow_exception(visit.failure);
+  if (status != VESK_OK) throw PluginFault("the plug-in refused to show what a report says");
 }
 
 }  // namespace vesk::host

@@ -25,6 +25,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "model/wire_format.h"
 #include "text/format.h"
 
 namespace vesk {

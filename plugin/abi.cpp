@@ -1,11 +1,12 @@
 // The C interface: a thin, exception-tight skin over the class.
 
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <new>
+#include <span>
 #include <stdexcept>
 #include <string>
 
@@ -14,7 +15,9 @@
 
 struct vesk_plugin {
   std::unique_ptr<vesk::HIDReportVeskPlugin> plugin;
-  char message[256];  // of the last failure: no allocation, since that may be what failed
+  // Of the last failure: no allocation, since that may be what failed. Calls that leave the instance
+  // as it is can fail, too.
+  mutable char message[256];
 };
 
 struct vesk_result {
@@ -37,7 +40,7 @@ static_assert(static_cast<int>(Kind::Float) == VESK_FLOAT);
 static_assert(static_cast<int>(Kind::Double) == VESK_DOUBLE);
 static_assert(vesk::kInput == VESK_INPUT && vesk::kFeature == VESK_FEATURE);
 
-vesk_status fail(vesk_plugin* plugin, vesk_status status, const char* message) noexcept {
+vesk_status fail(const vesk_plugin* plugin, vesk_status status, const char* message) noexcept {
   std::strncpy(plugin->message, message, sizeof plugin->message - 1);
   return status;
 }
@@ -52,6 +55,56 @@ vesk_status guarded(vesk_plugin* plugin, const Call& call) noexcept try {
 } catch (const std::exception& error) {
   return fail(plugin, VESK_DECODER_FAILED, error.what());
 }
+
+// Structures whose caller says how large they are. A host that was compiled against another header
+// than this library may have a shorter one or a longer one.
+
+#define VESK_END_OF(structure, member) (offsetof(structure, member) + sizeof(structure::member))
+
+constexpr std::size_t kVisitorEnds[] = {
+    VESK_END_OF(vesk_visitor, size),
+    VESK_END_OF(vesk_visitor, context),
+    VESK_END_OF(vesk_visitor, nil),
+    VESK_END_OF(vesk_visitor, dictionary_begin),
+    VESK_END_OF(vesk_visitor, key),
+    VESK_END_OF(vesk_visitor, number),
+    VESK_END_OF(vesk_visitor, string),
+    VESK_END_OF(vesk_visitor, array),
+    VESK_END_OF(vesk_visitor, dictionary_end),
+};
+static_assert(*std::rbegin(kVisitorEnds) == sizeof(vesk_visitor));
+
+constexpr std::size_t kReportInfoEnds[] = {
+    VESK_END_OF(vesk_report_info, size),
+    VESK_END_OF(vesk_report_info, report_id),
+    VESK_END_OF(vesk_report_info, report_type),
+    VESK_END_OF(vesk_report_info, decoder),
+    VESK_END_OF(vesk_report_info, display_name),
+    VESK_END_OF(vesk_report_info, smallest_buffer),
+    VESK_END_OF(vesk_report_info, exact_length),
+    VESK_END_OF(vesk_report_info, nul_terminated),
+    VESK_END_OF(vesk_report_info, counter_key),
+    VESK_END_OF(vesk_report_info, counter_offset),
+};
+static_assert(*std::rbegin(kReportInfoEnds) == sizeof(vesk_report_info));
+
+#undef VESK_END_OF
+
+/// Bytes of the members that `size` covers whole: half a pointer would be none. 0 for a size that
+/// does not cover itself.
+constexpr std::size_t coveredBytes(std::uint32_t size, std::span<const std::size_t> ends) {
+  std::size_t covered = 0;
+  for (const std::size_t end : ends)
+    if (end <= size) covered = end;
+  return covered;
+}
+
+static_assert(coveredBytes(0, kVisitorEnds) == 0);
+static_assert(coveredBytes(3, kVisitorEnds) == 0);
+static_assert(coveredBytes(4, kVisitorEnds) == 4);
+static_assert(coveredBytes(offsetof(vesk_visitor, nil) + 1, kVisitorEnds) ==
+              offsetof(vesk_visitor, nil));
+static_assert(coveredBytes(0xFFFFFFFF, kVisitorEnds) == sizeof(vesk_visitor));
 
 // -------------------------------------------------------------------------------- the instance
 
@@ -181,18 +234,26 @@ class Visit {
   bool _going = true;
 };
 
-// NOLINTNEXTLINE(bugprone-exception-escape): every index is below the size
-vesk_status resultVisit(const vesk_result* result, const vesk_visitor* visitor) noexcept {
-  if (visitor->size < sizeof(vesk_visitor)) return VESK_BAD_ARGUMENT;
-  Visit visit(*visitor);
-  if (const vesk::LineList* const lines = result->result.lines()) {
+vesk_status visitAll(const vesk::Result& result, const vesk_visitor& visitor) {
+  Visit visit(visitor);
+  if (const vesk::LineList* const lines = result.lines()) {
     for (std::size_t i = 0; visit.going() && i < lines->size(); ++i) visit.string((*lines)[i]);
-  } else if (const vesk::ReportObject* const object = result->result.object()) {
+  } else if (const vesk::ReportObject* const object = result.object()) {
     object->isString() ? visit.string(object->string()) : visit.dictionary(*object);
   } else {
     visit.nil();
   }
   return visit.going() ? VESK_OK : VESK_STOPPED;
+}
+
+// NOLINTNEXTLINE(bugprone-exception-escape): every index is below the size
+vesk_status resultVisit(const vesk_result* result, const vesk_visitor* visitor) noexcept {
+  if (visitor->size >= sizeof(vesk_visitor)) return visitAll(result->result, *visitor);
+  const std::size_t covered = coveredBytes(visitor->size, kVisitorEnds);
+  if (covered == 0) return VESK_BAD_ARGUMENT;
+  vesk_visitor known{};
+  std::memcpy(&known, visitor, covered);
+  return visitAll(result->result, known);
 }
 
 // -------------------------------------------------------------------------------------- tables
@@ -205,7 +266,11 @@ std::size_t reportCount(const vesk_plugin* plugin) noexcept {
 
 vesk_status reportInfo(const vesk_plugin* plugin, std::size_t index,
                        vesk_report_info* info) noexcept {
-  if (index >= reportCount(plugin)) return VESK_BAD_ARGUMENT;
+  const std::size_t covered = coveredBytes(info->size, kReportInfoEnds);
+  if (covered == 0)
+    return fail(plugin, VESK_BAD_ARGUMENT, "the size of a vesk_report_info is not set");
+  if (index >= reportCount(plugin))
+    return fail(plugin, VESK_BAD_ARGUMENT, "the report tables have no row of this index");
   const auto features = plugin->plugin->reportIds();
   const auto inputs = plugin->plugin->inputReportIds();
   const bool feature = index < features->size();
@@ -228,23 +293,31 @@ vesk_status reportInfo(const vesk_plugin* plugin, std::size_t index,
     row.counter_key = known.counter.key.data();  // a literal: it has its NUL
     row.counter_offset = known.counter.offset;
   }
-  std::memcpy(info, &row, std::min<std::size_t>(info->size, sizeof row));
+  std::memcpy(info, &row, covered);
   return VESK_OK;
 }
 
 constexpr vesk_plugin_api kApi = {
-    VESK_ABI_VERSION, sizeof(vesk_plugin_api),
-    VESK_VERSION,     create,
-    destroy,          errorMessage,
-    parseArgs,        parseReport,
-    reportToObject,   setUseStrings,
-    useStrings,       resultFree,
-    resultForm,       resultCount,
-    resultLine,       resultText,
-    resultVisit,      reportCount,
-    reportInfo,
+    .abi_version = VESK_ABI_VERSION,
+    .size = sizeof(vesk_plugin_api),
+    .plugin_version = VESK_VERSION,
+    .create = create,
+    .destroy = destroy,
+    .error_message = errorMessage,
+    .parse_args = parseArgs,
+    .parse_report = parseReport,
+    .report_to_object = reportToObject,
+    .set_use_strings = setUseStrings,
+    .use_strings = useStrings,
+    .result_free = resultFree,
+    .result_form = resultForm,
+    .result_count = resultCount,
+    .result_line = resultLine,
+    .result_text = resultText,
+    .result_visit = resultVisit,
+    .report_count = reportCount,
+    .report_info = reportInfo,
 };
-static_assert(sizeof kApi == VESK_API_SIZE_1);
 
 }  // namespace
 

@@ -8,6 +8,7 @@
 #include "plugin/HIDReportVeskPlugin.h"
 #include "text/format.h"
 #include "text/rows.h"
+#include "text/run_time_format.h"
 
 namespace vesk {
 

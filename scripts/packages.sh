@@ -23,5 +23,5 @@ need_packages() {
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
-packages_to_build="cmake ninja-build g++ libcli11-dev rapidjson-dev"
+packages_to_build="cmake ninja-build g++ libcli11-dev"
 packages_to_fuzz="clang-14 libclang-rt-14-dev nlohmann-json3-dev python3"

@@ -11,7 +11,10 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SSE2__)
+#include "text/always_inline.h"
+#include "text/instructions.h"
+
+#if VESK_SSE2
 #include <emmintrin.h>
 #endif
 
@@ -41,7 +44,7 @@ inline std::uint64_t loadLittle(const char* characters) {
 
 // ---------------------------------------------------------------------------------- hexadecimal
 
-#if defined(__SSE2__)
+#if VESK_SSE2
 /// The digits of sixteen nibbles, each in a byte: those over 9 move on to the letters.
 inline __m128i hexDigits(__m128i nibbles, int letters) {
   const __m128i overNine = _mm_cmpgt_epi8(nibbles, _mm_set1_epi8(9));
@@ -56,7 +59,7 @@ inline __m128i hexDigits(__m128i nibbles, int letters) {
 /// are interleaved into 16 bytes.
 inline char* hex16(char* out, std::uint64_t value, bool upper) {
   const int letters = upper ? 'A' - '0' - 10 : 'a' - '0' - 10;
-#if defined(__SSE2__)
+#if VESK_SSE2
   const __m128i bytes = _mm_cvtsi64_si128(static_cast<long long>(__builtin_bswap64(value)));
   const __m128i low = _mm_set1_epi8(0x0F);
   const __m128i nibbles = _mm_and_si128(_mm_unpacklo_epi8(_mm_srli_epi64(bytes, 4), bytes), low);
@@ -126,7 +129,7 @@ inline constexpr Counts kCounts = makeCounts();
 /// "%u". Most counts are below 1000: they are looked up. The digits of a value below 10^8 are made
 /// at once, and the leading zeros shifted out; those before the last eight are looked up, too.
 /// Always inlined: it is the heart of the loop over the counters.
-inline __attribute__((always_inline)) char* decimal(char* out, std::uint32_t value) {
+VESK_ALWAYS_INLINE char* decimal(char* out, std::uint32_t value) {
   if (value < 1000) {
     const char* const group = detail::kCounts.characters[value];
     std::memcpy(out, group, 4);

@@ -1,12 +1,14 @@
 /// Kernels for the sample blocks: rows of eight 32-bit values, by the best that the processor has.
 ///
-/// What runs everywhere is written down once, and again for instructions that only some processors
-/// have, wherever a benchmark paid for it. Which set of kernels is used is found out when the
-/// library is loaded. All sets write the same characters: those of printf for the format that a
-/// kernel's comment names.
+/// There is a set for every processor, and one for each set of instructions that only some have, with
+/// kernels of its own where a benchmark showed a gain. The best set is chosen when the library is
+/// loaded. All sets write the same characters: those of printf for the format that a kernel's comment
+/// names.
 ///
 /// `bytes` are little-endian values at any alignment. A kernel gives back where the next character
 /// goes, and may overwrite kSlack bytes behind it.
+///
+///     out = vesk::kernels::rowKernels().hex(out, samples, 6);  // 6 rows: 192 bytes, 438 characters
 #pragma once
 
 #include <cstddef>
@@ -32,7 +34,8 @@ struct RowKernels {
   char* (*fixed)(char* out, const unsigned char* bytes);
 };
 
-/// The sets that this processor can run, the best one first.
+/// The sets that were built (see instructions.h) and that this processor can run, the best one first.
+/// The last one runs anywhere.
 std::span<const RowKernels> usableRowKernels();
 
 /// The best one.

@@ -1,16 +1,12 @@
 #include "text/utf8.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 namespace vesk {
 
-namespace {
-
-/// Length of the well-formed sequence at the start of `text`, which is not empty; 0 if there is
-/// none.
-std::size_t sequenceLength(std::string_view text) {
+std::size_t utf8Length(std::string_view text) {
+  if (text.empty()) return 0;
   const auto byte = [text](std::size_t i) -> unsigned {
     return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;  // 0 continues nothing
   };
@@ -31,8 +27,6 @@ std::size_t sequenceLength(std::string_view text) {
   return 0;
 }
 
-}  // namespace
-
 bool isUtf8(std::string_view text) {
   while (!text.empty()) {
     // Most text is ASCII: eight bytes at a time.
@@ -42,7 +36,7 @@ bool isUtf8(std::string_view text) {
       text.remove_prefix(sizeof eight);
       continue;
     }
-    const std::size_t length = sequenceLength(text);
+    const std::size_t length = utf8Length(text);
     if (length == 0) return false;
     text.remove_prefix(length);
   }

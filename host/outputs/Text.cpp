@@ -8,7 +8,8 @@ namespace vesk::host {
 /// Here its lines are taken as one block and framed as it frames them.
 void TextOutput::writeChecked(const Report& report, const ReportInfo& info) {
   const Decoded lines = decodeLines(info);
-  if (_headers != Headers::None || report.direction == Direction::ToDevice) writeHeader(report, info);
+  if (_headers != Headers::None || report.direction == Direction::ToDevice)
+    writeHeader(report, info);
   _sink.append('\n');
   _sink.append(lines.text());
   _sink.append('\n');

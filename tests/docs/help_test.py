@@ -165,12 +165,13 @@ class RecordPage(unittest.TestCase):
 
 class Formatting(unittest.TestCase):
     def test_no_warnings(self):
-        for page in ["vesk-decode.1", "vesk-ndjson.5"]:
+        for page in ["vesk-decode.1", "vesk-ndjson.5", "vesk-reports.5"]:
             made = subprocess.run(
                 ["groff", "-man", "-ww", "-Tutf8", "-P-cbou", DOCS / page],
                 capture_output=True, text=True)
             self.assertEqual((made.returncode, made.stderr), (0, ""), page)
             self.assertIn("SEE ALSO", made.stdout)
+            self.assertEqual([line for line in made.stdout.splitlines() if len(line) > 80], [], page)
 
 
 class BashCompletion(unittest.TestCase):

@@ -284,6 +284,18 @@ class Plugins(HostTest):
         path = os.environ["VESK_FAKE_NO_ENTRY"]
         self.expect_refused(path, ".* is no plug-in: it has no vesk_plugin_entry")
 
+    def test_visits_that_fail_are_no_empty_records(self):
+        path = os.environ["VESK_FAKE_WITHOUT_VISITS"]
+        for arguments in (["-o", "ndjson"], ["-o", "json"], ["-o", "csv"], ["-o", "ndjson", "--jobs", "2"]):
+            with self.subTest(arguments):
+                run = Run("--plugin", path, *arguments, stdin=b"de 01\n")
+                self.assertEqual(run.status, NO_PLUGIN)
+                self.assertNotIn(b"0xDE", run.out)
+                self.assertNotIn(b"parseAdcDumpState", run.out)
+                self.assertEqual(
+                    run.err, "vesk-decode: the plug-in refused to show what a report says\n"
+                )
+
 
 class Endings(HostTest):
     """Full disks, closed pipes, interrupts, and readers that wait."""

@@ -62,6 +62,7 @@ def tool_files(man_ending, zsh_folder):
         "bin/vesk-decode",
         f"share/man/man1/vesk-decode.1{man_ending}",
         f"share/man/man5/vesk-ndjson.5{man_ending}",
+        f"share/man/man5/vesk-reports.5{man_ending}",
         "share/bash-completion/completions/vesk-decode",
         f"{zsh_folder}/_vesk-decode",
         f"{doc}/cookbook.md",

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Check what the plug-in exports: the class, the entry and blob_names, and nothing else.
+"""Check what the plug-in exports: the class, the entry and blob_names, and nothing else; that it
+needs nothing but the C++ standard library and libc; and that it does not read the environment.
 
     check_exports.py LIBRARY
 """
@@ -46,6 +47,15 @@ def main(library):
     foreign = [name for name in needed if not re.fullmatch(allowed, name)]
     if foreign:
         failures.append(f"depends on {foreign}")
+
+    # What a report looks like never depends on who decodes it.
+    imported = {
+        line.split()[-1].partition("@")[0]
+        for line in run("nm", "-D", "--undefined-only", library).splitlines()
+    }
+    environment = imported & {"getenv", "secure_getenv", "__secure_getenv", "environ", "__environ"}
+    if environment:
+        failures.append(f"reads the environment by {sorted(environment)}")
 
     for failure in failures:
         print(failure)

@@ -203,6 +203,43 @@ TEST(Memory, TheCInterfaceTellsThatThereIsNone) {
   api.destroy(plugin);
 }
 
+TEST(Memory, TheCInterfaceChangesNothingWhereThereIsNone) {
+  const vesk_plugin_api& api = *vesk_plugin_entry();
+  vesk_plugin* plugin = nullptr;
+  ASSERT_EQ(api.create(&plugin), VESK_OK);
+  const unsigned char report[] = {0xDE, 0x01};
+  int flag = -1;
+  const auto print = [&](std::size_t fail) {
+    vesk_status status = VESK_OK;
+    const std::string printed = test::captureOutput([&] {
+      count(fail, [&] {
+        status = api.parse_report(plugin, report, 0xDE, VESK_FEATURE, sizeof report, &flag);
+      });
+    });
+    EXPECT_EQ(status, VESK_NO_MEMORY);
+    EXPECT_EQ(flag, -1);
+    EXPECT_STREQ(api.error_message(plugin), "out of memory");
+    return printed;
+  };
+  EXPECT_EQ(print(1), "");    // the lines
+  EXPECT_EQ(print(2), "\n");  // a copy of the first line, to be printed behind the empty one
+  EXPECT_EQ(api.use_strings(plugin), 1);
+
+  const char* const options[] = {"-decimal"};
+  std::size_t failures = 0;
+  for (vesk_status status = VESK_NO_MEMORY;; ++failures) {
+    count(failures + 1, [&] { status = api.parse_args(plugin, 1, options, &flag); });
+    if (status == VESK_OK) break;
+    EXPECT_EQ(status, VESK_NO_MEMORY);
+    EXPECT_EQ(flag, -1);
+    EXPECT_EQ(api.use_strings(plugin), 1);
+  }
+  EXPECT_GT(failures, 0u);
+  EXPECT_EQ(flag, 1);
+  EXPECT_EQ(api.use_strings(plugin), 0);
+  api.destroy(plugin);
+}
+
 TEST(Memory, TeardownFreesTheTables) {
   const std::ptrdiff_t before = live;
   count(0, [] { HIDReportVeskPlugin::init().reset(); });

@@ -1,65 +1,27 @@
-// Formats that are template arguments, against the C library: those that the reports use, and a
-// lattice of flags, widths, precisions and conversions that is made while this file is compiled.
+// Formats that are template arguments, against the C library: those of strings and floats that the
+// reports use, and the other kinds of arguments.
+
+#include "text/format.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <iomanip>
-#include <limits>
-#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <type_traits>
-#include <utility>
 #include <vector>
 
-#include "model/wire.h"
+#include "tests/text/compiled.h"
 #include "tests/text/reference.h"
 #include "tests/text/values.h"
-#include "text/format.h"
 
 namespace vesk::test {
 namespace {
 
 using format::Literal;
 using format::Text;
-
-/// A value as snprintf takes it.
-template <class T>
-T reference(const T& value) {
-  return value;
-}
-const char* reference(const std::string& value) { return value.c_str(); }
-const char* reference(std::string_view value) { return value.data(); }  // ours end with a NUL
-template <class T>
-T reference(const wire::Field<T>& value) {
-  return value.value();
-}
-
-void expectEqual(std::string_view text, std::string_view got, std::string_view expected,
-                 bool intact) {
-  if (got == expected && intact) return;
-  ADD_FAILURE() << "format \"" << text << "\"\n  printed  " << got << "\n  expected " << expected
-                << (intact ? "" : "\n  and wrote outside its room");
-}
-
-/// Prints `argument...` both ways. On its own, as what is written inline into it is long.
-template <Literal text, class... T>
-[[gnu::noinline]] void check(const T&... argument) {
-  static Printed printed;
-  static Guarded guarded;
-  const std::string_view got = guarded(format::size<text>(argument...), [&](char* out) {
-    return format::write<text>(out, argument...);
-  });
-  expectEqual(text.view(), got, printed(text.characters, reference(argument)...), guarded.intact());
-}
-
-const std::vector<std::string> kStrings = {
-    "", "a", "PSE", std::string(30, 'y'), std::string(40, 'z'), std::string(41, 'z'), "100 %d"};
 
 // ------------------------------------------------------------------------ the reports' own formats
 
@@ -90,58 +52,6 @@ TEST(CompiledFormat, PrintsTheReportsStrings) {
       check<"%s %s">(name, value);
       check<"%s%s">(name, value);
     }
-}
-
-template <class T, Literal... text>
-void checkIntegerFormats() {
-  for (const T value : boundaryIntegers<T>(100)) {
-    (check<text>(value), ...);
-    (check<text>(wire::Field<T>::of(value)), ...);
-  }
-}
-
-TEST(CompiledFormat, PrintsTheReportsIntegers) {
-  checkIntegerFormats<std::uint8_t, "%u", "%i", "0x%02x", "[Cookie = 0x%02x]", "%02X", "%d">();
-  checkIntegerFormats<std::uint16_t, "%u", "%i", "[Flags = 0x%04x]", "0x%04X", "%d">();
-  checkIntegerFormats<std::uint32_t,
-                      "%u",
-                      "%i",
-                      "%08x ",
-                      "0x%08x",
-                      "0x%08X",
-                      "%d",
-                      "%12u ms",
-                      "%14d ",
-                      "%04x",
-                      "%02x",
-                      "[Timestamp = %u ms]",
-                      "Module Count:   %i">();
-  checkIntegerFormats<std::int32_t,
-                      "%u",
-                      "%i",
-                      "%08x ",
-                      "0x%08X",
-                      "%d",
-                      "%14d ",
-                      "%14u ",
-                      "READY       : %12u ms">();
-  checkIntegerFormats<std::uint64_t, "0x%016llX", "%016llx", "%llu", "%lli", "%lld", "%llx">();
-  checkIntegerFormats<std::int64_t, "0x%016llX", "%016llx", "%llu", "%lli", "%lld", "%llX">();
-
-  for (const std::uint32_t high : boundaryIntegers<std::uint32_t>()) {
-    const auto low = static_cast<std::uint32_t>(~high * 2654435761u);
-    check<"Channel Enable Mask = %04x%08x">(u32::of(high), low);
-    const auto byte = static_cast<std::uint8_t>(high);
-    check<"[Magic Value     = 0x%02x%02x%02x]">(byte, u8::of(byte), static_cast<std::uint8_t>(low));
-    const auto word = static_cast<std::uint16_t>(high);
-    for (const std::string& name : kStrings) {
-      check<"%20s: 0x%04X">(name, u16::of(word));
-      check<"%40s: 0x%04X">(name, word);
-      check<"%30s Module ID: 0x%04X">(std::string_view(name), word);
-      check<"%40s: %i">(name.c_str(), static_cast<std::int32_t>(high));
-      check<"%40s: %i">(name, byte);
-    }
-  }
 }
 
 template <Literal... text>
@@ -213,6 +123,28 @@ TEST(CompiledFormat, TakesTextThatWritesItself) {
   EXPECT_EQ(format::size<"<%s>">(Twice{'x'}), 4u);
 }
 
+}  // namespace
+}  // namespace vesk::test
+
+/// A type that stands for a value of another one.
+struct Celsius {
+  float degrees;
+};
+
+template <>
+struct vesk::format::Argument<Celsius> {
+  static float value(const Celsius& argument) { return argument.degrees; }
+};
+
+namespace vesk::test {
+namespace {
+
+TEST(CompiledFormat, TakesWhatConvertsAsAnotherValue) {
+  EXPECT_EQ(format::string<"[TMON = %.3f degC]">(Celsius{36.5f}), "[TMON = 36.500 degC]");
+  EXPECT_GE(format::size<"%.3f">(Celsius{36.5f}), 6u);
+  EXPECT_EQ((format::maximumSize<"%f", Celsius>()), (format::maximumSize<"%f", float>()));
+}
+
 TEST(Text, RefusesWhatDoesNotFit) {
   EXPECT_THROW(Text<16>("0123456789ABCDEF0"), std::length_error);
   EXPECT_THROW(Text<16>("a", 17), std::length_error);
@@ -243,83 +175,6 @@ TEST(CompiledFormat, KnowsTheMaximumOfItsSize) {
   EXPECT_EQ((format::maximumSize<"%s, %s", Text<48>, Text<16>>()), 48u + 2 + 16);
   EXPECT_EQ((format::maximumSize<"%u", u32>()), (format::maximumSize<"%u", std::uint32_t>()));
 }
-
-// ------------------------------------------------------------------------------------ the lattice
-
-constexpr std::string_view kFlags[] = {"", "-", "0", "+", " ", "#", "-+", "+0", " 0", "#0", "-#"};
-constexpr std::string_view kWidths[] = {"", "1", "8", "14", "16", "17", "23"};
-constexpr std::string_view kPrecisions[] = {"", ".0", ".3", ".6", ".9"};
-constexpr std::size_t kPoints = std::size(kFlags) * std::size(kWidths) * std::size(kPrecisions);
-
-/// The characters of a point of the lattice; none where C leaves the flags undefined.
-struct Spelling {
-  char characters[16]{};
-  std::size_t size = 0;
-
-  constexpr void append(std::string_view text) {
-    for (const char c : text) characters[size++] = c;
-  }
-};
-
-consteval Spelling spell(std::string_view conversion, std::size_t point) {
-  const std::string_view flags = kFlags[point % std::size(kFlags)];
-  const std::string_view width = kWidths[point / std::size(kFlags) % std::size(kWidths)];
-  const std::string_view precision = kPrecisions[point / std::size(kFlags) / std::size(kWidths)];
-  const char letter = conversion.back();
-  const bool hexOrFixed = letter == 'x' || letter == 'X' || letter == 'f';
-  Spelling spelling;
-  if (!hexOrFixed && flags.find('#') != flags.npos) return spelling;
-  if (letter == 's' && flags.find('0') != flags.npos) return spelling;
-  spelling.append("%");
-  spelling.append(flags);
-  spelling.append(width);
-  spelling.append(precision);
-  spelling.append(conversion);
-  return spelling;
-}
-
-template <std::size_t size>
-consteval Literal<size + 1> literal(const Spelling& spelling) {
-  char characters[size + 1]{};
-  for (std::size_t i = 0; i < size; ++i) characters[i] = spelling.characters[i];
-  return Literal<size + 1>(characters);
-}
-
-template <Literal conversion, std::size_t point, class T>
-void checkPoint(std::span<const T> values) {
-  constexpr Spelling spelling = spell(conversion.view(), point);
-  if constexpr (spelling.size != 0) {
-    static constexpr auto text = literal<spelling.size>(spelling);
-    for (const T& value : values) check<text>(value);
-  }
-}
-
-/// How many points of it are checked with each type: every one is a function to compile.
-constexpr std::size_t kChecked = kSlowBuild ? 16 : 60;
-
-/// The checked points, spread so far apart that each side of the lattice is met at all its places:
-/// the step has no factor in common with any of them.
-template <Literal conversion, class T, std::size_t... index>
-void checkPoints(const std::vector<T>& values, std::index_sequence<index...>) {
-  constexpr std::size_t step = 163;
-  (checkPoint<conversion, index * step % kPoints, T>(values), ...);
-}
-
-template <Literal conversion, class T>
-void checkLattice(const std::vector<T>& values) {
-  checkPoints<conversion, T>(values, std::make_index_sequence<kChecked>{});
-}
-
-TEST(CompiledLattice, Int) { checkLattice<"d">(boundaryIntegers<std::int32_t>()); }
-TEST(CompiledLattice, UnsignedInt) { checkLattice<"u">(boundaryIntegers<std::uint32_t>()); }
-TEST(CompiledLattice, UnsignedShort) { checkLattice<"X">(boundaryIntegers<std::uint16_t>()); }
-TEST(CompiledLattice, UnsignedChar) { checkLattice<"x">(boundaryIntegers<std::uint8_t>()); }
-TEST(CompiledLattice, SignedChar) { checkLattice<"i">(boundaryIntegers<std::int8_t>()); }
-TEST(CompiledLattice, LongLong) { checkLattice<"lld">(boundaryIntegers<std::int64_t>()); }
-TEST(CompiledLattice, UnsignedLongLong) { checkLattice<"llX">(boundaryIntegers<std::uint64_t>()); }
-TEST(CompiledLattice, Float) { checkLattice<"f">(boundaryFloats<float>()); }
-TEST(CompiledLattice, Double) { checkLattice<"f">(boundaryFloats<double>()); }
-TEST(CompiledLattice, String) { checkLattice<"s">(kStrings); }
 
 }  // namespace
 }  // namespace vesk::test

@@ -16,6 +16,7 @@
 
 #include "tests/text/reference.h"
 #include "tests/text/values.h"
+#include "text/decimal_table.h"
 
 namespace vesk::test {
 namespace {
@@ -162,6 +163,30 @@ TEST(Decimal, PrintsUnsignedLongLongsAsTheCLibrary) {
   for (std::uint64_t head = 1; head < 184467440737; head = head * 3 + 1)
     for (const std::uint64_t tail : {0u, 1u, 9u, 10000u, 99999u, 99999999u})
       one(head * 100000000 + tail);
+}
+
+void checkByTable(std::uint32_t bits) {
+  static Printed printed;
+  static Guarded guarded;
+  const auto check = [&](std::string_view expected, auto value) {
+    const std::string_view got = guarded.withSlack(
+        kernels::kTableSlack, [=](char* out) { return kernels::decimalByTable(out, value); });
+    if (got != expected || !guarded.intact())
+      ADD_FAILURE() << got << " instead of " << expected
+                    << (guarded.intact() ? "" : ", and overwrote more than its slack");
+  };
+  check(printed("%u", bits), bits);
+  check(printed("%d", static_cast<std::int32_t>(bits)), static_cast<std::int32_t>(bits));
+}
+
+TEST(DecimalByTable, PrintsAsTheCLibrary) {
+  for (const std::uint32_t bits : boundaryIntegers<std::uint32_t>(10000)) checkByTable(bits);
+  for (std::uint32_t bits = 0; bits < 70000; ++bits) checkByTable(bits);
+  const std::uint32_t step = stride(3001, 30011);
+  for (std::uint64_t bits = 0; bits <= 0xFFFFFFFF; bits += step) {
+    checkByTable(static_cast<std::uint32_t>(bits));
+    if (failedOftenEnough()) return;
+  }
 }
 
 void checkColumn(std::uint32_t bits) {

@@ -8,12 +8,14 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "tests/text/reference.h"
 #include "tests/text/values.h"
+#include "text/instructions.h"
 
 namespace vesk::test {
 namespace {
@@ -65,11 +67,18 @@ void checkFixed(const Row& row) {
   }
 }
 
-TEST(Rows, LastSetRunsAnywhereAndTheFirstIsUsed) {
-  const auto sets = kernels::usableRowKernels();
-  ASSERT_FALSE(sets.empty());
-  EXPECT_STREQ(sets.back().name, "any");
-  EXPECT_EQ(&kernels::rowKernels(), &sets.front());
+/// A processor that has one set has all below it, too; and none is there that was left out.
+TEST(Rows, SetsGoFromTheBestToThePortableOne) {
+  const std::vector<std::string> known = {"AVX-512 VBMI", "AVX2", "SSE2", "portable"};
+  std::vector<std::string> names;
+  for (const kernels::RowKernels& set : kernels::usableRowKernels()) names.emplace_back(set.name);
+  ASSERT_GE(names.size(), VESK_SSE2 ? 2u : 1u);
+  ASSERT_LE(names.size(), VESK_ROWS + 1u);
+  EXPECT_EQ(names, std::vector<std::string>(known.end() - std::ssize(names), known.end()));
+}
+
+TEST(Rows, FirstSetIsUsed) {
+  EXPECT_EQ(&kernels::rowKernels(), &kernels::usableRowKernels().front());
 }
 
 TEST(Rows, PrintEachValueAtEachPlaceAsTheCLibrary) {

@@ -1,7 +1,7 @@
 // Formats that are parsed at run time, against the C library: every combination of flags, width,
 // precision and conversion that is allowed, over the values at which such code goes wrong.
 
-#include "text/format.h"
+#include "text/run_time_format.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +19,7 @@
 
 #include "tests/text/reference.h"
 #include "tests/text/values.h"
+#include "text/format.h"
 
 namespace vesk::test {
 namespace {
