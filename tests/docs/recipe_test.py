@@ -115,6 +115,16 @@ class Workshop:
         return None
 
 
+def telling_line(failure):
+    """Of what a command says when it fails, the line that tells most."""
+    lines = (failure or "nothing fails").splitlines()
+    for sign in ("HACKING.md, step", "error:", "Error"):
+        for line in lines:
+            if sign in line:
+                return line.strip()
+    return lines[-1].strip()
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", 1)[0])
     parser.add_argument("folder", type=Path)
@@ -142,10 +152,8 @@ def main():
         for left_out in recipe.steps:
             workshop.follow([step for step in steps if step is not left_out])
             why = workshop.failure()
-            said = [] if why is None else why.splitlines()
-            telling = next((line for line in said if "HACKING.md, step" in line or "error:" in line),
-                           said[-1] if said else "nothing")
-            print(f"without step {left_out.number} of \"{recipe.title}\": {telling.strip()}")
+            print(f"without step {left_out.number} of \"{recipe.title}\": {telling_line(why)}",
+                  flush=True)
             if why is None:
                 unnoticed.append(f"step {left_out.number} of \"{recipe.title}\"")
     workshop.follow(steps)
