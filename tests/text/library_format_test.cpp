@@ -259,6 +259,18 @@ TEST(LibraryFormat, MoreThanTheCLibraryMakesThrows) {
 
 // ----------------------------------------------------------------------------------------- locale
 
+TEST(LibraryFormat, LeavesTheLocaleOfTheThread) {
+  const locale_t before = uselocale(LC_GLOBAL_LOCALE);
+  EXPECT_EQ(written("%g", 1.5f), "1.5");
+  EXPECT_EQ(uselocale(locale_t{}), LC_GLOBAL_LOCALE);
+  const locale_t own = duplocale(LC_GLOBAL_LOCALE);
+  uselocale(own);
+  EXPECT_EQ(written("%o", 8), "10");
+  EXPECT_EQ(uselocale(locale_t{}), own);
+  uselocale(before);
+  freelocale(own);
+}
+
 void expectPoints() {
   EXPECT_EQ(written("%.2f%%", 1.5f), "1.50%");
   EXPECT_EQ(written("%e", 1.5f), "1.500000e+00");
