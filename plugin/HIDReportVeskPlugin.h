@@ -158,8 +158,11 @@ class __attribute__((visibility("default"))) HIDReportVeskPlugin {
   // Runs of `dataLength` elements that lie in a report, at any alignment.
 
   /// `addArrayUint32:data:dataLength:format:` and its siblings: append the values to `lines`, eight
-  /// to a line, each as `format` says, which has exactly one conversion for one value ("%08x "). No
-  /// value at all appends one empty line. Throw std::invalid_argument for another format.
+  /// to a line, each as printf makes it in the "C" locale of `format`, which has exactly one
+  /// conversion for one value ("%08x "): one of d i u o x X c for the whole numbers, one of
+  /// f F e E g G a A for floats. A length modifier converts the value to the type that it names
+  /// ("%hhx"). No value at all appends one empty line, whatever the format. Throw
+  /// std::invalid_argument for another format, and for * and 1$.
   void addArrayUint32(LineList& lines, const u32* data, std::uint32_t dataLength,
                       const char* format) const;
   void addArrayInt32(LineList& lines, const i32* data, std::uint32_t dataLength,

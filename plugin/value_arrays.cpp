@@ -1,6 +1,7 @@
 // The value arrays: runs of 32-bit elements as lines of eight, or as numbers.
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -8,6 +9,7 @@
 #include "model/lines.h"
 #include "plugin/HIDReportVeskPlugin.h"
 #include "text/format.h"
+#include "text/library_format.h"
 #include "text/rows.h"
 #include "text/run_time_format.h"
 
@@ -73,29 +75,55 @@ bool equal(const char* text, const char (&constant)[size]) {
   return true;
 }
 
+/// A format that our own code interprets, and that takes elements of type T; nothing for another.
 template <class T>
-void addArray(LineList& lines, const wire::Field<T>* data, std::uint32_t count, const char* text) {
-  // The formats of the reports are compiled; any other one is interpreted.
-  if (count != 0) {
-    if constexpr (std::is_same_v<T, float>) {
-      if (equal(text, "% -13.3f "))
-        return addLines<"% -13.3f ", &RowKernels::fixed>(lines, data, count);
-    } else {
-      if (equal(text, "%08x "))
-        return addBlock<"%08x ", kHexRow - 1, &RowKernels::hex>(lines, data, count);
-      if (equal(text, "%14d "))
-        return addBlock<"%14d ", kDecimalRow - 1, &RowKernels::decimal>(lines, data, count);
-    }
-  }
+std::optional<format::Format> ownFormat(const char* text) try {
   const format::Format format(text);
+  if (!format.takes<T>()) return std::nullopt;
+  return format;
+} catch (const std::invalid_argument&) {
+  return std::nullopt;
+}
+
+/// The same for a format that is left to the C library.
+template <class T>
+void addByLibrary(LineList& lines, const wire::Field<T>* data, std::uint32_t count,
+                  const char* text) {
+  const format::LibraryFormat format(text);
   if (!format.takes<T>())
     throw std::invalid_argument("format: \"" + std::string(text) +
                                 "\" does not take the elements of this array");
+  std::string line;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (i != 0 && i % kPerLine == 0) {
+      lines.add(line);
+      line.clear();
+    }
+    format.append(line, data[i].value());
+  }
+  lines.add(line);
+}
+
+template <class T>
+void addArray(LineList& lines, const wire::Field<T>* data, std::uint32_t count, const char* text) {
   if (count == 0) return lines.add("");
+  // The formats of the reports are compiled; any other one is interpreted.
+  if constexpr (std::is_same_v<T, float>) {
+    if (equal(text, "% -13.3f "))
+      return addLines<"% -13.3f ", &RowKernels::fixed>(lines, data, count);
+  } else {
+    if (equal(text, "%08x "))
+      return addBlock<"%08x ", kHexRow - 1, &RowKernels::hex>(lines, data, count);
+    if (equal(text, "%14d "))
+      return addBlock<"%14d ", kDecimalRow - 1, &RowKernels::decimal>(lines, data, count);
+  }
+  const auto format = ownFormat<T>(text);
+  if (!format) return addByLibrary(lines, data, count, text);
   std::size_t size = 0;
-  for (std::uint32_t i = 0; i < count; ++i) size = std::max(size, format.size(data[i].value()));
-  addRows(
-      lines, data, count, size, [&format](char* out, T value) { return format.write(out, value); });
+  for (std::uint32_t i = 0; i < count; ++i) size = std::max(size, format->size(data[i].value()));
+  addRows(lines, data, count, size, [&format](char* out, T value) {
+    return format->write(out, value);
+  });
 }
 
 }  // namespace

@@ -19,7 +19,8 @@
 ///   - A type that stands for a value of another one converts as that value, if it specialises
 ///     Argument.
 ///
-/// A format that comes as a value while the program runs is a Format: see run_time_format.h.
+/// A format that comes as a value while the program runs is a Format: see run_time_format.h; one with
+/// another conversion is the C library's: see library_format.h.
 #pragma once
 
 #include <cstddef>

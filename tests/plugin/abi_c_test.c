@@ -2,6 +2,7 @@
  *
  * Usage: abi-c-test LIBRARY. Prints what failed; the exit status is 1 if something did. */
 #include <dlfcn.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -128,6 +129,22 @@ static void test_instance(const vesk_plugin_api* api) {
     CHECK(api->parse_args(plugin, 0, NULL, &flag) == VESK_OK && flag == 1);
     flag = -1;
     CHECK(api->parse_args(plugin, -1, NULL, &flag) == VESK_OK && flag == 1);
+  }
+
+  /* Text mode is every number but 0, as in C. */
+  {
+    const int numbers[] = {1, -1, 2, 256, 0x10000, INT_MIN};
+    size_t i;
+    for (i = 0; i < sizeof numbers / sizeof *numbers; ++i) {
+      CHECK(api->set_use_strings(plugin, 0) == VESK_OK);
+      CHECK(api->use_strings(plugin) == 0);
+      CHECK(api->set_use_strings(plugin, numbers[i]) == VESK_OK);
+      CHECK(api->use_strings(plugin) == 1);
+      CHECK(api->report_to_object(plugin, state, 0xDE, VESK_FEATURE, 2, &result) == VESK_OK);
+      CHECK(api->result_form(result) == VESK_LINES);
+      api->result_free(result);
+    }
+    CHECK(api->set_use_strings(plugin, 0) == VESK_OK);
   }
 
   /* nil is a result. */

@@ -201,6 +201,50 @@ TEST(Memory, TheCInterfaceTellsThatThereIsNone) {
   api.destroy(plugin);
 }
 
+TEST(Memory, PrintingThatFailsStopsAndLeavesTheInstanceUsable) {
+  // Lines that grow, so that the copy to be printed is made anew several times.
+  std::string text;
+  std::string printed = "\n";
+  LineList lines;
+  for (std::size_t size = 0; size <= 1000; size = 3 * size + 20) {
+    const std::string line(size, 'x');
+    lines.add(line);
+    printed += line + '\n';
+    text += line + '\n';
+  }
+  printed += '\n';
+  text.pop_back();
+  const auto plugin = test::makePlugin();
+  test::ReportBytes report(0xD2, text);
+  const auto check = [&](const auto& print) {
+    std::size_t failures = 0;
+    for (bool failed = true; failed; ++failures) {
+      const std::ptrdiff_t before = live;
+      failed = false;
+      const std::string got = test::captureOutput([&] {
+        try {
+          count(failures + 1, print);
+        } catch (const std::bad_alloc&) {
+          failed = true;
+        }
+      });
+      EXPECT_EQ(live, before);
+      if (!failed) {
+        EXPECT_EQ(got, printed);
+        break;
+      }
+      // Whole lines, and none behind that of which there was no copy.
+      EXPECT_EQ(got, printed.substr(0, got.size()));
+      EXPECT_LT(got.size(), printed.size() - 1);
+      EXPECT_TRUE(got.empty() || got.back() == '\n');
+    }
+    return failures;
+  };
+  EXPECT_GT(check([&] { plugin->printStrings(&lines); }), 1u);
+  EXPECT_GT(check([&] { plugin->parseReport(report.data(), 0xD2, kFeature, 0); }), 2u);
+  EXPECT_TRUE(plugin->useStrings());
+}
+
 TEST(Memory, TheCInterfaceChangesNothingWhereThereIsNone) {
   const vesk_plugin_api& api = *vesk_plugin_entry();
   vesk_plugin* plugin = nullptr;

@@ -3,7 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
+#include <memory>
 #include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "plugin/report_list.h"
 #include "tests/support/support.h"
@@ -130,6 +136,28 @@ TEST(Tables, DispatchFollowsATableThatIsSet) {
   EXPECT_EQ(plugin->reportIdNames()->size(), names);
 }
 
+TEST(Tables, TheDisplayNamesStayWhateverTableIsSet) {
+  const auto plugin = makePlugin();
+  const auto names = plugin->reportIdNames();
+  plugin->setReportIds(
+      std::make_shared<const ReportTable>(ReportTable{{0x42, "parseAdcDumpState"}}));
+  EXPECT_EQ(plugin->reportIdNames(), names);
+  plugin->setInputReportIds(
+      std::make_shared<const ReportTable>(ReportTable{{0x43, "parseAdcDumpState"}}));
+  EXPECT_EQ(plugin->reportIdNames(), names);
+  plugin->setReportIds(nullptr);
+  plugin->setInputReportIds(nullptr);
+  EXPECT_EQ(plugin->reportIdNames(), names);
+  EXPECT_EQ(*names->find(0xD0), "ersion");
+  EXPECT_EQ(names->find(0x42), nullptr);
+}
+
+template <class Plugin>
+concept HasSetterOfNames = requires(Plugin& plugin, std::shared_ptr<const ReportTable> table) {
+  plugin.setReportIdNames(table);
+};
+static_assert(!HasSetterOfNames<HIDReportVeskPlugin>);
+
 TEST(Tables, ATableThatNamesNoDecoderThrows) {
   const auto plugin = makePlugin();
   ReportBytes report(0xD0, "abc");
@@ -145,6 +173,80 @@ TEST(Tables, WithoutATableNothingIsKnown) {
   plugin->setReportIds(nullptr);
   ReportBytes report(0xD0, "abc");
   EXPECT_TRUE(plugin->reportToObject(report.data(), 0xD0, kFeature, 5).isNil());
+  ReportBytes image(0x76, 792);
+  EXPECT_NE(plugin->reportToObject(image.data(), 0x76, kInput, 792).object(), nullptr);
+
+  plugin->setReportIds(makePlugin()->reportIds());
+  plugin->setInputReportIds(nullptr);
+  EXPECT_TRUE(plugin->reportToObject(image.data(), 0x76, kInput, 792).isNil());
+  EXPECT_EQ(plugin->reportToObject(report.data(), 0xD0, kFeature, 5).object()->string(), "abc");
+}
+
+/// A table that notes its name when it is let go.
+std::shared_ptr<const ReportTable> notedTable(std::string name, std::vector<std::string>& gone) {
+  return {new ReportTable{{0x42, "parseAdcDumpState"}},
+          [name = std::move(name), &gone](const ReportTable* table) {
+            gone.push_back(name);
+            delete table;
+          }};
+}
+
+TEST(Tables, SettersRetainTheNewTableAndReleaseTheOldOne) {
+  using Gone = std::vector<std::string>;
+  Gone gone;
+  auto plugin = makePlugin();
+  std::weak_ptr<const ReportTable> features = plugin->reportIds();
+  std::weak_ptr<const ReportTable> inputs = plugin->inputReportIds();
+
+  plugin->setReportIds(notedTable("first", gone));  // nobody else keeps it
+  EXPECT_TRUE(features.expired());
+  EXPECT_FALSE(inputs.expired());
+  plugin->setInputReportIds(notedTable("second", gone));
+  EXPECT_TRUE(inputs.expired());
+  EXPECT_EQ(gone, Gone{});
+  ReportBytes report(0x42, 2);
+  report.put(1, {1});
+  EXPECT_EQ(plugin->reportToObject(report.data(), 0x42, kFeature, 2).object()->string(), "SINGLE");
+  EXPECT_EQ(plugin->reportToObject(report.data(), 0x42, kInput, 2).object()->string(), "SINGLE");
+
+  plugin->setReportIds(plugin->reportIds());  // the same again
+  EXPECT_EQ(gone, Gone{});
+  plugin->setReportIds(notedTable("third", gone));
+  EXPECT_EQ(gone, Gone{"first"});
+  plugin->setInputReportIds(nullptr);
+  EXPECT_EQ(gone, (Gone{"first", "second"}));
+
+  // What a host keeps outlives the instance.
+  auto kept = plugin->reportIds();
+  const auto names = plugin->reportIdNames();
+  plugin.reset();
+  EXPECT_EQ(gone.size(), 2u);
+  EXPECT_EQ(*kept->find(0x42), "parseAdcDumpState");
+  EXPECT_EQ(*names->find(0xD0), "ersion");
+  kept.reset();
+  EXPECT_EQ(gone, (Gone{"first", "second", "third"}));
+}
+
+TEST(Tables, AreLetGoInTheirOrder) {
+  auto plugin = makePlugin();
+  const std::weak_ptr<const ReportTable> names = plugin->reportIdNames();
+  std::weak_ptr<const ReportTable> inputs;
+  std::string gone;
+  plugin->setReportIds({new ReportTable, [&](const ReportTable* table) {
+                          gone += "features, ";
+                          if (!inputs.expired()) gone += "inputs are there, ";
+                          if (!names.expired()) gone += "names are there; ";
+                          delete table;
+                        }});
+  plugin->setInputReportIds({new ReportTable, [&](const ReportTable* table) {
+                               gone += "inputs, ";
+                               if (!names.expired()) gone += "names are there";
+                               delete table;
+                             }});
+  inputs = plugin->inputReportIds();
+  plugin.reset();
+  EXPECT_EQ(gone, "features, inputs are there, names are there; inputs, names are there");
+  EXPECT_TRUE(names.expired());
 }
 
 // -------------------------------------------------------------------------------------- properties
@@ -254,6 +356,14 @@ TEST(Options, OnlyTheFirstInvalidOneIsReported) {
   EXPECT_EQ(text.find("-second"), std::string::npos);
 }
 
+TEST(Options, AnOptionMayHoldAnyCharacter) {
+  const auto plugin = makePlugin();
+  for (const std::string option : {"\xEF\xBF\xBE", "\xEF\xBF\xBF", "\xF4\x8F\xBF\xBF", "\x01"})
+    EXPECT_EQ(captureOutput([&] { EXPECT_FALSE(parseArgs(*plugin, {option.c_str()})); }),
+              "Error Domain=HIDReportVeskPlugin Code=-536870206 \"Invalid option: " + option +
+                  "\" UserInfo={NSLocalizedDescription=Invalid option: " + option + "}\n");
+}
+
 TEST(Options, AnOptionThatIsNoTextThrows) {
   const auto plugin = makePlugin();
   EXPECT_THROW(parseArgs(*plugin, {"-decimal", "\xFF"}), std::invalid_argument);
@@ -305,18 +415,80 @@ TEST(Options, WithoutAnErrorSlotAnInvalidOneGivesNothing) {
   EXPECT_FALSE(makePlugin()->argsToConfig({"-q"}, nullptr));
 }
 
+TEST(Options, AnErrorReplacesTheOlderOneAndASuccessLeavesIt) {
+  const auto plugin = makePlugin();
+  std::optional<Error> error = Error{"older", 7, {{"Older", "entry"}}};
+  EXPECT_TRUE(plugin->argsToConfig({}, &error));
+  EXPECT_TRUE(plugin->argsToConfig({"-decimal"}, &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->domain, "older");
+  EXPECT_EQ(error->code, 7);
+  EXPECT_EQ(error->userInfo, (std::map<std::string, std::string>{{"Older", "entry"}}));
+
+  EXPECT_FALSE(plugin->argsToConfig({"-q"}, &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->domain, "HIDReportVeskPlugin");
+  EXPECT_EQ(error->code, -536870206);
+  EXPECT_EQ(error->userInfo,
+            (std::map<std::string, std::string>{{"NSLocalizedDescription", "Invalid option: -q"}}));
+  EXPECT_FALSE(plugin->argsToConfig({"-r"}, &error));
+  EXPECT_EQ(error->userInfo.at(NSLocalizedDescriptionKey), "Invalid option: -r");
+}
+
+TEST(Options, AConfigurationNeverWritesTheErrorSlot) {
+  const auto plugin = makePlugin();
+  const PluginConfig configs[] = {
+      {},
+      {{"Decimal", Number(true)}, {"UseStrings", Number(true)}},
+      {{"Decimal", std::string("YES")}, {"UseStrings", Number(-1)}, {"Unknown", Number(1)}}};
+  for (const PluginConfig& config : configs) {
+    std::optional<Error> error;
+    EXPECT_TRUE(plugin->configParser(config, &error));
+    EXPECT_FALSE(error);
+    error = Error{"older", 7, {{"Older", "entry"}}};
+    EXPECT_TRUE(plugin->configParser(config, &error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->domain, "older");
+    EXPECT_EQ(error->code, 7);
+    EXPECT_EQ(error->userInfo, (std::map<std::string, std::string>{{"Older", "entry"}}));
+  }
+}
+
 TEST(Options, ConfigurationValuesEqualToYesSwitchOn) {
   const auto plugin = makePlugin();
   std::optional<Error> error;
-  const std::variant<Number, std::string> yes[] = {
-      Number(true), Number(1), Number(1u), Number(1.0), Number(1.0f), Number(1ull)};
+  const std::variant<Number, std::string> yes[] = {Number(true),
+                                                   Number(std::uint8_t{1}),
+                                                   Number(std::uint16_t{1}),
+                                                   Number(1),
+                                                   Number(1u),
+                                                   Number(1ll),
+                                                   Number(1ull),
+                                                   Number(1.0f),
+                                                   Number(1.0)};
   for (const auto& value : yes) {
     EXPECT_TRUE(plugin->configParser({{"UseStrings", value}, {"Decimal", value}}, &error));
     EXPECT_TRUE(plugin->useStrings());
     EXPECT_TRUE(plugin->displayDecimal());
   }
-  const std::variant<Number, std::string> no[] = {
-      Number(false), Number(2), Number(-1), Number(0.5), std::string("YES"), std::string("1")};
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  const std::variant<Number, std::string> no[] = {Number(false),
+                                                  Number(0),
+                                                  Number(std::uint8_t{255}),
+                                                  Number(std::uint16_t{257}),  // 1 in its low byte
+                                                  Number(257),
+                                                  Number(0x10001),
+                                                  Number(0x100000001ll),
+                                                  Number(2),
+                                                  Number(-1),
+                                                  Number(0.5),
+                                                  Number(1.0000000000000002),
+                                                  Number(kNan),
+                                                  Number(-kNan),
+                                                  Number(static_cast<float>(kNan)),
+                                                  std::string("YES"),
+                                                  std::string("1"),
+                                                  std::string()};
   for (const auto& value : no) {
     plugin->setUseStrings(true);
     plugin->setDisplayDecimal(true);
@@ -365,6 +537,16 @@ TEST(Dispatch, UnknownTypesAndIdsGiveNil) {
       {version, 0xD0, 3},
       {version, 0xD0, -1},
       {version, 0xD0, INT32_MIN},
+      // Whose low bits are those of a type that is known.
+      {version, 0xD0, 0x102},
+      {version, 0xD0, 0x10002},
+      {version, 0xD0, INT32_MIN + 2},
+      {version, 0xD0, 6},
+      {version, 0xD0, -2},
+      {image, 0x76, 0x100},
+      {image, 0x76, 0x10000},
+      {image, 0x76, INT32_MIN},
+      {image, 0x76, 4},
       {version, 0xD1, kFeature},
       {version, 0, kFeature},
       {version, 0x1D0, kFeature},
@@ -387,6 +569,40 @@ TEST(Dispatch, TheFourValuesAreStoredBeforeAnyCheck) {
   EXPECT_EQ(plugin->report_buf(), buffer);
   EXPECT_EQ(plugin->report_id(), 0xFEDCBA98u);
   EXPECT_EQ(plugin->report_len(), 0x123456789ABCDEF0);
+}
+
+TEST(Dispatch, TheFourValuesAreStoredOfAReportThatIsIgnored) {
+  const auto plugin = makePlugin();
+  ReportBytes known(0xDE, 2);
+  char buffer[2];
+  const struct {
+    std::uint32_t id;
+    std::int32_t type;
+    std::int64_t length;
+  } calls[] = {{0xD1, kFeature, 7},    // an ID that no table has
+               {0xD0, kInput, -8},     // one that the other table has
+               {0x76, kFeature, 792},  //
+               {0xD0, kOutput, 9},     // a type that has no table
+               {0x76, kInput, 791},    // what its decoder declines
+               {0x177, kInput, 2064}};
+  for (const auto& call : calls) {
+    for (const bool print : {false, true}) {
+      plugin->reportToObject(known.data(), 0xDE, kFeature, 2);
+      ASSERT_EQ(plugin->report_len(), 2);
+      if (print)
+        EXPECT_FALSE(plugin->parseReport(buffer, call.id, call.type, call.length));
+      else
+        EXPECT_TRUE(plugin->reportToObject(buffer, call.id, call.type, call.length).isNil());
+      EXPECT_EQ(plugin->report_type(), static_cast<std::uint32_t>(call.type));
+      EXPECT_EQ(plugin->report_buf(), buffer);
+      EXPECT_EQ(plugin->report_id(), call.id);
+      EXPECT_EQ(plugin->report_len(), call.length);
+    }
+  }
+  plugin->setReportIds(nullptr);
+  plugin->reportToObject(buffer, 0xD0, kFeature, 11);
+  EXPECT_EQ(plugin->report_id(), 0xD0u);
+  EXPECT_EQ(plugin->report_len(), 11);
 }
 
 TEST(Dispatch, TheFourValuesStayAfterAFailure) {
@@ -431,6 +647,98 @@ TEST(Dispatch, ObjectsDoNotTouchTheMode) {
   EXPECT_TRUE(plugin->useStrings());
 }
 
+// --------------------------------------------------------------------------- decoders by themselves
+
+/// What a decoder gives that is called on properties that a host has set.
+Result called(Result (HIDReportVeskPlugin::*decode)(), ReportBytes& report, bool useStrings,
+              bool decimal = false) {
+  const auto plugin = HIDReportVeskPlugin::init();
+  plugin->setReport_buf(report.data());
+  plugin->setReport_id(report.id());
+  plugin->setReport_len(report.length());
+  plugin->setReport_type(0xFEDCBA98);  // no decoder looks at it
+  plugin->setUseStrings(useStrings);
+  plugin->setDisplayDecimal(decimal);
+  return (plugin.get()->*decode)();
+}
+
+using Plugin = HIDReportVeskPlugin;
+
+constexpr struct {
+  std::uint32_t id;
+  Result (Plugin::*decode)();
+} kDecoders[] = {
+    {0xD0, &Plugin::parseVersion},
+    {0xD2, &Plugin::parseVersionExtended},
+    {0xDF, &Plugin::parseWatchDogReport},
+    {0xA9, &Plugin::parsePowerModeStats},
+    {0x76, &Plugin::parseVeskImage},
+    {0xDC, &Plugin::parseAdcDumpConfig},
+    {0xDE, &Plugin::parseAdcDumpState},
+    {0x77, &Plugin::parseAdcDumpPacket},
+    {0xA2, &Plugin::parserVeskAlgBaselineRequest},
+    {0xE0, &Plugin::parseBlackBoxSummary},
+    {0xE1, &Plugin::parseBlackBoxFullReport},
+    {0xEA, &Plugin::parseBlackBoxFullReport},
+    {0xE2, &Plugin::parseBlackBoxConfig},
+    {0xE3, &Plugin::parseOpenShortTest},
+    {0xE4, &Plugin::parseOpenShortData},
+    {0xE5, &Plugin::parseOpenShortData},
+};
+
+TEST(Decoders, GiveOfSetPropertiesWhatDispatchGives) {
+  std::size_t reports = 0;
+  for (const auto& [id, decode] : kDecoders) {
+    const auto listed = std::ranges::find(kReports, id, &ListedReport::id);
+    ASSERT_NE(listed, kReports.end());
+    ReportBytes report(id, listed->size);
+    if (listed->length == LengthRule::Text) report = ReportBytes(id, "1\n2\n3\n4\n5\n6\n");
+    for (std::size_t i = 1; listed->length != LengthRule::Text && i < report.size(); ++i)
+      report.put(i, {static_cast<int>(i * 37 % 251)});
+    for (const bool useStrings : {false, true})
+      for (const bool decimal : {false, true})
+        EXPECT_EQ(test::listing(called(decode, report, useStrings, decimal)),
+                  test::listing(test::decode(report, useStrings, decimal)))
+            << listed->decoder;
+    ++reports;
+  }
+  EXPECT_EQ(reports, kReports.size());
+}
+
+TEST(Decoders, ReadThePropertiesOnEachCall) {
+  const auto plugin = HIDReportVeskPlugin::init();
+  ReportBytes state(0xDE, 2);
+  plugin->setReport_buf(state.data());  // and no more: of it a decoder needs nothing else
+  EXPECT_EQ(plugin->parseAdcDumpState().object()->string(), "STANDBY");
+  state.put(1, {2});
+  EXPECT_EQ(plugin->parseAdcDumpState().object()->string(), "CONTINUOUS");
+  plugin->setUseStrings(true);
+  EXPECT_EQ(linesOf(plugin->parseAdcDumpState()), Lines{"ADC Dump State: CONTINUOUS"});
+  ReportBytes version(0xD0, "1.2");
+  plugin->setReport_buf(version.data());
+  EXPECT_EQ(linesOf(plugin->parseVersion()), Lines{"1.2"});
+
+  // The scan's name is that of the ID that is set, the length is the one that is set.
+  ReportBytes scan(0xE4, 401);
+  plugin->setReport_buf(scan.data());
+  plugin->setReport_id(0xE4);
+  EXPECT_EQ(linesOf(plugin->parseOpenShortData())[0], "Open/Short Test D-SCAN Data:");
+  plugin->setReport_id(0xE5);
+  EXPECT_EQ(linesOf(plugin->parseOpenShortData())[0], "Open/Short Test P-SCAN Data:");
+  ReportBytes image(0x76, 792);
+  plugin->setReport_buf(image.data());
+  plugin->setReport_len(791);
+  EXPECT_TRUE(plugin->parseVeskImage().isNil());
+  plugin->setReport_len(792);
+  EXPECT_EQ(linesOf(plugin->parseVeskImage()).size(), 40u);
+  EXPECT_EQ(linesOf(plugin->parseVeskImage())[9].substr(0, 9), "00000000 ");
+  plugin->setDisplayDecimal(true);
+  EXPECT_EQ(linesOf(plugin->parseVeskImage())[9].substr(0, 15), "             0 ");
+  EXPECT_TRUE(plugin->parseAdcDumpPacket().isNil());  // 792 is not its length
+  EXPECT_EQ(plugin->report_len(), 792);
+  EXPECT_EQ(plugin->report_buf(), image.data());
+}
+
 // ---------------------------------------------------------------------------------------- printing
 
 TEST(Printing, LinesAreFramedByEmptyLines) {
@@ -457,6 +765,15 @@ TEST(Printing, LinesAreWrittenAsTheyStand) {
   lines.add("two\nlines\t");
   EXPECT_EQ(captureOutput([&] { EXPECT_TRUE(makePlugin()->printStrings(&lines)); }),
             "\n  %s %d %n  \n\ntwo\nlines\t\n\n");
+}
+
+TEST(Printing, ALineEndsAtItsNul) {
+  LineList lines;
+  lines.add(std::string_view("before\0behind", 13));
+  lines.add(std::string_view("\0", 1));
+  lines.add("next");
+  EXPECT_EQ(captureOutput([&] { EXPECT_TRUE(makePlugin()->printStrings(&lines)); }),
+            "\nbefore\n\nnext\n\n");
 }
 
 TEST(Printing, AVersionTextsNewlinesStartOutputLines) {

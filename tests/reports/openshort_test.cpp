@@ -132,6 +132,20 @@ TEST(ScanData, TheNameComesFromTheIdThatWasPassed) {
             "Open/Short Test D-SCAN Data:");
 }
 
+TEST(ScanData, EveryOtherIdIsThePScan) {
+  const auto plugin = test::makePlugin();
+  plugin->setUseStrings(true);
+  ReportBytes report = scan(0xE4);
+  for (const std::uint32_t id : {0x00u, 0x42u, 0xE3u, 0xE6u, 0x1E4u, 0xFFFFFFE4u}) {
+    plugin->setReportIds(
+        std::make_shared<const ReportTable>(ReportTable{{id, "parseOpenShortData"}}));
+    const Lines lines = linesOf(plugin->reportToObject(report.data(), id, kFeature, 401));
+    EXPECT_EQ(lines[0], "Open/Short Test P-SCAN Data:") << id;
+    EXPECT_EQ(lines[7], "[P-SCAN I]") << id;
+    EXPECT_EQ(lines[15], "[P-SCAN Q]") << id;
+  }
+}
+
 TEST(ScanData, DecimalReadsSamplesAsSigned) {
   const Lines lines = linesOf(scan(0xE4), true);
   EXPECT_EQ(lines[8].substr(0, 30), "            -1              0 ");

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "tests/support/support.h"
 
@@ -96,6 +99,30 @@ TEST(Version, TextThatIsUtf8) {
                                  "\x01"}) {
     EXPECT_EQ(linesOf(ReportBytes(0xD0, text)), Lines{text});
     EXPECT_EQ(objectOf(ReportBytes(0xD0, text)).string(), text);
+  }
+}
+
+/// Code points that are kept free for a program's own use are text like any other.
+TEST(Version, TextOfNonCharacters) {
+  std::vector<std::uint32_t> points;
+  for (std::uint32_t point = 0xFDD0; point <= 0xFDEF; ++point) points.push_back(point);
+  for (std::uint32_t plane = 0; plane <= 16; ++plane)
+    for (const std::uint32_t last : {0xFFFEu, 0xFFFFu}) points.push_back(plane << 16 | last);
+  ASSERT_EQ(points.size(), 66u);
+  for (const std::uint32_t point : points) {
+    const auto byte = [&](std::uint32_t lead, unsigned shift, std::uint32_t mask) {
+      return static_cast<char>(lead | (point >> shift & mask));
+    };
+    std::string text = "v";
+    if (point < 0x10000)
+      text += byte(0xE0, 12, 0x0F);
+    else
+      (text += byte(0xF0, 18, 0x07)) += byte(0x80, 12, 0x3F);
+    (text += byte(0x80, 6, 0x3F)) += byte(0x80, 0, 0x3F);
+    EXPECT_EQ(linesOf(ReportBytes(0xD0, text)), Lines{text});
+    EXPECT_EQ(objectOf(ReportBytes(0xD0, text)).string(), text);
+    EXPECT_EQ(linesOf(ReportBytes(0xD2, text + "\n")), (Lines{text, ""}));
+    EXPECT_EQ(stringAt(objectOf(ReportBytes(0xD2, "\n\n\n\n\n" + text)), "ALGS"), text);
   }
 }
 

@@ -6,10 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <clocale>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -17,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/text/comma_locale.h"
 #include "tests/text/reference.h"
 #include "tests/text/values.h"
 #include "text/format.h"
@@ -452,27 +451,6 @@ TEST(Parser, KnowsWhichTypesAConversionTakes) {
 }
 
 // ----------------------------------------------------------------------------------------- locale
-
-/// Makes a locale the current one in which numbers are written otherwise; sets it back at the end.
-class CommaLocale {
- public:
-  CommaLocale() {
-    // The build made one for this test, if the C library's compiler for locales was there.
-#ifdef VESK_COMMA_LOCALES
-    setenv("LOCPATH", VESK_COMMA_LOCALES, 1);
-    found = std::setlocale(LC_NUMERIC, "comma") != nullptr;
-    unsetenv("LOCPATH");
-#endif
-    for (const char* const name : {"de_DE.UTF-8", "de_DE", "fr_FR.UTF-8", "pt_BR.UTF-8"})
-      found = found || std::setlocale(LC_NUMERIC, name) != nullptr;
-    found = found && *std::localeconv()->decimal_point == ',';
-  }
-  CommaLocale(const CommaLocale&) = delete;
-  CommaLocale& operator=(const CommaLocale&) = delete;
-  ~CommaLocale() { std::setlocale(LC_NUMERIC, "C"); }
-
-  bool found = false;
-};
 
 TEST(RunTimeFormat, DoesNotFollowTheLocale) {
   const CommaLocale locale;
