@@ -126,10 +126,40 @@ def some_lines(path, lines):
     return b"".join(path.read_bytes().splitlines(keepends=True)[:lines])
 
 
+def capture_seeds():
+    """Small captures in either byte order: a pcap of nanoseconds, and a pcapng of two link types
+    with a packet of each kind of block."""
+    for name, order in (("little", "<"), ("big", ">")):
+        def pack(form, *values, order=order):
+            return struct.pack(order + form, *values)
+
+        def block(kind, body, pack=pack):
+            body += bytes(-len(body) % 4)
+            size = pack("I", len(body) + 12)
+            return pack("I", kind) + size + body + size
+
+        state = pack("QBBBBHBBqiiII8s", 1, ord("C"), 1, 0x81, 5, 1, ord("-"), 0, 1, 0, 0, 2, 2,
+                     b"") + b"\xde\x01"
+        size = len(state)
+        yield f"capture-{name}.pcap", (
+            pack("IHHiIII", 0xA1B23C4D, 2, 4, 0, 0, 262144, 189)
+            + pack("IIII", 1, 999_999_999, size, size) + state)
+        options = pack("HHB3xHHqHH", 9, 1, 9, 14, 8, 1_700_000_000, 0, 0)
+        yield f"capture-{name}.pcapng", (
+            block(0x0A0D0D0A, pack("IHHq", 0x1A2B3C4D, 1, 0, -1))
+            + block(1, pack("HHI", 189, 0, 0) + options) + block(1, pack("HHI", 1, 0, 64))
+            + block(5, bytes(12)) + block(6, pack("IIIII", 0, 0, 5, size, size) + state)
+            + block(2, pack("HHIIII", 1, 0, 0, 5, 5, 5) + b"ether")
+            + block(3, pack("I", size) + state)
+            + block(0x0A0D0D0A, pack("IHHq", 0x1A2B3C4D, 1, 0, -1))
+            + block(1, pack("HHI", 189, 0, 0)) + block(3, pack("I", size) + state))
+
+
 def input_seeds():
     """Every sample of a form, text as far as its first lines, and short inputs by hand."""
-    for path in [SAMPLES / "versions.hex", SAMPLES / "tour.hex", *sorted(FORMS.glob("tour*"))]:
+    for path in [SAMPLES / "versions.hex", SAMPLES / "tour.hex", *sorted(FORMS.glob("t*"))]:
         yield path.name, path.read_bytes() if b"\0" in path.read_bytes() else some_lines(path, 120)
+    yield from capture_seeds()
     for name, report in case_reports():
         if len(report) < 100:
             yield f"binary-{name}", report

@@ -47,9 +47,11 @@ struct Problem {
   std::optional<std::uint64_t> got;
   std::optional<std::uint64_t> offset;
 
-  /// True if the input as a whole can't be read, false if a part of it is wrong.
+  /// True if the input as a whole can't be read, false if a part of it is wrong: a capture goes on
+  /// behind the packet of an interface that isn't supported.
   bool endsInput() const {
-    return code == ProblemCode::UnsupportedInput || code == ProblemCode::UnreadableInput;
+    return code == ProblemCode::UnreadableInput ||
+           (code == ProblemCode::UnsupportedInput && place.unit != Place::Unit::Packet);
   }
 };
 

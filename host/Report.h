@@ -45,6 +45,9 @@ struct UsbSender {
   std::uint8_t endpoint;  // with its direction bit
 };
 
+/// Which way a report goes. What a host writes is no news from the device.
+enum class Direction : std::uint8_t { FromDevice, ToDevice };
+
 /// One report as an input found it. The views live until the input is asked for the next item.
 struct Report {
   std::span<const std::uint8_t> bytes;  // never empty; the first is the report ID
@@ -53,6 +56,7 @@ struct Report {
   std::optional<std::int64_t> microseconds;
   std::string_view preamble;  // a recording's lines on the device, for those that write recordings
   std::optional<UsbSender> sender;
+  Direction direction = Direction::FromDevice;
 
   std::uint32_t id() const { return bytes.front(); }
 };

@@ -22,8 +22,8 @@ _vesk_decode() {
     *)
       if [[ $current == -* ]]; then
         values='-i --input --device --endpoint -o --output --decimal -decimal --headers --lines
-                --stats --jobs --color --report --type --plugin --list-reports -v --verbose --version
-                -h --help'
+                --stats --host-writes --jobs --color --report --type --plugin --list-reports -v
+                --verbose --version -h --help'
       else
         compopt -o filenames
       fi

@@ -28,6 +28,7 @@ _arguments -s -S \
   '--headers[in text, a line before each report on its origin]' \
   '--lines[in JSON, add the text lines]' \
   '--stats[end with counts of reports, errors and lost frames]' \
+  '--host-writes[in text and JSON, show what the host sends, too]' \
   '--jobs=[threads that decode text and NDJSON]:number: ' \
   '--color=[colours]:when:(auto always never)' \
   '*--report=[only reports with these IDs]:ID:_vesk_decode_reports' \

@@ -121,6 +121,7 @@ void JsonOutput::writeChecked(const Report& report, const ReportInfo& info) {
 
   beginRecord(report.place, report.microseconds);
   _record->raw(membersOf(info));
+  if (report.direction == Direction::ToDevice) _record->member("direction", "to_device");
   _record->member("length", report.bytes.size());
   _record->key("value");
   object.visit(*_record);
@@ -150,6 +151,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
   _record->key("statistics");
   _record->beginObject();
   _record->member("reports", statistics.reports());
+  if (statistics.toDevice() != 0) _record->member("to_device", statistics.toDevice());
   _record->key("kinds");
   _record->beginArray();
   for (const Statistics::KindCount& kind : statistics.kinds()) {

@@ -24,6 +24,7 @@ class JsonOutput final : public DecodingOutput {
  private:
   class Record;
 
+  bool tellsDirection() const override { return true; }
   void writeChecked(const Report& report, const ReportInfo& info) override;
   void beginRecord(const Place& place, std::optional<std::int64_t> microseconds);
   void endRecord();

@@ -46,6 +46,10 @@ std::optional<Problem> Output::write(const Report& report, const ReportInfo* inf
   return problem;
 }
 
+void Output::writeToDevice(const Report& report, const ReportInfo* info) {
+  if (tellsDirection()) tryToWrite(report, info);
+}
+
 DecodingOutput::DecodingOutput(const OutputContext& context)
     : _plugin(context.plugin), _buffer(longestBuffer(context.known) + 1) {}
 

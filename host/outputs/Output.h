@@ -45,6 +45,10 @@ class Output {
   /// the problem with it is written in its place and given back, to be told to people.
   std::optional<Problem> write(const Report& report, const ReportInfo* info);
 
+  /// Writes what a host sends to the device, if this form can tell that from what the device sends.
+  /// What can't be decoded is left out: whatever it is, it is no fault of the device.
+  void writeToDevice(const Report& report, const ReportInfo* info);
+
   /// Writes that something in the file is wrong, if this form has a place for it: programs read it
   /// here, people are told elsewhere.
   virtual void write(const Problem& /*problem*/) {}
@@ -61,6 +65,9 @@ class Output {
  protected:
   /// Writes all of a report, or writes nothing and returns what is wrong with it.
   virtual std::optional<Problem> tryToWrite(const Report& report, const ReportInfo* info) = 0;
+
+  /// Whether what this form writes says which way a report goes.
+  virtual bool tellsDirection() const { return false; }
 };
 
 /// An output that shows decoded reports. It guards the decoders: they read their layout whatever

@@ -111,6 +111,10 @@ std::string Statistics::table() const {
                     describe(entry.id, entry.type).c_str(),
                     entry.info == nullptr ? "unknown" : entry.info->decoder.c_str());
   appendFormatted(text, "%10llu  reports in all\n", static_cast<unsigned long long>(_reports));
+  if (_toDevice != 0)
+    appendFormatted(text,
+                    "%10llu  from the host to the device, not among them\n",
+                    static_cast<unsigned long long>(_toDevice));
   for (std::size_t i = 0; i < kProblemCodes; ++i) {
     if (_problems[i] == 0) continue;
     appendFormatted(text,

@@ -23,6 +23,7 @@ class Statistics {
   void beginFile(std::string_view name);
 
   void count(const Report& report, const ReportInfo* info);
+  void countToDevice() { ++_toDevice; }
   void count(ProblemCode code) { ++_problems[static_cast<std::size_t>(code)]; }
 
   struct KindCount {
@@ -54,6 +55,9 @@ class Statistics {
   std::vector<Losses> losses() const;
   std::uint64_t reports() const { return _reports; }
 
+  /// What hosts sent, which counts nowhere else.
+  std::uint64_t toDevice() const { return _toDevice; }
+
   /// All of it as a table for people.
   std::string table() const;
 
@@ -70,6 +74,7 @@ class Statistics {
 
   std::string _file;
   std::uint64_t _reports = 0;
+  std::uint64_t _toDevice = 0;
   std::vector<KindCount> _kinds;  // in the order in which they came
   std::size_t _latest = 0;        // index of the kind that came last, which mostly comes again
   std::array<std::uint64_t, kProblemCodes> _problems{};

@@ -8,7 +8,8 @@ namespace vesk::host {
 /// Here its lines are taken as one block and framed as it frames them.
 void TextOutput::writeChecked(const Report& report, const ReportInfo& info) {
   const Decoded lines = decodeLines(info);
-  if (_headers != Headers::None) writeHeader(report, info);
+  if (_headers != Headers::None || report.direction == Direction::ToDevice)
+    writeHeader(report, info);
   _sink.append('\n');
   _sink.append(lines.text());
   _sink.append('\n');
@@ -19,6 +20,7 @@ void TextOutput::writeHeader(const Report& report, const ReportInfo& info) {
   if (report.microseconds) header += ", " + secondsText(*report.microseconds) + " s";
   header += ", " + describe(report.id(), info.type) + ", " + info.decoder + ", " +
             countedBytes(report.bytes.size());
+  if (report.direction == Direction::ToDevice) header += ", to the device";
   if (_headers == Headers::Coloured) header = coloured(Colour::Cyan, header);
   _sink.append(header);
   _sink.append('\n');

@@ -13,6 +13,7 @@ class TextOutput final : public DecodingOutput {
   void beginFile(std::string_view name) override { _file = name; }
 
  private:
+  bool tellsDirection() const override { return true; }
   void writeChecked(const Report& report, const ReportInfo& info) override;
   void writeHeader(const Report& report, const ReportInfo& info);
 

@@ -167,6 +167,10 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
        "--stats",
        options.statistics,
        "End with counts of reports and errors, and of frames that were lost");
+  flag("Output",
+       "--host-writes",
+       options.hostWrites,
+       "In text and JSON, show what the host of a USB capture sends to the device, too");
   text("Output",
        "--jobs",
        raw.jobs,

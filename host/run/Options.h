@@ -30,6 +30,7 @@ struct Options {
   bool headers = false;
   bool lines = false;
   bool statistics = false;
+  bool hostWrites = false;
   bool verbose = false;
   bool listReports = false;
   bool showVersion = false;

@@ -74,7 +74,7 @@ void Session::decodeFile(const std::string& file) {
 /// Threads for a file that is worth them.
 void Session::shareWork(const FileBytes& bytes) {
   const Threads threads = _options.outputForm->threads;
-  if (threads == Threads::One) return;
+  if (threads == Threads::One || _options.hostWrites) return;
   const bool large = bytes.size() && *bytes.size() >= kLargeFile;
   const unsigned unasked = threads == Threads::ForLargeFiles && large
                                ? std::min(2u, std::thread::hardware_concurrency())
@@ -114,12 +114,19 @@ void Session::handle(Report& report) {
   const ReportInfo* info = _known.find(report.id(), report.type);
   if (info != nullptr) report.type = info->type;
   if (!wanted(report)) return;
+  if (report.direction == Direction::ToDevice) return handleToDevice(report, info);
   if (_jobs)
     _jobs->add(report, info);
   else if (const auto problem = _output->write(report, info))
     tell(*problem);
   else
     _statistics.count(report, info);
+}
+
+/// What the host sends is no news from the device: it is counted apart, and shown if it is asked for.
+void Session::handleToDevice(const Report& report, const ReportInfo* info) {
+  _statistics.countToDevice();
+  if (_options.hostWrites) _output->writeToDevice(report, info);
 }
 
 void Session::handle(const Problem& problem) {

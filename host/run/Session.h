@@ -41,6 +41,7 @@ class Session {
   std::unique_ptr<Input> open(FileBytes& bytes, const std::string& file);
   void decodeAll(Input& input);
   void handle(Report& report);
+  void handleToDevice(const Report& report, const ReportInfo* info);
   void handle(const Problem& problem);
   void commit(const Jobs::Batch& batch);
   void tell(const Problem& problem);

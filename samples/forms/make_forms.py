@@ -167,15 +167,29 @@ def pcapng_block(kind, body):
 
 
 def pcapng(link_type, packets):
-    parts = [
-        pcapng_block(0x0A0D0D0A, struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, -1)),
-        pcapng_block(1, struct.pack("<HHI", link_type, 0, 262144)),
-    ]
-    for (seconds, micros), packet in packets:
+    return pcapng_of_links([link_type], ((0, moment, packet) for moment, packet in packets))
+
+
+def pcapng_of_links(link_types, packets):
+    """An interface for each link type, and packets that begin with the number of theirs."""
+    parts = [pcapng_block(0x0A0D0D0A, struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, -1))]
+    for link_type in link_types:
+        parts.append(pcapng_block(1, struct.pack("<HHI", link_type, 0, 262144)))
+    for interface, (seconds, micros), packet in packets:
         high, low = divmod(seconds * 1_000_000 + micros, 1 << 32)
-        head = struct.pack("<IIIII", 0, high, low, len(packet), len(packet))
+        head = struct.pack("<IIIII", interface, high, low, len(packet), len(packet))
         parts.append(pcapng_block(6, head + packet))
     return b"".join(parts)
+
+
+def two_links(reports):
+    """The short reports, on usbmon and on USBPcap in turn, as of two machines."""
+    short = [(kind, data) for kind, data in reports if len(data) <= 64]
+    linux, windows = Usbmon(mapped=False).packets(short), UsbPcap().packets(short)
+    packets = []
+    for (moment, first), (_, second) in zip(linux, windows):
+        packets += [(0, moment, first), (1, moment, second)]
+    return pcapng_of_links([189, 249], packets)
 
 
 def forms(reports):
@@ -190,6 +204,7 @@ def forms(reports):
     yield "tour-usbmon.pcap", pcap(189, Usbmon(mapped=False).packets(reports))
     yield "tour-usbmon-mapped.pcapng", pcapng(220, Usbmon(mapped=True).packets(reports))
     yield "tour-usbpcap.pcap", pcap(249, UsbPcap().packets(reports))
+    yield "two-links.pcapng", two_links(reports)
 
 
 def main():
