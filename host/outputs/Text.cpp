@@ -18,6 +18,7 @@ void TextOutput::writeChecked(const Report& report, const ReportInfo& info) {
 void TextOutput::writeHeader(const Report& report, const ReportInfo& info) {
   std::string header = "# " + describe(_file, report.place);
   if (report.microseconds) header += ", " + secondsText(*report.microseconds) + " s";
+  if (report.sender) header += ", " + describe(*report.sender);
   header += ", " + describe(report.id(), info.type) + ", " + info.decoder + ", " +
             countedBytes(report.bytes.size());
   if (report.direction == Direction::ToDevice) header += ", to the device";
