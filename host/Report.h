@@ -20,6 +20,8 @@ enum class ReportType : std::int32_t {
 
 inline constexpr std::size_t kReportTypes = static_cast<std::size_t>(ReportType::Feature) + 1;
 
+inline constexpr std::size_t kReportIds = 256;  // an ID is the first byte of its report
+
 /// "input", "output" or "feature".
 std::string_view nameOf(ReportType type);
 std::optional<ReportType> reportTypeNamed(std::string_view name);

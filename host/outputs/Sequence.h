@@ -56,8 +56,8 @@ class Sequence {
   /// Reports whose numbers go on from each other.
   struct Run {
     std::optional<std::uint32_t> newest;
-    std::uint64_t came = 0;   // bit i: the number that lies i below the newest
-    std::uint32_t reach = 0;  // how many of those lie within the run
+    std::uint64_t came = 0;     // bit i: the number that lies i below the newest
+    std::uint32_t reach = 0;    // how many of those lie within the run
     std::uint64_t reports = 0;  // that came in order
     std::uint64_t lost = 0;
     std::uint64_t unnamed = 0;  // gaps that are not kept

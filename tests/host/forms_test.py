@@ -356,7 +356,8 @@ class UsbCaptures(HostTest):
             )
             self.expect(Run(stdin=capture), SOME_REFUSED, STATE_LINES, message)
             self.expect(Run("--device", "1:5", stdin=capture), ALL_DECODED, STATE_LINES, "")
-            self.expect(Run("--device=2:5", stdin=capture), ALL_DECODED, b"", "")
+            message = "vesk-decode: nothing matches --device 2:5\n"
+            self.expect(Run("--device=2:5", stdin=capture), ALL_DECODED, b"", message)
 
     def test_choosing_an_endpoint(self):
         for link, transfers in self.each():
