@@ -30,7 +30,6 @@ set(headers
     model/ReportObject.h
     model/Result.h
     model/wire.h
-    model/wire_format.h
     plugin/Error.h
     plugin/HIDReportVeskPlugin.h
     plugin/ReportTable.h

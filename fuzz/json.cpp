@@ -47,11 +47,11 @@ class Compare {
     demand(_value->is_array() && _value->size() == count, "an array is as long as it was");
     for (std::size_t i = 0; i < count; ++i) {
       vesk_number number{kind, {0}};
-      if (info == VESK_INT)
+      if (kind == VESK_INT)
         number.value.i = static_cast<const std::int32_t*>(values)[i];
-      else if (info == VESK_FLOAT)
+      else if (kind == VESK_FLOAT)
         number.value.d = static_cast<const float*>(values)[i];
-      else if (info == VESK_UNSIGNED_INT)
+      else if (kind == VESK_UNSIGNED_INT)
         number.value.u = static_cast<const std::uint32_t*>(values)[i];
       else
         demand(false, "arrays are of these kinds");

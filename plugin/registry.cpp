@@ -38,13 +38,20 @@ consteval bool everyReportHasAMember() {
     return std::ranges::find(kMembers, report.decoder, &Member::name) != std::end(kMembers);
   });
 }
-static_assert(everyReportHasAMember(), "a decoder of the list of reports has no row above");
+static_assert(everyReportHasAMember(), "a listed decoder has no row above: HACKING.md, step 4");
+
+consteval bool everyMemberIsListed() {
+  return std::ranges::all_of(kMembers, [](const Member& member) {
+    return std::ranges::find(kReports, member.name, &ListedReport::decoder) != kReports.end();
+  });
+}
+static_assert(everyMemberIsListed(), "a row above is of no listed report: HACKING.md, step 1");
 
 /// The members, with what the list says of them.
 constexpr auto kDecoders = [] {
   std::array<Decoder, std::size(kMembers)> decoders{};
   for (std::size_t i = 0; i < decoders.size(); ++i) {
-    const auto& report = *std::ranges::find(kReports, kMembers[i].name, &ListedReport::decoder);
+    const ListedReport& report = listed(kMembers[i].name);
     decoders[i] = {{report.decoder,
                     report.size,
                     report.length == LengthRule::Exactly,

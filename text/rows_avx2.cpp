@@ -206,8 +206,8 @@ AVX2 char* decimalRows(char* out, const unsigned char* bytes, std::size_t rows) 
 /// How eight digits, five of them before the point, become a column of fixed point: which digit goes
 /// where, and what is added to make characters of them. By leading zeros that are not shown.
 struct FixedColumns {
-  alignas(16) signed char places[2][5][16];  // for a value in the lower or upper half of 16 bytes
-  alignas(16) char fills[10][16];            // 5 more for a negative one
+  alignas(16) signed char shuffles[2][5][16];  // for a value in the lower or upper half of 16 bytes
+  alignas(16) char fills[10][16];              // 5 more for a negative one
 };
 
 constexpr FixedColumns makeFixedColumns() {
@@ -218,7 +218,8 @@ constexpr FixedColumns makeFixedColumns() {
       const bool digit = i >= 1 && i <= point + 3 && i != point;
       const int from = i - 1 + leading - (i > point ? 1 : 0);
       for (int half = 0; half < 2; ++half)
-        columns.places[half][leading][i] = static_cast<signed char>(digit ? 8 * half + from : -128);
+        columns.shuffles[half][leading][i] =
+            static_cast<signed char>(digit ? 8 * half + from : -128);
       for (int negative = 0; negative < 2; ++negative)
         columns.fills[5 * negative + leading][i] = digit                     ? '0'
                                                    : i == point              ? '.'
@@ -305,10 +306,10 @@ AVX2 char* fixedRow(char* out, const unsigned char* bytes) {
       out = large ? largeFixed(out, value) : fixedOne(out, value);
       continue;
     }
-    const __m128i place = loadSixteen(kFixedColumns.places[i % 2][skip[i]]);
+    const __m128i shuffle = loadSixteen(kFixedColumns.shuffles[i % 2][skip[i]]);
     const __m128i fill =
         loadSixteen(kFixedColumns.fills[skip[i] + ((signs >> i & 1) != 0 ? 5 : 0)]);
-    storeSixteen(out, _mm_add_epi8(_mm_shuffle_epi8(pairs[i / 2], place), fill));
+    storeSixteen(out, _mm_add_epi8(_mm_shuffle_epi8(pairs[i / 2], shuffle), fill));
     out += 14;
   }
   return out;

@@ -20,23 +20,23 @@ namespace vesk::kernels {
 
 namespace {
 
-/// The characters of a row but for its last eight, as places among its 64 digits.
-struct HexPlaces {
-  alignas(64) unsigned char places[64];
+/// The characters of a row but for its last eight, as lanes among its 64 digits.
+struct HexShuffle {
+  alignas(64) unsigned char lanes[64];
   std::uint64_t digits;  // one bit for each that is not a blank
 };
 
-constexpr HexPlaces makeHexPlaces() {
-  HexPlaces made{};
+constexpr HexShuffle makeHexShuffle() {
+  HexShuffle made{};
   for (unsigned i = 0; i < 64; ++i) {
     if (i % 9 == 8) continue;
-    made.places[i] = static_cast<unsigned char>(i / 9 * 8 + i % 9);
+    made.lanes[i] = static_cast<unsigned char>(i / 9 * 8 + i % 9);
     made.digits |= std::uint64_t{1} << i;
   }
   return made;
 }
 
-constexpr HexPlaces kHexPlaces = makeHexPlaces();
+constexpr HexShuffle kHexShuffle = makeHexShuffle();
 
 /// A row in one register: the nibbles of all values are moved to bytes, looked up, and spread.
 VBMI char* hexRows(char* out, const unsigned char* bytes, std::size_t rows) {
@@ -44,14 +44,14 @@ VBMI char* hexRows(char* out, const unsigned char* bytes, std::size_t rows) {
   const __m512i shifts = _mm512_set1_epi64(0x0004080C1014181C);
   const __m512i letters =
       _mm512_broadcast_i32x4(_mm_loadu_si128(reinterpret_cast<const __m128i*>("0123456789abcdef")));
-  const __m512i places = _mm512_load_si512(kHexPlaces.places);
+  const __m512i lanes = _mm512_load_si512(kHexShuffle.lanes);
   const __m512i blanks = _mm512_set1_epi8(' ');
   for (; rows > 0; --rows, bytes += 32) {
     const __m256i values = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes));
     const __m512i nibbles = _mm512_multishift_epi64_epi8(shifts, _mm512_cvtepu32_epi64(values));
     const __m512i digits = _mm512_permutexvar_epi8(nibbles, letters);
     _mm512_storeu_si512(out,
-                        _mm512_mask_permutexvar_epi8(blanks, kHexPlaces.digits, places, digits));
+                        _mm512_mask_permutexvar_epi8(blanks, kHexShuffle.digits, lanes, digits));
     const __m128i last = _mm512_extracti32x4_epi32(digits, 3);
     _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 63), _mm_unpackhi_epi64(last, last));
     out[71] = ' ';
