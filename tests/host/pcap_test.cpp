@@ -63,6 +63,13 @@ Reading readOurs(const std::string& content) {
   }
 }
 
+/// None where a file says more seconds than anybody means.
+std::optional<std::int64_t> microsecondsOf(const timeval& time) {
+  constexpr std::int64_t kMostSeconds = 1'000'000'000'000;
+  if (time.tv_sec < -kMostSeconds || time.tv_sec > kMostSeconds) return std::nullopt;
+  return std::int64_t{time.tv_sec} * 1'000'000 + time.tv_usec;
+}
+
 Reading readTheirs(const std::string& content) {
   Reading reading;
   std::FILE* const stream =
@@ -79,7 +86,7 @@ Reading readTheirs(const std::string& content) {
   const u_char* data = nullptr;
   int status = 0;
   while ((status = pcap_next_ex(file, &header, &data)) == 1)
-    reading.packets.push_back({std::int64_t{header->ts.tv_sec} * 1'000'000 + header->ts.tv_usec,
+    reading.packets.push_back({microsecondsOf(header->ts),
                                std::string(reinterpret_cast<const char*>(data), header->caplen),
                                header->caplen,
                                header->len,
@@ -134,8 +141,9 @@ std::string difference(const std::string& content, bool comparesBytes = true) {
     if (their.captured > our.captured) text << "captured " << our.captured << ' ' << their.captured;
     if (their.length != our.length) text << "length " << our.length << ' ' << their.length;
     if (comparesBytes && our.bytes.substr(0, cut) != their.bytes.substr(0, cut)) text << "bytes";
-    if (our.microseconds && !finest && !isSameTime(*our.microseconds, *their.microseconds))
-      text << "time " << *our.microseconds << ' ' << *their.microseconds;
+    if (our.microseconds && !finest &&
+        !isSameTime(*our.microseconds, their.microseconds.value_or(-1)))
+      text << "time " << *our.microseconds << ' ' << their.microseconds.value_or(-1);
     if (!text.view().empty()) return "packet " + std::to_string(i) + ": " + text.str();
   }
   if (refusedByThemOnly(theirs.message)) return {};
