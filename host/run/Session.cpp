@@ -198,21 +198,23 @@ void Session::tellUnshown() {
   if (unshown == 0) return;
   std::string text = std::to_string(unshown) + " more errors are not shown (" + kinds +
                      "); the file was read as " + std::string(_form->description);
-  if (const InputForm* const other = likelyForm(); other != nullptr && other != _form)
+  if (const InputForm* const other = likelyForm())
     text.append(", and looks like ").append(other->description).append(": try without -i");
   else if (_fileReports == 0)
     text += ", and no report in it was decoded: it may be something else";
   _messages.complain(_file, text);
 }
 
-/// The form that a file would be read as which was read as another; null if that can't be told.
+/// The form that a file shows which was read as another one; null if that can't be told.
 const InputForm* Session::likelyForm() const {
   std::error_code failure;  // what a pipe held is gone
   if (_options.inputForm == nullptr || !std::filesystem::is_regular_file(_file, failure))
     return nullptr;
   try {
     FileBytes again(_file, [](const FileBytes&, bool) {});
-    return &detectForm(again, _known);
+    const InputForm& form = detectForm(again, _known);
+    const bool isSure = form.begins != nullptr || !form.magics.empty();  // and not what is left
+    return isSure && &form != _form ? &form : nullptr;
   } catch (const InputFault&) {
     return nullptr;
   }

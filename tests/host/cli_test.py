@@ -170,6 +170,13 @@ class Selection(HostTest):
                 self.assertEqual(run.status, SOME_REFUSED)
                 self.assertEqual(run.records()[0]["error"]["code"], "failed_request")
 
+    def test_a_truncated_report_is_known_by_its_first_byte(self):
+        frame = maker.Usbmon(False).interrupt((1, 0), 2, image(1), completed=True)[:-700]
+        capture = maker.pcap(189, [((1, 0), frame)])
+        self.assertEqual(Run("--report=0x76", stdin=capture).status, SOME_REFUSED)
+        message = "vesk-decode: nothing matches --report 0x77\n"
+        self.expect(Run("--report=0x77", stdin=capture), ALL_DECODED, b"", message)
+
     def test_errors_of_unknown_reports_stay(self):
         run = Run("--report=0x76", "--type=input", stdin=hex_lines(image(1)) + b"zz\n")
         self.expect(run, SOME_REFUSED, err='-:2: bad hex: "z" is no hexadecimal digit, in "zz"\n')
@@ -312,6 +319,10 @@ class WrongForm(HostTest):
             r"^tour.xxd: \d+ more errors are not shown \(.*\); the file was read as lines of hex "
             r"digits, and looks like a dump by .*: try without -i$",
         )
+
+    def test_form_that_is_left_is_no_guess(self):
+        _, verdict = self.verdict(Run("-i", "recording", self.file("r.log", self.LOG)))
+        self.assertIn("no report in it was decoded", verdict)
 
     def test_kinds_are_counted_apart(self):
         errors, verdict = self.verdict(Run(stdin=hex_lines(STATE) + b"zz\nde\n" * 8))
