@@ -193,7 +193,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
     _record->member("gap_count", numbers.gapCount());
     _record->key("gaps");
     _record->beginArray();
-    for (const Sequence::Gap& gap : numbers.gaps()) {
+    for (const Sequence::Gap& gap : numbers.gaps(statistics.file())) {
       _record->beginObject();
       _record->member("before", asUtf8(gap.before));
       _record->member("first", gap.first);

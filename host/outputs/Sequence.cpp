@@ -11,11 +11,12 @@ constexpr std::uint32_t kWindow = 64;  // numbers that `came` has bits for
 constexpr std::uint32_t kNear = 8;     // numbers among which a report can come twice
 constexpr std::uint64_t kShortRun = 8;
 constexpr std::size_t kNamedGaps = 10;
+constexpr std::size_t kMostGaps = 128;       // at least those and all that the window holds
 constexpr std::uint32_t kHalf = 0x80000000;  // a step of no less leads back
 
 }  // namespace
 
-void Sequence::follow(std::uint32_t number, std::string_view file, const Place& place) {
+void Sequence::follow(std::uint32_t number, const Place& place) {
   if (!_run.newest) return _run.begin(number);
 
   const std::uint32_t step = number - *_run.newest;
@@ -23,10 +24,10 @@ void Sequence::follow(std::uint32_t number, std::string_view file, const Place& 
     --_restarted;
     _late += _run.reports;
     _run = std::exchange(_before, {});
-    return _run.advance(number, file, place);
+    return _run.advance(number, place);
   }
   if (step != 0 && step < kHalf)
-    _run.advance(number, file, place);
+    _run.advance(number, place);
   else
     fallBack(number);
   if (_before.newest && _run.reports > kShortRun) {
@@ -58,24 +59,29 @@ void Sequence::restart(std::uint32_t number) {
   _run.begin(number);
 }
 
-void Sequence::beginStream() {
+void Sequence::endStream(std::string_view file) {
   _ended.append(_before);
   _ended.append(_run);
   _before = {};
   _run = {};
+  const std::size_t known = _gaps.size();
+  _gaps = gaps(file);
+  _ended.unnamed += _ended.gaps.size() - (_gaps.size() - known);
+  _ended.gaps.clear();
 }
 
 std::uint64_t Sequence::gapCount() const {
-  std::uint64_t count = 0;
+  std::uint64_t count = _gaps.size();
   for (const Run* run : {&_ended, &_before, &_run}) count += run->gaps.size() + run->unnamed;
   return count;
 }
 
-std::vector<Sequence::Gap> Sequence::gaps() const {
-  std::vector<Gap> gaps;
+std::vector<Sequence::Gap> Sequence::gaps(std::string_view file) const {
+  std::vector<Gap> gaps = _gaps;
   for (const Run* run : {&_ended, &_before, &_run})
-    gaps.insert(gaps.end(), run->gaps.begin(), run->gaps.end());
-  if (gaps.size() > kNamedGaps) gaps.resize(kNamedGaps);
+    for (const OpenGap& gap : run->gaps)
+      if (gaps.size() < kNamedGaps)
+        gaps.push_back({describe(file, gap.before), gap.first, gap.last});
   return gaps;
 }
 
@@ -87,22 +93,22 @@ void Sequence::Run::begin(std::uint32_t number) {
 }
 
 /// A number ahead of the newest.
-void Sequence::Run::advance(std::uint32_t number, std::string_view file, const Place& place) {
+void Sequence::Run::advance(std::uint32_t number, const Place& place) {
   const std::uint32_t step = number - *newest;
   if (step > 1) {
     lost += step - 1;
-    gaps.push_back({describe(file, place), *newest + 1, number - 1});
+    gaps.push_back({place, *newest + 1, number - 1});
   }
   newest = number;
   came = step < kWindow ? came << step | 1 : 1;
   reach = step < kWindow ? std::min(reach + step, kWindow) : kWindow;
   ++reports;
-  if (gaps.size() > kNamedGaps) forget(kNamedGaps);
+  if (gaps.size() > kMostGaps) forget();
 }
 
 /// A missing number came: its gap gets smaller, ends, or falls into two.
 void Sequence::Run::fill(std::uint32_t number) {
-  const auto holds = [&](const Gap& gap) { return number - gap.first <= gap.last - gap.first; };
+  const auto holds = [&](const OpenGap& gap) { return number - gap.first <= gap.last - gap.first; };
   const auto gap = std::ranges::find_if(gaps, holds);
   if (gap == gaps.end()) return;
   --lost;
@@ -113,29 +119,26 @@ void Sequence::Run::fill(std::uint32_t number) {
   } else if (number == gap->last) {
     --gap->last;
   } else {
-    Gap upper = *gap;
+    OpenGap upper = *gap;
     upper.first = number + 1;
     gap->last = number - 1;
-    gaps.insert(gap + 1, std::move(upper));
+    gaps.insert(gap + 1, upper);
   }
 }
 
-/// Drops gaps from that index on, but for those within the window, which late reports can fill.
-void Sequence::Run::forget(std::size_t from) {
-  const auto isOver = [&](const Gap& gap) { return *newest - gap.last >= kWindow; };
-  const auto begin = gaps.begin() + static_cast<std::ptrdiff_t>(from);
-  const auto kept = std::remove_if(begin, gaps.end(), isOver);
+/// Drops all but the first gaps and those within the window, which late reports can fill.
+void Sequence::Run::forget() {
+  const auto isOver = [&](const OpenGap& gap) { return *newest - gap.last >= kWindow; };
+  const auto kept = std::remove_if(gaps.begin() + kNamedGaps, gaps.end(), isOver);
   unnamed += static_cast<std::uint64_t>(gaps.end() - kept);
   gaps.erase(kept, gaps.end());
 }
 
 /// Adds what was found in a run that is over.
-void Sequence::Run::append(Run& other) {
+void Sequence::Run::append(const Run& other) {
   lost += other.lost;
   unnamed += other.unnamed;
-  gaps.insert(gaps.end(),
-              std::make_move_iterator(other.gaps.begin()),
-              std::make_move_iterator(other.gaps.end()));
+  gaps.insert(gaps.end(), other.gaps.begin(), other.gaps.end());
   if (gaps.size() <= kNamedGaps) return;
   unnamed += gaps.size() - kNamedGaps;
   gaps.resize(kNamedGaps);

@@ -10,7 +10,7 @@
 /// none: those reports were late.
 ///
 ///     Sequence sequence;
-///     for (const std::uint32_t number : {5, 6, 9, 9, 7, 8}) sequence.follow(number, file, place);
+///     for (const std::uint32_t number : {5, 6, 9, 9, 7, 8}) sequence.follow(number, place);
 ///     sequence.lost();     // 0
 ///     sequence.late();     // 2: 7 and 8
 ///     sequence.doubled();  // 1: 9
@@ -37,11 +37,11 @@ class Sequence {
     std::uint32_t last;
   };
 
-  /// Takes the number of the next report, which stands at `place` of `file`.
-  void follow(std::uint32_t number, std::string_view file, const Place& place);
+  /// Takes the number of the next report, which stands at `place`.
+  void follow(std::uint32_t number, const Place& place);
 
-  /// What follows is another stream: its first number may be any.
-  void beginStream();
+  /// The stream, which was that of `file`, is over: the next one's first number may be any.
+  void endStream(std::string_view file);
 
   std::uint64_t lost() const { return _ended.lost + _before.lost + _run.lost; }
   std::uint64_t late() const { return _late; }
@@ -49,10 +49,17 @@ class Sequence {
   std::uint64_t restarted() const { return _restarted; }
   std::uint64_t gapCount() const;
 
-  /// The first gaps, ten at most.
-  std::vector<Gap> gaps() const;
+  /// The first gaps, ten at most. The stream that is not over yet is that of `file`.
+  std::vector<Gap> gaps(std::string_view file) const;
 
  private:
+  /// A gap whose file is still at hand: most are never shown, and need no text.
+  struct OpenGap {
+    Place before;
+    std::uint32_t first;
+    std::uint32_t last;
+  };
+
   /// Reports whose numbers go on from each other.
   struct Run {
     std::optional<std::uint32_t> newest;
@@ -61,19 +68,20 @@ class Sequence {
     std::uint64_t reports = 0;  // that came in order
     std::uint64_t lost = 0;
     std::uint64_t unnamed = 0;  // gaps that are not kept
-    std::vector<Gap> gaps;      // the first ones, and those that late reports can still fill
+    std::vector<OpenGap> gaps;  // the first ones, and those that late reports can still fill
 
     void begin(std::uint32_t number);
-    void advance(std::uint32_t number, std::string_view file, const Place& place);
+    void advance(std::uint32_t number, const Place& place);
     void fill(std::uint32_t number);
-    void forget(std::size_t from);
-    void append(Run& other);
+    void forget();
+    void append(const Run& other);
   };
 
   void fallBack(std::uint32_t number);
   void restart(std::uint32_t number);
 
-  Run _ended;   // what was found in all runs that are over
+  std::vector<Gap> _gaps;  // of the streams that are over
+  Run _ended;   // what was found in all runs that are over, and their gaps of this stream
   Run _before;  // the run before a restart, while it may go on
   Run _run;
   std::uint64_t _late = 0;

@@ -33,12 +33,12 @@ void appendCount(std::string& text, std::uint64_t count, std::string_view what) 
   text.append(what) += '\n';
 }
 
-void appendStream(std::string& text, const Statistics::Stream& stream) {
+void appendStream(std::string& text, const Statistics::Stream& stream, std::string_view file) {
   const Sequence& numbers = stream.numbers;
   std::string by = " by " + stream.info->counter->key;
   if (stream.sender) by += ", " + describe(*stream.sender);
   appendCount(text, numbers.lost(), "lost" + by);
-  const auto gaps = numbers.gaps();
+  const auto gaps = numbers.gaps(file);
   for (const Sequence::Gap& gap : gaps) {
     const std::string missing = gap.first == gap.last
                                     ? std::to_string(gap.first)
@@ -59,8 +59,8 @@ void appendStream(std::string& text, const Statistics::Stream& stream) {
 Statistics::Statistics(const KnownReports& known) : _known(known) {}
 
 void Statistics::beginFile(std::string_view name) {
+  for (Stream& stream : _streams) stream.numbers.endStream(_file);
   _file = name;
-  for (Stream& stream : _streams) stream.numbers.beginStream();
 }
 
 void Statistics::count(const Report& report, const ReportInfo* info) {
@@ -70,7 +70,7 @@ void Statistics::count(const Report& report, const ReportInfo* info) {
   const auto number = numberIn(report.bytes, info->counter->offset);
   if (!number) return;
   if (Stream* const stream = streamOf(report, *info))
-    stream->numbers.follow(*number, _file, report.place);
+    stream->numbers.follow(*number, report.place);
   else
     ++_unfollowed;
 }
@@ -122,7 +122,7 @@ std::string Statistics::table() const {
   for (std::size_t i = 0; i < kProblemCodes; ++i) {
     if (_problems[i] != 0) appendCount(text, _problems[i], nameOf(static_cast<ProblemCode>(i)));
   }
-  for (const Stream* stream : streams()) appendStream(text, *stream);
+  for (const Stream* stream : streams()) appendStream(text, *stream, _file);
   if (_unfollowed != 0)
     appendCount(text, _unfollowed, "whose numbers were not followed: too many senders");
   return text;

@@ -48,6 +48,9 @@ class Statistics {
   /// In the order of the known reports, and those of several senders as they came.
   std::vector<const Stream*> streams() const;
 
+  /// The file that is being read, whose places the gaps of these streams may tell.
+  std::string_view file() const { return _file; }
+
   /// Reports whose numbers were not followed, since they had too many senders.
   std::uint64_t unfollowed() const { return _unfollowed; }
 

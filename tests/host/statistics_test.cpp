@@ -98,14 +98,14 @@ TEST(Statistics, CountersWrapAround) {
   expect({0xFFFFFFFE, 0, 0xFFFFFFFF, 0, 1}, 0, 1, 1, 0);
   const auto numbers = sequenceOf({0xFFFFFFFE, 2});
   EXPECT_EQ(numbers.lost(), 3u);
-  EXPECT_EQ(numbers.gaps().front().first, 0xFFFFFFFFu);
-  EXPECT_EQ(numbers.gaps().front().last, 1u);
+  EXPECT_EQ(numbers.gaps("f").front().first, 0xFFFFFFFFu);
+  EXPECT_EQ(numbers.gaps("f").front().last, 1u);
 }
 
 /// "first-last" of each gap.
 std::string gapsOf(std::initializer_list<std::uint32_t> frames) {
   std::string text;
-  for (const Sequence::Gap& gap : sequenceOf(frames).gaps())
+  for (const Sequence::Gap& gap : sequenceOf(frames).gaps("f"))
     text += std::to_string(gap.first) + '-' + std::to_string(gap.last) + ' ';
   return text;
 }
@@ -125,8 +125,8 @@ TEST(Statistics, OnlyTheFirstGapsAreKept) {
   count(statistics, 199997);  // late
   EXPECT_EQ(numbersOf(statistics).lost(), 99998u);
   EXPECT_EQ(numbersOf(statistics).gapCount(), 99998u);
-  ASSERT_EQ(numbersOf(statistics).gaps().size(), 10u);
-  EXPECT_EQ(numbersOf(statistics).gaps().back().first, 19u);
+  ASSERT_EQ(numbersOf(statistics).gaps(statistics.file()).size(), 10u);
+  EXPECT_EQ(numbersOf(statistics).gaps(statistics.file()).back().first, 19u);
 }
 
 TEST(Statistics, EachSenderHasACountOfItsOwn) {
@@ -159,10 +159,17 @@ TEST(Statistics, GapsSayWhere) {
   statistics.beginFile("a.bin");
   count(statistics, 1, 0);
   count(statistics, 5, 792);
-  EXPECT_EQ(numbersOf(statistics).gaps().front().before, "a.bin: byte 792");
+  EXPECT_EQ(numbersOf(statistics).gaps(statistics.file()).front().before, "a.bin: byte 792");
   statistics.beginFile("b.bin");
   count(statistics, 9);
   EXPECT_EQ(numbersOf(statistics).gapCount(), 1u) << "each file has a count of its own";
+  EXPECT_EQ(numbersOf(statistics).gaps("b.bin").front().before, "a.bin: byte 792");
+  for (std::uint32_t frame = 11; frame < 40; frame += 2) count(statistics, frame);
+  statistics.beginFile("c.bin");
+  EXPECT_EQ(numbersOf(statistics).gapCount(), 16u);
+  EXPECT_EQ(numbersOf(statistics).lost(), 18u);
+  ASSERT_EQ(numbersOf(statistics).gaps("c.bin").size(), 10u);
+  EXPECT_EQ(numbersOf(statistics).gaps("c.bin").back().before, "b.bin: byte 0");
 }
 
 TEST(Statistics, ReportsThatNobodyNumbersHaveNoLosses) {
