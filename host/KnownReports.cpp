@@ -6,11 +6,11 @@ namespace vesk::host {
 
 KnownReports::KnownReports(std::vector<ReportInfo> reports) : _all(std::move(reports)) {
   for (const ReportInfo& info : _all)
-    if (info.id < kIds) _byType[static_cast<std::size_t>(info.type)][info.id] = &info;
+    if (info.id < kReportIds) _byType[static_cast<std::size_t>(info.type)][info.id] = &info;
 }
 
 const ReportInfo* KnownReports::find(std::uint32_t id, ReportType type) const {
-  return id < kIds ? _byType[static_cast<std::size_t>(type)][id] : nullptr;
+  return id < kReportIds ? _byType[static_cast<std::size_t>(type)][id] : nullptr;
 }
 
 const ReportInfo* KnownReports::find(std::uint32_t id, std::optional<ReportType> type) const {

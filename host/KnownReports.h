@@ -47,10 +47,8 @@ class KnownReports {
   const std::vector<ReportInfo>& all() const { return _all; }
 
  private:
-  static constexpr std::size_t kIds = 256;  // an ID is the first byte of its report
-
   std::vector<ReportInfo> _all;
-  std::array<std::array<const ReportInfo*, kIds>, kReportTypes> _byType{};
+  std::array<std::array<const ReportInfo*, kReportIds>, kReportTypes> _byType{};
 };
 
 }  // namespace vesk::host

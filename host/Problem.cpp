@@ -57,6 +57,7 @@ Problem problemWith(const Report& report, ProblemCode code, std::string_view com
   problem.microseconds = report.microseconds;
   problem.reportId = report.id();
   problem.reportType = report.type;
+  problem.sender = report.sender;
   return problem;
 }
 

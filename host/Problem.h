@@ -43,6 +43,7 @@ struct Problem {
   std::optional<std::int64_t> microseconds;
   std::optional<std::uint32_t> reportId;
   std::optional<ReportType> reportType;
+  std::optional<UsbSender> sender;
   std::optional<std::uint64_t> expected;
   std::optional<std::uint64_t> got;
   std::optional<std::uint64_t> offset;

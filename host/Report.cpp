@@ -38,6 +38,11 @@ std::string describe(std::string_view file, const Place& place) {
   return text + std::to_string(place.number);
 }
 
+std::string describe(const UsbSender& sender) {
+  return "device " + std::to_string(sender.bus) + ":" + std::to_string(sender.device) +
+         ", endpoint " + std::to_string(sender.endpointNumber());
+}
+
 std::string describe(std::uint32_t id, std::optional<ReportType> type) {
   std::array<char, 24> name;
   std::snprintf(name.data(), name.size(), "report 0x%02X", id);

@@ -20,6 +20,8 @@ enum class ReportType : std::int32_t {
 
 inline constexpr std::size_t kReportTypes = static_cast<std::size_t>(ReportType::Feature) + 1;
 
+inline constexpr std::size_t kReportIds = 256;  // an ID is the first byte of its report
+
 /// "input", "output" or "feature".
 std::string_view nameOf(ReportType type);
 std::optional<ReportType> reportTypeNamed(std::string_view name);
@@ -43,7 +45,15 @@ struct UsbSender {
   std::uint16_t bus;
   std::uint16_t device;
   std::uint8_t endpoint;  // with its direction bit
+
+  /// The endpoint's number, without that bit.
+  unsigned endpointNumber() const { return endpoint & 0x0Fu; }
+
+  bool operator==(const UsbSender&) const = default;
 };
+
+/// "device 1:5, endpoint 1"
+std::string describe(const UsbSender& sender);
 
 /// Which way a report goes. What a host writes is no news from the device.
 enum class Direction : std::uint8_t { FromDevice, ToDevice };

@@ -1,7 +1,7 @@
 # Completion of vesk-decode for bash.
 
 _vesk_decode() {
-  local program=$1 current=$2 previous=$3 values=
+  local program=$1 current=$2 previous=$3 values='' before=''
   COMPREPLY=()
 
   # "--input=hex" comes as three words: the option, "=" and the beginning of its value.
@@ -16,7 +16,10 @@ _vesk_decode() {
     -o | --output) values='text ndjson json csv recording' ;;
     --color) values='auto always never' ;;
     --type) values='input output feature' ;;
-    --report) values=$("$program" --list-reports 2>/dev/null | awk 'NR > 1 { print $2 }') ;;
+    --report)
+      values=$("$program" --list-reports 2>/dev/null | awk 'NR > 1 { print $2 }')
+      [[ $current == *,* ]] && before=${current%,*}, # the IDs that are there already
+      ;;
     --plugin) compopt -o filenames ;;
     --device | --endpoint | --jobs) return ;;
     *)
@@ -31,7 +34,7 @@ _vesk_decode() {
   esac
 
   if [[ $values ]]; then
-    mapfile -t COMPREPLY < <(compgen -W "$values" -- "$current")
+    mapfile -t COMPREPLY < <(compgen -W "$values" -P "$before" -- "${current#"$before"}")
   else
     mapfile -t COMPREPLY < <(compgen -f -- "$current")
   fi

@@ -89,7 +89,7 @@ std::optional<Item> UsbCapture::handle(const CaptureFile::Packet& packet) {
   if (!isUsbLink(linkType)) return handleOther(packet);
   _someUsb = true;
   if (const auto event = usbEvent(static_cast<UsbLink>(linkType), packet.order, packet.bytes))
-    return selected(event->sender) ? handle(*event) : std::nullopt;
+    return selected(event->sender) ? handleKnown(*event) : std::nullopt;
   Problem problem = problemAt(_place,
                               ProblemCode::TruncatedCapture,
                               "cut off in its header: " + countedBytes(packet.bytes.size()) +
@@ -112,6 +112,14 @@ std::optional<Item> UsbCapture::handleOther(const CaptureFile::Packet& packet) {
                    ProblemCode::UnsupportedInput,
                    "interface " + std::to_string(packet.interface.number) + ": " + complaint +
                        "; its packets are passed over");
+}
+
+/// A problem is the sender's who is at hand, if it isn't an older request's.
+std::optional<Item> UsbCapture::handleKnown(const UsbEvent& event) {
+  auto item = handle(event);
+  auto* const problem = item ? std::get_if<Problem>(&*item) : nullptr;
+  if (problem != nullptr && !problem->sender) problem->sender = event.sender;
+  return item;
 }
 
 std::optional<Item> UsbCapture::handle(const UsbEvent& event) {
@@ -210,6 +218,7 @@ Item UsbCapture::report(const UsbEvent& event, ReportType type) {
   }
   problem.microseconds = _microseconds;
   problem.reportType = type;
+  if (!event.data.empty()) problem.reportId = event.data.front();
   return problem;
 }
 
@@ -243,6 +252,7 @@ std::optional<Problem> UsbCapture::giveUp(std::size_t index) {
   problem.microseconds = request.microseconds;
   problem.reportId = request.reportId;
   problem.reportType = request.type;
+  problem.sender = request.sender;
   return problem;
 }
 

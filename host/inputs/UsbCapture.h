@@ -40,6 +40,7 @@ class UsbCapture final : public Input {
   std::optional<Problem> noUsb() const;
   std::optional<Item> handle(const CaptureFile::Packet& packet);
   std::optional<Item> handleOther(const CaptureFile::Packet& packet);
+  std::optional<Item> handleKnown(const UsbEvent& event);
   std::optional<Item> handle(const UsbEvent& event);
   std::optional<Item> submitted(const UsbEvent& event);
   std::optional<Item> continued(const UsbEvent& event);

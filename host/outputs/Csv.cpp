@@ -60,6 +60,13 @@ class CsvOutput::Row {
     appendField(_fields, field);
   }
 
+  /// Empty where the sender isn't known: every table has the same columns.
+  void senderColumns(const std::optional<UsbSender>& sender) {
+    column("bus", sender ? std::to_string(sender->bus) : "");
+    column("device", sender ? std::to_string(sender->device) : "");
+    column("endpoint", sender ? std::to_string(sender->endpointNumber()) : "");
+  }
+
   template <class T>
   void numberColumn(std::string_view name, T value) {
     separate();
@@ -92,6 +99,7 @@ void CsvOutput::writeChecked(const Report& report, const ReportInfo& info) {
   row.column("source", describe(_file, report.place));
   row.column("time", report.microseconds ? secondsText(*report.microseconds) : "");
   row.numberColumn("report_id", info.id);
+  row.senderColumns(report.sender);
   if (object.form() == VESK_NIL) {
     row.numberLines();
     decodeLines(info).visit(row);

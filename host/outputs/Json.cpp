@@ -34,7 +34,7 @@ class JsonOutput::Record : public JsonWriter {
   std::string members() const { return std::string(text().substr(1, text().size() - 2)); }
 
   /// How every record begins. `file` are the members that tell the file.
-  void header(std::string_view file, const Place& place) {
+  void header(std::string_view file, const Place& place, const std::optional<UsbSender>& sender) {
     member("format_version", 1u);
     key("source");
     beginObject();
@@ -52,7 +52,15 @@ class JsonOutput::Record : public JsonWriter {
         member("offset", place.number);
         break;
     }
+    senderMembers(sender);
     endObject();
+  }
+
+  void senderMembers(const std::optional<UsbSender>& sender) {
+    if (!sender) return;
+    member("bus", sender->bus);
+    member("device", sender->device);
+    member("endpoint", sender->endpointNumber());
   }
 
   void linesMember(const Decoded& lines) {
@@ -99,11 +107,13 @@ const std::string& JsonOutput::membersOf(const ReportInfo& info) {
   return entry->second = members.members();
 }
 
-void JsonOutput::beginRecord(const Place& place, std::optional<std::int64_t> microseconds) {
+/// What a report and a problem have in common.
+template <class Found>
+void JsonOutput::beginRecord(const Found& found) {
   _record->clear();
   _record->beginObject();
-  _record->header(_fileMembers, place);
-  _record->timeMember(microseconds);
+  _record->header(_fileMembers, found.place, found.sender);
+  _record->timeMember(found.microseconds);
 }
 
 void JsonOutput::endRecord() {
@@ -119,7 +129,7 @@ void JsonOutput::writeChecked(const Report& report, const ReportInfo& info) {
   std::optional<Decoded> lines;
   if (_withLines || object.form() == VESK_NIL) lines = decodeLines(info);
 
-  beginRecord(report.place, report.microseconds);
+  beginRecord(report);
   _record->raw(membersOf(info));
   if (report.direction == Direction::ToDevice) _record->member("direction", "to_device");
   _record->member("length", report.bytes.size());
@@ -130,7 +140,7 @@ void JsonOutput::writeChecked(const Report& report, const ReportInfo& info) {
 }
 
 void JsonOutput::write(const Problem& problem) {
-  beginRecord(problem.place, problem.microseconds);
+  beginRecord(problem);
   _record->member("report_id", problem.reportId);
   if (problem.reportType) _record->member("report_type", nameOf(*problem.reportType));
   _record->key("error");
@@ -171,14 +181,19 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
   _record->endObject();
   _record->key("lost");
   _record->beginArray();
-  for (const Statistics::Losses& losses : statistics.losses()) {
+  for (const Statistics::Stream* stream : statistics.streams()) {
+    const Sequence& numbers = stream->numbers;
     _record->beginObject();
-    _record->member("counter", losses.counter);
-    _record->member("reports", losses.lost);
-    _record->member("gap_count", losses.gapCount);
+    _record->member("counter", stream->info->counter->key);
+    _record->senderMembers(stream->sender);
+    _record->member("reports", numbers.lost());
+    _record->member("late", numbers.late());
+    _record->member("doubled", numbers.doubled());
+    _record->member("restarts", numbers.restarted());
+    _record->member("gap_count", numbers.gapCount());
     _record->key("gaps");
     _record->beginArray();
-    for (const Statistics::Gap& gap : losses.gaps) {
+    for (const Sequence::Gap& gap : numbers.gaps(statistics.file())) {
       _record->beginObject();
       _record->member("before", asUtf8(gap.before));
       _record->member("first", gap.first);
@@ -189,6 +204,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
     _record->endObject();
   }
   _record->endArray();
+  if (statistics.unfollowed() != 0) _record->member("unfollowed", statistics.unfollowed());
   _record->endObject();
   endRecord();
   return true;

@@ -26,7 +26,8 @@ class JsonOutput final : public DecodingOutput {
 
   bool tellsDirection() const override { return true; }
   void writeChecked(const Report& report, const ReportInfo& info) override;
-  void beginRecord(const Place& place, std::optional<std::int64_t> microseconds);
+  template <class Found>
+  void beginRecord(const Found& found);
   void endRecord();
   const std::string& membersOf(const ReportInfo& info);
 

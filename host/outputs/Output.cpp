@@ -38,6 +38,14 @@ std::optional<Problem> checkLength(const Report& report, const ReportInfo& info)
   return problem;
 }
 
+/// Decoders name their report, and so do problems: once is enough.
+Problem decoderFailed(const Report& report, std::string_view complaint) {
+  const std::string named = describe(report.id(), std::nullopt) + ": ";
+  if (complaint.starts_with(named)) complaint.remove_prefix(named.size());
+  return problemWith(
+      report, ProblemCode::DecoderFailed, std::string("its decoder failed: ").append(complaint));
+}
+
 }  // namespace
 
 std::optional<Problem> Output::write(const Report& report, const ReportInfo* info) {
@@ -61,8 +69,7 @@ std::optional<Problem> DecodingOutput::tryToWrite(const Report& report, const Re
     writeChecked(report, *info);
     return std::nullopt;
   } catch (const DecoderFault& fault) {
-    return problemWith(
-        report, ProblemCode::DecoderFailed, std::string("its decoder failed: ") + fault.what());
+    return decoderFailed(report, fault.what());
   }
 }
 

@@ -14,6 +14,9 @@ class Sink {
 
   /// Appends `text` to what was put before.
   virtual void append(std::string_view text) = 0;
+  /// The same for text that steers a terminal on purpose: our own colours.
+  virtual void appendControls(std::string_view text) { append(text); }
+
   void append(char character) { append(std::string_view(&character, 1)); }
 
  protected:

@@ -8,7 +8,8 @@ namespace vesk::host {
 
 namespace {
 
-constexpr std::size_t kNamedGaps = 10;
+// No bus has that many devices; memory stays bounded whatever a capture claims.
+constexpr std::size_t kMostStreams = 4096;
 
 /// The number in a report; none where the report ends before it. It is read from the bytes, so that
 /// printing text with statistics doesn't decode every frame a second time.
@@ -27,36 +28,39 @@ void appendFormatted(std::string& text, const char* format, Arguments... argumen
   text += line.data();
 }
 
-void appendLosses(std::string& text, const Statistics::Losses& losses) {
-  const std::string counter(losses.counter);
-  appendFormatted(
-      text, "%10llu  lost by %s\n", static_cast<unsigned long long>(losses.lost), counter.c_str());
-  for (const Statistics::Gap& gap : losses.gaps) {
-    const std::string numbers = gap.first == gap.last
+void appendCount(std::string& text, std::uint64_t count, std::string_view what) {
+  appendFormatted(text, "%10llu  ", static_cast<unsigned long long>(count));
+  text.append(what) += '\n';
+}
+
+void appendStream(std::string& text, const Statistics::Stream& stream, std::string_view file) {
+  const Sequence& numbers = stream.numbers;
+  std::string by = " by " + stream.info->counter->key;
+  if (stream.sender) by += ", " + describe(*stream.sender);
+  appendCount(text, numbers.lost(), "lost" + by);
+  const auto gaps = numbers.gaps(file);
+  for (const Sequence::Gap& gap : gaps) {
+    const std::string missing = gap.first == gap.last
                                     ? std::to_string(gap.first)
                                     : std::to_string(gap.first) + " to " + std::to_string(gap.last);
-    text.append(12, ' ').append(numbers).append(" missing before ").append(gap.before) += '\n';
+    text.append(12, ' ').append(missing).append(" missing before ").append(gap.before) += '\n';
   }
-  if (losses.gapCount > losses.gaps.size())
+  if (numbers.gapCount() > gaps.size())
     appendFormatted(text,
                     "            and %llu more gaps\n",
-                    static_cast<unsigned long long>(losses.gapCount - losses.gaps.size()));
+                    static_cast<unsigned long long>(numbers.gapCount() - gaps.size()));
+  if (numbers.late() != 0) appendCount(text, numbers.late(), "late" + by);
+  if (numbers.doubled() != 0) appendCount(text, numbers.doubled(), "doubled" + by);
+  if (numbers.restarted() != 0) appendCount(text, numbers.restarted(), "restarts" + by);
 }
 
 }  // namespace
 
-Statistics::Statistics(const KnownReports& known) {
-  for (const ReportInfo& info : known.all()) {
-    if (!info.counter) continue;
-    Counter& counter = _counters.emplace_back();
-    counter.info = &info;
-    counter.losses.counter = info.counter->key;
-  }
-}
+Statistics::Statistics(const KnownReports& known) : _known(known) {}
 
 void Statistics::beginFile(std::string_view name) {
+  for (Stream& stream : _streams) stream.numbers.endStream(_file);
   _file = name;
-  for (Counter& counter : _counters) counter.previous.reset();
 }
 
 void Statistics::count(const Report& report, const ReportInfo* info) {
@@ -65,8 +69,24 @@ void Statistics::count(const Report& report, const ReportInfo* info) {
   if (info == nullptr || !info->counter) return;
   const auto number = numberIn(report.bytes, info->counter->offset);
   if (!number) return;
-  const auto counter = std::ranges::find(_counters, info, &Counter::info);
-  if (counter != _counters.end()) follow(*counter, *number, report.place);
+  if (Stream* const stream = streamOf(report, *info))
+    stream->numbers.follow(*number, report.place);
+  else
+    ++_unfollowed;
+}
+
+/// Null if there are too many.
+Statistics::Stream* Statistics::streamOf(const Report& report, const ReportInfo& info) {
+  const auto matches = [&](const Stream& stream) {
+    return stream.info == &info && stream.sender == report.sender;
+  };
+  if (_latestStream < _streams.size() && matches(_streams[_latestStream]))
+    return &_streams[_latestStream];
+  const auto found = std::ranges::find_if(_streams, matches);
+  if (found == _streams.end() && _streams.size() == kMostStreams) return nullptr;
+  _latestStream = static_cast<std::size_t>(found - _streams.begin());
+  if (found != _streams.end()) return &*found;
+  return &_streams.emplace_back(Stream{&info, report.sender});
 }
 
 Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportInfo* info) {
@@ -81,25 +101,12 @@ Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportIn
   return _kinds.emplace_back(KindCount{report.id(), type, info, 0});
 }
 
-/// A number that jumps ahead tells of lost reports; one that falls back, of a new start.
-void Statistics::follow(Counter& counter, std::uint32_t number, const Place& place) {
-  counter.occurred = true;
-  const auto previous = std::exchange(counter.previous, number);
-  if (!previous) return;
-  const std::uint32_t step = number - *previous;  // counters wrap around
-  if (step < 2 || step >= 0x80000000u) return;
-  Losses& losses = counter.losses;
-  losses.lost += step - 1;
-  ++losses.gapCount;
-  if (losses.gaps.size() < kNamedGaps)
-    losses.gaps.push_back({describe(_file, place), *previous + 1, number - 1});
-}
-
-std::vector<Statistics::Losses> Statistics::losses() const {
-  std::vector<Losses> losses;
-  for (const Counter& counter : _counters)
-    if (counter.occurred) losses.push_back(counter.losses);
-  return losses;
+std::vector<const Statistics::Stream*> Statistics::streams() const {
+  std::vector<const Stream*> streams;
+  for (const ReportInfo& info : _known.all())
+    for (const Stream& stream : _streams)
+      if (stream.info == &info) streams.push_back(&stream);
+  return streams;
 }
 
 std::string Statistics::table() const {
@@ -110,19 +117,14 @@ std::string Statistics::table() const {
                     static_cast<unsigned long long>(entry.reports),
                     describe(entry.id, entry.type).c_str(),
                     entry.info == nullptr ? "unknown" : entry.info->decoder.c_str());
-  appendFormatted(text, "%10llu  reports in all\n", static_cast<unsigned long long>(_reports));
-  if (_toDevice != 0)
-    appendFormatted(text,
-                    "%10llu  from the host to the device, not among them\n",
-                    static_cast<unsigned long long>(_toDevice));
+  appendCount(text, _reports, "reports in all");
+  if (_toDevice != 0) appendCount(text, _toDevice, "from the host to the device, not among them");
   for (std::size_t i = 0; i < kProblemCodes; ++i) {
-    if (_problems[i] == 0) continue;
-    appendFormatted(text,
-                    "%10llu  %s\n",
-                    static_cast<unsigned long long>(_problems[i]),
-                    std::string(nameOf(static_cast<ProblemCode>(i))).c_str());
+    if (_problems[i] != 0) appendCount(text, _problems[i], nameOf(static_cast<ProblemCode>(i)));
   }
-  for (const Losses& counted : losses()) appendLosses(text, counted);
+  for (const Stream* stream : streams()) appendStream(text, *stream, _file);
+  if (_unfollowed != 0)
+    appendCount(text, _unfollowed, "whose numbers were not followed: too many senders");
   return text;
 }
 

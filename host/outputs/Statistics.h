@@ -11,6 +11,7 @@
 #include "host/KnownReports.h"
 #include "host/Problem.h"
 #include "host/Report.h"
+#include "host/outputs/Sequence.h"
 
 namespace vesk::host {
 
@@ -19,7 +20,7 @@ class Statistics {
   /// Counts what `known` numbers; it must outlive the counts.
   explicit Statistics(const KnownReports& known);
 
-  /// Counters start afresh with each file.
+  /// A file is a stream of its own for each of its senders.
   void beginFile(std::string_view name);
 
   void count(const Report& report, const ReportInfo* info);
@@ -33,26 +34,26 @@ class Statistics {
     std::uint64_t reports;
   };
 
-  /// A place where a counter in the reports jumped.
-  struct Gap {
-    std::string before;  // the place of the first report after the gap
-    std::uint32_t first;
-    std::uint32_t last;
-  };
-
-  /// What a counter says about reports that are missing.
-  struct Losses {
-    std::string_view counter;  // "FRAME_NUMBER"; lives as long as the known reports
-    std::uint64_t lost = 0;
-    std::uint64_t gapCount = 0;
-    std::vector<Gap> gaps;  // the first ones
+  /// The numbers that a sender gave to a stream of its reports.
+  struct Stream {
+    const ReportInfo* info;           // of its reports, which have a counter
+    std::optional<UsbSender> sender;  // none where the input doesn't tell
+    Sequence numbers = {};
   };
 
   const std::vector<KindCount>& kinds() const { return _kinds; }
   std::uint64_t problems(ProblemCode code) const {
     return _problems[static_cast<std::size_t>(code)];
   }
-  std::vector<Losses> losses() const;
+  /// In the order of the known reports, and those of several senders as they came.
+  std::vector<const Stream*> streams() const;
+
+  /// The file that is being read, whose places the gaps of these streams may tell.
+  std::string_view file() const { return _file; }
+
+  /// Reports whose numbers were not followed, since they had too many senders.
+  std::uint64_t unfollowed() const { return _unfollowed; }
+
   std::uint64_t reports() const { return _reports; }
 
   /// What hosts sent, which counts nowhere else.
@@ -62,23 +63,19 @@ class Statistics {
   std::string table() const;
 
  private:
-  struct Counter {
-    const ReportInfo* info;  // of the stream's reports
-    bool occurred = false;
-    Losses losses;
-    std::optional<std::uint32_t> previous;
-  };
-
   KindCount& entryFor(const Report& report, const ReportInfo* info);
-  void follow(Counter& counter, std::uint32_t number, const Place& place);
+  Stream* streamOf(const Report& report, const ReportInfo& info);
 
+  const KnownReports& _known;
   std::string _file;
   std::uint64_t _reports = 0;
   std::uint64_t _toDevice = 0;
   std::vector<KindCount> _kinds;  // in the order in which they came
   std::size_t _latest = 0;        // index of the kind that came last, which mostly comes again
   std::array<std::uint64_t, kProblemCodes> _problems{};
-  std::vector<Counter> _counters;  // in the order of the known reports
+  std::vector<Stream> _streams;   // in the order in which they came
+  std::size_t _latestStream = 0;  // index of the one that the latest number is of
+  std::uint64_t _unfollowed = 0;
 };
 
 }  // namespace vesk::host

@@ -1,6 +1,7 @@
 #include "host/outputs/Text.h"
 
 #include "host/outputs/Colour.h"
+#include "host/outputs/Terminal.h"
 
 namespace vesk::host {
 
@@ -16,13 +17,14 @@ void TextOutput::writeChecked(const Report& report, const ReportInfo& info) {
 }
 
 void TextOutput::writeHeader(const Report& report, const ReportInfo& info) {
-  std::string header = "# " + describe(_file, report.place);
+  std::string header = "# " + describe(printable(_file), report.place);
   if (report.microseconds) header += ", " + secondsText(*report.microseconds) + " s";
+  if (report.sender) header += ", " + describe(*report.sender);
   header += ", " + describe(report.id(), info.type) + ", " + info.decoder + ", " +
             countedBytes(report.bytes.size());
   if (report.direction == Direction::ToDevice) header += ", to the device";
   if (_headers == Headers::Coloured) header = coloured(Colour::Cyan, header);
-  _sink.append(header);
+  _sink.appendControls(header);
   _sink.append('\n');
 }
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/outputs/Colour.h"
+#include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
 
 namespace vesk::host {
@@ -33,18 +34,22 @@ std::string secondsLeft(double seconds) {
 }  // namespace
 
 void Messages::tell(std::string_view where, std::string_view message) {
+  write(printable(where), printable(message));
+}
+
+void Messages::write(std::string_view where, std::string_view message) {
   clear();
   writeQuietly(std::string(where).append(": ").append(message) + '\n');
 }
 
 void Messages::complain(std::string_view where, std::string_view message) {
   if (!_colours) return tell(where, message);
-  tell(coloured(Colour::Bold, where), coloured(Colour::Red, message));
+  write(coloured(Colour::Bold, printable(where)), coloured(Colour::Red, printable(message)));
 }
 
 void Messages::show(std::string_view lines) {
   clear();
-  writeQuietly(lines);
+  writeQuietly(printableLines(lines));
 }
 
 void Messages::beginFile() { _begun = false; }

@@ -13,13 +13,13 @@ class Messages {
   /// `progress` allows a progress line, `colours` colours.
   Messages(bool progress, bool colours) : _progress(progress), _colours(colours) {}
 
-  /// "where: message"
+  /// "where: message". Control characters in them, as in file names, are escaped.
   void tell(std::string_view where, std::string_view message);
 
   /// The same for a problem, which stands out where there are colours.
   void complain(std::string_view where, std::string_view message);
 
-  /// Lines as they are.
+  /// Lines as they are, but for such characters.
   void show(std::string_view lines);
 
   /// A file begins.
@@ -33,6 +33,8 @@ class Messages {
   void clear();
 
  private:
+  void write(std::string_view where, std::string_view message);
+
   using Clock = std::chrono::steady_clock;
 
   bool _progress;

@@ -70,10 +70,29 @@ const OutputForm& outputForm(const std::string& name) {
   refuseChoice("--output", name, outputForms(), &OutputForm::name);
 }
 
-std::uint32_t reportId(const std::string& text) {
-  const auto id = parseDecimalOrHex<unsigned>(text);
-  if (!id || *id > 255) throw UsageFault("--report " + text + ": an ID is 0 to 255, such as 0x76");
+/// What can't be decimal is hexadecimal without 0x, too.
+std::uint32_t reportId(std::string_view text) {
+  auto id = parseDecimalOrHex<unsigned>(text);
+  if (!id && text.size() <= 2) id = parseNumber<unsigned>(text, 16);
+  if (!id || *id > 255)
+    throw UsageFault("--report " + std::string(text) + ": an ID is 0 to 255, such as 0x76");
   return *id;
+}
+
+/// IDs with commas between them.
+std::vector<WantedReport> reportIds(const std::vector<std::string>& lists) {
+  std::vector<WantedReport> reports;
+  for (std::string_view rest : lists) {
+    for (;;) {
+      const std::size_t comma = rest.find(',');
+      const std::string_view text = rest.substr(0, comma);
+      if (text.empty()) throw UsageFault("--report: an ID in its list is empty");
+      reports.push_back({reportId(text), std::string(text)});
+      if (comma == std::string_view::npos) break;
+      rest.remove_prefix(comma + 1);
+    }
+  }
+  return reports;
 }
 
 UsbSelection::Device device(const std::string& text) {
@@ -102,13 +121,30 @@ unsigned jobs(const std::string& text) {
   return *count;
 }
 
-/// The plug-in's own option has one dash, which would otherwise read as seven short options.
-std::vector<std::string> withLongDecimal(std::vector<std::string> arguments) {
+constexpr const char* kEmptyValue = "its value is empty";
+
+/// What the library that parses would read otherwise than people mean it: the plug-in's own option
+/// has one dash, and would be seven short options; "--device=" would take the next argument.
+std::vector<std::string> prepared(std::vector<std::string> arguments) {
   for (std::string& argument : arguments) {
     if (argument == "--") break;
     if (argument == "-decimal") argument = "--decimal";
+    if (argument.starts_with("--") && argument.ends_with('='))
+      throw UsageFault(argument.substr(0, argument.size() - 1) + ": " + kEmptyValue);
   }
   return arguments;
+}
+
+/// An unset variable must not read as an option that was never given.
+std::string refuseEmpty(const std::string& value) { return value.empty() ? kEmptyValue : ""; }
+
+/// The options that select, as they stand on a command line.
+std::string selectionText(const std::vector<std::pair<std::string_view, std::string_view>>& given) {
+  std::string text;
+  for (const auto& [option, value] : given)
+    if (!value.empty())
+      text.append(text.empty() ? "" : " ").append(option).append(" ").append(value);
+  return text;
 }
 
 /// Options as they stand on the command line.
@@ -142,7 +178,11 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
                         std::string& value,
                         const std::string& description,
                         const char* placeholder) {
-    app.add_option(names, value, description)->group(group)->type_name(placeholder)->take_last();
+    app.add_option(names, value, description)
+        ->group(group)
+        ->type_name(placeholder)
+        ->check(refuseEmpty)
+        ->take_last();
   };
   const auto flag =
       [&](const char* group, const char* names, bool& value, const char* description) {
@@ -181,7 +221,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_option("--report", raw.reports, "Only reports with these IDs")
       ->group("Selection")
       ->type_name("ID[,ID...]")
-      ->delimiter(',')
+      ->check(refuseEmpty)
       ->allow_extra_args(false);
   text("Selection",
        "--type",
@@ -206,7 +246,14 @@ void interpret(const RawOptions& raw, Options& options) {
   if (!raw.type.empty()) options.type = choose("--type", raw.type, kTypes);
   if (!raw.device.empty()) options.usb.device = device(raw.device);
   if (!raw.endpoint.empty()) options.usb.endpoint = endpoint(raw.endpoint);
-  for (const std::string& id : raw.reports) options.reports.push_back(reportId(id));
+  options.reports = reportIds(raw.reports);
+  std::string ids;
+  for (const WantedReport& report : options.reports)
+    ids.append(ids.empty() ? "" : ",").append(report.text);
+  options.selection = selectionText({{"--device", raw.device},
+                                     {"--endpoint", raw.endpoint},
+                                     {"--report", ids},
+                                     {"--type", raw.type}});
   if (raw.decimal) options.pluginArguments.emplace_back("-decimal");
   if (!raw.plugin.empty()) options.plugin = raw.plugin;
 }
@@ -226,7 +273,7 @@ std::variant<Options, HelpText> parseOptions(const std::vector<std::string>& arg
   Options options;
   RawOptions raw;
   declare(app, options, raw);
-  std::vector<std::string> reversed = withLongDecimal(arguments);
+  std::vector<std::string> reversed = prepared(arguments);
   std::ranges::reverse(reversed);
   try {
     app.parse(std::move(reversed));

@@ -16,13 +16,20 @@ namespace vesk::host {
 
 enum class ColourChoice : std::uint8_t { Auto, Always, Never };
 
+/// An ID of --report, and how it was written.
+struct WantedReport {
+  std::uint32_t id;
+  std::string text;
+};
+
 struct Options {
   std::vector<std::string> files;                         // "-" is standard input; never empty
   const InputForm* inputForm = nullptr;                   // null: by the content
   const OutputForm* outputForm = &outputForms().front();  // never null
-  std::vector<std::uint32_t> reports;                     // empty: all
+  std::vector<WantedReport> reports;                      // empty: all
   std::optional<ReportType> type;
   UsbSelection usb;
+  std::string selection;  // the options that select, as they were written; empty: all
   std::vector<std::string> pluginArguments;
   std::optional<std::string> plugin;
   ColourChoice colour = ColourChoice::Auto;

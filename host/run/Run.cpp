@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "host/Plugin.h"
+#include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
@@ -24,7 +25,7 @@ constexpr std::string_view kProgram = "vesk-decode";
 std::string versionText(const PluginLibrary& library) {
   return std::string(kProgram) + " " + VESK_HOST_VERSION + "\nplug-in " +
          library.api().plugin_version + " (ABI version " +
-         std::to_string(library.api().abi_version) + ") at " + library.path() + "\n";
+         std::to_string(library.api().abi_version) + ") at " + printable(library.path()) + "\n";
 }
 
 std::string lengthText(const ReportInfo& info) {

@@ -4,7 +4,11 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 #include <variant>
+
+#include "text/numbers.h"
 
 #include "host/run/Signals.h"
 
@@ -14,6 +18,9 @@ namespace {
 
 // Starting a thread and filling the first batches must not take longer than it saves.
 constexpr std::uint64_t kLargeFile = 4'000'000;
+
+// Of a file that is something else, every line is an error, and says no more than the first ones.
+constexpr std::uint64_t kShownProblems = 5;
 
 Headers headersFor(const Options& options, const DescriptorSink& sink) {
   if (!options.headers) return Headers::None;
@@ -35,7 +42,9 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
       _known(known),
       _sink(sink),
       _messages(messages),
-      _output(makeOutput(plugin, sink)),
+      _terminal(isatty(sink.descriptor()) != 0),
+      _terminalSink(sink),
+      _output(makeOutput(plugin, _terminal ? static_cast<Sink&>(_terminalSink) : sink)),
       _statistics(known) {}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
@@ -55,6 +64,9 @@ int Session::run() {
 
 void Session::decodeFile(const std::string& file) {
   _file = file;
+  _form = nullptr;
+  _fileProblems = {};
+  _fileReports = 0;
   _output->beginFile(file);
   _statistics.beginFile(file);
   _messages.beginFile();
@@ -68,13 +80,14 @@ void Session::decodeFile(const std::string& file) {
   }
   if (_jobs) _jobs->commitAll();
   _jobs.reset();
+  tellUnshown();
   _messages.clear();
 }
 
 /// Threads for a file that is worth them.
 void Session::shareWork(const FileBytes& bytes) {
   const Threads threads = _options.outputForm->threads;
-  if (threads == Threads::One || _options.hostWrites) return;
+  if (threads == Threads::One || _options.hostWrites || _terminal) return;
   const bool large = bytes.size() && *bytes.size() >= kLargeFile;
   const unsigned unasked = threads == Threads::ForLargeFiles && large
                                ? std::min(2u, std::thread::hardware_concurrency())
@@ -92,10 +105,9 @@ void Session::shareWork(const FileBytes& bytes) {
 }
 
 std::unique_ptr<Input> Session::open(FileBytes& bytes, const std::string& file) {
-  const InputForm& form =
-      _options.inputForm != nullptr ? *_options.inputForm : detectForm(bytes, _known);
-  if (_options.verbose) _messages.tell(file, "read as " + std::string(form.description));
-  return openInput(form, bytes, {_known, _options.usb});
+  _form = _options.inputForm != nullptr ? _options.inputForm : &detectForm(bytes, _known);
+  if (_options.verbose) _messages.tell(file, "read as " + std::string(_form->description));
+  return openInput(*_form, bytes, {_known, _options.usb});
 }
 
 void Session::decodeAll(Input& input) {
@@ -113,14 +125,21 @@ void Session::decodeAll(Input& input) {
 void Session::handle(Report& report) {
   const ReportInfo* info = _known.find(report.id(), report.type);
   if (info != nullptr) report.type = info->type;
+  _someFound = true;
   if (!wanted(report)) return;
+  _matchedIds.set(report.id());
   if (report.direction == Direction::ToDevice) return handleToDevice(report, info);
   if (_jobs)
     _jobs->add(report, info);
   else if (const auto problem = _output->write(report, info))
     tell(*problem);
   else
-    _statistics.count(report, info);
+    count(report, info);
+}
+
+void Session::count(const Report& report, const ReportInfo* info) {
+  _statistics.count(report, info);
+  ++_fileReports;
 }
 
 /// What the host sends is no news from the device: it is counted apart, and shown if it is asked for.
@@ -130,6 +149,9 @@ void Session::handleToDevice(const Report& report, const ReportInfo* info) {
 }
 
 void Session::handle(const Problem& problem) {
+  if (problem.reportId) _someFound = true;
+  if (!wanted(problem)) return;
+  if (problem.reportId) _matchedIds.set(*problem.reportId);
   if (_jobs) return _jobs->add(problem);
   _output->write(problem);
   tell(problem);
@@ -147,7 +169,7 @@ void Session::commit(const Jobs::Batch& batch) {
       writeUpTo(entry.textEnd);
       tell(*entry.problem);
     } else {
-      _statistics.count(entry.report, entry.info);
+      count(entry.report, entry.info);
     }
   }
   writeUpTo(batch.text.size());
@@ -156,14 +178,62 @@ void Session::commit(const Jobs::Batch& batch) {
 void Session::tell(const Problem& problem) {
   (problem.endsInput() ? _someUnreadable : _someRefused) = true;
   _statistics.count(problem.code);
-  if (isatty(_sink.descriptor()) != 0) _sink.flush();  // the message belongs after it
+  auto& ofThisKind = _fileProblems[static_cast<std::size_t>(problem.code)];
+  if (++ofThisKind > kShownProblems) return;
+  if (_terminal) _sink.flush();  // the message belongs after it
   _messages.complain(describe(_file, problem.place), problem.message);
 }
 
-bool Session::wanted(const Report& report) const {
-  if (_options.type && report.type != _options.type) return false;
+/// How many problems of the file were not shown, and what is the matter with it as a whole.
+void Session::tellUnshown() {
+  std::uint64_t unshown = 0;
+  std::string kinds;
+  for (std::size_t i = 0; i < kProblemCodes; ++i) {
+    if (_fileProblems[i] <= kShownProblems) continue;
+    const std::uint64_t more = _fileProblems[i] - kShownProblems;
+    unshown += more;
+    kinds.append(kinds.empty() ? "" : ", ").append(std::to_string(more)).append(" ");
+    kinds += nameOf(static_cast<ProblemCode>(i));
+  }
+  if (unshown == 0) return;
+  std::string text = std::to_string(unshown) + " more errors are not shown (" + kinds +
+                     "); the file was read as " + std::string(_form->description);
+  if (const InputForm* const other = likelyForm())
+    text.append(", and looks like ").append(other->description).append(": try without -i");
+  else if (_fileReports == 0)
+    text += ", and no report in it was decoded: it may be something else";
+  _messages.complain(_file, text);
+}
+
+/// The form that a file shows which was read as another one; null if that can't be told.
+const InputForm* Session::likelyForm() const {
+  std::error_code failure;  // what a pipe held is gone
+  if (_options.inputForm == nullptr || !std::filesystem::is_regular_file(_file, failure))
+    return nullptr;
+  try {
+    FileBytes again(_file, [](const FileBytes&, bool) {});
+    const InputForm& form = detectForm(again, _known);
+    const bool isSure = form.begins != nullptr || !form.magics.empty();  // and not what is left
+    return isSure && &form != _form ? &form : nullptr;
+  } catch (const InputFault&) {
+    return nullptr;
+  }
+}
+
+bool Session::wanted(std::uint32_t id) const {
   return _options.reports.empty() ||
-         std::ranges::find(_options.reports, report.id()) != _options.reports.end();
+         std::ranges::find(_options.reports, id, &WantedReport::id) != _options.reports.end();
+}
+
+bool Session::wanted(const Report& report) const {
+  return (!_options.type || report.type == _options.type) && wanted(report.id());
+}
+
+/// A problem with a report that isn't selected is none. Where it isn't known which report it is
+/// with, that one may be selected.
+bool Session::wanted(const Problem& problem) const {
+  if (_options.type && problem.reportType && problem.reportType != _options.type) return false;
+  return !problem.reportId || wanted(*problem.reportId);
 }
 
 /// While a pipe is silent its follower has everything that came through it.
@@ -175,11 +245,34 @@ void Session::beforeRead(const FileBytes& bytes, bool wouldWait) {
   _messages.progress(bytes.bytesRead(), bytes.size(), _statistics.reports());
 }
 
+/// A selection that nothing passes is a mistake more often than not, and so is an ID in decimal that
+/// nothing has: everything else shows IDs in hexadecimal.
+void Session::tellUnmatched() {
+  std::string written;
+  std::string meant;
+  for (const WantedReport& report : _options.reports) {
+    const auto hexadecimal = parseNumber<std::uint32_t>(report.text, 16);
+    const bool isDecimal = parseNumber<std::uint32_t>(report.text).has_value();
+    const auto isMeant = [&](const ReportInfo& info) { return info.id == hexadecimal; };
+    if (!isDecimal || _matchedIds.test(report.id) || std::ranges::none_of(_known.all(), isMeant))
+      continue;
+    written.append(written.empty() ? "--report " : ",").append(report.text);
+    meant.append(meant.empty() ? "; did you mean 0x" : ",0x").append(report.text);
+  }
+  const bool byDevice = _options.usb.device || _options.usb.endpoint;
+  const bool unmatched = _matchedIds.none() && !_options.selection.empty();
+  if (unmatched && (_someFound || byDevice)) written = _options.selection;
+  if (written.empty() || (unmatched && !_someFound && !byDevice)) return;
+  if (!meant.empty()) meant += '?';
+  _messages.tell("vesk-decode", "nothing matches " + written + meant);
+}
+
 void Session::finish() {
   if (const std::string leftOut = _output->leftOut(); !leftOut.empty()) {
     _someRefused = true;
     _messages.complain("vesk-decode", leftOut);
   }
+  tellUnmatched();
   const bool written = _options.statistics && _output->writeStatistics(_statistics);
   _output->finish();
   _sink.flush();

@@ -1,6 +1,8 @@
 /// One run over all files: reads, selects, decodes, writes, and tells what went wrong.
 #pragma once
 
+#include <array>
+#include <bitset>
 #include <memory>
 #include <string>
 
@@ -9,6 +11,7 @@
 #include "host/inputs/Input.h"
 #include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
+#include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
 #include "host/run/FileBytes.h"
 #include "host/run/Jobs.h"
@@ -44,8 +47,14 @@ class Session {
   void handleToDevice(const Report& report, const ReportInfo* info);
   void handle(const Problem& problem);
   void commit(const Jobs::Batch& batch);
+  void count(const Report& report, const ReportInfo* info);
   void tell(const Problem& problem);
+  void tellUnshown();
+  const InputForm* likelyForm() const;
+  bool wanted(std::uint32_t id) const;
   bool wanted(const Report& report) const;
+  bool wanted(const Problem& problem) const;
+  void tellUnmatched();
   void beforeRead(const FileBytes& bytes, bool wouldWait);
   void finish();
 
@@ -54,10 +63,17 @@ class Session {
   const KnownReports& _known;
   DescriptorSink& _sink;
   Messages& _messages;
+  const bool _terminal;  // whether the output is one
+  TerminalSink _terminalSink;
   std::unique_ptr<Output> _output;
   std::unique_ptr<Jobs> _jobs;  // null while one thread does everything
   Statistics _statistics;
   std::string _file;
+  const InputForm* _form = nullptr;  // of the file, once it is known
+  std::array<std::uint64_t, kProblemCodes> _fileProblems{};
+  std::uint64_t _fileReports = 0;       // decoded
+  std::bitset<kReportIds> _matchedIds;  // that the selection let pass
+  bool _someFound = false;              // reports, selected or not
   bool _someRefused = false;
   bool _someUnreadable = false;
 };

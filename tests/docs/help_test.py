@@ -205,6 +205,9 @@ class BashCompletion(unittest.TestCase):
     def test_report_ids(self):
         known = re.findall(r"0x\w\w", output_of(PROGRAM, "--list-reports"))
         self.assertEqual(self.complete("--report", "0x"), known)
+        for words in (["--report", "0xE1,0x"], ["--report", "=", "0xE1,"]):
+            self.assertEqual(self.complete(*words), [f"0xE1,{name}" for name in known])
+        self.assertEqual(self.complete("--report", "0xE1,0xDE,0xD0"), ["0xE1,0xDE,0xD0"])
 
     def test_files(self):
         self.assertEqual(self.complete(f"{ROOT}/samples/to"), [f"{ROOT}/samples/tour.hex"])

@@ -6,6 +6,7 @@ import pty
 import resource
 import select
 import signal
+import struct
 import subprocess
 import time
 import unittest
@@ -25,6 +26,7 @@ from support import (
     Run,
     hex_lines,
     image,
+    maker,
     packet,
 )
 
@@ -74,7 +76,8 @@ class Reports(HostTest):
             with self.subTest(mode=mode):
                 run = Run("-o", mode, stdin=b"d0 ff fe 00\nde 01\n")
                 self.assertEqual(run.status, SOME_REFUSED)
-                self.assertRegex(run.err, r"^-:1: report 0xD0 \(feature\): its decoder failed: .+\n$")
+                message = "-:1: report 0xD0 (feature): its decoder failed: the version text is not UTF-8\n"
+                self.assertEqual(run.err, message)
                 self.assertIn(b"SINGLE", run.out)
 
     def test_extended_version_with_too_few_lines_has_text_but_no_object(self):
@@ -116,6 +119,68 @@ class Selection(HostTest):
         self.assertEqual(self.ids("--report=118,222"), ([0xDE, 0x76, 0xDE], ALL_DECODED))
         self.assertEqual(self.ids("--report", "0x76", "--report", "0x99"), ([0x76, 0x99], SOME_REFUSED))
 
+    def test_an_id_that_cannot_be_decimal_is_hexadecimal(self):
+        for name in ("DE", "de", "0xdE"):
+            self.assertEqual(self.ids("--report", name), ([0xDE, 0xDE], ALL_DECODED))
+        self.assertEqual(self.ids("--report", "76,DE"), ([0xDE, 0xDE], ALL_DECODED))
+
+    def expect_told(self, message, *options, lines=LINES):
+        run = Run(*options, stdin=lines)
+        self.expect(run, ALL_DECODED, err=f"vesk-decode: {message}\n" if message else "")
+
+    def test_a_selection_that_matches_nothing(self):
+        self.expect_told("nothing matches --report 76; did you mean 0x76?", "--report", "76")
+        self.expect_told("nothing matches --report 0x4C", "--report=0x4C")
+        self.expect_told("nothing matches --report 76; did you mean 0x76?", "--report", "76,DE")
+        self.expect_told(
+            "nothing matches --report 76,77; did you mean 0x76,0x77?", "--report=76", "--report=77"
+        )
+        self.expect_told("nothing matches --report 0xDE --type input", "--report=0xDE", "--type=input")
+        self.expect_told("nothing matches --type output", "--type", "output")
+
+    def test_a_selection_that_matches_something_or_has_nothing_to_match(self):
+        self.expect_told(None, "--report", "118")
+        self.expect_told(None, "--report", "0xDE,0xE1")
+        self.expect_told(None, "--report", "0x76", lines=b"# nothing\n")
+        self.assertNotIn("nothing matches", Run("--report=0xDE", stdin=b"de\n").err)
+
+    def stalled(self, report_id, usb_type):
+        """A capture of a request that failed, and of a frame."""
+        usbmon = maker.Usbmon(False)
+        setup = maker.GET_REPORT + bytes([report_id, usb_type, 0, 0, 0, 16])
+        answer = usbmon.control((1, 0), 1, b"", completed=True)
+        packets = [
+            usbmon.control((1, 0), 1, setup, completed=False),
+            answer[:28] + struct.pack("<i", -32) + answer[32:],
+            usbmon.interrupt((1, 0), 2, image(1), completed=True),
+        ]
+        return maker.pcap(189, [((1, 0), packet) for packet in packets])
+
+    def test_errors_are_selected_as_reports_are(self):
+        capture = self.stalled(0x99, 3)
+        for options in (["--report=0x76"], ["--type=input"], ["--jobs=2", "--report=0x76"]):
+            with self.subTest(options=options):
+                run = Run("-o", "ndjson", "--stats", *options, stdin=capture)
+                self.expect(run, ALL_DECODED, err="")
+                frame, counts = run.records()
+                self.assertEqual((frame["report_id"], counts["statistics"]["errors"]), (0x76, {}))
+        for options in ([], ["--report=0x99"], ["--type=feature"]):
+            with self.subTest(options=options):
+                run = Run("-o", "ndjson", *options, stdin=capture)
+                self.assertEqual(run.status, SOME_REFUSED)
+                self.assertEqual(run.records()[0]["error"]["code"], "failed_request")
+
+    def test_a_truncated_report_is_known_by_its_first_byte(self):
+        frame = maker.Usbmon(False).interrupt((1, 0), 2, image(1), completed=True)[:-700]
+        capture = maker.pcap(189, [((1, 0), frame)])
+        self.assertEqual(Run("--report=0x76", stdin=capture).status, SOME_REFUSED)
+        message = "vesk-decode: nothing matches --report 0x77\n"
+        self.expect(Run("--report=0x77", stdin=capture), ALL_DECODED, b"", message)
+
+    def test_errors_of_unknown_reports_stay(self):
+        run = Run("--report=0x76", "--type=input", stdin=hex_lines(image(1)) + b"zz\n")
+        self.expect(run, SOME_REFUSED, err='-:2: bad hex: "z" is no hexadecimal digit, in "zz"\n')
+
     def test_type(self):
         self.assertEqual(self.ids("--type", "input"), ([0x76], ALL_DECODED))
         self.assertEqual(self.ids("--type=feature"), ([0xDE, 0xDE], ALL_DECODED))
@@ -138,12 +203,23 @@ class CommandLine(HostTest):
         )
         self.expect_usage("--type both: choose one of input, output, feature", "--type", "both")
         self.expect_usage("--color red: choose one of auto, always, never", "--color", "red")
-        self.expect_usage("--report E1: an ID is 0 to 255, such as 0x76", "--report", "E1")
+        self.expect_usage("--report E1E: an ID is 0 to 255, such as 0x76", "--report", "E1E")
+        self.expect_usage("--report G1: an ID is 0 to 255, such as 0x76", "--report", "G1")
         self.expect_usage("--report 256: an ID is 0 to 255, such as 0x76", "--report", "256")
         self.expect_usage("--device 5: a device is BUS:DEV, such as 1:5", "--device", "5")
         self.expect_usage(
             "--endpoint 99: an endpoint is 0 to 15, or 0x81 to 0x8F", "--endpoint", "99"
         )
+
+    def test_empty_values(self):
+        """As from a variable that isn't set."""
+        options = ("--input", "--device", "--endpoint", "--output", "--jobs", "--color", "--report")
+        for option in (*options, "--type", "--plugin"):
+            with self.subTest(option=option):
+                self.expect_usage(f"{option}: its value is empty", option, "", SAMPLES / "tour.hex")
+                self.expect_usage(f"{option}: its value is empty", f"{option}=", SAMPLES / "tour.hex")
+        for ids in ("0x76,", ",0x76", "0x76,,0x77", ","):
+            self.expect_usage("--report: an ID in its list is empty", "--report", ids)
 
     def test_options_behind_operands_and_double_dash(self):
         path = self.file("r.hex", hex_lines(STATE))
@@ -211,6 +287,124 @@ class CommandLine(HostTest):
     def test_no_color(self):
         self.assertTrue(self.colours_on_a_terminal({"NO_COLOR": ""}))
         self.assertFalse(self.colours_on_a_terminal({"NO_COLOR": "1"}))
+
+
+class WrongForm(HostTest):
+    """A file that is something else: a few errors, and what is the matter."""
+
+    LOG = b"".join(b"line %d of a log\n" % number for number in range(300))
+
+    def verdict(self, run):
+        self.assertEqual(run.status, SOME_REFUSED)
+        *errors, verdict = run.err.splitlines()
+        return len(errors), verdict.replace(str(self.folder) + "/", "")
+
+    def test_few_errors_are_all_shown(self):
+        run = Run("-i", "hex", stdin=b"zz\n" * 5)
+        self.assertEqual((run.status, run.err.count("\n")), (SOME_REFUSED, 5))
+
+    def test_log(self):
+        run = Run("-i", "hex", stdin=self.LOG)
+        self.assertEqual(
+            self.verdict(run),
+            (5, "-: 295 more errors are not shown (295 bad_hex); the file was read as lines of hex "
+                "digits, and no report in it was decoded: it may be something else"),
+        )
+
+    def test_form_that_it_looks_like(self):
+        path = self.file("tour.xxd", (FORMS / "tour.xxd").read_bytes())
+        errors, verdict = self.verdict(Run("-i", "hex", path))
+        self.assertRegex(
+            verdict,
+            r"^tour.xxd: \d+ more errors are not shown \(.*\); the file was read as lines of hex "
+            r"digits, and looks like a dump by .*: try without -i$",
+        )
+
+    def test_form_that_is_left_is_no_guess(self):
+        _, verdict = self.verdict(Run("-i", "recording", self.file("r.log", self.LOG)))
+        self.assertIn("no report in it was decoded", verdict)
+
+    def test_kinds_are_counted_apart(self):
+        errors, verdict = self.verdict(Run(stdin=hex_lines(STATE) + b"zz\nde\n" * 8))
+        self.assertEqual(errors, 10)
+        self.assertEqual(
+            verdict,
+            "-: 6 more errors are not shown (3 bad_hex, 3 short_report); the file was read as lines of "
+            "hex digits",
+        )
+
+    def test_each_file_has_its_own(self):
+        path = self.file("r.log", self.LOG)
+        run = Run("-i", "hex", path, path)
+        self.assertEqual(run.err.count("r.log: 295 more errors"), 2)
+        self.assertEqual(run.err.count("\n"), 12)
+
+    def test_records_and_counts_have_all(self):
+        for jobs in ("1", "3"):
+            run = Run("-i", "hex", "-o", "ndjson", "--stats", "--jobs", jobs, stdin=self.LOG)
+            *records, counts = run.records()
+            self.assertEqual([record["error"]["code"] for record in records], ["bad_hex"] * 300)
+            self.assertEqual(counts["statistics"]["errors"], {"bad_hex": 300})
+            self.assertEqual(run.err.count("\n"), 6)
+
+
+class Terminals(HostTest):
+    """What files and devices say does not steer the terminal."""
+
+    TEXT = "a\x1b[2J\tb\x07\x7f\u009bcé".encode()
+    ESCAPED = "a\\u001b[2J\tb\\u0007\\u007f\\u009bcé".encode()
+
+    def on_a_terminal(self, *arguments, stdin=b"", stream="stdout"):
+        """What comes to a terminal, with its line ends as they were."""
+        master, terminal = pty.openpty()
+        streams = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL, stream: terminal}
+        run = subprocess.run(
+            [PROGRAM, *map(str, arguments)], input=stdin, timeout=20, check=False,
+            env={**os.environ, "NO_COLOR": "1"}, **streams,
+        )
+        os.close(terminal)
+        self.assertIn(run.returncode, range(5))
+        shown = os.read(master, 65536)
+        os.close(master)
+        return shown.replace(b"\r\n", b"\n")
+
+    def test_texts(self):
+        line = hex_lines(b"\xd0" + self.TEXT + b"\0")
+        self.assertEqual(self.on_a_terminal(stdin=line), b"\n" + self.ESCAPED + b"\n\n")
+        self.assertEqual(self.on_a_terminal("--jobs=2", stdin=line), b"\n" + self.ESCAPED + b"\n\n")
+        self.expect(Run(stdin=line), ALL_DECODED, b"\n" + self.TEXT + b"\n\n", "")
+        self.assertEqual(self.on_a_terminal("-o", "csv", stdin=line).split(b",")[-1], self.ESCAPED + b"\n")
+        record = json.loads(self.on_a_terminal("-o", "ndjson", stdin=line))
+        self.assertEqual(record["value"], self.TEXT.decode())
+        recording = b"N: \x1b]0;x\nF: 0.0 2 de 01\n"
+        shown = self.on_a_terminal("-o", "recording", stdin=recording)
+        self.assertTrue(shown.startswith(b"N: \\u001b]0;x\n"), shown)
+        self.assertIn(b"N: \x1b]0;x\n", Run("-o", "recording", stdin=recording).out)
+
+    def test_file_names(self):
+        path = self.file("r\x1b[2J\n\x9b.hex", hex_lines(STATE) + b"zz\n")
+        name = os.fsencode(self.folder) + b"/r\\u001b[2J\\u000a\\u009b.hex"
+        run = Run("--headers", path)
+        self.assertTrue(run.out.startswith(b"# " + name + b":1, "), run.out)
+        self.assertTrue(run.err.encode().startswith(name + b":2: bad hex"), run.err)
+        for stream, begin in (("stdout", b"# " + name), ("stderr", name + b":2: bad hex")):
+            shown = self.on_a_terminal("--headers", path, stream=stream)
+            self.assertTrue(shown.startswith(begin), shown)
+        self.assertEqual(Run("-o", "ndjson", path).records()[0]["source"]["file"], str(path))
+        gap = self.file("g\x1b.bin", image(1) + image(3))
+        self.assertIn(b"2 missing before %s/g\\u001b.bin" % os.fsencode(self.folder),
+                      self.on_a_terminal("--stats", gap, stream="stderr"))
+
+    def test_name_that_is_no_utf8(self):
+        name = os.fsencode(self.folder) + b"/\x9b.hex"
+        with open(name, "wb") as file:
+            file.write(hex_lines(STATE))
+        run = Run("--headers", os.fsdecode(name))
+        self.assertIn(b"/\\x9b.hex:1, ", run.out)
+
+    def test_colours_of_our_own(self):
+        shown = self.on_a_terminal("--headers", "--color=always", stdin=hex_lines(STATE))
+        self.assertTrue(shown.startswith(b"\x1b[36m# -:1, "), shown)
 
 
 class Files(HostTest):

@@ -356,7 +356,8 @@ class UsbCaptures(HostTest):
             )
             self.expect(Run(stdin=capture), SOME_REFUSED, STATE_LINES, message)
             self.expect(Run("--device", "1:5", stdin=capture), ALL_DECODED, STATE_LINES, "")
-            self.expect(Run("--device=2:5", stdin=capture), ALL_DECODED, b"", "")
+            message = "vesk-decode: nothing matches --device 2:5\n"
+            self.expect(Run("--device=2:5", stdin=capture), ALL_DECODED, b"", message)
 
     def test_choosing_an_endpoint(self):
         for link, transfers in self.each():
@@ -430,7 +431,8 @@ class UsbCaptures(HostTest):
 
         shown = Run("--host-writes", "--jobs=2", stdin=capture)
         self.expect(shown, ALL_DECODED, err="")
-        header = b"# -: packet 1, 1.500000 s, report 0xDE (feature), parseAdcDumpState, 2 bytes"
+        header = (b"# -: packet 1, 1.500000 s, device 1:5, endpoint 0, report 0xDE (feature), "
+                  b"parseAdcDumpState, 2 bytes")
         self.assertTrue(shown.out.startswith(header + b", to the device\n\nADC Dump State: "))
         self.assertTrue(shown.out.endswith(silent.out))
         self.assertEqual(shown.out.count(b"#"), 2)

@@ -24,6 +24,7 @@ from support import (
     Run,
     hex_lines,
     image,
+    maker,
     packet,
 )
 
@@ -31,8 +32,80 @@ SCHEMA = json.loads((ROOT / "docs" / "ndjson.schema.json").read_text())
 BROKEN = hex_lines(STATE) + b"de\n99\nxx\n76 00\n" + hex_lines(image(1) + b"\0", image(4))
 
 
+COLUMNS = ("source", "time", "report_id", "bus", "device", "endpoint")
+
+
+def two_panels(link, frames):
+    """A capture of two devices: one counts from 5, the other one from 600,000."""
+    transfers = {189: maker.Usbmon(False), 220: maker.Usbmon(True), 249: maker.UsbPcap()}[link]
+    place = slice(19, 21) if link == 249 else slice(11, 12)  # of the device
+    packets = []
+    for number in range(frames):
+        for device, begin in ((5, 5), (9, 600_000)):
+            packet = bytearray(transfers.interrupt((1, number), number, image(begin + number), True))
+            packet[place] = device.to_bytes(place.stop - place.start, "little")
+            packets.append(((1, number), bytes(packet)))
+    return maker.pcap(link, packets)
+
+
 def float_bits(value):
     return struct.unpack("<I", struct.pack("<f", value))[0]
+
+
+class Schema(unittest.TestCase):
+    """What strict validators ask of a schema beyond the standard."""
+
+    NUMBERS, STRINGS = {"minimum", "maximum"}, {"minLength"}
+    ARRAYS = {"items"}
+    OBJECTS = {"properties", "required", "additionalProperties", "dependentRequired"}
+    ANYWHERE = {
+        "$schema", "$comment", "$defs", "$ref", "title", "description", "type", "const", "enum",
+        "oneOf", "anyOf", "if", "then",
+    }
+
+    def schemas(self, schema, name="#"):
+        """Every schema in it, with its place."""
+        if not isinstance(schema, dict):
+            return
+        yield name, schema
+        for keyword in ("properties", "$defs"):
+            for key, part in schema.get(keyword, {}).items():
+                yield from self.schemas(part, f"{name}/{keyword}/{key}")
+        for keyword in ("items", "additionalProperties", "if", "then"):
+            yield from self.schemas(schema.get(keyword), f"{name}/{keyword}")
+        for keyword in ("oneOf", "anyOf"):
+            for number, part in enumerate(schema.get(keyword, [])):
+                yield from self.schemas(part, f"{name}/{keyword}/{number}")
+
+    def complaints(self, schema):
+        for name, part in self.schemas(schema):
+            kinds = part.get("type", [])
+            kinds = {kinds} if isinstance(kinds, str) else set(kinds)
+            if len(kinds - {"null"}) > 1:
+                yield name, "several types"
+            for keywords, wanted in (
+                (self.NUMBERS, {"number", "integer"}), (self.STRINGS, {"string"}),
+                (self.ARRAYS, {"array"}), (self.OBJECTS, {"object"}),
+            ):
+                if keywords & set(part) and not kinds & wanted:
+                    yield name, "no type"
+            known = self.NUMBERS | self.STRINGS | self.ARRAYS | self.OBJECTS | self.ANYWHERE
+            yield from ((name, keyword) for keyword in set(part) - known)
+            if set(part.get("required", [])) - set(part.get("properties", {})):
+                yield name, "required, but no property"
+
+    def test_it_is_strict(self):
+        self.assertEqual(list(self.complaints(SCHEMA)), [])
+
+    def test_what_is_not(self):
+        for schema, complaint in (
+            ({"type": ["object", "string"]}, "several types"),
+            ({"anyOf": [{"properties": {}}]}, "no type"),
+            ({"$defs": {"x": {"minimum": 0}}}, "no type"),
+            ({"type": "object", "required": ["x"]}, "required, but no property"),
+            ({"if": {"nonsense": 1}}, "nonsense"),
+        ):
+            self.assertEqual([found for _, found in self.complaints(schema)], [complaint])
 
 
 class Records(HostTest):
@@ -60,6 +133,9 @@ class Records(HostTest):
         for change in (
             {"format_version": 2}, {"report_type": "both"}, {"value": None}, {"value": [1]},
             {"more": 1}, {"length": 0}, {"source": {"file": "-", "line": 1, "packet": 1}},
+            {"source": {"file": "-", "packet": 1, "bus": 1}}, {"source": {"file": "-", "bus": 1}},
+            {"source": {"file": "-", "line": 1, "bus": 1, "device": 2, "endpoint": 1}},
+            {"error": {"code": "bad_hex", "message": "x"}}, {"statistics": {}},
         ):
             with self.subTest(change=change):
                 self.assertFalse(self.validator.is_valid({**record, **change}))
@@ -201,14 +277,15 @@ class Tables(HostTest):
         run = Run("-o", "csv", "--report", "0x76", self.file("r.bin", STATE + image(7) + image(8)))
         self.expect(run, ALL_DECODED, err="")
         names, first, second = self.rows(run)
-        self.assertEqual(names[:5], ["source", "time", "report_id", "COOKIE", "FLAGS"])
-        self.assertEqual(len(names), 3 + 7 + 192)
+        self.assertEqual(names[:6], [*COLUMNS])
+        self.assertEqual(names[6:8], ["COOKIE", "FLAGS"])
+        self.assertEqual(len(names), 6 + 7 + 192)
         self.assertIn("P_SCAN_Q_47", names)
         column = names.index("FRAME_NUMBER")
         self.assertEqual((first[column], second[column]), ("7", "8"))
         self.assertTrue(first[0].endswith("r.bin: byte 2"))
         self.assertEqual(dict(zip(names, first))["TMON_DEG_C"], "25.5")
-        self.assertEqual(first[2], "118")
+        self.assertEqual(first[2:6], ["118", "", "", ""])
 
     def test_every_kind_gives_rows_as_long_as_its_header(self):
         for _, data in TOUR:
@@ -230,8 +307,8 @@ class Tables(HostTest):
                 entries = entry if isinstance(entry, list) else [entry]
                 keys = [f"{key}_{i}" for i in range(len(entries))] if isinstance(entry, list) else [key]
                 spread.update(zip(keys, entries))
-            self.assertEqual(list(spread), names[3:])
-            for name, text in zip(names[3:], row[3:]):
+            self.assertEqual(list(spread), names[6:])
+            for name, text in zip(names[6:], row[6:]):
                 expected = spread[name]
                 self.assertEqual(text if isinstance(expected, str) else type(expected)(text), expected)
 
@@ -242,7 +319,7 @@ class Tables(HostTest):
             "what parseAdcDumpState decodes, --report ID chooses\n"
         )
         self.expect(run, SOME_REFUSED, err=message)
-        self.assertEqual([row[3] for row in self.rows(run)], ["VALUE", "SINGLE", "SINGLE"])
+        self.assertEqual([row[6] for row in self.rows(run)], ["VALUE", "SINGLE", "SINGLE"])
 
     def test_kinds_of_one_decoder_share_a_table(self):
         data = [data for _, data in TOUR if data[0] in (0xE4, 0xE5)]
@@ -253,18 +330,75 @@ class Tables(HostTest):
     def test_text_is_quoted(self):
         text = 'a,"b"\r\nc'
         run = Run("-o", "csv", stdin=b"d0" + text.encode().hex().encode() + b"00")
-        self.assertEqual(self.rows(run)[1][3], text)
+        self.assertEqual(self.rows(run)[1][6], text)
 
     def test_nan_and_infinities(self):
         bits = [0x7FC00000, 0x7F800000, 0xFF800000] + [0] * 45
         run = Run("-o", "csv", stdin=hex_lines(b"\xa2" + struct.pack("<48I", *bits)))
-        values = [float(field) for field in self.rows(run)[1][3:6]]
+        values = [float(field) for field in self.rows(run)[1][6:9]]
         self.assertTrue(math.isnan(values[0]))
         self.assertEqual(values[1:], [math.inf, -math.inf])
 
     def test_time(self):
         run = Run("-o", "csv", stdin=b"F: 0012.000345 2 de 01\n")
         self.assertEqual(self.rows(run)[1][:2], ["-:1", "12.000345"])
+
+
+class Senders(HostTest):
+    """In a USB capture every record says who sent the report."""
+
+    def test_reports(self):
+        for link in (189, 220, 249):
+            with self.subTest(link=link):
+                capture = two_panels(link, 1)
+                sources = [record["source"] for record in Run("-o", "ndjson", stdin=capture).records()]
+                expected = [
+                    {"file": "-", "packet": number, "bus": 1, "device": device, "endpoint": 1}
+                    for number, device in ((1, 5), (2, 9))
+                ]
+                self.assertEqual(sources, expected)
+                table = csv.reader(io.StringIO(Run("-o", "csv", stdin=capture).out.decode(), newline=""))
+                self.assertEqual(
+                    [row[:6] for row in table],
+                    [
+                        [*COLUMNS],
+                        ["-: packet 1", "1.000000", "118", "1", "5", "1"],
+                        ["-: packet 2", "1.000000", "118", "1", "9", "1"],
+                    ],
+                )
+                headers = re.findall(rb"^# .*", Run("--headers", stdin=capture).out, re.M)
+                self.assertEqual(
+                    headers,
+                    [
+                        b"# -: packet %d, 1.000000 s, device 1:%d, endpoint 1, report 0x76 (input), "
+                        b"parseVeskImage, 792 bytes" % place
+                        for place in ((1, 5), (2, 9))
+                    ],
+                )
+
+    def test_errors(self):
+        usbmon = maker.Usbmon(False)
+        setup = maker.GET_REPORT + bytes([0xDE, 3, 0, 0, 0, 16])
+        moment = (1, 0)
+        stalled = usbmon.control(moment, 2, b"", completed=True)
+        packets = [
+            usbmon.control(moment, 1, setup, completed=False),  # has no answer
+            usbmon.control(moment, 2, setup, completed=False),
+            stalled[:28] + struct.pack("<i", -32) + stalled[32:],
+            usbmon.interrupt(moment, 3, b"\x99", completed=True),
+        ]
+        capture = maker.pcap(189, [(moment, packet) for packet in packets])
+        records = Run("-o", "ndjson", stdin=capture).records()
+        told = [
+            (record["error"]["code"], *(record["source"][name] for name in ("packet", *COLUMNS[3:])))
+            for record in records
+        ]
+        expected = [
+            ("failed_request", 3, 1, 5, 0),
+            ("unknown_report", 4, 1, 5, 1),
+            ("unanswered_request", 1, 1, 5, 0),
+        ]
+        self.assertEqual(told, expected)
 
 
 class Recordings(HostTest):
@@ -309,7 +443,10 @@ class Headers(HostTest):
         self.expect(run, ALL_DECODED, header.encode() + b"\nADC Dump State: SINGLE\n\n", "")
         self.assertTrue(Run("--headers", stdin=STATE).out.startswith(b"# -: byte 0, report 0xDE"))
         packets = Run("--headers", FORMS / "tour-usbmon.pcap").out
-        self.assertIn(b"tour-usbmon.pcap: packet 4, 1700000000.016667 s, report 0xD0", packets)
+        self.assertIn(
+            b"tour-usbmon.pcap: packet 4, 1700000000.016667 s, device 1:5, endpoint 0, report 0xD0",
+            packets,
+        )
 
 
 class Statistics(HostTest):
@@ -337,8 +474,35 @@ class Statistics(HostTest):
                 "         4  lost by FRAME_NUMBER",
                 "            7 to 9 missing before f.bin: byte 1584",
                 "            12 missing before f.bin: byte 3168",
+                "         3  late by FRAME_NUMBER",  # around 0, shortly before 2 and 3
+                "         1  restarts by FRAME_NUMBER",  # at 2
             ],
         )
+
+    def test_late_and_doubled_frames_are_not_lost(self):
+        path = self.file("f.bin", b"".join(image(n) for n in (5, 6, 9, 9, 7, 8)))
+        self.assertEqual(
+            Run("--stats", path).err.splitlines()[2:],
+            [
+                "         0  lost by FRAME_NUMBER",
+                "         2  late by FRAME_NUMBER",
+                "         1  doubled by FRAME_NUMBER",
+            ],
+        )
+
+    def test_two_panels_without_a_gap_lose_nothing(self):
+        for link in (189, 220, 249):
+            with self.subTest(link=link):
+                capture = two_panels(link, 20)
+                self.assertEqual(
+                    Run("--stats", stdin=capture).err.splitlines()[2:],
+                    [
+                        "         0  lost by FRAME_NUMBER, device 1:5, endpoint 1",
+                        "         0  lost by FRAME_NUMBER, device 1:9, endpoint 1",
+                    ],
+                )
+                lost = Run("-o", "ndjson", "--stats", stdin=capture).records()[-1]["statistics"]["lost"]
+                self.assertEqual([(entry["device"], entry["reports"]) for entry in lost], [(5, 0), (9, 0)])
 
     def test_only_the_first_gaps_are_named(self):
         packets = b"".join(packet(2 * n) for n in range(20))
@@ -365,6 +529,9 @@ class Statistics(HostTest):
                         {
                             "counter": "PACKET_ID",
                             "reports": 2,
+                            "late": 0,
+                            "doubled": 0,
+                            "restarts": 0,
                             "gap_count": 1,
                             "gaps": [{"before": "-:2", "first": 2, "last": 3}],
                         }
