@@ -2,7 +2,9 @@
 """Follow the recipes of HACKING.md to the letter, in a copy of the tree, and see that they suffice.
 
     recipe_test.py FOLDER                    all of them, in FOLDER, which is kept for the next run
-    recipe_test.py --leave-out-each FOLDER   leaves each step out in turn, and sees that it is missed
+    recipe_test.py --thorough FOLDER         with the tests and benchmarks that take long to compile
+    recipe_test.py --leave-out-each FOLDER   besides, leaves each step out in turn, and sees that it is
+                                             missed
 
 The copy is built without optimisation and without sanitizers, once, and then only what a recipe
 changes. CC, CXX and CMAKE name the tools. This script makes no edit of its own: what a recipe does
@@ -22,17 +24,13 @@ from recipes import Unreadable, recipes_of
 ROOT = Path(__file__).resolve().parents[2]
 PYTHON = "/usr/bin/python3"  # which has what Debian's packages bring
 
-TARGETS = ["vesk-decode", "vesk-report", "plugin-test", "reports-test", "memory-test",
-           "host-test", "vesk-bench"]
+TARGETS = ["vesk-decode", "vesk-report", "reports-test"]
+MORE_TARGETS = ["plugin-test", "memory-test", "host-test", "vesk-bench"]
 
 # What a new report, input form or output form must pass; {build} and {tree} are filled in.
 CHECKS = [
     ["scripts/format", "--check"],
-    ["{build}/bin/plugin-test", "--gtest_brief=1"],
     ["{build}/bin/reports-test", "--gtest_brief=1"],
-    ["{build}/bin/memory-test", "--gtest_brief=1"],
-    ["{build}/bin/host-test", "--gtest_brief=1"],
-    ["{build}/bin/vesk-bench", "--check", "20"],
     [PYTHON, "-B", "tests/reference/make_cases.py", "--check"],
     [PYTHON, "-B", "tests/coverage_test.py"],
     [PYTHON, "-B", "tests/differential.py", "--seed", "1", "{build}/lib/libvesk-report.so"],
@@ -40,6 +38,12 @@ CHECKS = [
     [PYTHON, "-B", "tests/host/outputs_test.py"],
     [PYTHON, "-B", "tests/docs/help_test.py"],
     [PYTHON, "-B", "tests/docs/reports_test.py"],
+]
+MORE_CHECKS = [
+    ["{build}/bin/plugin-test", "--gtest_brief=1"],
+    ["{build}/bin/memory-test", "--gtest_brief=1"],
+    ["{build}/bin/host-test", "--gtest_brief=1"],
+    ["{build}/bin/vesk-bench", "--check", "20"],
 ]
 
 
@@ -67,7 +71,9 @@ def sync(stage: Path, tree: Path):
 class Workshop:
     """A tree that recipes are followed in, and what is built of it."""
 
-    def __init__(self, folder: Path):
+    def __init__(self, folder: Path, thorough):
+        self.targets = TARGETS + (MORE_TARGETS if thorough else [])
+        self.checks = CHECKS + (MORE_CHECKS if thorough else [])
         self.tree = folder / "tree"
         self.build = folder / "build"
         self.tree.mkdir(parents=True, exist_ok=True)
@@ -101,8 +107,8 @@ class Workshop:
             commands.append([os.environ.get("CMAKE", "cmake"), "-G", "Ninja", "-S", str(self.tree),
                              "-B", str(self.build), "-DCMAKE_BUILD_TYPE=Debug",
                              "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DVESK_BUILD_BENCH=ON", *tools])
-        commands.append(["ninja", "-C", str(self.build), *TARGETS])
-        for check in CHECKS:
+        commands.append(["ninja", "-C", str(self.build), *self.targets])
+        for check in self.checks:
             commands.append([word.format(build=self.build, tree=self.tree) for word in check])
         env = {**os.environ, "VESK_SANITIZE": "",
                "VESK_DECODE": str(self.build / "bin/vesk-decode"),
@@ -128,13 +134,15 @@ def telling_line(failure):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", 1)[0])
     parser.add_argument("folder", type=Path)
+    parser.add_argument("--thorough", action="store_true")
     parser.add_argument("--leave-out-each", action="store_true")
     arguments = parser.parse_args()
 
     recipes = recipes_of(ROOT / "HACKING.md")
     if len(recipes) < 3:
         sys.exit("HACKING.md has fewer than three recipes: a report, an input form, an output form")
-    workshop = Workshop(arguments.folder.resolve())
+    thorough = arguments.thorough or arguments.leave_out_each
+    workshop = Workshop(arguments.folder.resolve(), thorough)
     steps = [step for recipe in recipes for step in recipe.steps]
     try:
         workshop.follow(steps)
