@@ -1,10 +1,12 @@
 #include "host/inputs/HexText.h"
 
+#include <utility>
+
 #include "host/inputs/Hex.h"
 
 namespace vesk::host {
 
-Item HexText::next() {
+RowInput::Next HexText::nextRow() {
   while (const auto line = _lines.next()) {
     if (line->tooLong && !line->text.starts_with('#'))
       return problemAt({Place::Unit::Line, line->number},
@@ -12,23 +14,27 @@ Item HexText::next() {
                        "the line is longer than any report; reports are lines of hex digits");
     const std::string_view text = trim(line->text.substr(0, line->text.find('#')));
     if (!text.empty()) return parse(*line, text);
+    _apart = true;
   }
   return End{};
 }
 
-Item HexText::parse(const LineReader::Line& line, std::string_view text) {
-  Report report;
-  report.place = {Place::Unit::Line, line.number};
+RowInput::Next HexText::parse(const LineReader::Line& line, std::string_view text) {
+  Row row;
+  row.bytes = spare();
+  row.line = line.number;
+  row.apart = std::exchange(_apart, false);
   std::string_view rest = text;
-  report.type = reportTypeNamed(takeWord(rest));
-  if (report.type) text = rest;
-
-  _bytes.clear();
-  if (const auto complaint = appendHex(text, _bytes))
-    return problemAt(report.place, ProblemCode::BadHex, "bad hex: " + *complaint);
-  if (auto problem = checkSize(report.place, _bytes.size())) return *problem;
-  report.bytes = _bytes;
-  return report;
+  row.type = reportTypeNamed(takeWord(rest));
+  if (row.type) {
+    text = rest;
+    row.apart = true;
+  }
+  const Place place = {Place::Unit::Line, line.number};
+  if (const auto complaint = appendHex(text, row.bytes))
+    return problemAt(place, ProblemCode::BadHex, "bad hex: " + *complaint);
+  if (auto problem = checkSize(place, row.bytes.size())) return *problem;
+  return row;
 }
 
 }  // namespace vesk::host

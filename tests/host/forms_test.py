@@ -1,6 +1,7 @@
 """Every form of input: that its sample reads as the reports it was made of, from a file and from a
 pipe, that converting there and back loses nothing, and what is said of each thing that is wrong."""
 
+import random
 import shutil
 import struct
 import subprocess
@@ -17,6 +18,7 @@ from support import (
     TOUR,
     HostTest,
     Run,
+    hex_lines,
     image,
     maker,
     packet,
@@ -96,6 +98,166 @@ class Samples(HostTest):
                 again = [r["time"] for r in Run("-o", "ndjson", stdin=recorded).records()]
                 self.assertEqual(times, again)
                 self.assertGreaterEqual(times[0], 1.7e9)
+
+
+class TextOrBinary(HostTest):
+    """Two reports' IDs are letters, and the IDs of others begin letters of other alphabets."""
+
+    HEX = hex_lines(STATE)
+
+    def test_logs_that_begin_with_an_id(self):
+        for word in ("vendor", "value", "version", "wrote", "watchdog", "Привет", "मान", "北京"):
+            for rest in (": 25 °C", "\x1b[31m red \x1b[0m", "\tx\r"):
+                for count in (1, 40, 400):
+                    with self.subTest(word=word, rest=rest, count=count):
+                        log = f"{word}{rest} report log\n".encode() * count
+                        run = Run("-o", "ndjson", stdin=log + self.HEX)
+                        values = [record["value"] for record in run.records() if "value" in record]
+                        self.assertEqual(values, ["SINGLE"])
+
+    def test_a_letter_cut_off_where_looking_ends(self):
+        log = b"value " + b"x" * 2056 + "é\nde 01\n".encode()
+        self.assertIn(STATE_LINES, Run(stdin=log).out)
+
+    def test_reports_are_binary(self):
+        for content in (image(1), packet(1), image(1) + packet(2) + STATE, packet(3) + bytes(5)):
+            self.expect(Run("-v", stdin=content), ALL_DECODED)
+
+    def test_neither(self):
+        """Text in Latin-1, and a report behind which nothing known stands."""
+        latin = "value 25 °C\n".encode("latin-1") * 400
+        for content, letter in (
+            (latin, "v"), (image(1) + b"log", "v"), (packet(1) + b"\n", "w"), (b"w\0" + latin, "w"),
+        ):
+            run = Run(stdin=content)
+            self.assertEqual((run.status, run.out), (CANNOT_READ_OR_WRITE, b""))
+            self.assertRegex(
+                run.err,
+                f'^-: begins with "{letter}", which is report 0x7[67] .input. as well, and is '
+                "neither text nor such a report and another behind it; say which it is: -i hex or "
+                "-i binary\n$",
+            )
+        self.assertIn(b"[Frame # = 1]", Run("-i", "binary", stdin=image(1) + b"log").out)
+
+
+class ByteOrderMark(HostTest):
+    MARK = b"\xef\xbb\xbf"
+
+    def test_in_front_of_any_text(self):
+        for name, form in [*NAMES.items(), ("../tour.hex", "hex")]:
+            if form in ("binary", "usb"):
+                continue
+            content = self.MARK + (FORMS / name).read_bytes()
+            for options in ([], ["-i", form]):
+                with self.subTest(name=name, options=options):
+                    self.expect(Run(*options, stdin=content), ALL_DECODED, TOUR_TEXT, "")
+
+    def test_of_nothing_else(self):
+        for content in (b"", self.MARK[:1], self.MARK[:2], self.MARK):
+            self.assertEqual(Run("-i", "hex", stdin=content).out, b"")
+
+    def test_binary_has_none(self):
+        run = Run("-i", "binary", stdin=self.MARK + STATE)
+        self.assertEqual((run.status, run.out), (SOME_REFUSED, b""))
+
+
+class Wrapped(HostTest):
+    """Reports that stand in several lines of digits."""
+
+    def rows(self, data, width):
+        return hex_lines(*(row for _, row in maker.rows(data, width)))
+
+    def reports(self, data, width):
+        """What is decoded, and the codes of what is refused."""
+        records = Run("-o", "ndjson", stdin=data if width is None else self.rows(data, width)).records()
+        codes = [record["error"]["code"] for record in records if "error" in record]
+        return [record for record in records if "value" in record], codes
+
+    def full_report(self, *places, row=b"\xde\x01"):
+        data = bytearray(991)
+        data[0] = 0xE1
+        for place in places:
+            data[place : place + len(row)] = row
+        return bytes(data)
+
+    def test_joined_whatever_later_rows_begin_with(self):
+        for width in (2, 4, 8, 16, 20, 24, 32, 64, 500, 990):
+            places = range(width, 990, width)
+            for row in (b"\xde\x01", b"\xe0\x01", b"\xd0\x31", b"\xdf\0", b"\x99\x99"):
+                if width > 4:
+                    row += b"\x37" * 3
+                with self.subTest(width=width, row=row):
+                    report = self.full_report(*places, row=row)[:991]
+                    found, codes = self.reports(report, width)
+                    self.assertEqual(codes, [])
+                    self.assertEqual([record["length"] for record in found], [991])
+                    self.assertEqual(found[0]["source"]["line"], 1)
+                    whole, _ = self.reports(hex_lines(report), None)
+                    self.assertEqual([r["value"] for r in found], [r["value"] for r in whole])
+
+    def test_each_report_of_the_tour(self):
+        for kind, data in TOUR:
+            for width in (8, 16, 32):
+                if data[0] in (row[0] for _, row in list(maker.rows(data, width))[1:]):
+                    continue
+                with self.subTest(id=data[0], width=width):
+                    found, codes = self.reports(data, width)
+                    self.assertEqual((len(found), codes), (1, []))
+                    text = f"{kind} ".encode() + self.rows(data, width)
+                    self.assertEqual(Run(stdin=text).out, Run(stdin=hex_lines(data)).out)
+
+    def test_two_with_something_between(self):
+        report = self.rows(self.full_report(16), 16)
+        for between in (b"\n", b"# next\n", b"", b"feature "):
+            found, codes = self.reports(report + between + report, None)
+            self.assertEqual((len(found), codes), (2, []), between)
+
+    def test_another_row_with_the_same_id(self):
+        report = bytearray(image(1))
+        report[32] = 0x76
+        self.assertEqual(self.reports(bytes(report), 16), ([], ["short_report"]))
+        self.assertEqual(self.reports(hex_lines(*[image(1)[:16]] * 50), None), ([], ["short_report"]))
+
+    def test_run_that_does_not_end_with_the_report(self):
+        report = self.full_report(16, 32, 48, row=b"\xde\x01\0")
+        for data in (report[:-1], report[:-20], report[:64], report[:48]):
+            self.assertEqual(self.reports(data, 16), ([], ["short_report"]))
+        for data in (report + b"\0", report + STATE + bytes(14), report + bytes(40)):
+            self.assertEqual(self.reports(data, 16), ([], ["length_mismatch"]))
+
+    def test_packets_of_random_words(self):
+        generator = random.Random(5)
+        for _ in range(100):
+            data = packet(1)[:16] + generator.randbytes(2048)
+            rows = [row for _, row in maker.rows(data)]
+            # What a capture makes of it: whole, cut off, and with a row in its place lost.
+            for shown in (rows, rows[:-1], rows[1:], rows[:5] + rows[6:], rows[:40] + [b"\x05"] + rows[40:]):
+                found, _ = self.reports(hex_lines(*shown), None)
+                alone = any(row[0] == 0x77 for row in rows[1:])
+                self.assertEqual(len(found), int(shown is rows and not alone))
+
+    def test_rows_of_an_unknown_report(self):
+        unknown = bytes([0x05]) * 16
+        mixed = STATE + b"\x07" * 14
+        padded = STATE + bytes(14)
+        found, codes = self.reports(hex_lines(unknown, mixed, padded, mixed), None)
+        self.assertEqual([record["source"]["line"] for record in found], [3])
+        self.assertEqual(codes, ["unknown_report", "length_mismatch", "length_mismatch"])
+
+    def test_text(self):
+        version = b"\xd2" + b"\n".join(b"name-%d" % i for i in range(6)) + b"\0"
+        found, codes = self.reports(version, 8)
+        self.assertEqual((len(found), codes), (1, []))
+        self.assertEqual(self.reports(version[:-1], 8), ([], ["short_report"]))
+        self.assertEqual(self.reports(hex_lines(b"\xd04", b"\xde\0"), None), ([], ["short_report"]))
+
+    def test_rows_that_are_no_run(self):
+        """A line as long as the one before it, or shorter, is no piece of it if that is whole."""
+        lines = hex_lines(STATE + b"\x05", STATE, STATE, image(1), image(2), STATE)
+        found, codes = self.reports(lines, None)
+        self.assertEqual((len(found), codes), (6, []))
+        found, codes = self.reports(hex_lines(image(1)[:9], STATE, STATE), None)
+        self.assertEqual((len(found), codes), (2, ["short_report"]))
 
 
 class Binary(HostTest):

@@ -98,8 +98,8 @@ TEST(Detection, Captures) {
 
 TEST(Detection, Binary) {
   for (const std::string& text : {std::string("\xDE\x01"),
-                                  std::string("v123"),
-                                  std::string("w"),
+                                  std::string("v\1\2\3"),
+                                  std::string("w\0\xFF", 3),
                                   std::string("\x99"),
                                   std::string("\0\0", 2),
                                   std::string("\x01"),
@@ -121,7 +121,7 @@ TEST(Detection, WhatOthersCompressOrEncode) {
 
 TEST(Detection, DoesNotWaitForMoreThanItNeeds) {
   // A live pipe that has sent so much and is silent now: another read would be one too many.
-  for (const char* text : {"de 01\n", "\xDE", "D: 0\n", "# c\nde01\n", "\xD4\xC3\xB2\xA1"}) {
+  for (const char* text : {"de 01\n", "\xDE\x01", "D: 0\n", "# c\nde01\n", "\xD4\xC3\xB2\xA1"}) {
     StringBytes bytes(text);
     bytes.failAtEnd();
     EXPECT_NO_THROW(detectForm(bytes, known())) << text;
