@@ -25,14 +25,18 @@ RowInput::Next HexText::parse(const LineReader::Line& line, std::string_view tex
   row.line = line.number;
   row.apart = std::exchange(_apart, false);
   std::string_view rest = text;
-  row.type = reportTypeNamed(takeWord(rest));
+  row.type = typeWord(takeWord(rest));
   if (row.type) {
     text = rest;
     row.apart = true;
   }
   const Place place = {Place::Unit::Line, line.number};
-  if (const auto complaint = appendHex(text, row.bytes))
-    return problemAt(place, ProblemCode::BadHex, "bad hex: " + *complaint);
+  if (const auto complaint = appendHex(text, row.bytes)) {
+    row.bytes.clear();
+    const std::string tidy = tidied(text);
+    if (tidy.empty() || appendHex(tidy, row.bytes))
+      return problemAt(place, ProblemCode::BadHex, "bad hex: " + *complaint);
+  }
   if (auto problem = checkSize(place, row.bytes.size())) return *problem;
   return row;
 }

@@ -174,12 +174,13 @@ Item RowInput::inSeveral(Row first, const ReportInfo& info) {
     if (isLast) _width = 0;
   }
   if (isWhole()) return report(std::move(joined));
-  return problemWith(joined,
-                     info,
-                     ProblemCode::ShortReport,
-                     countedBytes(joined.bytes.size()) + " in " + std::to_string(lines) + " lines, " +
-                         (info.nulTerminated ? "and they are no text that ends there"
-                                             : "its layout needs " + std::to_string(info.smallest)));
+  return problemWith(
+      joined,
+      info,
+      ProblemCode::ShortReport,
+      countedBytes(joined.bytes.size()) + " in " + std::to_string(lines) + " lines, " +
+          (info.nulTerminated ? "and they are no text that ends there"
+                              : "its layout needs " + std::to_string(info.smallest)));
 }
 
 /// Passes over the rest of the run at hand.

@@ -88,6 +88,27 @@ def recording(reports):
     return "\n".join(lines) + "\n"
 
 
+def kernel_log(reports):
+    """As the kernel logs rows of bytes, among lines of its own."""
+    lines = ["[    4.181002] usb 1-3: new high-speed USB device number 5 using xhci_hcd"]
+    for number, (_, data) in enumerate(reports):
+        stamp = f"[{12 + number:5}.{number * 1001:06}]"
+        lines.append(f"{stamp} vesk 0018:1209:0001.0001: got a report")
+        for offset, row in rows(data):
+            lines.append(f"{stamp} vesk: {offset:08x}: {row.hex(' '):<47}  {printable(row)}")
+    return "\n".join(lines) + "\n"
+
+
+def device_log(reports):
+    """As a telephone logs them: a line each."""
+    lines = ["--------- beginning of main"]
+    for number, (_, data) in enumerate(reports):
+        stamp = f"11-21 17:02:{number:02}.125  1234  1250"
+        lines.append(f"{stamp} I touch   : {len(data)} bytes")
+        lines.append(f"{stamp} D touch   : Received: {data.hex(' ')}")
+    return "\n".join(lines) + "\n"
+
+
 class Transfers:
     """USB packets of the reports, with a request for a descriptor before them, whose header the
     subclasses write."""
@@ -187,6 +208,8 @@ def forms(reports):
     yield "tour.hexdump", hexdump_canonical(data).encode()
     yield "tour.od", od(data).encode()
     yield "tour.hid", recording(reports).encode()
+    yield "tour-dmesg.log", kernel_log(reports).encode()
+    yield "tour-logcat.log", device_log(reports).encode()
     yield "tour-usbmon.pcap", pcap(189, Usbmon(mapped=False).packets(reports))
     yield "tour-usbmon-mapped.pcapng", pcapng(220, Usbmon(mapped=True).packets(reports))
     yield "tour-usbpcap.pcap", pcap(249, UsbPcap().packets(reports))

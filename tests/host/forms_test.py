@@ -33,6 +33,8 @@ NAMES = {
     "tour.hexdump": "dump",
     "tour.od": "dump",
     "tour.hid": "recording",
+    "tour-dmesg.log": "log",
+    "tour-logcat.log": "log",
     "tour-usbmon.pcap": "usb",
     "tour-usbmon-mapped.pcapng": "usb",
     "tour-usbpcap.pcap": "usb",
@@ -258,6 +260,88 @@ class Wrapped(HostTest):
         self.assertEqual((len(found), codes), (6, []))
         found, codes = self.reports(hex_lines(image(1)[:9], STATE, STATE), None)
         self.assertEqual((len(found), codes), (2, ["short_report"]))
+
+
+class Digits(HostTest):
+    """How people and programs write the bytes of a report."""
+
+    def test_ways_to_write_them(self):
+        for text in (
+            "DE-01", "de-01", "[de 01]", "[0xde, 0x01],", "{0xDE, 0x01},", "\\xde\\x01", '"\\xde\\x01"',
+            "{0xDE, 0x01};  // state", "0xDE, 0x01, /* state */", "Feature de 01", "FEATURE [DE-01]",
+            "(de 01)", "de 01 // the state",
+        ):
+            with self.subTest(text=text):
+                self.expect(Run(stdin=f"{text}\n".encode()), ALL_DECODED, STATE_LINES, "")
+
+    def test_what_is_no_digit_still_is_none(self):
+        for text in ("de 0g", "DE--01", "[de 0]", "{}", "Features de 01", "-de 01", "de /* x */ 01"):
+            run = Run("-i", "hex", stdin=f"{text}\n".encode())
+            self.assertEqual((run.status, run.out), (SOME_REFUSED, b""), text)
+            self.assertIn("-:1: bad hex: ", run.err)
+
+
+class Logs(HostTest):
+    def test_what_stands_before_the_digits(self):
+        for line in (
+            "[   12.345678] vesk: de 01", "[   12.345678] de 01", "<6>[   12.345678][  T101] vesk: de 01",
+            "[Sat Nov 21 17:02:38 2026] vesk: report: de 01", "17:02:37 de 01", "17:02:37.123 Received: de 01",
+            "17:02:37,123 RX: DE-01", "2026-11-21 17:02:37.123 rx: de 01", "[2026-11-21 17:02:37] de 01",
+            "2026-11-21T17:02:37.123456Z de 01", "2026-11-21T17:02:37+01:00 hid <- [de 01]",
+            "11-21 17:02:37.123  1234  1250 D vesk    : report: de 01", "12.345678 de 01",
+            "11-21 17:02:37.123 D/vesk( 1234): de 01", "Nov 21 17:02:37 bench kernel: [ 12.5] vesk: de 01",
+            "Nov 21 17:02:37 bench vesk[12]: data: 0xde, 0x01", "Received: de 01", "received = de01",
+            "Read 2 bytes: de 01", "[12.5] hid-x 0018:1209:0001.0001: raw: de 01", "RX: de:01",
+            "17:02:37 Feature: de 01", "\x1b[32m[   12.345678]\x1b[0m vesk: \x1b[1mde 01\x1b[0m",
+            "vesk: 00000000: de 01                                            ..",
+        ):
+            for other in ("", "something else\n"):
+                with self.subTest(line=line, other=other):
+                    run = Run(stdin=f"{line}\n{other}".encode())
+                    self.expect(run, ALL_DECODED, STATE_LINES, "")
+
+    def test_times_of_the_kernel(self):
+        times = [r["time"] for r in Run("-o", "ndjson", FORMS / "tour-dmesg.log").records()]
+        self.assertEqual(times[:3], [12.0, 13.001001, 14.002002])
+        self.assertEqual(len(times), len(TOUR))
+
+    def test_lines_that_are_none(self):
+        for line in (
+            "usb 1-3: new device", "crc of it: ok", "checksum: de 01", "17:02:38 vesk: crc: de 01",
+            "sent: de 01", "17:02:38 de", "dead line", "read: nothing", "0", "vesk: 2 reports",
+        ):
+            run = Run(stdin=f"17:02:37 begin\n{line}\nRX: de 01\n".encode())
+            self.expect(run, ALL_DECODED, STATE_LINES, "")
+
+    def test_bad_digits(self):
+        run = Run(stdin=b"RX: de 01\nRX: de 01 0g\nRX: de 01\n")
+        message = '-:2: bad hex: "g" is no hexadecimal digit, in "0g"\n'
+        self.expect(run, SOME_REFUSED, STATE_LINES * 2, message)
+
+    def test_log_without_a_report(self):
+        run = Run(stdin=b"17:02:37 begin\n17:02:38 end\n")
+        message = (
+            "-: taken for a log, and no line of it has a report's digits behind a time or a word like "
+            '"Received:"\n'
+        )
+        self.expect(run, CANNOT_READ_OR_WRITE, b"", message)
+
+    def test_rows_without_addresses_are_joined(self):
+        rows = [row.hex(" ") for _, row in maker.rows(packet(1))]
+        log = "".join(f"[   12.345678] vesk: {row}\n" for row in rows)
+        self.expect(Run(stdin=log.encode()), ALL_DECODED, Run(stdin=hex_lines(packet(1))).out, "")
+
+    def test_missing_row_of_a_dump(self):
+        lines = (FORMS / "tour-dmesg.log").read_bytes().splitlines(keepends=True)
+        first = next(i for i, line in enumerate(lines) if b"00000040: " in line and b"+..." not in line)
+        run = Run("-o", "ndjson", stdin=b"".join(lines[: first] + lines[first + 1 :]))
+        errors = [r["error"]["code"] for r in run.records() if "error" in r]
+        self.assertLessEqual(len(errors), 1, run.err)
+
+    def test_words(self):
+        run = Run(stdin=b"[ 1.5] vesk: 00000000: 000001de 00000000\n")
+        message = "-:1: the kernel printed words in the machine's order; print bytes: groups of 1\n"
+        self.assertIn(message, run.err)
 
 
 class Binary(HostTest):

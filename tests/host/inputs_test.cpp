@@ -159,6 +159,8 @@ TEST(Inputs, PiecesMakeNoDifference) {
                                                          {"forms/tour.od", "dump"},
                                                          {"forms/tour.xxd-p", "xxd-p"},
                                                          {"forms/tour.hid", "recording"},
+                                                         {"forms/tour-dmesg.log", "log"},
+                                                         {"forms/tour-logcat.log", "log"},
                                                          {"forms/tour-usbmon.pcap", "usb"},
                                                          {"forms/tour-usbmon-mapped.pcapng", "usb"},
                                                          {"forms/tour-usbpcap.pcap", "usb"}};
