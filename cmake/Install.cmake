@@ -192,11 +192,11 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
 Headers of the C interface and the C++ class, a CMake package and a pkg-config
 file, to build programs that decode HID reports of the Vesk touch controller.")
 
-# libpcap is loaded when a capture needs it.
+# libpcap is loaded when a capture needs it, and libarchive when a compressed file does.
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME vesk-decode)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS ${tool_needs})
-set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS libpcap0.8)
+set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS "libpcap0.8, libarchive13")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "jq, parallel")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION
     "decodes captures of the Vesk controller's HID reports

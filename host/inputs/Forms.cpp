@@ -62,11 +62,6 @@ struct Foreign {
   std::string_view complaint;
 };
 constexpr auto kForeign = std::to_array<Foreign>({
-    {"\x1F\x8B"sv, "compressed by gzip; use: zcat FILE | vesk-decode"},
-    {"\xFD"
-     "7zXZ"sv,
-     "compressed by xz; use: xzcat FILE | vesk-decode"},
-    {"\x28\xB5\x2F\xFD"sv, "compressed by zstd; use: zstdcat FILE | vesk-decode"},
     {"PK\x03\x04"sv, "a zip archive; use: unzip -p FILE | vesk-decode"},
     {"\xFF\xFE"sv, "text in UTF-16; use: iconv -f UTF-16 -t UTF-8 FILE | vesk-decode"},
     {"\xFE\xFF"sv, "text in UTF-16; use: iconv -f UTF-16 -t UTF-8 FILE | vesk-decode"},

@@ -17,8 +17,9 @@ using namespace std::string_view_literals;
 
 /// Words of logs behind which a report's bytes stand.
 constexpr auto kReportWords = std::to_array<std::string_view>(
-    {"received", "recv", "rx", "read", "report", "data", "got", "hid", "raw", "bytes", "buf",
-     "buffer", "payload", "packet", "response", "answer", "input", "feature", "output", "<-", "<<"});
+    {"received", "recv",   "rx",    "read",    "report", "data",    "got",
+     "hid",      "raw",    "bytes", "buf",     "buffer", "payload", "packet",
+     "response", "answer", "input", "feature", "output", "<-",      "<<"});
 
 constexpr auto kMonths = std::to_array<std::string_view>(
     {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"});
@@ -86,8 +87,8 @@ Stamp takeStamp(std::string_view& text) {
       const std::size_t end = text.find(']');
       if (end == std::string_view::npos) return stamp;
       std::string_view inside = trim(text.substr(1, end - 1));
-      const bool thread = stamp.found && inside.size() > 1 && (inside[0] == 'T' || inside[0] == 'C') &&
-                          isNumber(inside.substr(1));
+      const bool thread = stamp.found && inside.size() > 1 &&
+                          (inside[0] == 'T' || inside[0] == 'C') && isNumber(inside.substr(1));
       const std::string_view first = firstWord(inside);
       const bool weekday = inside.size() > 20 && isNumber(inside.substr(inside.size() - 4));
       if (isSeconds(inside))
@@ -223,7 +224,8 @@ Found find(std::string_view line) {
     }
     const auto type = typeWord(withoutEnd(word));
     if (!word.ends_with(':') && !word.ends_with('=') && !isReportWord(word) && !type) continue;
-    if (std::ranges::all_of(withoutEnd(word), [](char c) { return hexDigit(c) >= 0 || c == ':'; }) &&
+    if (std::ranges::all_of(withoutEnd(word),
+                            [](char c) { return hexDigit(c) >= 0 || c == ':'; }) &&
         hexDigit(word.front()) >= 0 && withoutEnd(word).size() <= 2)
       break;  // "de:" begins digits that colons separate
     if (!withoutEnd(word).empty() || word == "<<") found.named = isReportWord(word);
@@ -255,10 +257,11 @@ RowInput::Next LogText::nextRow() {
     if (std::holds_alternative<End>(next) && !std::exchange(_ended, true)) {
       if (_dump) return std::exchange(_dump, std::nullopt).value();
       if (!_found)
-        return problemAt({},
-                         ProblemCode::UnsupportedInput,
-                         "taken for a log, and no line of it has a report's digits behind a time or a "
-                         "word like \"Received:\"");
+        return problemAt(
+            {},
+            ProblemCode::UnsupportedInput,
+            "taken for a log, and no line of it has a report's digits behind a time or a "
+            "word like \"Received:\"");
       return End{};
     }
     auto* row = std::get_if<Row>(&next);
@@ -338,8 +341,8 @@ bool LogText::begins(const TextHead& head, const KnownReports& known) {
   std::string_view rest = head.following;
   for (;;) {
     const Found found = find(line);
-    const bool report = found.what == Found::What::Bytes &&
-                        known.find(found.bytes.front(), found.type) != nullptr;
+    const bool report =
+        found.what == Found::What::Bytes && known.find(found.bytes.front(), found.type) != nullptr;
     if (found.stamp.found || (report && found.named && !typeWord(firstWord(line))) ||
         (report && found.address && addressOf(firstWord(line)) == std::nullopt))
       return true;

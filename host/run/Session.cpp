@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <variant>
 
+#include "host/inputs/Compressed.h"
 #include "host/run/Signals.h"
 
 namespace vesk::host {
@@ -61,7 +62,8 @@ void Session::decodeFile(const std::string& file) {
   try {
     FileBytes bytes(file, [this](const FileBytes& read, bool wait) { beforeRead(read, wait); });
     shareWork(bytes);
-    const auto input = open(bytes, file);
+    const auto unpacked = decompressed(bytes);
+    const auto input = open(unpacked ? *unpacked : bytes, file);
     decodeAll(*input);
   } catch (const InputFault& fault) {
     handle(problemAt({}, ProblemCode::UnreadableInput, fault.what()));
@@ -91,7 +93,7 @@ void Session::shareWork(const FileBytes& bytes) {
       count, makePlugin, makeFileOutput, [this](const Jobs::Batch& batch) { commit(batch); });
 }
 
-std::unique_ptr<Input> Session::open(FileBytes& bytes, const std::string& file) {
+std::unique_ptr<Input> Session::open(Bytes& bytes, const std::string& file) {
   const InputForm& form =
       _options.inputForm != nullptr ? *_options.inputForm : detectForm(bytes, _known);
   if (_options.verbose) _messages.tell(file, "read as " + std::string(form.description));

@@ -344,6 +344,53 @@ class Logs(HostTest):
         self.assertIn(message, run.err)
 
 
+class Compressed(HostTest):
+    TOOLS = {".gz": ["gzip", "-c"], ".xz": ["xz", "-c"], ".zst": ["zstd", "-qc"]}
+
+    def each(self, content):
+        for name, command in self.TOOLS.items():
+            with self.subTest(name=name):
+                if shutil.which(command[0]) is None:
+                    self.skipTest(f"{command[0]} is not installed")
+                yield subprocess.run(command, input=content, capture_output=True, check=True).stdout
+
+    def test_any_form(self):
+        for form, sample in [*((form, FORMS / name) for name, form in NAMES.items())]:
+            for packed in self.each(sample.read_bytes()):
+                self.expect(Run(stdin=packed), ALL_DECODED, TOUR_TEXT, "")
+                self.expect(Run("-i", form, self.file("packed", packed)), ALL_DECODED, TOUR_TEXT, "")
+
+    def test_places_are_those_of_what_was_compressed(self):
+        for packed in self.each(hex_lines(STATE, STATE)):
+            records = Run("-o", "ndjson", stdin=packed).records()
+            self.assertEqual([record["source"]["line"] for record in records], [1, 2])
+
+    def test_several_in_a_row_and_nothing(self):
+        for packed in self.each(hex_lines(STATE)):
+            self.expect(Run(stdin=packed + packed), ALL_DECODED, STATE_LINES * 2, "")
+        for packed in self.each(b""):
+            self.expect(Run(stdin=packed), ALL_DECODED, b"", "")
+
+    def test_cut_off(self):
+        generator = random.Random(6)
+        content = hex_lines(*(packet(n)[:16] + generator.randbytes(2048) for n in range(200)))
+        for packed in self.each(content):
+            run = Run(stdin=packed[: len(packed) * 3 // 4])
+            self.assertEqual(run.status, CANNOT_READ_OR_WRITE)
+            self.assertIn("cannot decompress: ", run.err)
+            self.assertGreater(run.out.count(b"[ADC Packet #"), 100)
+
+    def test_damaged(self):
+        for packed in self.each(hex_lines(*[STATE] * 2000)):
+            for at in range(2, min(len(packed), 50), 3):
+                damaged = packed[:at] + bytes([packed[at] ^ 0x55]) + packed[at + 1 :]
+                self.assertIn(Run(stdin=damaged).status, range(4))
+
+    def test_a_bomb_takes_no_memory(self):
+        for packed in self.each(STATE + bytes(100 << 20)):
+            self.expect(Run(stdin=packed, limit=192 << 20), ALL_DECODED, STATE_LINES, "")
+
+
 class Binary(HostTest):
     def test_unknown_id_ends_the_file(self):
         run = Run(self.file("r.bin", STATE + image(1) + b"\x99" + STATE))

@@ -108,12 +108,10 @@ TEST(Detection, Binary) {
 }
 
 TEST(Detection, WhatOthersCompressOrEncode) {
-  for (const std::string& text : {std::string("\x1F\x8B\x08\0", 4),
-                                  std::string("PK\x03\x04"),
+  for (const std::string& text : {std::string("PK\x03\x04"),
                                   std::string("\xFF\xFE"
                                               "d\0",
-                                              4),
-                                  std::string("\x28\xB5\x2F\xFD")}) {
+                                              4)}) {
     StringBytes bytes(text);
     EXPECT_THROW(detectForm(bytes, known()), InputFault);
   }
