@@ -9,6 +9,7 @@
 #include "host/inputs/Hex.h"
 #include "host/inputs/HexText.h"
 #include "host/inputs/LogText.h"
+#include "host/inputs/PacketText.h"
 #include "host/inputs/PlainText.h"
 #include "host/inputs/Recording.h"
 #include "host/inputs/UsbCapture.h"
@@ -36,6 +37,16 @@ constexpr auto kForms = std::to_array<InputForm>({
     {"xxd-p", "a dump by xxd -p", opened<Dump, Plain>, {}, Dump::beginsPlain},
     {"binary", "binary reports", opened<Binary>, {}, nullptr, false},
     {"recording", "a recording of hid-recorder", opened<Recording>, {}, Recording::begins},
+    {"usbmon",
+     "the text of Linux's usbmon",
+     opened<PacketText, PacketText::Style::Usbmon>,
+     {},
+     PacketText::beginsUsbmon},
+    {"packets",
+     "USB packets in rows, as by tshark -x",
+     opened<PacketText, PacketText::Style::Rows>,
+     {},
+     PacketText::beginsRows},
     {"log", "digits among the lines of a log", opened<LogText>, {}, LogText::begins},
     {"usb", "a USB capture, pcap or pcapng", opened<UsbCapture>, kCaptureMagics, nullptr, false},
 });

@@ -174,6 +174,34 @@ class UsbPcap(Transfers):
         return self.header(request, 2, CONTROL_ENDPOINT, stage, content, completed)
 
 
+def usbmon_text(reports):
+    """As /sys/kernel/debug/usb/usbmon/1u shows them: 32 bytes of each transfer at most."""
+    lines = []
+    for number, (kind, data) in enumerate(reports):
+        tag, time = f"ffff88800000{number:04x}", 1463094432 + number * INTERVAL_MICROSECONDS
+        words = " ".join(group.hex() for _, group in rows(data[:32], 4))
+        if kind == "input":
+            lines.append(f"{tag} {time} S Ii:{BUS}:{DEVICE:03}:1 -115:8 4096 <")
+            lines.append(f"{tag} {time + 400} C Ii:{BUS}:{DEVICE:03}:1 0:8 {len(data)} = {words}")
+        else:
+            value = TYPES[kind] + 1 << 8 | data[0]
+            lines.append(f"{tag} {time} S Ci:{BUS}:{DEVICE:03}:0 s a1 01 {value:04x} 0000 1000 4096 <")
+            lines.append(f"{tag} {time + 400} C Ci:{BUS}:{DEVICE:03}:0 0 {len(data)} = {words}")
+    return "\n".join(lines) + "\n"
+
+
+def packet_rows(packets):
+    """As tshark -x."""
+    blocks = []
+    for _, packet in packets:
+        lines = []
+        for offset, row in rows(packet):
+            text = printable(row)
+            lines.append(f"{offset:04x}  {row.hex(' '):<47}   {text}")
+        blocks.append("\n".join(lines) + "\n")
+    return "\n".join(blocks) + "\n"
+
+
 def pcap(link_type, packets):
     parts = [struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 262144, link_type)]
     for (seconds, micros), packet in packets:
@@ -210,6 +238,9 @@ def forms(reports):
     yield "tour.hid", recording(reports).encode()
     yield "tour-dmesg.log", kernel_log(reports).encode()
     yield "tour-logcat.log", device_log(reports).encode()
+    yield "tour-usbmon.txt", usbmon_text(reports).encode()
+    yield "tour-tshark.txt", packet_rows(Usbmon(mapped=True).packets(reports)).encode()
+    yield "tour-tshark-usbpcap.txt", packet_rows(UsbPcap().packets(reports)).encode()
     yield "tour-usbmon.pcap", pcap(189, Usbmon(mapped=False).packets(reports))
     yield "tour-usbmon-mapped.pcapng", pcapng(220, Usbmon(mapped=True).packets(reports))
     yield "tour-usbpcap.pcap", pcap(249, UsbPcap().packets(reports))

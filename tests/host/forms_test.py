@@ -35,16 +35,20 @@ NAMES = {
     "tour.hid": "recording",
     "tour-dmesg.log": "log",
     "tour-logcat.log": "log",
+    "tour-tshark.txt": "packets",
+    "tour-tshark-usbpcap.txt": "packets",
     "tour-usbmon.pcap": "usb",
     "tour-usbmon-mapped.pcapng": "usb",
     "tour-usbpcap.pcap": "usb",
 }
+# What these forms can't show of the reports is refused.
+IN_PART = {"tour-usbmon.txt": "usbmon"}
 
 
 class Samples(HostTest):
     def test_they_are_what_their_program_makes(self):
         made = dict(maker.forms(TOUR))
-        self.assertEqual(sorted(made), sorted(NAMES))
+        self.assertEqual(sorted(made), sorted([*NAMES, *IN_PART]))
         for name, content in made.items():
             self.assertEqual((FORMS / name).read_bytes(), content, name)
 
@@ -342,6 +346,83 @@ class Logs(HostTest):
         run = Run(stdin=b"[ 1.5] vesk: 00000000: 000001de 00000000\n")
         message = "-:1: the kernel printed words in the machine's order; print bytes: groups of 1\n"
         self.assertIn(message, run.err)
+
+
+class PacketsAsText(HostTest):
+    def test_usbmon(self):
+        """It has 32 bytes of a transfer: what is longer is refused."""
+        for options in ([], ["-i", "usbmon"]):
+            run = Run("-o", "ndjson", *options, FORMS / "tour-usbmon.txt")
+            self.assertEqual(run.status, SOME_REFUSED)
+            records = run.records()
+            short = [data for _, data in TOUR if len(data) <= 32]
+            self.assertEqual([r["report_id"] for r in records if "value" in r], [data[0] for data in short])
+            errors = [r["error"] for r in records if "error" in r]
+            self.assertEqual(
+                [(e["code"], e["expected"], e["got"]) for e in errors],
+                [("truncated_capture", len(data), 32) for _, data in TOUR if len(data) > 32],
+            )
+            self.assertIn(
+                "tour-usbmon.txt:4: 70 bytes transferred, and the text shows 32: usbmon's text has 32 "
+                "bytes of each; capture all of it: tcpdump -i usbmon1 -w FILE.pcap\n",
+                run.err,
+            )
+            self.assertEqual(records[0]["source"]["line"], 2)
+            self.assertEqual(records[0]["time"], 1463.094832)
+            self.assertEqual([r["report_type"] for r in records], [kind for kind, _ in TOUR])
+
+    def test_usbmon_requests(self):
+        submission = "ffff888000000001 5 S Ci:1:005:0 s a1 01 03de 0000 1000 4096 <\n"
+        for answer, message in (
+            ("ffff888000000001 6 C Ci:1:005:0 -32 0\n",
+             "-:2: report 0xDE (feature): its request stalled: the device refused it\n"),
+            ("ffff888000000001 6 C Ci:1:006:0 0 2 = de01\n",
+             "-:1: report 0xDE (feature): its request has no answer in the capture\n"),
+            ("ffff888000000002 6 C Bi:1:005:2 0 512 = de01 x\n",
+             "-:1: report 0xDE (feature): its request has no answer in the capture\n"),
+        ):
+            self.expect(Run(stdin=(submission + answer).encode()), SOME_REFUSED, b"", message)
+        good = "ffff888000000001 6 C Ci:1:005:0 0 2 = de01\n"
+        self.expect(Run(stdin=(submission + "\n" + good).encode()), ALL_DECODED, STATE_LINES, "")
+        run = Run("--device", "1:6", stdin=(submission + good).encode())
+        self.expect(run, ALL_DECODED, b"")
+        run = Run(stdin=(submission + good + "hello\n").encode())
+        self.expect(run, SOME_REFUSED, STATE_LINES, '-:3: "hello" is no line of usbmon\'s text\n')
+
+    def test_rows_are_what_tshark_prints(self):
+        if shutil.which("tshark") is None:
+            self.skipTest("tshark is not installed")
+        for text, capture in (
+            ("tour-tshark.txt", "tour-usbmon-mapped.pcapng"), ("tour-tshark-usbpcap.txt", "tour-usbpcap.pcap"),
+        ):
+            command = ["tshark", "-x", "-r", FORMS / capture]
+            shown = subprocess.run(command, capture_output=True, check=True).stdout
+            self.assertEqual(shown, (FORMS / text).read_bytes())
+        command = ["tshark", "-P", "-x", "-r", FORMS / "tour-usbmon.pcap"]
+        shown = subprocess.run(command, capture_output=True, check=True).stdout
+        self.expect(Run("-i", "packets", stdin=shown), ALL_DECODED, TOUR_TEXT, "")
+
+    def test_rows_of_reports_alone(self):
+        shown = maker.packet_rows((None, data) for _, data in TOUR)
+        self.expect(Run(stdin=shown.encode()), ALL_DECODED, TOUR_TEXT, "")
+        times = [r["time"] for r in Run("-o", "ndjson", FORMS / "tour-tshark.txt").records()]
+        self.assertEqual(times, [r["time"] for r in Run("-o", "ndjson", FORMS / "tour-usbmon.pcap").records()])
+        records = Run("-o", "ndjson", FORMS / "tour-tshark-usbpcap.txt").records()
+        self.assertNotIn("time", records[0])
+
+    def test_rows_of_something_else(self):
+        shown = maker.packet_rows([(None, bytes(range(60)))])
+        message = (
+            "-:1: a packet of 60 bytes that does not begin with the header of usbmon or USBPcap; write "
+            "the capture itself: tshark -w FILE.pcapng\n"
+        )
+        self.expect(Run(stdin=shown.encode()), CANNOT_READ_OR_WRITE, b"", message)
+
+    def test_missing_row(self):
+        lines = (FORMS / "tour-tshark.txt").read_bytes().splitlines(keepends=True)
+        cut = next(i for i, line in enumerate(lines) if line.startswith(b"0010"))
+        run = Run(stdin=b"".join(lines[:cut] + lines[cut + 1 :]))
+        self.expect(run, SOME_REFUSED, b"", "-:2: a row of a packet whose rows before it are missing\n")
 
 
 class Compressed(HostTest):

@@ -159,6 +159,8 @@ TEST(Inputs, PiecesMakeNoDifference) {
                                                          {"forms/tour.hid", "recording"},
                                                          {"forms/tour-dmesg.log", "log"},
                                                          {"forms/tour-logcat.log", "log"},
+                                                         {"forms/tour-usbmon.txt", "usbmon"},
+                                                         {"forms/tour-tshark.txt", "packets"},
                                                          {"forms/tour-usbmon.pcap", "usb"},
                                                          {"forms/tour-usbmon-mapped.pcapng", "usb"},
                                                          {"forms/tour-usbpcap.pcap", "usb"}};
