@@ -26,6 +26,7 @@ struct ArchiveLibrary {
   int (*open)(archive*, void*, Open*, Read*, Open*);
   int (*nextHeader)(archive*, void**);
   int (*readBlock)(archive*, const void**, std::size_t*, std::int64_t*);
+  int (*filterCode)(archive*, int);
   const char* (*errorString)(archive*);
   int (*readFree)(archive*);
 };
@@ -38,6 +39,7 @@ using namespace std::string_view_literals;
 constexpr int kEndOfArchive = 1;
 constexpr int kWarning = -20;
 constexpr int kFatal = -30;
+constexpr int kNoFilter = 0;  // the library takes what it does not know as it is
 
 constexpr auto kMagics = std::to_array<std::string_view>({
     "\x1F\x8B"sv,
@@ -67,6 +69,7 @@ ArchiveLibrary load() {
   lookUp(library, "archive_read_open", functions.open);
   lookUp(library, "archive_read_next_header", functions.nextHeader);
   lookUp(library, "archive_read_data_block", functions.readBlock);
+  lookUp(library, "archive_filter_code", functions.filterCode);
   lookUp(library, "archive_error_string", functions.errorString);
   lookUp(library, "archive_read_free", functions.readFree);
   return functions;
@@ -124,6 +127,8 @@ bool CompressedBytes::open() {
   void* entry = nullptr;
   const int status = _library.nextHeader(_reader.get(), &entry);
   check(status);
+  if (_library.filterCode(_reader.get(), 0) == kNoFilter)
+    throw InputFault("begins as a compressed file does, and is damaged");
   return status != kEndOfArchive;
 }
 

@@ -13,6 +13,7 @@
 #include "host/inputs/PlainText.h"
 #include "host/inputs/Recording.h"
 #include "host/inputs/UsbCapture.h"
+#include "host/inputs/UsbhidDump.h"
 
 namespace vesk::host {
 
@@ -37,8 +38,10 @@ constexpr auto kForms = std::to_array<InputForm>({
     {"xxd-p", "a dump by xxd -p", opened<Dump, Plain>, {}, Dump::beginsPlain},
     {"binary", "binary reports", opened<Binary>, {}, nullptr, false},
     {"recording", "a recording of hid-recorder", opened<Recording>, {}, Recording::begins},
+    {"usb", "a USB capture, pcap or pcapng", opened<UsbCapture>, kCaptureMagics, nullptr, false},
+    {"usbhid-dump", "a stream by usbhid-dump", opened<UsbhidDump>, {}, UsbhidDump::begins},
     {"usbmon",
-     "the text of Linux's usbmon",
+     "the text that usbmon prints",
      opened<PacketText, PacketText::Style::Usbmon>,
      {},
      PacketText::beginsUsbmon},
@@ -48,7 +51,6 @@ constexpr auto kForms = std::to_array<InputForm>({
      {},
      PacketText::beginsRows},
     {"log", "digits among the lines of a log", opened<LogText>, {}, LogText::begins},
-    {"usb", "a USB capture, pcap or pcapng", opened<UsbCapture>, kCaptureMagics, nullptr, false},
 });
 
 /// What text and other bytes are that begin as no form does.
@@ -139,11 +141,16 @@ bool beginsAsText(Bytes& bytes, const KnownReports& known) {
   return false;
 }
 
+/// The form of a text. Where its first line is nobody's, later ones may tell.
 const InputForm& detectText(Bytes& bytes, const KnownReports& known) {
-  const TextHead head = headOf(bytes);
-  for (const InputForm& form : kForms)
-    if (form.begins != nullptr && form.begins(head, known)) return form;
-  return kHex;
+  constexpr std::size_t kEnough = 4096;
+  for (;;) {
+    const TextHead head = headOf(bytes);
+    for (const InputForm& form : kForms)
+      if (form.begins != nullptr && form.begins(head, known)) return form;
+    if (HexText::begins(head, known)) return kHex;
+    if (bytes.window().size() >= kEnough || !bytes.readMore()) return kHex;
+  }
 }
 
 }  // namespace

@@ -6,6 +6,15 @@
 
 namespace vesk::host {
 
+namespace {
+
+bool appendTidied(std::string_view text, std::vector<std::uint8_t>& bytes) {
+  const std::string tidy = tidied(text);
+  return !tidy.empty() && !appendHex(tidy, bytes);
+}
+
+}  // namespace
+
 RowInput::Next HexText::nextRow() {
   while (const auto line = _lines.next()) {
     if (line->tooLong && !line->text.starts_with('#'))
@@ -33,12 +42,21 @@ RowInput::Next HexText::parse(const LineReader::Line& line, std::string_view tex
   const Place place = {Place::Unit::Line, line.number};
   if (const auto complaint = appendHex(text, row.bytes)) {
     row.bytes.clear();
-    const std::string tidy = tidied(text);
-    if (tidy.empty() || appendHex(tidy, row.bytes))
+    if (!appendTidied(text, row.bytes))
       return problemAt(place, ProblemCode::BadHex, "bad hex: " + *complaint);
   }
   if (auto problem = checkSize(place, row.bytes.size())) return *problem;
   return row;
+}
+
+bool HexText::begins(const TextHead& head, const KnownReports& /*known*/) {
+  std::string_view text = trim(head.line.substr(0, head.line.find('#')));
+  std::string_view rest = text;
+  if (typeWord(takeWord(rest))) text = rest;
+  std::vector<std::uint8_t> bytes;
+  if (!appendHex(text, bytes)) return true;
+  bytes.clear();
+  return appendTidied(text, bytes);
 }
 
 }  // namespace vesk::host

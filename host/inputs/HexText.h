@@ -13,6 +13,9 @@ class HexText final : public RowInput {
  public:
   HexText(Bytes& bytes, const InputContext& context) : RowInput(context.known), _lines(bytes) {}
 
+  /// Whether a text's first line is one of digits.
+  static bool begins(const TextHead& head, const KnownReports& known);
+
  private:
   Next nextRow() override;
   Next parse(const LineReader::Line& line, std::string_view text);

@@ -62,7 +62,8 @@ struct PacketRow {
 
 /// "0010  de 01 ...   .."; none if a line is something else.
 std::optional<PacketRow> packetRow(std::string_view line) {
-  if (line.size() < kAddressDigits + 4 || line.substr(kAddressDigits, 2) != "  ") return std::nullopt;
+  if (line.size() < kAddressDigits + 4 || line.substr(kAddressDigits, 2) != "  ")
+    return std::nullopt;
   const auto address = parseNumber<std::uint64_t>(line.substr(0, kAddressDigits), 16);
   if (!address) return std::nullopt;
   std::string_view rest = line.substr(kAddressDigits + 2);
@@ -247,7 +248,8 @@ bool PacketTextBytes::rowsPacket() {
       break;
     }
     if (row->address != packet.size() % 0x10000 || packet.size() > 2 * kLongestReport) {
-      complain(line->number, ProblemCode::BadDump, "a row of a packet whose rows before it are missing");
+      complain(
+          line->number, ProblemCode::BadDump, "a row of a packet whose rows before it are missing");
       return false;
     }
     if (packet.empty()) _line = line->number;
@@ -262,11 +264,12 @@ bool PacketTextBytes::rowsPacket() {
     return true;
   }
   if (link == 0 || (_link != 0 && link != _link)) {
-    complain(_line,
-             ProblemCode::UnsupportedInput,
-             "a packet of " + countedBytes(packet.size()) +
-                 " that does not begin with the header of usbmon or USBPcap; write the capture itself: "
-                 "tshark -w FILE.pcapng");
+    complain(
+        _line,
+        ProblemCode::UnsupportedInput,
+        "a packet of " + countedBytes(packet.size()) +
+            " that does not begin with the header of usbmon or USBPcap; write the capture itself: "
+            "tshark -w FILE.pcapng");
     return false;
   }
   begin(link);

@@ -174,6 +174,17 @@ class UsbPcap(Transfers):
         return self.header(request, 2, CONTROL_ENDPOINT, stage, content, completed)
 
 
+def usbhid_dump(reports):
+    """As usbhid-dump -e all: the report descriptor, and the stream of input reports."""
+    inputs = [data for kind, data in reports if kind == "input"]
+    blocks = [("DESCRIPTOR", bytes.fromhex("0600ff0901a101c0")), *(("STREAM", data) for data in inputs)]
+    text = ""
+    for (name, data), (seconds, micros) in zip(blocks, times(len(blocks))):
+        text += f"{BUS:03}:{DEVICE:03}:000:{name:<16} {seconds}.{micros:06}\n"
+        text += "".join(f" {row.hex(' ').upper()}\n" for _, row in rows(data)) + "\n"
+    return text
+
+
 def usbmon_text(reports):
     """As /sys/kernel/debug/usb/usbmon/1u shows them: 32 bytes of each transfer at most."""
     lines = []
@@ -238,7 +249,9 @@ def forms(reports):
     yield "tour.hid", recording(reports).encode()
     yield "tour-dmesg.log", kernel_log(reports).encode()
     yield "tour-logcat.log", device_log(reports).encode()
-    yield "tour-usbmon.txt", usbmon_text(reports).encode()
+    yield "tour-usbhid-dump.txt", usbhid_dump(reports).encode()
+    short = [(kind, content) for kind, content in reports if len(content) <= 32]
+    yield "tour-usbmon.txt", usbmon_text(short).encode()
     yield "tour-tshark.txt", packet_rows(Usbmon(mapped=True).packets(reports)).encode()
     yield "tour-tshark-usbpcap.txt", packet_rows(UsbPcap().packets(reports)).encode()
     yield "tour-usbmon.pcap", pcap(189, Usbmon(mapped=False).packets(reports))

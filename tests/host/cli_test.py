@@ -134,7 +134,9 @@ class CommandLine(HostTest):
     def test_values_that_make_no_sense(self):
         self.expect_usage("--output xml: choose one of text, ndjson, json, csv, recording", "-o", "xml")
         self.expect_usage(
-            "--input tar: choose one of hex, dump, xxd-p, binary, recording, usb", "--input=tar"
+            "--input tar: choose one of hex, dump, xxd-p, binary, recording, usb, usbhid-dump, usbmon, "
+            "packets, log",
+            "--input=tar",
         )
         self.expect_usage("--type both: choose one of input, output, feature", "--type", "both")
         self.expect_usage("--color red: choose one of auto, always, never", "--color", "red")
@@ -239,7 +241,7 @@ class Files(HostTest):
 
     def test_compressed_file(self):
         path = self.file("r.gz", b"\x1f\x8b\x08\0rest")
-        self.expect_unreadable(path, "compressed by gzip; use: zcat FILE | vesk-decode")
+        self.expect_unreadable(path, "begins as a compressed file does, and is damaged")
 
     def test_utf16_text(self):
         path = self.file("r.txt", "de 01".encode("utf-16"))

@@ -41,8 +41,8 @@ NAMES = {
     "tour-usbmon-mapped.pcapng": "usb",
     "tour-usbpcap.pcap": "usb",
 }
-# What these forms can't show of the reports is refused.
-IN_PART = {"tour-usbmon.txt": "usbmon"}
+# These forms can't show all of the reports.
+IN_PART = {"tour-usbmon.txt": "usbmon", "tour-usbhid-dump.txt": "usbhid-dump"}
 
 
 class Samples(HostTest):
@@ -348,14 +348,43 @@ class Logs(HostTest):
         self.assertIn(message, run.err)
 
 
+class UsbhidDump(HostTest):
+    INPUTS = [data for kind, data in TOUR if kind == "input"]
+
+    def test_input_reports(self):
+        content = (FORMS / "tour-usbhid-dump.txt").read_bytes()
+        whole = Run(stdin=hex_lines(*self.INPUTS)).out
+        for run in (
+            Run(stdin=content), Run("-i", "usbhid-dump", stdin=content.replace(b"\n", b"\r\n")),
+            Run(stdin=content.replace(b"\n\n", b"\n")), Run("--device", "1:5", stdin=content),
+        ):
+            self.expect(run, ALL_DECODED, whole, "")
+        self.expect(Run("--device", "1:6", stdin=content), ALL_DECODED, b"")
+        records = Run("-o", "ndjson", stdin=content).records()
+        self.assertEqual([r["time"] for r in records], [1700000000.016667, 1700000000.033334])
+        self.assertEqual([r["source"]["line"] for r in records], [4, 4 + 50 + 2])
+
+    def test_bad_line(self):
+        head = b"001:005:000:STREAM             1700000000.066668\n"
+        good = head + image(1).hex(" ").encode() + b"\n\n"
+        run = Run(stdin=good + head + b" 76 2A\n 0G\n DE 01\n\n" + good)
+        message = '-:6: bad hex: "G" is no hexadecimal digit, in "0G"\n'
+        self.expect(run, SOME_REFUSED, Run(stdin=hex_lines(image(1))).out * 2, message)
+        run = Run("-i", "usbhid-dump", stdin=b"DE 01\n" + good)
+        message = '-:1: "DE 01" stands behind no head as "001:005:000:STREAM"\n'
+        self.expect(run, SOME_REFUSED, Run(stdin=hex_lines(image(1))).out, message)
+
+
 class PacketsAsText(HostTest):
     def test_usbmon(self):
         """It has 32 bytes of a transfer: what is longer is refused."""
+        short = [data for _, data in TOUR if len(data) <= 32]
+        self.expect(Run(FORMS / "tour-usbmon.txt"), ALL_DECODED, Run(stdin=hex_lines(*short)).out, "")
+        shown = maker.usbmon_text(TOUR).encode()
         for options in ([], ["-i", "usbmon"]):
-            run = Run("-o", "ndjson", *options, FORMS / "tour-usbmon.txt")
+            run = Run("-o", "ndjson", *options, stdin=shown)
             self.assertEqual(run.status, SOME_REFUSED)
             records = run.records()
-            short = [data for _, data in TOUR if len(data) <= 32]
             self.assertEqual([r["report_id"] for r in records if "value" in r], [data[0] for data in short])
             errors = [r["error"] for r in records if "error" in r]
             self.assertEqual(
@@ -363,7 +392,7 @@ class PacketsAsText(HostTest):
                 [("truncated_capture", len(data), 32) for _, data in TOUR if len(data) > 32],
             )
             self.assertIn(
-                "tour-usbmon.txt:4: 70 bytes transferred, and the text shows 32: usbmon's text has 32 "
+                "-:4: 70 bytes transferred, and the text shows 32: usbmon's text has 32 "
                 "bytes of each; capture all of it: tcpdump -i usbmon1 -w FILE.pcap\n",
                 run.err,
             )

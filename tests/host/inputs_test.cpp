@@ -150,20 +150,22 @@ std::string readAs(std::string_view form, const std::string& content, std::size_
 }
 
 TEST(Inputs, PiecesMakeNoDifference) {
-  const std::pair<const char*, const char*> samples[] = {{"tour.hex", "hex"},
-                                                         {"forms/tour.bin", "binary"},
-                                                         {"forms/tour.xxd", "dump"},
-                                                         {"forms/tour.hexdump", "dump"},
-                                                         {"forms/tour.od", "dump"},
-                                                         {"forms/tour.xxd-p", "xxd-p"},
-                                                         {"forms/tour.hid", "recording"},
-                                                         {"forms/tour-dmesg.log", "log"},
-                                                         {"forms/tour-logcat.log", "log"},
-                                                         {"forms/tour-usbmon.txt", "usbmon"},
-                                                         {"forms/tour-tshark.txt", "packets"},
-                                                         {"forms/tour-usbmon.pcap", "usb"},
-                                                         {"forms/tour-usbmon-mapped.pcapng", "usb"},
-                                                         {"forms/tour-usbpcap.pcap", "usb"}};
+  const std::pair<const char*, const char*> samples[] = {
+      {"tour.hex", "hex"},
+      {"forms/tour.bin", "binary"},
+      {"forms/tour.xxd", "dump"},
+      {"forms/tour.hexdump", "dump"},
+      {"forms/tour.od", "dump"},
+      {"forms/tour.xxd-p", "xxd-p"},
+      {"forms/tour.hid", "recording"},
+      {"forms/tour-dmesg.log", "log"},
+      {"forms/tour-logcat.log", "log"},
+      {"forms/tour-usbhid-dump.txt", "usbhid-dump"},
+      {"forms/tour-usbmon.txt", "usbmon"},
+      {"forms/tour-tshark.txt", "packets"},
+      {"forms/tour-usbmon.pcap", "usb"},
+      {"forms/tour-usbmon-mapped.pcapng", "usb"},
+      {"forms/tour-usbpcap.pcap", "usb"}};
   for (const auto& [name, form] : samples) {
     const std::string content = sample(name);
     const std::string whole = readAs(form, content, content.size());
