@@ -535,7 +535,7 @@ class Dumps(HostTest):
 
     def test_words_are_refused(self):
         commands = [
-            ["hexdump"], ["xxd", "-e"], ["xxd", "-e", "-g", "2"], ["xxd", "-b"], ["od"],
+            ["hexdump"], ["xxd", "-e"], ["xxd", "-e", "-g", "2"], ["od"],
             ["od", "-A", "x", "-x"], ["od", "-t", "x4"],
         ]
         for command in commands:
@@ -557,14 +557,37 @@ class Dumps(HostTest):
             with self.subTest(command=command):
                 self.expect(Run(stdin=self.tool(*command)), ALL_DECODED, TOUR_TEXT, "")
 
-    def test_addresses_in_octal(self):
-        run = Run(stdin=self.tool("od", "-t", "x1"))
-        message = (
-            '-:2: address "0000020" where 000010 should be; addresses must be hexadecimal: '
-            "od -A x -t x1 -v FILE\n"
-        )
-        self.assertEqual(run.status, SOME_REFUSED)
-        self.assertTrue(run.err.endswith(message), run.err)
+    def test_other_bases(self):
+        """One message, with what to do, and no report."""
+        od = "od -A x -t x1 -v FILE"
+        for command, seen, remedy in (
+            (["od", "-t", "x1"], "the addresses of this dump are octal", od),
+            (["od", "-t", "x1", "-v"], "the addresses of this dump are octal", od),
+            (["od", "-c"], "this dump shows characters", od),
+            (["od", "-A", "x", "-c"], "this dump shows characters", od),
+            (["od", "-t", "u1"], "this dump shows decimal numbers", od),
+            (["od", "-A", "x", "-t", "u1"], "this dump shows decimal numbers", od),
+            (["od", "-b"], "this dump shows octal numbers", od),
+            (["xxd", "-b"], "this dump shows bits", "xxd FILE"),
+            (["xxd", "-b", "-c", "8"], "this dump shows bits", "xxd FILE"),
+        ):
+            for name, content in (("tour", TOUR_BYTES), ("states", STATE * 300), ("one", image(1))):
+                if command[-1] == "-c" and name == "states":
+                    seen = "this dump shows (octal numbers|characters)"  # none is a character
+                with self.subTest(command=command, name=name):
+                    if shutil.which(command[0]) is None:
+                        self.skipTest(f"{command[0]} is not installed")
+                    shown = subprocess.run(command, input=content, capture_output=True, check=True).stdout
+                    run = Run(stdin=shown)
+                    self.assertEqual((run.status, run.out), (CANNOT_READ_OR_WRITE, b""))
+                    self.assertRegex(run.err, f"^-:[123]: {seen}; make it with: {remedy}\n$")
+
+    def test_addresses_that_mean_the_same_in_octal(self):
+        for content in (STATE, STATE * 3):
+            shown = subprocess.run(["od", "-t", "x1"], input=content, capture_output=True, check=True).stdout
+            self.expect(Run(stdin=shown), ALL_DECODED, STATE_LINES * (len(content) // 2), "")
+        shown = b"0000000 de 01\n0000002 de 01\n0000004\n"
+        self.expect(Run(stdin=shown), ALL_DECODED, STATE_LINES * 2, "")
 
     def test_missing_line(self):
         lines = (FORMS / "tour.xxd").read_bytes().splitlines(keepends=True)
