@@ -19,6 +19,7 @@ _arguments -s -S \
     usbhid-dump\:"a stream by usbhid-dump"
     usbmon\:"the text that usbmon prints"
     packets\:"USB packets in rows, as by tshark -x"
+    array\:"arrays in a program"
     log\:"digits among the lines of a log"))' \
   '--device=[only this device of a USB capture]:BUS\:DEV: ' \
   '--endpoint=[only this endpoint of it]:number: ' \

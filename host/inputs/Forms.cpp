@@ -4,6 +4,7 @@
 #include <array>
 #include <string>
 
+#include "host/inputs/ArrayText.h"
 #include "host/inputs/Binary.h"
 #include "host/inputs/Dump.h"
 #include "host/inputs/Hex.h"
@@ -50,6 +51,7 @@ constexpr auto kForms = std::to_array<InputForm>({
      opened<PacketText, PacketText::Style::Rows>,
      {},
      PacketText::beginsRows},
+    {"array", "arrays in a program", opened<ArrayText>, {}, ArrayText::begins},
     {"log", "digits among the lines of a log", opened<LogText>, {}, LogText::begins},
 });
 

@@ -65,6 +65,15 @@ Item RowInput::next() {
     _width = 0;
     return report(std::move(row));
   }
+  if (row.array) {
+    _width = 0;
+    if (info == nullptr || isNoMore(row.bytes, *info)) return report(std::move(row));
+    return problemWith(row,
+                       *info,
+                       ProblemCode::LengthMismatch,
+                       countedBytes(row.bytes.size()) +
+                           ", more than its layout, and no zeros: an array is one report");
+  }
   const bool goesOn = !row.apart && _width != 0 && size <= _width;
   if (goesOn && size < _width) {
     _width = 0;  // a shorter row is the last

@@ -88,6 +88,16 @@ def recording(reports):
     return "\n".join(lines) + "\n"
 
 
+def arrays(reports):
+    """As somebody pastes them into a program."""
+    lines = ["/* Made by make_forms.py. */", "#include <stdint.h>"]
+    for number, (kind, data) in enumerate(reports):
+        lines += ["", f"static const uint8_t report_{number}[{len(data)}] = {{  // {kind}"]
+        lines += [f"    {', '.join(f'0x{byte:02X}' for byte in row)}," for _, row in rows(data, 12)]
+        lines.append("};")
+    return "\n".join(lines) + "\n"
+
+
 def kernel_log(reports):
     """As the kernel logs rows of bytes, among lines of its own."""
     lines = ["[    4.181002] usb 1-3: new high-speed USB device number 5 using xhci_hcd"]
@@ -247,6 +257,7 @@ def forms(reports):
     yield "tour.hexdump", hexdump_canonical(data).encode()
     yield "tour.od", od(data).encode()
     yield "tour.hid", recording(reports).encode()
+    yield "tour.c", arrays(reports).encode()
     yield "tour-dmesg.log", kernel_log(reports).encode()
     yield "tour-logcat.log", device_log(reports).encode()
     yield "tour-usbhid-dump.txt", usbhid_dump(reports).encode()

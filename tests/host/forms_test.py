@@ -33,6 +33,7 @@ NAMES = {
     "tour.hexdump": "dump",
     "tour.od": "dump",
     "tour.hid": "recording",
+    "tour.c": "array",
     "tour-dmesg.log": "log",
     "tour-logcat.log": "log",
     "tour-tshark.txt": "packets",
@@ -283,6 +284,43 @@ class Digits(HostTest):
             run = Run("-i", "hex", stdin=f"{text}\n".encode())
             self.assertEqual((run.status, run.out), (SOME_REFUSED, b""), text)
             self.assertIn("-:1: bad hex: ", run.err)
+
+
+class Arrays(HostTest):
+    def test_ways_to_write_them(self):
+        for text in (
+            "{0xDE, 0x01}", "{0xDE, 0x01},", "{ 222, 1 };", "const char x[] = {0xde,\n1,\n};",
+            "uint8_t r[2][2] = {{\n0xde, /* its\nID */ 0x01}};", "// state\nu8 r[] =\n{ 0xDE, // ID\n 0x01 };",
+            "{0xDE,\n 0x01, 0, 0}", "static u8 a[] = {};\nstatic u8 b[] = {0xDE, 1};",
+        ):
+            with self.subTest(text=text):
+                self.expect(Run(stdin=f"{text}\n".encode()), ALL_DECODED, STATE_LINES, "")
+        run = Run(stdin=b"{{0xDE, 1},\n{0xDE, 1}}\n")
+        self.expect(run, ALL_DECODED, STATE_LINES * 2, "")
+
+    def test_what_is_wrong(self):
+        for text, message in (
+            ("{0xDE, 0x01, 0xDE, 0x01}", "-:1: report 0xDE (feature): 4 bytes, more than its layout, and "
+             "no zeros: an array is one report"),
+            ("{0xDE, ID}", '-:1: "ID" is no byte of an array, such as 0xDE or 222'),
+            ("{0xDE,\n 256}", '-:2: "256" is no byte of an array, such as 0xDE or 222'),
+            ("{0xDE, 010}", '-:1: "010" is no byte of an array, such as 0xDE or 222'),
+            ("{0xDE, 0x01", "-:1: the array that begins here has no end"),
+        ):
+            with self.subTest(text=text):
+                run = Run("-i", "array", stdin=f"{{0xDE, 1}};\n{text}\n".encode())
+                message = message.replace("-:1:", "-:2:") if "-:1:" in message else message.replace("-:2:", "-:3:")
+                self.expect(run, SOME_REFUSED, STATE_LINES, f"{message}\n")
+
+    def test_no_array(self):
+        run = Run(stdin=b"static const int x = 3;\n")
+        self.expect(run, CANNOT_READ_OR_WRITE, b"", "-: taken for arrays in a program, and has none\n")
+
+    def test_an_array_of_many_rows_gives_no_other_report(self):
+        data = packet(1)[:16] + bytes(range(0xD8, 0xE8)) * 128
+        rows = ",\n".join(", ".join(f"0x{byte:02x}" for byte in row) for _, row in maker.rows(data, 8))
+        run = Run(stdin=f"{{{rows}}}\n".encode())
+        self.expect(run, ALL_DECODED, Run(stdin=hex_lines(data)).out, "")
 
 
 class Logs(HostTest):

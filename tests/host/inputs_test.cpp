@@ -159,6 +159,7 @@ TEST(Inputs, PiecesMakeNoDifference) {
       {"forms/tour.xxd-p", "xxd-p"},
       {"forms/tour.hid", "recording"},
       {"forms/tour-dmesg.log", "log"},
+      {"forms/tour.c", "array"},
       {"forms/tour-logcat.log", "log"},
       {"forms/tour-usbhid-dump.txt", "usbhid-dump"},
       {"forms/tour-usbmon.txt", "usbmon"},
