@@ -20,6 +20,7 @@ _arguments -s -S \
     usbmon\:"the text that usbmon prints"
     packets\:"USB packets in rows, as by tshark -x"
     array\:"arrays in a program"
+    csv\:"a table with a column of bytes"
     log\:"digits among the lines of a log"))' \
   '--device=[only this device of a USB capture]:BUS\:DEV: ' \
   '--endpoint=[only this endpoint of it]:number: ' \

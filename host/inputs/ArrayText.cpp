@@ -46,7 +46,8 @@ RowInput::Next ArrayText::nextRow() {
   }
   const auto open = std::exchange(_row, std::nullopt);
   if (!open && !std::exchange(_found, true))
-    return problemAt({}, ProblemCode::UnsupportedInput, "taken for arrays in a program, and has none");
+    return problemAt(
+        {}, ProblemCode::UnsupportedInput, "taken for arrays in a program, and has none");
   if (!open) return End{};
   return problemAt({Place::Unit::Line, open->line},
                    ProblemCode::BadHex,
@@ -63,7 +64,7 @@ std::optional<RowInput::Next> ArrayText::takeFrom(std::uint64_t line) {
     _found = true;
     _row.emplace();
     _row->line = line;
-    _row->apart = _row->array = true;
+    _row->apart = _row->exact = true;
     _bad = false;
     return std::nullopt;
   }

@@ -25,12 +25,12 @@ class ArrayText final : public RowInput {
   std::optional<Problem> addElement(std::string_view element, std::uint64_t line);
 
   LineReader _lines;
-  std::uint64_t _line = 0;   // being read
-  std::string _rest;         // of it
-  std::optional<Row> _row;   // within its braces
-  bool _inComment = false;   // one that goes on
-  bool _bad = false;         // an element of the row was
-  bool _found = false;  // there was a brace
+  std::uint64_t _line = 0;  // being read
+  std::string _rest;        // of it
+  std::optional<Row> _row;  // within its braces
+  bool _inComment = false;  // one that goes on
+  bool _bad = false;        // an element of the row was
+  bool _found = false;      // there was a brace
 };
 
 }  // namespace vesk::host

@@ -6,6 +6,7 @@
 
 #include "host/inputs/ArrayText.h"
 #include "host/inputs/Binary.h"
+#include "host/inputs/CsvText.h"
 #include "host/inputs/Dump.h"
 #include "host/inputs/Hex.h"
 #include "host/inputs/HexText.h"
@@ -52,6 +53,7 @@ constexpr auto kForms = std::to_array<InputForm>({
      {},
      PacketText::beginsRows},
     {"array", "arrays in a program", opened<ArrayText>, {}, ArrayText::begins},
+    {"csv", "a table with a column of bytes", opened<CsvText>, {}, CsvText::begins},
     {"log", "digits among the lines of a log", opened<LogText>, {}, LogText::begins},
 });
 

@@ -65,14 +65,13 @@ Item RowInput::next() {
     _width = 0;
     return report(std::move(row));
   }
-  if (row.array) {
+  if (row.exact) {
     _width = 0;
     if (info == nullptr || isNoMore(row.bytes, *info)) return report(std::move(row));
     return problemWith(row,
                        *info,
                        ProblemCode::LengthMismatch,
-                       countedBytes(row.bytes.size()) +
-                           ", more than its layout, and no zeros: an array is one report");
+                       countedBytes(row.bytes.size()) + ", more than its layout, and no zeros");
   }
   const bool goesOn = !row.apart && _width != 0 && size <= _width;
   if (goesOn && size < _width) {

@@ -26,7 +26,7 @@ struct Row {
   std::optional<std::int64_t> microseconds;
   bool apart = false;  // it does not go on with what the row before it began
   bool whole = false;  // it is a report and no part of one, as the form itself says
-  bool array = false;  // somebody put it together: it is whole, but may be several reports
+  bool exact = false;  // it is whole, and what is behind the report's layout must be zeros
 };
 
 /// A form that shows reports in rows.

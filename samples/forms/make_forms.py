@@ -98,6 +98,15 @@ def arrays(reports):
     return "\n".join(lines) + "\n"
 
 
+def table(reports):
+    """As a logic analyzer exports them."""
+    lines = ["name,type,start_time,duration,data"]
+    for number, (_, data) in enumerate(reports):
+        lines.append('"I2C","start",' + f"{number}.016600300,0.000000100,")
+        lines.append('"I2C","data",' + f"{number}.016667400,0.000200000,0x{data.hex().upper()}")
+    return "\n".join(lines) + "\n"
+
+
 def kernel_log(reports):
     """As the kernel logs rows of bytes, among lines of its own."""
     lines = ["[    4.181002] usb 1-3: new high-speed USB device number 5 using xhci_hcd"]
@@ -257,7 +266,8 @@ def forms(reports):
     yield "tour.hexdump", hexdump_canonical(data).encode()
     yield "tour.od", od(data).encode()
     yield "tour.hid", recording(reports).encode()
-    yield "tour.c", arrays(reports).encode()
+    yield "tour-array.txt", arrays(reports).encode()
+    yield "tour.csv", table(reports).encode()
     yield "tour-dmesg.log", kernel_log(reports).encode()
     yield "tour-logcat.log", device_log(reports).encode()
     yield "tour-usbhid-dump.txt", usbhid_dump(reports).encode()

@@ -135,7 +135,7 @@ class CommandLine(HostTest):
         self.expect_usage("--output xml: choose one of text, ndjson, json, csv, recording", "-o", "xml")
         self.expect_usage(
             "--input tar: choose one of hex, dump, xxd-p, binary, recording, usb, usbhid-dump, usbmon, "
-            "packets, array, log",
+            "packets, array, csv, log",
             "--input=tar",
         )
         self.expect_usage("--type both: choose one of input, output, feature", "--type", "both")

@@ -33,7 +33,8 @@ NAMES = {
     "tour.hexdump": "dump",
     "tour.od": "dump",
     "tour.hid": "recording",
-    "tour.c": "array",
+    "tour-array.txt": "array",
+    "tour.csv": "csv",
     "tour-dmesg.log": "log",
     "tour-logcat.log": "log",
     "tour-tshark.txt": "packets",
@@ -300,8 +301,7 @@ class Arrays(HostTest):
 
     def test_what_is_wrong(self):
         for text, message in (
-            ("{0xDE, 0x01, 0xDE, 0x01}", "-:1: report 0xDE (feature): 4 bytes, more than its layout, and "
-             "no zeros: an array is one report"),
+            ("{0xDE, 0x01, 0xDE, 0x01}", "-:1: report 0xDE (feature): 4 bytes, more than its layout, and no zeros"),
             ("{0xDE, ID}", '-:1: "ID" is no byte of an array, such as 0xDE or 222'),
             ("{0xDE,\n 256}", '-:2: "256" is no byte of an array, such as 0xDE or 222'),
             ("{0xDE, 010}", '-:1: "010" is no byte of an array, such as 0xDE or 222'),
@@ -321,6 +321,39 @@ class Arrays(HostTest):
         rows = ",\n".join(", ".join(f"0x{byte:02x}" for byte in row) for _, row in maker.rows(data, 8))
         run = Run(stdin=f"{{{rows}}}\n".encode())
         self.expect(run, ALL_DECODED, Run(stdin=hex_lines(data)).out, "")
+
+
+class Tables(HostTest):
+    def test_columns_by_their_names(self):
+        for text in (
+            "Time [s],Data\n0.5,0xDE01\n", "name,type,start_time,duration,data\n\"I2C\",\"data\",0.5,1e-3,0xDE01\n",
+            "Time;Channel;Hex\n0.500000999;a;DE 01\n", "payload\ttime\nde:01\t0.5\n",
+            'Time,Value,Data\n0.5,"a, b","0xDE, 0x01"\n', "time,data\n,\n0.1,\n0.5,[de 01]\n",
+        ):
+            with self.subTest(text=text):
+                run = Run("-o", "ndjson", stdin=text.encode())
+                self.expect(run, ALL_DECODED, err="")
+                self.assertEqual([(r["value"], r["time"]) for r in run.records()], [("SINGLE", 0.5)])
+
+    def test_times_that_are_none(self):
+        for name, time in (("Time [ms]", "500"), ("Time", "-0.5"), ("Time", "5e-1"), ("Time", "17:02:37")):
+            run = Run("-o", "ndjson", stdin=f"{name},Data\n{time},de01\n".encode())
+            self.expect(run, ALL_DECODED, err="")
+            self.assertNotIn("time", run.records()[0])
+
+    def test_what_is_wrong(self):
+        run = Run(stdin=b"Time,Data\n0.5,SINGLE\n0.6,de01\n0.7,de0105\n")
+        message = (
+            '-:2: bad hex: "S" is no hexadecimal digit, in "SINGLE"\n'
+            "-:4: report 0xDE (feature): 3 bytes, more than its layout, and no zeros\n"
+        )
+        self.expect(run, SOME_REFUSED, STATE_LINES, message)
+        run = Run("-i", "csv", stdin=b"a,b\nde01,de01\n")
+        message = (
+            "-:1: the first line of a table names its columns, and none is named data, hex, bytes, "
+            "payload, report, raw, miso or value\n"
+        )
+        self.expect(run, CANNOT_READ_OR_WRITE, b"", message)
 
 
 class Logs(HostTest):
