@@ -35,14 +35,15 @@ std::string withoutComments(std::string_view line, bool& inComment) {
 
 RowInput::Next ArrayText::nextRow() {
   for (;;) {
-    while (!_rest.empty())
+    while (_taken < _text.size())
       if (auto next = takeFrom(_line)) return *std::move(next);
     const auto line = _lines.next();
     if (!line) break;
     _line = line->number;
     if (line->tooLong)
       return problemAt({Place::Unit::Line, _line}, ProblemCode::TooLong, "the line is too long");
-    _rest = withoutComments(line->text, _inComment);
+    _text = withoutComments(line->text, _inComment);
+    _taken = 0;
   }
   const auto open = std::exchange(_row, std::nullopt);
   if (!open && !std::exchange(_found, true))
@@ -56,10 +57,11 @@ RowInput::Next ArrayText::nextRow() {
 
 /// Takes the next element or brace off the line at hand. A report, or what is wrong, if it gives one.
 std::optional<RowInput::Next> ArrayText::takeFrom(std::uint64_t line) {
-  const std::size_t end = std::min(_rest.find_first_of("{},"), _rest.size());
-  const std::string element(trim(std::string_view(_rest).substr(0, end)));
-  const char mark = end < _rest.size() ? _rest[end] : ' ';
-  _rest.erase(0, std::min(end + 1, _rest.size()));
+  const std::string_view rest = std::string_view(_text).substr(_taken);
+  const std::size_t end = std::min(rest.find_first_of("{},"), rest.size());
+  const std::string_view element = trim(rest.substr(0, end));
+  const char mark = end < rest.size() ? rest[end] : ' ';
+  _taken += std::min(end + 1, rest.size());
   if (mark == '{') {  // what stands before it names the array
     _found = true;
     _row.emplace();

@@ -26,7 +26,8 @@ class ArrayText final : public RowInput {
 
   LineReader _lines;
   std::uint64_t _line = 0;  // being read
-  std::string _rest;        // of it
+  std::string _text;        // of it, without comments
+  std::size_t _taken = 0;
   std::optional<Row> _row;  // within its braces
   bool _inComment = false;  // one that goes on
   bool _bad = false;        // an element of the row was

@@ -40,7 +40,8 @@ Name nameOf(std::string_view field) {
   Name name;
   const std::size_t begin = field.find_first_of("[(");
   for (const char character : trim(field.substr(0, begin)))
-    name.text += character >= 'A' && character <= 'Z' ? static_cast<char>(character | 0x20) : character;
+    name.text +=
+        character >= 'A' && character <= 'Z' ? static_cast<char>(character | 0x20) : character;
   if (begin != std::string_view::npos)
     name.unit = field.substr(begin + 1, field.find_first_of("])", begin) - begin - 1);
   return name;
@@ -73,7 +74,8 @@ std::optional<CsvText::Columns> CsvText::columnsOf(std::string_view names) {
         columns.data = i;
       }
       const bool isTime = std::ranges::find(kTimeNames, name.text) != kTimeNames.end();
-      if (isTime && !columns.seconds && (name.unit.empty() || name.unit == "s")) columns.seconds = i;
+      if (isTime && !columns.seconds && (name.unit.empty() || name.unit == "s"))
+        columns.seconds = i;
     }
     if (columns.data < fields.size()) return columns;
   }
