@@ -310,6 +310,7 @@ RowInput::Next LogText::readRow() {
     row.bytes = std::move(found.bytes);
     row.line = line->number;
     row.type = found.type;
+    row.unnamed = !found.named && !found.type;
     row.microseconds = found.stamp.microseconds;
     row.apart = std::exchange(_apart, false) || row.type;
     if (!found.address) return row;

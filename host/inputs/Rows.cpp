@@ -119,6 +119,11 @@ Item RowInput::report(Row row) {
 
 Item RowInput::single(Row row, const ReportInfo* info, bool inRun) {
   if (info == nullptr || isNoMore(row.bytes, *info)) return report(std::move(row));
+  if (row.unnamed)
+    return problemWith(row,
+                       *info,
+                       ProblemCode::LengthMismatch,
+                       countedBytes(row.bytes.size()) + ", more than its layout, and no zeros");
   if (!inRun) {
     const Row* const second = following();
     inRun = second != nullptr && second->bytes.size() == _width;

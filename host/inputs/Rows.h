@@ -24,9 +24,10 @@ struct Row {
   std::uint64_t line = 0;           // that it begins in
   std::optional<ReportType> type;
   std::optional<std::int64_t> microseconds;
-  bool apart = false;  // it does not go on with what the row before it began
-  bool whole = false;  // it is a report and no part of one, as the form itself says
-  bool exact = false;  // it is whole, and what is behind the report's layout must be zeros
+  bool apart = false;    // it does not go on with what the row before it began
+  bool whole = false;    // it is a report and no part of one, as the form itself says
+  bool unnamed = false;  // nothing but its ID says that it is a report
+  bool exact = false;    // it is whole, and what is behind the report's layout must be zeros
 };
 
 /// A form that shows reports in rows.

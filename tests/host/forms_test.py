@@ -413,6 +413,11 @@ class Logs(HostTest):
         errors = [r["error"]["code"] for r in run.records() if "error" in r]
         self.assertLessEqual(len(errors), 1, run.err)
 
+    def test_bytes_of_something_else(self):
+        run = Run(stdin=b"[ 1.5] i2c: de 01 ff\n[ 1.6] i2c: de 01 00\n")
+        message = "-:1: report 0xDE (feature): 3 bytes, more than its layout, and no zeros\n"
+        self.expect(run, SOME_REFUSED, STATE_LINES, message)
+
     def test_words(self):
         run = Run(stdin=b"[ 1.5] vesk: 00000000: 000001de 00000000\n")
         message = "-:1: the kernel printed words in the machine's order; print bytes: groups of 1\n"
