@@ -192,9 +192,11 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
 Headers of the C interface and the C++ class, a CMake package and a pkg-config
 file, to build programs that decode HID reports of the Vesk touch controller.")
 
+# libarchive is loaded when a compressed file needs it.
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME vesk-decode)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS ${tool_needs})
+set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS libarchive13)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "jq, parallel")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION
     "decodes captures of the Vesk controller's HID reports

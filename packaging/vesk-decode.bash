@@ -12,7 +12,7 @@ _vesk_decode() {
   fi
 
   case $previous in
-    -i | --input) values='hex dump xxd-p binary recording usb' ;;
+    -i | --input) values='hex dump xxd-p binary recording usb usbhid-dump usbmon packets array csv log' ;;
     -o | --output) values='text ndjson json csv recording' ;;
     --color) values='auto always never' ;;
     --type) values='input output feature' ;;

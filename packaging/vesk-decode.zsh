@@ -15,7 +15,13 @@ _arguments -s -S \
     xxd-p\:"a dump by xxd -p"
     binary\:"binary reports"
     recording\:"a recording of hid-recorder"
-    usb\:"a USB capture, pcap or pcapng"))' \
+    usb\:"a USB capture, pcap or pcapng"
+    usbhid-dump\:"a stream by usbhid-dump"
+    usbmon\:"the text that usbmon prints"
+    packets\:"USB packets in rows, as by tshark -x"
+    array\:"arrays in a program"
+    csv\:"a table with a column of bytes"
+    log\:"digits among the lines of a log"))' \
   '--device=[only this device of a USB capture]:BUS\:DEV: ' \
   '--endpoint=[only this endpoint of it]:number: ' \
   '(-o --output)'{-o+,--output=}'[form of the output]:form:((

@@ -21,6 +21,8 @@ constexpr std::uint64_t kLongestRepetition = 16 << 20;
 constexpr std::string_view kWordsHint =
     "this dump shows words in the machine's order, not bytes; make it with: hexdump -C FILE";
 
+constexpr std::string_view kOdHint = "make it with: od -A x -t x1 -v FILE";
+
 std::size_t digitsAtFront(std::string_view text) {
   const auto isNone = [](char character) { return hexDigit(character) < 0; };
   return static_cast<std::size_t>(std::ranges::find_if(text, isNone) - text.begin());
@@ -60,6 +62,32 @@ std::vector<std::uint8_t> swapped(std::string_view digits) {
   return bytes;
 }
 
+/// Whether a row is one by xxd -b: eight binary digits a byte, and a character for each.
+bool showsBits(std::string_view groups, std::string_view line) {
+  std::size_t count = 0;
+  for (; !groups.empty(); ++count) {
+    const std::string_view word = takeWord(groups);
+    if (word.size() != 8 || word.find_first_not_of("01") != std::string_view::npos) return false;
+  }
+  const std::size_t end = line.rfind("  ");
+  return count != 0 && end != std::string_view::npos && line.size() - end - 2 <= count;
+}
+
+/// What od shows that takes four columns a byte: with -t u1, -t o1 or -c; empty if it is none of it.
+std::string_view whatColumnsShow(std::string_view rest) {
+  constexpr std::size_t kColumns = 4;
+  if (rest.empty() || rest.size() % kColumns != 0) return {};
+  bool octal = true;
+  bool decimal = true;
+  for (; !rest.empty(); rest.remove_prefix(kColumns)) {
+    const std::string_view cell = trim(rest.substr(0, kColumns));
+    if (rest.front() != ' ' || (!cell.empty() && rest[kColumns - 1] == ' ')) return {};
+    octal = octal && cell.size() == 3 && parseNumber<std::uint8_t>(cell, 8);
+    decimal = decimal && parseNumber<std::uint8_t>(cell);
+  }
+  return octal ? "octal numbers" : decimal ? "decimal numbers" : "characters";
+}
+
 /// What to say of a line that does not go on where the one before it ended.
 std::string misplaced(std::string_view text, std::uint64_t expected) {
   const std::string_view address = text.substr(0, digitsAtFront(text));
@@ -94,7 +122,11 @@ bool DumpBytes::nextRow() {
     _fill -= _row.size();
   else
     _row = std::exchange(_next, {});
-  return true;
+  // The second row tells what the addresses of the first may mean.
+  if (_rows == 1 && _sevenDigits)
+    while (_next.empty() && readLine()) continue;
+  if (_octal) _row.clear();
+  return !_octal;
 }
 
 /// Reads a line; false at the end of the dump: after the last line, or at a wrong one.
@@ -108,7 +140,16 @@ bool DumpBytes::readLine() {
     return true;
   }
   auto row = parse(*line);
-  if (!row || !follows(*line, *row)) return false;
+  if (!row) return false;
+  if (countsInOctal(*line, *row)) {
+    _octal = true;
+    complain(*line,
+             ProblemCode::UnsupportedInput,
+             "the addresses of this dump are octal; " + std::string(kOdHint));
+    return false;
+  }
+  if (!follows(*line, *row)) return false;
+  ++_rows;
   _next = std::move(row->bytes);
   return true;
 }
@@ -136,8 +177,13 @@ std::optional<DumpBytes::Row> DumpBytes::parseAddressed(const LineReader::Line& 
     complain(line, ProblemCode::BadDump, inQuotes(rest) + " does not begin with an address");
     return std::nullopt;
   }
+  if (!_address) _sevenDigits = digits == 7;
   rest.remove_prefix(digits);
   Row row{*address, {}};
+  if (const std::string complaint = unlikeHex(line, rest); !complaint.empty()) {
+    complain(line, ProblemCode::UnsupportedInput, complaint);
+    return std::nullopt;
+  }
   const bool grouped = rest.starts_with(':');  // only xxd writes a colon, and groups of bytes
   if (grouped) {
     rest.remove_prefix(1);
@@ -159,6 +205,27 @@ std::optional<DumpBytes::Row> DumpBytes::parseAddressed(const LineReader::Line& 
     return std::nullopt;
   }
   return row;
+}
+
+/// What other bases a first row is in. `rest` is what stands behind its address.
+std::string DumpBytes::unlikeHex(const LineReader::Line& line, std::string_view rest) const {
+  if (_address) return {};
+  if (rest.starts_with(": ") && showsBits(rest.substr(2, rest.rfind("  ") - 2), line.text))
+    return "this dump shows bits; make it with: xxd FILE";
+  std::string_view shown = line.text;
+  shown.remove_prefix(static_cast<std::size_t>(rest.data() - shown.data()));
+  const std::string_view what = whatColumnsShow(shown);
+  if (what.empty()) return {};
+  return "this dump shows " + std::string(what) + "; " + std::string(kOdHint);
+}
+
+/// od counts in octal unless it is told otherwise, and writes addresses of seven digits: whether the
+/// row behind the first one says so.
+bool DumpBytes::countsInOctal(const LineReader::Line& line, const Row& row) const {
+  if (_rows != 1 || !_sevenDigits || row.address == *_address) return false;
+  const std::string_view text = trim(line.text);
+  const auto octal = parseNumber<std::uint64_t>(text.substr(0, digitsAtFront(text)), 8);
+  return octal && (_repeated || *octal == *_address);
 }
 
 /// xxd -e turns the bytes of each group around, and looks otherwise as xxd does: the characters at

@@ -33,6 +33,8 @@ class DumpBytes final : public Bytes {
   bool follows(const LineReader::Line& line, const Row& row);
   bool inByteOrder(const LineReader::Line& line, std::string_view digits,
                    const std::vector<std::uint8_t>& bytes);
+  std::string unlikeHex(const LineReader::Line& line, std::string_view rest) const;
+  bool countsInOctal(const LineReader::Line& line, const Row& row) const;
   void complain(const LineReader::Line& line, ProblemCode code, std::string message);
 
   LineReader _lines;
@@ -46,6 +48,9 @@ class DumpBytes final : public Bytes {
   std::optional<std::uint64_t> _address;  // that the next row should have
   bool _repeated = false;                 // a "*" came
   bool _orderProven = false;
+  std::uint64_t _rows = 0;    // so far
+  bool _sevenDigits = false;  // has the first row's address, as od writes them in octal
+  bool _octal = false;
 };
 
 /// The reports in a dump.

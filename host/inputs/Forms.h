@@ -27,6 +27,9 @@ struct InputForm {
 
   /// ... or as text of which this says so; null where none is.
   bool (*begins)(const TextHead& head, const KnownReports& known) = nullptr;
+
+  /// Text may begin with a byte order mark.
+  bool isText = true;
 };
 
 /// All forms. Text that begins as no other form does is "hex", and other bytes are "binary".
@@ -36,9 +39,13 @@ std::span<const InputForm> inputForms();
 const InputForm* inputFormNamed(std::string_view name);
 
 /// Tells by the first bytes which form a stream has; takes none of them. Waits for no more of a
-/// stream than it needs: one line of text, or a few bytes. Throws InputFault for what is known, but
+/// stream than it needs: one line of text, or a few bytes, or, where those leave it open whether they
+/// are text, a report and the first byte of the next. Throws InputFault for what is known, but
 /// can't be read as it is.
 const InputForm& detectForm(Bytes& bytes, const KnownReports& known);
+
+/// Why detectForm() takes a stream for this form, for people: ", known by its first line".
+std::string_view howKnown(const InputForm& form);
 
 /// Opens a stream as `form`, past the byte order mark that it may begin with.
 std::unique_ptr<Input> openInput(const InputForm& form, Bytes& bytes, const InputContext& context);

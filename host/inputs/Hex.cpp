@@ -51,6 +51,15 @@ std::string_view takeWord(std::string_view& text) {
   return word;
 }
 
+std::optional<ReportType> typeWord(std::string_view word) {
+  constexpr std::size_t kLongest = 8;
+  if (word.empty() || word.size() > kLongest) return std::nullopt;
+  std::string lower(word);
+  for (char& character : lower)
+    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character | 0x20);
+  return reportTypeNamed(lower);
+}
+
 std::optional<std::string> appendHex(std::string_view text, std::vector<std::uint8_t>& bytes) {
   for (std::size_t i = 0; i < text.size();) {
     const int high = classOf(text[i]);
@@ -74,6 +83,26 @@ std::optional<std::string> appendHex(std::string_view text, std::vector<std::uin
     }
   }
   return std::nullopt;
+}
+
+std::string tidied(std::string_view text) {
+  text = text.substr(0, text.find("//"));
+  if (const std::size_t begin = text.find("/*"); begin != std::string_view::npos) {
+    const std::size_t end = text.find("*/", begin);
+    if (end == std::string_view::npos || trim(text.substr(end + 2)).empty())
+      text = text.substr(0, begin);
+  }
+  constexpr std::string_view kAround = " \t[]{}(),;\"'";
+  const std::size_t first = text.find_first_not_of(kAround);
+  if (first == std::string_view::npos) return {};
+  std::string result(text.substr(first, text.find_last_not_of(kAround) - first + 1));
+  for (std::size_t i = 1; i + 1 < result.size(); ++i) {
+    const bool between = hexDigit(result[i - 1]) >= 0 && hexDigit(result[i + 1]) >= 0;
+    if (result[i] == '-' && between) result[i] = ' ';
+  }
+  for (std::size_t i = 0; i + 1 < result.size(); ++i)
+    if (result[i] == '\\' && result[i + 1] == 'x') result[i] = '0';
+  return result;
 }
 
 std::string inQuotes(std::string_view text) {

@@ -5,22 +5,23 @@
 ///     0xDE, 0x01
 #pragma once
 
-#include <vector>
-
-#include "host/inputs/Input.h"
+#include "host/inputs/Rows.h"
 
 namespace vesk::host {
 
-class HexText final : public Input {
+class HexText final : public RowInput {
  public:
-  HexText(Bytes& bytes, const InputContext& /*context*/) : _lines(bytes) {}
-  Item next() override;
+  HexText(Bytes& bytes, const InputContext& context) : RowInput(context.known), _lines(bytes) {}
+
+  /// Whether a text's first line is one of digits.
+  static bool begins(const TextHead& head, const KnownReports& known);
 
  private:
-  Item parse(const LineReader::Line& line, std::string_view text);
+  Next nextRow() override;
+  Next parse(const LineReader::Line& line, std::string_view text);
 
   LineReader _lines;
-  std::vector<std::uint8_t> _bytes;  // the report handed out last
+  bool _apart = true;  // the next row is, since something else stands before it
 };
 
 }  // namespace vesk::host

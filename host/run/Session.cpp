@@ -8,9 +8,9 @@
 #include <system_error>
 #include <variant>
 
-#include "text/numbers.h"
-
+#include "host/inputs/Compressed.h"
 #include "host/run/Signals.h"
+#include "text/numbers.h"
 
 namespace vesk::host {
 
@@ -73,7 +73,8 @@ void Session::decodeFile(const std::string& file) {
   try {
     FileBytes bytes(file, [this](const FileBytes& read, bool wait) { beforeRead(read, wait); });
     shareWork(bytes);
-    const auto input = open(bytes, file);
+    const auto unpacked = decompressed(bytes);
+    const auto input = open(unpacked ? *unpacked : bytes, file);
     decodeAll(*input);
   } catch (const InputFault& fault) {
     handle(problemAt({}, ProblemCode::UnreadableInput, fault.what()));
@@ -104,9 +105,13 @@ void Session::shareWork(const FileBytes& bytes) {
       count, makePlugin, makeFileOutput, [this](const Jobs::Batch& batch) { commit(batch); });
 }
 
-std::unique_ptr<Input> Session::open(FileBytes& bytes, const std::string& file) {
+std::unique_ptr<Input> Session::open(Bytes& bytes, const std::string& file) {
   _form = _options.inputForm != nullptr ? _options.inputForm : &detectForm(bytes, _known);
-  if (_options.verbose) _messages.tell(file, "read as " + std::string(_form->description));
+  if (_options.verbose)
+    _messages.tell(file,
+                   std::string("read as ")
+                       .append(_form->description)
+                       .append(_options.inputForm != nullptr ? ", as -i says" : howKnown(*_form)));
   return openInput(*_form, bytes, {_known, _options.usb});
 }
 
@@ -212,7 +217,8 @@ const InputForm* Session::likelyForm() const {
     return nullptr;
   try {
     FileBytes again(_file, [](const FileBytes&, bool) {});
-    const InputForm& form = detectForm(again, _known);
+    const auto unpacked = decompressed(again);
+    const InputForm& form = detectForm(unpacked ? *unpacked : again, _known);
     const bool isSure = form.begins != nullptr || !form.magics.empty();  // and not what is left
     return isSure && &form != _form ? &form : nullptr;
   } catch (const InputFault&) {

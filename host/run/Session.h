@@ -41,7 +41,7 @@ class Session {
   void decodeFile(const std::string& file);
   void shareWork(const FileBytes& bytes);
   std::unique_ptr<Output> makeOutput(Plugin& plugin, Sink& sink) const;
-  std::unique_ptr<Input> open(FileBytes& bytes, const std::string& file);
+  std::unique_ptr<Input> open(Bytes& bytes, const std::string& file);
   void decodeAll(Input& input);
   void handle(Report& report);
   void handleToDevice(const Report& report, const ReportInfo* info);

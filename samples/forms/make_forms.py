@@ -88,6 +88,46 @@ def recording(reports):
     return "\n".join(lines) + "\n"
 
 
+def arrays(reports):
+    """As somebody pastes them into a program."""
+    lines = ["/* Made by make_forms.py. */", "#include <stdint.h>"]
+    for number, (kind, data) in enumerate(reports):
+        lines += ["", f"static const uint8_t report_{number}[{len(data)}] = {{  // {kind}"]
+        lines += [f"    {', '.join(f'0x{byte:02X}' for byte in row)}," for _, row in rows(data, 12)]
+        lines.append("};")
+    return "\n".join(lines) + "\n"
+
+
+def table(reports):
+    """As a logic analyzer exports them."""
+    lines = ["name,type,start_time,duration,data"]
+    for number, (_, data) in enumerate(reports):
+        lines.append('"I2C","start",' + f"{number}.016600300,0.000000100,")
+        lines.append('"I2C","data",' + f"{number}.016667400,0.000200000,0x{data.hex().upper()}")
+    return "\n".join(lines) + "\n"
+
+
+def kernel_log(reports):
+    """As the kernel logs rows of bytes, among lines of its own."""
+    lines = ["[    4.181002] usb 1-3: new high-speed USB device number 5 using xhci_hcd"]
+    for number, (_, data) in enumerate(reports):
+        stamp = f"[{12 + number:5}.{number * 1001:06}]"
+        lines.append(f"{stamp} vesk 0018:1209:0001.0001: got a report")
+        for offset, row in rows(data):
+            lines.append(f"{stamp} vesk: {offset:08x}: {row.hex(' '):<47}  {printable(row)}")
+    return "\n".join(lines) + "\n"
+
+
+def device_log(reports):
+    """As a telephone logs them: a line each."""
+    lines = ["--------- beginning of main"]
+    for number, (_, data) in enumerate(reports):
+        stamp = f"11-21 17:02:{number:02}.125  1234  1250"
+        lines.append(f"{stamp} I touch   : {len(data)} bytes")
+        lines.append(f"{stamp} D touch   : Received: {data.hex(' ')}")
+    return "\n".join(lines) + "\n"
+
+
 class Transfers:
     """USB packets of the reports, with a request for a descriptor before them, whose header the
     subclasses write."""
@@ -153,6 +193,45 @@ class UsbPcap(Transfers):
         return self.header(request, 2, CONTROL_ENDPOINT, stage, content, completed)
 
 
+def usbhid_dump(reports):
+    """As usbhid-dump -e all: the report descriptor, and the stream of input reports."""
+    inputs = [data for kind, data in reports if kind == "input"]
+    blocks = [("DESCRIPTOR", bytes.fromhex("0600ff0901a101c0")), *(("STREAM", data) for data in inputs)]
+    text = ""
+    for (name, data), (seconds, micros) in zip(blocks, times(len(blocks))):
+        text += f"{BUS:03}:{DEVICE:03}:000:{name:<16} {seconds}.{micros:06}\n"
+        text += "".join(f" {row.hex(' ').upper()}\n" for _, row in rows(data)) + "\n"
+    return text
+
+
+def usbmon_text(reports):
+    """As /sys/kernel/debug/usb/usbmon/1u shows them: 32 bytes of each transfer at most."""
+    lines = []
+    for number, (kind, data) in enumerate(reports):
+        tag, time = f"ffff88800000{number:04x}", 1463094432 + number * INTERVAL_MICROSECONDS
+        words = " ".join(group.hex() for _, group in rows(data[:32], 4))
+        if kind == "input":
+            lines.append(f"{tag} {time} S Ii:{BUS}:{DEVICE:03}:1 -115:8 4096 <")
+            lines.append(f"{tag} {time + 400} C Ii:{BUS}:{DEVICE:03}:1 0:8 {len(data)} = {words}")
+        else:
+            value = TYPES[kind] + 1 << 8 | data[0]
+            lines.append(f"{tag} {time} S Ci:{BUS}:{DEVICE:03}:0 s a1 01 {value:04x} 0000 1000 4096 <")
+            lines.append(f"{tag} {time + 400} C Ci:{BUS}:{DEVICE:03}:0 0 {len(data)} = {words}")
+    return "\n".join(lines) + "\n"
+
+
+def packet_rows(packets):
+    """As tshark -x."""
+    blocks = []
+    for _, packet in packets:
+        lines = []
+        for offset, row in rows(packet):
+            text = printable(row)
+            lines.append(f"{offset:04x}  {row.hex(' '):<47}   {text}")
+        blocks.append("\n".join(lines) + "\n")
+    return "\n".join(blocks) + "\n"
+
+
 def pcap(link_type, packets):
     parts = [struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 262144, link_type)]
     for (seconds, micros), packet in packets:
@@ -201,6 +280,15 @@ def forms(reports):
     yield "tour.hexdump", hexdump_canonical(data).encode()
     yield "tour.od", od(data).encode()
     yield "tour.hid", recording(reports).encode()
+    yield "tour-array.txt", arrays(reports).encode()
+    yield "tour.csv", table(reports).encode()
+    yield "tour-dmesg.log", kernel_log(reports).encode()
+    yield "tour-logcat.log", device_log(reports).encode()
+    yield "tour-usbhid-dump.txt", usbhid_dump(reports).encode()
+    short = [(kind, content) for kind, content in reports if len(content) <= 32]
+    yield "tour-usbmon.txt", usbmon_text(short).encode()
+    yield "tour-tshark.txt", packet_rows(Usbmon(mapped=True).packets(reports)).encode()
+    yield "tour-tshark-usbpcap.txt", packet_rows(UsbPcap().packets(reports)).encode()
     yield "tour-usbmon.pcap", pcap(189, Usbmon(mapped=False).packets(reports))
     yield "tour-usbmon-mapped.pcapng", pcapng(220, Usbmon(mapped=True).packets(reports))
     yield "tour-usbpcap.pcap", pcap(249, UsbPcap().packets(reports))

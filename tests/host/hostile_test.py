@@ -47,6 +47,12 @@ class Hostile(HostTest):
                 with self.subTest(byte=byte, form=form):
                     self.run_limited(byte * (20 << 20), *(["-i", form] if form else []))
 
+    def test_endless_lines_of_each_text_form(self):
+        for piece in (b"0xDE,", b"{", b"de 01 ", b"RX: ", b"[1.5] ", b"17:02:37 ", b"a,data\n", b"/*", b'"'):
+            for form in ("usbhid-dump", "usbmon", "packets", "array", "csv", "log"):
+                with self.subTest(piece=piece, form=form):
+                    self.run_limited(piece * ((2 << 20) // len(piece)), "-i", form)
+
     def test_endless_comment_is_no_error(self):
         run = self.run_limited(GOOD_HEX + b"#" * (50 << 20) + b"\n" + GOOD_HEX)
         self.expect(run, ALL_DECODED, STATE_LINES * 2, "")

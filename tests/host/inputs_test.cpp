@@ -98,8 +98,8 @@ TEST(Detection, Captures) {
 
 TEST(Detection, Binary) {
   for (const std::string& text : {std::string("\xDE\x01"),
-                                  std::string("v123"),
-                                  std::string("w"),
+                                  std::string("v\1\2\3"),
+                                  std::string("w\0\xFF", 3),
                                   std::string("\x99"),
                                   std::string("\0\0", 2),
                                   std::string("\x01"),
@@ -108,12 +108,10 @@ TEST(Detection, Binary) {
 }
 
 TEST(Detection, WhatOthersCompressOrEncode) {
-  for (const std::string& text : {std::string("\x1F\x8B\x08\0", 4),
-                                  std::string("PK\x03\x04"),
+  for (const std::string& text : {std::string("PK\x03\x04"),
                                   std::string("\xFF\xFE"
                                               "d\0",
-                                              4),
-                                  std::string("\x28\xB5\x2F\xFD")}) {
+                                              4)}) {
     StringBytes bytes(text);
     EXPECT_THROW(detectForm(bytes, known()), InputFault);
   }
@@ -121,7 +119,7 @@ TEST(Detection, WhatOthersCompressOrEncode) {
 
 TEST(Detection, DoesNotWaitForMoreThanItNeeds) {
   // A live pipe that has sent so much and is silent now: another read would be one too many.
-  for (const char* text : {"de 01\n", "\xDE", "D: 0\n", "# c\nde01\n", "\xD4\xC3\xB2\xA1"}) {
+  for (const char* text : {"de 01\n", "\xDE\x01", "D: 0\n", "# c\nde01\n", "\xD4\xC3\xB2\xA1"}) {
     StringBytes bytes(text);
     bytes.failAtEnd();
     EXPECT_NO_THROW(detectForm(bytes, known())) << text;
@@ -152,16 +150,24 @@ std::string readAs(std::string_view form, const std::string& content, std::size_
 }
 
 TEST(Inputs, PiecesMakeNoDifference) {
-  const std::pair<const char*, const char*> samples[] = {{"tour.hex", "hex"},
-                                                         {"forms/tour.bin", "binary"},
-                                                         {"forms/tour.xxd", "dump"},
-                                                         {"forms/tour.hexdump", "dump"},
-                                                         {"forms/tour.od", "dump"},
-                                                         {"forms/tour.xxd-p", "xxd-p"},
-                                                         {"forms/tour.hid", "recording"},
-                                                         {"forms/tour-usbmon.pcap", "usb"},
-                                                         {"forms/tour-usbmon-mapped.pcapng", "usb"},
-                                                         {"forms/tour-usbpcap.pcap", "usb"}};
+  const std::pair<const char*, const char*> samples[] = {
+      {"tour.hex", "hex"},
+      {"forms/tour.bin", "binary"},
+      {"forms/tour.xxd", "dump"},
+      {"forms/tour.hexdump", "dump"},
+      {"forms/tour.od", "dump"},
+      {"forms/tour.xxd-p", "xxd-p"},
+      {"forms/tour.hid", "recording"},
+      {"forms/tour-dmesg.log", "log"},
+      {"forms/tour.csv", "csv"},
+      {"forms/tour-array.txt", "array"},
+      {"forms/tour-logcat.log", "log"},
+      {"forms/tour-usbhid-dump.txt", "usbhid-dump"},
+      {"forms/tour-usbmon.txt", "usbmon"},
+      {"forms/tour-tshark.txt", "packets"},
+      {"forms/tour-usbmon.pcap", "usb"},
+      {"forms/tour-usbmon-mapped.pcapng", "usb"},
+      {"forms/tour-usbpcap.pcap", "usb"}};
   for (const auto& [name, form] : samples) {
     const std::string content = sample(name);
     const std::string whole = readAs(form, content, content.size());

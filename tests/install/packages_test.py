@@ -118,6 +118,7 @@ class Packages(unittest.TestCase):
         for name in ["libvesk-report", "vesk-decode"]:
             for needed in ["libc6", "libstdc++6"]:
                 self.assertIn(needed, self.field(name, "Depends"))
+        self.assertEqual(self.field("vesk-decode", "Recommends"), "libarchive13")
 
     def test_library_is_registered(self):
         """Programs that link it learn the package, and the linker's cache is brought up to date."""
