@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import pty
+import re
 import resource
 import select
 import signal

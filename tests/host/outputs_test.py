@@ -134,7 +134,7 @@ class Records(HostTest):
             {"format_version": 2}, {"report_type": "both"}, {"value": None}, {"value": [1]},
             {"more": 1}, {"length": 0}, {"source": {"file": "-", "line": 1, "packet": 1}},
             {"source": {"file": "-", "packet": 1, "bus": 1}}, {"source": {"file": "-", "bus": 1}},
-            {"source": {"file": "-", "line": 1, "bus": 1, "device": 2, "endpoint": 1}},
+            {"source": {"file": "-", "offset": 1, "bus": 1, "device": 2, "endpoint": 1}},
             {"error": {"code": "bad_hex", "message": "x"}}, {"statistics": {}},
         ):
             with self.subTest(change=change):
