@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <exception>
 #include <new>
 #include <optional>
 #include <variant>
@@ -21,6 +22,19 @@ namespace vesk::host {
 namespace {
 
 constexpr std::string_view kProgram = "vesk-decode";
+
+std::terminate_handler otherEnd = nullptr;
+
+/// Where there is no memory even for the exception that tells so, the C++ library ends the program.
+/// That may come before main(): the library of options makes its validators as the program starts.
+[[noreturn]] void endWithoutMemory() {
+  if (std::current_exception() != nullptr) otherEnd();  // an exception that nobody caught
+  constexpr std::string_view message = "vesk-decode: out of memory\n";
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, message.data(), message.size());
+  _exit(kCannotReadOrWrite);
+}
+
+[[gnu::constructor(101)]] void tellOfTheEnd() { otherEnd = std::set_terminate(endWithoutMemory); }
 
 std::string versionText(const PluginLibrary& library) {
   return std::string(kProgram) + " " + VESK_HOST_VERSION + "\nplug-in " +
@@ -77,11 +91,11 @@ int carryOut(const Options& options, DescriptorSink& sink, Messages& messages) {
 
 }  // namespace
 
-int run(const std::vector<std::string>& arguments) {
+int run(int count, const char* const* arguments) {
   Messages messages(false, false);
   try {
     DescriptorSink sink(STDOUT_FILENO);
-    const auto parsed = parseOptions(arguments);
+    const auto parsed = parseOptions({arguments, arguments + count});
     if (const auto* help = std::get_if<HelpText>(&parsed)) return print(sink, help->text);
     const auto& options = std::get<Options>(parsed);
     messages = messagesFor(options);

@@ -1,12 +1,9 @@
 /// The whole program but for main().
 #pragma once
 
-#include <string>
-#include <vector>
-
 namespace vesk::host {
 
-/// Runs with the arguments after the program's name and returns the exit status.
-int run(const std::vector<std::string>& arguments);
+/// Runs with the `count` arguments after the program's name and returns the exit status.
+int run(int count, const char* const* arguments);
 
 }  // namespace vesk::host
