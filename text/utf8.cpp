@@ -1,5 +1,6 @@
 #include "text/utf8.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -31,19 +32,27 @@ VESK_ALWAYS_INLINE std::size_t sequenceLength(std::string_view text) {
   return 0;
 }
 
+constexpr std::uint64_t kHighBits = 0x8080808080808080;
+
+/// Of eight bytes, whose high bits are given, those in front of the first one that is not ASCII.
+std::size_t asciiInFront(std::uint64_t highBits) {
+  const int zeros = std::endian::native == std::endian::little ? std::countr_zero(highBits)
+                                                               : std::countl_zero(highBits);
+  return static_cast<std::size_t>(zeros) / 8;
+}
+
 }  // namespace
 
 std::size_t utf8Length(std::string_view text) { return text.empty() ? 0 : sequenceLength(text); }
 
 bool isUtf8(std::string_view text) {
   while (!text.empty()) {
-    // Most text is ASCII: eight bytes at a time.
-    std::uint64_t eight = 0x80;
-    if (text.size() >= sizeof eight) std::memcpy(&eight, text.data(), sizeof eight);
-    if ((eight & 0x8080808080808080) == 0) {
-      text.remove_prefix(sizeof eight);
-      continue;
-    }
+    // Most text is ASCII: what of it stands in front of the next other byte, eight bytes at a time.
+    std::uint64_t other = kHighBits;
+    if (text.size() >= sizeof other) std::memcpy(&other, text.data(), sizeof other);
+    other &= kHighBits;
+    text.remove_prefix(asciiInFront(other));
+    if (other == 0) continue;
     const std::size_t length = sequenceLength(text);
     if (length == 0) return false;
     text.remove_prefix(length);

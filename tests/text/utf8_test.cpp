@@ -94,5 +94,23 @@ TEST(Utf8, HasNoSequenceWithAnotherByteInIt) {
       }
 }
 
+TEST(Utf8, IsTextWhereverASequenceStands) {
+  for (std::size_t before = 0; before < 20; ++before) {
+    for (std::size_t behind = 0; behind < 20; ++behind) {
+      const std::string front(before, 'a');
+      const std::string back(behind, 'z');
+      EXPECT_TRUE(isUtf8(front + back));
+      for (const char* const good : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+        EXPECT_TRUE(isUtf8(front + good + back)) << before << ' ' << behind;
+        EXPECT_TRUE(isUtf8(front + good + good + back)) << before << ' ' << behind;
+      }
+      for (const char* const bad : {"\x80", "\xC0\xAF", "\xED\xA0\x80", "\xE2\x82", "\xFF"}) {
+        EXPECT_FALSE(isUtf8(front + bad + back)) << before << ' ' << behind;
+        EXPECT_FALSE(isUtf8(front + "\xC3\xA9" + bad + back)) << before << ' ' << behind;
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace vesk::test
