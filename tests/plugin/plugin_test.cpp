@@ -664,6 +664,7 @@ Result called(Result (HIDReportVeskPlugin::*decode)(), ReportBytes& report, bool
 
 using Plugin = HIDReportVeskPlugin;
 
+/// Those of the first version: no decoder has a way of its own to its properties.
 constexpr struct {
   std::uint32_t id;
   Result (Plugin::*decode)();
@@ -687,7 +688,6 @@ constexpr struct {
 };
 
 TEST(Decoders, GiveOfSetPropertiesWhatDispatchGives) {
-  std::size_t reports = 0;
   for (const auto& [id, decode] : kDecoders) {
     const auto listed = std::ranges::find(kReports, id, &ListedReport::id);
     ASSERT_NE(listed, kReports.end());
@@ -700,9 +700,7 @@ TEST(Decoders, GiveOfSetPropertiesWhatDispatchGives) {
         EXPECT_EQ(test::listing(called(decode, report, useStrings, decimal)),
                   test::listing(test::decode(report, useStrings, decimal)))
             << listed->decoder;
-    ++reports;
   }
-  EXPECT_EQ(reports, kReports.size());
 }
 
 TEST(Decoders, ReadThePropertiesOnEachCall) {
