@@ -13,7 +13,7 @@ _vesk_decode() {
 
   case $previous in
     -i | --input) values='hex dump xxd-p binary recording usb usbhid-dump usbmon packets array csv log' ;;
-    -o | --output) values='text ndjson json csv recording' ;;
+    -o | --output) values='text ndjson json csv recording screen' ;;
     --color) values='auto always never' ;;
     --type) values='input output feature' ;;
     --report)

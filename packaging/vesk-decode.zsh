@@ -29,7 +29,8 @@ _arguments -s -S \
     ndjson\:"a JSON record a line"
     json\:"the same records in one array"
     csv\:"a table of the reports of one decoder"
-    recording\:"a recording, undecoded"))' \
+    recording\:"a recording, undecoded"
+    screen\:"the latest frame as a picture on the terminal"))' \
   '(--decimal -decimal)'{--decimal,-decimal}'[samples in decimal, in text]' \
   '--headers[in text, a line before each report on its origin]' \
   '--lines[in JSON, add the text lines]' \

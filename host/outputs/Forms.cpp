@@ -6,6 +6,7 @@
 #include "host/outputs/Csv.h"
 #include "host/outputs/Json.h"
 #include "host/outputs/Recording.h"
+#include "host/outputs/Screen.h"
 #include "host/outputs/Text.h"
 
 namespace vesk::host {
@@ -25,6 +26,12 @@ constexpr auto kForms = std::to_array<OutputForm>({
     {"json", "the same records in one array", Threads::One, made<JsonOutput, Array>},
     {"csv", "a table of the reports of one decoder", Threads::One, made<CsvOutput>},
     {"recording", "a recording, undecoded", Threads::One, made<RecordingOutput>, "hid"},
+    {"screen",
+     "the latest frame as a picture on the terminal",
+     Threads::One,
+     made<ScreenOutput>,
+     {},
+     true},
 });
 
 }  // namespace

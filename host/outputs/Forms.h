@@ -29,7 +29,8 @@ struct OutputForm {
   /// Makes an output, which the context must outlive.
   std::unique_ptr<Output> (*make)(const OutputContext& context);
 
-  std::string_view alias = {};  // another name for -o, if there is one
+  std::string_view alias = {};   // another name for -o, if there is one
+  bool drawsOnTerminal = false;  // it needs a Canvas, and one standard output
 };
 
 /// All forms. The first one is that of those who ask for none.

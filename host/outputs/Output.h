@@ -6,6 +6,7 @@
 /// the write() of problems.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -17,6 +18,7 @@
 #include "host/Plugin.h"
 #include "host/Problem.h"
 #include "host/Report.h"
+#include "host/outputs/Canvas.h"
 #include "host/outputs/Sink.h"
 #include "host/outputs/Statistics.h"
 
@@ -32,7 +34,10 @@ struct OutputContext {
   Sink& sink;
   Headers headers = Headers::None;
   bool lines = false;  // a report's lines, too, where there is room for them beside its object
+  Canvas* canvas = nullptr;  // for a form that draws on a terminal, and for no other
 };
+
+using Clock = std::chrono::steady_clock;
 
 class Output {
  public:
@@ -55,6 +60,10 @@ class Output {
 
   /// Writes the counts, if this form has a place for them; false if it has none.
   virtual bool writeStatistics(const Statistics& /*statistics*/) { return false; }
+
+  /// Nothing comes for now: shows what was held back. Gives back when to be called again, if
+  /// something is held back still and nothing comes until then.
+  virtual std::optional<Clock::time_point> idle() { return std::nullopt; }
 
   /// What has to stand at the end.
   virtual void finish() {}

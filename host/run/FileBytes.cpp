@@ -34,9 +34,11 @@ bool FileBytes::wouldWait() const {
 }
 
 std::size_t FileBytes::read(char* into, std::size_t room) {
-  const bool wait = wouldWait();
-  _beforeRead(*this, wait);
-  if (wait) waitUntilReadable(_descriptor);
+  for (bool wait = true; wait && !interrupted();) {
+    wait = wouldWait();
+    const auto again = _beforeRead(*this, wait);
+    if (wait) waitUntilReadable(_descriptor, again);
+  }
   while (!interrupted()) {
     const ssize_t count = ::read(_descriptor, into, room);
     if (count >= 0) {

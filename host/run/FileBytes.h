@@ -1,6 +1,7 @@
 /// Files, pipes and devices as streams of bytes.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -15,8 +16,10 @@ namespace vesk::host {
 class FileBytes final : public Bytes {
  public:
   /// Called before each read. `wouldWait` says that no bytes are there yet: the moment to hand out
-  /// what is finished, for whoever follows a pipe.
-  using BeforeRead = std::function<void(const FileBytes& file, bool wouldWait)>;
+  /// what is finished, for whoever follows a pipe. It may ask to be called again at a time if there
+  /// are none until then.
+  using BeforeRead = std::function<std::optional<std::chrono::steady_clock::time_point>(
+      const FileBytes& file, bool wouldWait)>;
 
   /// Opens `path`, or standard input for "-". Throws InputFault.
   FileBytes(const std::string& path, BeforeRead beforeRead);

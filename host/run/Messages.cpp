@@ -39,7 +39,19 @@ void Messages::tell(std::string_view where, std::string_view message) {
 
 void Messages::write(std::string_view where, std::string_view message) {
   clear();
-  writeQuietly(std::string(where).append(": ").append(message) + '\n');
+  put(std::string(where).append(": ").append(message) + '\n');
+}
+
+void Messages::put(std::string_view text) {
+  if (_held)
+    _kept += text;
+  else
+    writeQuietly(text);
+}
+
+void Messages::release() {
+  _held = false;
+  writeQuietly(std::exchange(_kept, {}));
 }
 
 void Messages::complain(std::string_view where, std::string_view message) {
@@ -49,7 +61,7 @@ void Messages::complain(std::string_view where, std::string_view message) {
 
 void Messages::show(std::string_view lines) {
   clear();
-  writeQuietly(printableLines(lines));
+  put(printableLines(lines));
 }
 
 void Messages::beginFile() { _begun = false; }
@@ -57,7 +69,7 @@ void Messages::beginFile() { _begun = false; }
 void Messages::progress(std::uint64_t bytes, std::optional<std::uint64_t> size,
                         std::uint64_t reports) {
   using namespace std::chrono_literals;
-  if (!_progress) return;
+  if (!_progress || _held) return;
   const Clock::time_point now = Clock::now();
   if (!std::exchange(_begun, true)) {
     _begin = now;

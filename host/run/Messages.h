@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace vesk::host {
@@ -32,14 +33,23 @@ class Messages {
   /// Removes the progress line.
   void clear();
 
+  /// Keeps back what is told, while a picture has the terminal.
+  void hold() { _held = true; }
+
+  /// Tells what was kept back, and holds no more.
+  void release();
+
  private:
   void write(std::string_view where, std::string_view message);
+  void put(std::string_view text);
 
   using Clock = std::chrono::steady_clock;
 
   bool _progress;
   bool _colours;
   bool _lineShown = false;
+  bool _held = false;
+  std::string _kept;
   Clock::time_point _begin{};
   Clock::time_point _next{};
   std::uint64_t _reportsAtBegin = 0;

@@ -27,6 +27,18 @@ Headers headersFor(const Options& options, const DescriptorSink& sink) {
   return wantsColours(options.colour, sink.descriptor()) ? Headers::Coloured : Headers::Plain;
 }
 
+/// The terminal, for a form that draws on it. Throws UsageFault where there is none.
+std::unique_ptr<TerminalCanvas> canvasFor(const Options& options, const DescriptorSink& sink,
+                                          Messages& messages) {
+  const OutputForm& form = *options.outputForm;
+  if (!form.drawsOnTerminal) return nullptr;
+  if (isatty(sink.descriptor()) == 0)
+    throw UsageFault("-o " + std::string(form.name) +
+                     " draws on a terminal, and standard output is none");
+  return std::make_unique<TerminalCanvas>(
+      sink.descriptor(), wantsColours(options.colour, sink.descriptor()), messages);
+}
+
 }  // namespace
 
 bool wantsColours(ColourChoice choice, int descriptor) {
@@ -44,12 +56,13 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
       _messages(messages),
       _terminal(isatty(sink.descriptor()) != 0),
       _terminalSink(sink),
+      _canvas(canvasFor(options, sink, messages)),
       _output(makeOutput(plugin, _terminal ? static_cast<Sink&>(_terminalSink) : sink)),
       _statistics(known) {}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
   return _options.outputForm->make(
-      {plugin, _known, sink, headersFor(_options, _sink), _options.lines});
+      {plugin, _known, sink, headersFor(_options, _sink), _options.lines, _canvas.get()});
 }
 
 int Session::run() {
@@ -71,7 +84,8 @@ void Session::decodeFile(const std::string& file) {
   _statistics.beginFile(file);
   _messages.beginFile();
   try {
-    FileBytes bytes(file, [this](const FileBytes& read, bool wait) { beforeRead(read, wait); });
+    FileBytes bytes(file,
+                    [this](const FileBytes& read, bool wait) { return beforeRead(read, wait); });
     shareWork(bytes);
     const auto unpacked = decompressed(bytes);
     const auto input = open(unpacked ? *unpacked : bytes, file);
@@ -216,7 +230,7 @@ const InputForm* Session::likelyForm() const {
   if (_options.inputForm == nullptr || !std::filesystem::is_regular_file(_file, failure))
     return nullptr;
   try {
-    FileBytes again(_file, [](const FileBytes&, bool) {});
+    FileBytes again(_file, [](const FileBytes&, bool) { return std::nullopt; });
     const auto unpacked = decompressed(again);
     const InputForm& form = detectForm(unpacked ? *unpacked : again, _known);
     const bool isSure = form.begins != nullptr || !form.magics.empty();  // and not what is left
@@ -243,12 +257,15 @@ bool Session::wanted(const Problem& problem) const {
 }
 
 /// While a pipe is silent its follower has everything that came through it.
-void Session::beforeRead(const FileBytes& bytes, bool wouldWait) {
+std::optional<Clock::time_point> Session::beforeRead(const FileBytes& bytes, bool wouldWait) {
+  std::optional<Clock::time_point> again;
   if (wouldWait) {
     if (_jobs) _jobs->commitAll();
+    again = _output->idle();
     _sink.flush();
   }
   _messages.progress(bytes.bytesRead(), bytes.size(), _statistics.reports());
+  return again;
 }
 
 /// A selection that nothing passes is a mistake more often than not, and so is an ID in decimal that
@@ -282,6 +299,7 @@ void Session::finish() {
   const bool written = _options.statistics && _output->writeStatistics(_statistics);
   _output->finish();
   _sink.flush();
+  if (_canvas) _canvas->giveBack();
   if (_options.statistics && !written) _messages.show(_statistics.table());
 }
 

@@ -17,6 +17,7 @@
 #include "host/run/Jobs.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
+#include "host/run/TerminalCanvas.h"
 
 namespace vesk::host {
 
@@ -55,7 +56,7 @@ class Session {
   bool wanted(const Report& report) const;
   bool wanted(const Problem& problem) const;
   void tellUnmatched();
-  void beforeRead(const FileBytes& bytes, bool wouldWait);
+  std::optional<Clock::time_point> beforeRead(const FileBytes& bytes, bool wouldWait);
   void finish();
 
   const Options& _options;
@@ -65,6 +66,7 @@ class Session {
   Messages& _messages;
   const bool _terminal;  // whether the output is one
   TerminalSink _terminalSink;
+  std::unique_ptr<TerminalCanvas> _canvas;  // for a form that draws on it
   std::unique_ptr<Output> _output;
   std::unique_ptr<Jobs> _jobs;  // null while one thread does everything
   Statistics _statistics;

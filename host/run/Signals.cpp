@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <initializer_list>
@@ -49,10 +50,17 @@ HeldInterrupts::~HeldInterrupts() { pthread_sigmask(SIG_SETMASK, &_before, nullp
 
 /// An interrupt between looking for one and waiting would be overlooked until input comes. So they
 /// are held back, and let in only while this waits.
-void waitUntilReadable(int descriptor) {
+void waitUntilReadable(int descriptor, std::optional<std::chrono::steady_clock::time_point> end) {
+  using std::chrono::nanoseconds;
   const HeldInterrupts held;
   pollfd readable = {descriptor, POLLIN, 0};
-  if (!interrupted()) ppoll(&readable, 1, nullptr, &held.before());
+  timespec left{};
+  if (end) {
+    const auto rest =
+        std::max(nanoseconds(*end - std::chrono::steady_clock::now()), nanoseconds(0));
+    left = {rest / std::chrono::seconds(1), (rest % std::chrono::seconds(1)).count()};
+  }
+  if (!interrupted()) ppoll(&readable, 1, end ? &left : nullptr, &held.before());
 }
 
 void dieIfInterrupted() {

@@ -39,7 +39,8 @@ void expectSameText(const std::vector<std::string>& arguments) {
 
   Plugin plugin(library, arguments);
   const KnownReports known(plugin.reports());
-  FileBytes bytes(VESK_SAMPLES "/forms/tour.bin", [](const FileBytes&, bool) {});
+  FileBytes bytes(VESK_SAMPLES "/forms/tour.bin",
+                  [](const FileBytes&, bool) { return std::nullopt; });
   const auto input = openInput(*inputFormNamed("binary"), bytes, {known});
   int reports = 0;
   for (Item item = input->next(); !std::holds_alternative<End>(item); item = input->next()) {
