@@ -10,7 +10,6 @@ import re
 import select
 import signal
 import struct
-import subprocess
 import termios
 import time
 import unittest
@@ -51,25 +50,55 @@ def frame(number, *scans):
 RAMP = list(range(48))
 
 
-class Terminal:
-    """A program on a terminal of its own."""
+def lead(command, variables, terminal, stdin, to_parent, from_parent):
+    """Leads a session, in which it runs a command."""
+    os.setsid()
+    fcntl.ioctl(terminal, termios.TIOCSCTTY, 0)
+    program = os.fork()
+    if program == 0:
+        os.setpgid(0, 0)
+        signal.signal(signal.SIGTTOU, signal.SIG_IGN)
+        os.tcsetpgrp(terminal, os.getpgrp())
+        signal.signal(signal.SIGTTOU, signal.SIG_DFL)
+        for number, descriptor in enumerate((stdin, terminal, terminal)):
+            os.dup2(descriptor, number)
+        os.closerange(3, 100)
+        os.execve(command[0], command, variables)
+    os.close(terminal)
+    os.close(stdin)
+    os.write(to_parent, struct.pack("i", program))
+    status = os.waitstatus_to_exitcode(os.waitpid(program, 0)[1])
+    os.write(to_parent, struct.pack("i", status))
+    os.read(from_parent, 1)  # until the test has seen all that stands on the terminal
+    os._exit(0)
 
-    def __init__(self, *arguments, columns=80, lines=24, stdin=subprocess.DEVNULL, environment=None):
+
+class Terminal:
+    """A program on a terminal of its own, which a shell would have started: it does not lead the session,
+    at whose leader's death the terminal is hung up."""
+
+    def __init__(self, *arguments, columns=80, lines=24, stdin=None, environment=None):
         self.screen = pyte.Screen(columns, lines)
         self.stream = pyte.ByteStream(self.screen)
         self.bytes = b""
         self.master, slave = pty.openpty()
         self.resize(columns, lines, slave)
-        self.program = subprocess.Popen(
-            [PROGRAM, *map(str, arguments)],
-            stdin=stdin,
-            stdout=slave,
-            stderr=slave,
-            start_new_session=True,
-            preexec_fn=lambda: fcntl.ioctl(1, termios.TIOCSCTTY, 0),
-            env={**os.environ, "COLORTERM": "truecolor", "NO_COLOR": "", **(environment or {})},
-        )
-        os.close(slave)
+        self.from_leader, to_parent = os.pipe()
+        from_parent, self.to_leader = os.pipe()
+        self.leader = os.fork()
+        if self.leader == 0:
+            try:
+                os.close(self.master)
+                os.close(self.to_leader)
+                stdin = os.open(os.devnull, os.O_RDONLY) if stdin is None else stdin
+                command = [PROGRAM, *map(str, arguments)]
+                variables = {"COLORTERM": "truecolor", "NO_COLOR": "", **(environment or {})}
+                lead(command, {**os.environ, **variables}, slave, stdin, to_parent, from_parent)
+            finally:
+                os._exit(1)
+        for descriptor in (slave, to_parent, from_parent):
+            os.close(descriptor)
+        self.pid = struct.unpack("i", os.read(self.from_leader, 4))[0]
 
     def resize(self, columns, lines, descriptor=None):
         fcntl.ioctl(descriptor or self.master, termios.TIOCSWINSZ, struct.pack("HHHH", lines, columns, 0, 0))
@@ -91,10 +120,16 @@ class Terminal:
                 return
             self.bytes += data
 
+    def kill(self, number):
+        os.kill(self.pid, number)
+
     def finish(self):
         self.read()
-        os.close(self.master)
-        return self.program.wait(60)
+        status = struct.unpack("i", os.read(self.from_leader, 4))[0]
+        for descriptor in (self.to_leader, self.from_leader, self.master):
+            os.close(descriptor)
+        os.waitpid(self.leader, 0)
+        return status
 
     def show(self):
         """The lines that stay when the program has given the terminal back: the last picture."""
@@ -116,6 +151,12 @@ def lightness(colour):
     parts = [int(colour[i : i + 2], 16) / 255 for i in (0, 2, 4)]
     linear = [part / 12.92 if part <= 0.04045 else ((part + 0.055) / 1.055) ** 2.4 for part in parts]
     return 0.2126 * linear[0] + 0.7152 * linear[1] + 0.0722 * linear[2]
+
+
+def state(pid):
+    """The state of a process, by a letter: T is stopped."""
+    with open(f"/proc/{pid}/stat", encoding="ascii") as file:
+        return file.read().rpartition(")")[2].split()[0]
 
 
 class Picture(HostTest):
@@ -238,6 +279,7 @@ class Restored(HostTest):
     def follow(self):
         """A program that has drawn a frame and waits for the next one."""
         reading, self.writing = os.pipe()
+        os.set_inheritable(self.writing, False)
         terminal = Terminal("-o", "screen", stdin=reading)
         os.close(reading)
         os.write(self.writing, frame(1) + b"\x76")  # a frame is whole when it is known what follows
@@ -257,21 +299,23 @@ class Restored(HostTest):
         for number in signals:
             with self.subTest(signal=number):
                 terminal = self.follow()
-                terminal.program.send_signal(number)
+                terminal.kill(number)
                 self.assertEqual(self.end(terminal), -number)
 
     def test_while_it_is_stopped(self):
         terminal = self.follow()
-        terminal.program.send_signal(signal.SIGTSTP)
+        terminal.kill(signal.SIGTSTP)
         terminal.read(until=GIVE_BACK)
-        # A program without a parent in its session ignores a stop from the keyboard, and goes on at once.
-        terminal.program.send_signal(signal.SIGCONT)
+        end = time.monotonic() + 30
+        while state(terminal.pid) != "T":
+            self.assertLess(time.monotonic(), end, "it doesn't stop")
+            time.sleep(0.01)
+        terminal.kill(signal.SIGCONT)
         terminal.bytes = terminal.bytes[terminal.bytes.rindex(GIVE_BACK) :]
         terminal.read(until=TAKE)
         terminal.read(until=b"FRAME_NUMBER 1,")
         terminal.bytes = TAKE + terminal.bytes[terminal.bytes.rindex(TAKE) + len(TAKE) :]
-        os.close(os.dup(self.writing))
-        terminal.program.send_signal(signal.SIGINT)
+        terminal.kill(signal.SIGINT)
         self.assertEqual(self.end(terminal), -signal.SIGINT)
 
     def test_another_size_is_drawn_at_once(self):
@@ -280,14 +324,14 @@ class Restored(HostTest):
         terminal.resize(120, 30)
         terminal.read(until=b"\x1b[?2026l")
         terminal.bytes = TAKE + terminal.bytes
-        terminal.program.send_signal(signal.SIGTERM)
+        terminal.kill(signal.SIGTERM)
         self.assertEqual(self.end(terminal), -signal.SIGTERM)
 
     def test_every_picture_is_one_update(self):
         terminal = self.follow()
         os.write(self.writing, frame(2)[1:] + b"\x76")
         terminal.read(until=b"FRAME_NUMBER 2,")
-        terminal.program.send_signal(signal.SIGTERM)
+        terminal.kill(signal.SIGTERM)
         self.end(terminal)
         picture = re.compile(rb"\x1b\[\?2026h\x1b\[H(?:(?!\x1b\[\?2026).)*\x1b\[\?2026l", re.S)
         drawn = terminal.bytes[: terminal.bytes.rindex(GIVE_BACK)]
@@ -295,8 +339,8 @@ class Restored(HostTest):
 
     def test_no_process_stays(self):
         terminal = self.follow()
-        group = terminal.program.pid  # of the session, and of all that it has started
-        terminal.program.send_signal(signal.SIGKILL)
+        group = terminal.pid
+        terminal.kill(signal.SIGKILL)
         self.assertEqual(self.end(terminal), -signal.SIGKILL)
         end = time.monotonic() + 30
         while True:
