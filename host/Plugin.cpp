@@ -1,70 +1,27 @@
 #include "host/Plugin.h"
 
-#include <dlfcn.h>
-
-#include <filesystem>
+#include <utility>
 
 namespace vesk::host {
 
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr const char* kLibraryName = "libvesk-report.so";
-
-/// Where the library may be, seen from the program: as built, as installed, and as configured.
-std::vector<fs::path> usualFolders() {
-  std::vector<fs::path> folders;
-  std::error_code failed;
-  const fs::path program = fs::read_symlink("/proc/self/exe", failed);
-  if (!failed) {
-    const fs::path beside = program.parent_path();
-    const fs::path lib = beside.parent_path() / "lib";
-    folders = {beside, lib, lib / VESK_MULTIARCH};
-  }
-  folders.emplace_back(VESK_PLUGIN_FOLDER);
-  return folders;
-}
-
-std::string findLibrary() {
-  std::string looked;
-  for (const fs::path& folder : usualFolders()) {
-    const fs::path path = folder / kLibraryName;
-    std::error_code failed;
-    if (fs::exists(path, failed)) return path.string();
-    looked += (looked.empty() ? "" : ", ") + folder.string();
-  }
-  throw PluginFault(std::string("cannot find ") + kLibraryName + " in " + looked +
-                    "; name it with --plugin FILE");
-}
-
-/// dlopen() looks a name without a slash up in the system's folders, which --plugin doesn't mean.
-std::string asPath(const std::string& name) {
-  return name.find('/') == std::string::npos ? "./" + name : name;
-}
-
-const vesk_plugin_api* load(const std::string& path) {
-  void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) throw PluginFault(std::string("cannot load the plug-in: ") + dlerror());
-  const auto entry =
-      reinterpret_cast<vesk_plugin_entry_fn*>(dlsym(library, VESK_PLUGIN_ENTRY_NAME));
-  if (entry == nullptr)
-    throw PluginFault(path + " is no plug-in: it has no " + VESK_PLUGIN_ENTRY_NAME);
-  const vesk_plugin_api* const api = entry();
-  if (api->abi_version != VESK_ABI_VERSION)
-    throw PluginFault(path + " is a plug-in of ABI version " + std::to_string(api->abi_version) +
+/// The table of functions, if this program can go on with it. `path` is for the message.
+const vesk_plugin_api& checked(const vesk_plugin_api& api, const std::string& path) {
+  if (api.abi_version != VESK_ABI_VERSION)
+    throw PluginFault(path + " is a plug-in of ABI version " + std::to_string(api.abi_version) +
                       ", and this program needs version " + std::to_string(VESK_ABI_VERSION));
-  if (api->size < VESK_API_SIZE_1)
+  if (api.size < VESK_API_SIZE_1)
     throw PluginFault(path + " lacks functions of ABI version " + std::to_string(VESK_ABI_VERSION) +
-                      ": its table has " + countedBytes(api->size) + ", not " +
+                      ": its table has " + countedBytes(api.size) + ", not " +
                       std::to_string(VESK_API_SIZE_1));
   return api;
 }
 
 }  // namespace
 
-PluginLibrary::PluginLibrary(const std::optional<std::string>& path)
-    : _path(path ? asPath(*path) : findLibrary()), _api(load(_path)) {}
+PluginLibrary::PluginLibrary(std::string path, vesk_plugin_entry_fn& entry)
+    : _path(std::move(path)), _api(&checked(*entry(), _path)) {}
 
 Decoded::Decoded(const vesk_plugin_api& api, vesk_result* result)
     : _api(&api), _result(result, Free{&api}) {}

@@ -1,0 +1,54 @@
+/** What the page and its worker say to each other. */
+import type { About, Capture, Decoded, Entry, EntryKind, Progress, Wanted } from "./decoder.js";
+
+/** What the page asks for; `file` is the number that the page gave a file. */
+export interface Calls {
+  start(module: ArrayBuffer): About;
+  open(file: number, blob: Blob, name: string, form: string, follow: Wanted): ReadingEnd;
+  openLive(file: number, name: string, follow: Wanted): void;
+  append(file: number, reports: LiveReport[]): Omit<Progress, "followed">;
+  cancel(file: number): void;
+  close(file: number): void;
+  kinds(file: number): EntryKind[];
+  entries(file: number, first: number, count: number): Entry[];
+  message(file: number, number: number): string;
+  selectKinds(file: number, kinds: readonly number[]): Uint32Array;
+  search(file: number, text: string, first: number, end: number): Uint32Array;
+  decode(file: number, entry: number): Decoded;
+  columns(file: number, wanted: Wanted, entries: Uint32Array): PlainTables;
+  render(file: number, form: string, entries: Uint32Array, lines: boolean): RenderedBlob;
+  statistics(file: number): unknown;
+}
+
+export interface LiveReport {
+  bytes: Uint8Array;
+  type: "input" | "output" | "feature" | null;
+  microseconds: number | null;
+}
+
+/** How the reading of a file came to its end. */
+export interface ReadingEnd {
+  cancelled: boolean;
+  entries: number;
+}
+
+export interface RenderedBlob {
+  blob: Blob;
+  leftOut: string;
+}
+
+export type PlainTables = ReturnType<Capture["columns"]>;
+
+export type Method = keyof Calls;
+
+export interface Request {
+  call: number;
+  method: Method;
+  arguments: unknown[];
+}
+
+/** A request's answer, or what happens meanwhile. */
+export type Message =
+  | { call: number; result: unknown }
+  | { call: number; fault: string; isBroken: boolean }
+  | { file: number; progress: Progress; size: number; note: string };

@@ -1,0 +1,126 @@
+/** The worker: the decoder, and the files that it reads. Reading goes on in steps, between which it
+ *  answers, so that what is read already can be looked at, and reading be cancelled. */
+import { decompressed } from "./compressed.js";
+import { Decoder, DecoderBroken, type Capture } from "./decoder.js";
+import type { Calls, LiveReport, Message, Method, Request } from "./protocol.js";
+import { BlobSource, blobStore } from "./sources.js";
+
+/** Of reports that are made of text. The browser holds them, on disk if they are many. */
+const mostKept = 1 << 30;
+
+/** A step takes some ten milliseconds. */
+const stepBytes = 2 << 20;
+const stepEntries = 8192;
+
+/** Entries to write in another form at a time. */
+const renderedAtOnce = 4096;
+
+interface OpenFile {
+  capture: Capture | null; // null while a compressed one is unpacked
+  cancelled: boolean;
+}
+
+let decoder: Decoder;
+const files = new Map<number, OpenFile>();
+
+function post(message: Message): void {
+  postMessage(message);
+}
+
+/** Lets messages in. A timer would be held back to 4 ms each time. */
+const channel = new MessageChannel();
+function pause(): Promise<void> {
+  return new Promise((resolve) => {
+    channel.port1.onmessage = () => resolve();
+    channel.port2.postMessage(null);
+  });
+}
+
+function of(file: number): Capture {
+  const capture = files.get(file)?.capture;
+  if (!capture) throw new Error("the file was closed");
+  return capture;
+}
+
+const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
+  async start(module) {
+    decoder = await Decoder.create(await WebAssembly.compile(module));
+    return decoder.about;
+  },
+
+  async open(file, blob, name, form, follow) {
+    const open: OpenFile = { capture: null, cancelled: false };
+    files.set(file, open);
+    const unpacked = await decompressed(blob, () => open.cancelled);
+    if (open.cancelled) return { cancelled: true, entries: 0 };
+    const source = new BlobSource(unpacked.blob);
+    const store = blobStore(mostKept);
+    const capture = decoder.open(name, source, { form, follow, store });
+    open.capture = capture;
+    while (!open.cancelled) {
+      const progress = capture.read(stepBytes, stepEntries);
+      post({ file, progress, size: source.size, note: unpacked.note });
+      if (progress.ended) break;
+      await pause();
+    }
+    return { cancelled: !capture.ended, entries: capture.size };
+  },
+
+  openLive(file, name, follow) {
+    const capture = decoder.openLive(name, { follow, store: blobStore(mostKept) });
+    files.set(file, { capture, cancelled: false });
+  },
+
+  append(file, reports: LiveReport[]) {
+    const capture = of(file);
+    for (const { bytes, type, microseconds } of reports) capture.append(bytes, type, microseconds);
+    const progress = capture.read();
+    post({ file, progress, size: progress.position, note: "" });
+    return { ...progress, followed: undefined };
+  },
+
+  cancel(file) {
+    const open = files.get(file);
+    if (open) open.cancelled = true;
+  },
+
+  close(file) {
+    const open = files.get(file);
+    if (!open) return;
+    open.cancelled = true;
+    open.capture?.close();
+    files.delete(file);
+  },
+
+  kinds: (file) => of(file).kinds(),
+  entries: (file, first, count) => of(file).entries(first, count),
+  message: (file, number) => of(file).message(number),
+  selectKinds: (file, kinds) => of(file).selectKinds(kinds),
+  search: (file, text, first, end) => of(file).search(text, first, end),
+  decode: (file, entry) => of(file).decode(entry),
+  columns: (file, wanted, entries) => of(file).columns(wanted, entries),
+  statistics: (file) => of(file).statistics(),
+
+  render(file, form, entries, lines) {
+    // CSV and JSON have a beginning and an end: they are written at once.
+    const atOnce = form === "text" || form === "ndjson" ? renderedAtOnce : entries.length;
+    const parts: Uint8Array<ArrayBuffer>[] = [];
+    let leftOut = "";
+    for (let at = 0; at === 0 || at < entries.length; at += Math.max(1, atOnce)) {
+      const part = of(file).render(form, entries.subarray(at, at + atOnce), lines);
+      parts.push(part.bytes);
+      leftOut = part.leftOut;
+    }
+    return { blob: new Blob(parts), leftOut };
+  },
+};
+
+onmessage = async ({ data }: MessageEvent<Request>) => {
+  try {
+    const method = calls[data.method] as (...given: unknown[]) => unknown;
+    post({ call: data.call, result: await method(...data.arguments) });
+  } catch (fault) {
+    const text = fault instanceof Error ? fault.message : String(fault);
+    post({ call: data.call, fault: text, isBroken: fault instanceof DecoderBroken });
+  }
+};

@@ -1,0 +1,72 @@
+/** What the tests share: the module, the native program, and samples. */
+import { execFileSync } from "node:child_process";
+import { readdirSync, readFileSync } from "node:fs";
+import { join } from "node:path";
+import { Decoder } from "../src/decoder.js";
+
+function fromEnvironment(name: string): string {
+  const value = process.env[name];
+  if (value === undefined) throw new Error(`${name} isn't set; scripts/viewer --test sets it`);
+  return value;
+}
+
+export const root = fromEnvironment("VESK_ROOT");
+
+const module = WebAssembly.compile(readFileSync(fromEnvironment("VESK_MODULE")));
+
+export async function newDecoder(): Promise<Decoder> {
+  return Decoder.create(await module);
+}
+
+export interface Sample {
+  name: string;
+  bytes: Uint8Array;
+}
+
+/** All captures in samples/. */
+export function samples(): Sample[] {
+  const isSample = (name: string) => !name.endsWith(".py");
+  const found: Sample[] = [];
+  for (const folder of ["samples", "samples/forms"])
+    for (const entry of readdirSync(join(root, folder), { withFileTypes: true }))
+      if (entry.isFile() && isSample(entry.name)) {
+        const name = join(folder, entry.name);
+        found.push({ name, bytes: readFileSync(join(root, name)) });
+      }
+  return found;
+}
+
+/** The lines of a section of a golden case's file. */
+export function sectionOf(text: string, name: string): string[] {
+  const lines = text.split("\n");
+  const begin = lines.indexOf(`[${name}]`);
+  if (begin < 0) throw new Error(`a case has no [${name}]`);
+  const isHead = (line: string, at: number) => at > begin && /^\[[a-z ]+\]$/.test(line);
+  const end = lines.findIndex(isHead);
+  return lines.slice(begin + 1, end < 0 ? undefined : end).filter((line) => line !== "");
+}
+
+/** The report of each golden case, as a line of hex digits. */
+export function cases(): Sample[] {
+  const folder = join(root, "tests/cases");
+  return readdirSync(folder).map((name) => {
+    const text = readFileSync(join(folder, name), "utf8");
+    const line = sectionOf(text, "report").join(" ") + "\n";
+    return { name: `tests/cases/${name}`, bytes: new TextEncoder().encode(line) };
+  });
+}
+
+/** What the native program writes of a file, whatever its exit status. */
+export function native(bytes: Uint8Array, ...options: string[]): Buffer {
+  try {
+    return execFileSync(fromEnvironment("VESK_DECODE"), [...options, "-"], {
+      input: bytes,
+      stdio: ["pipe", "pipe", "ignore"],
+      maxBuffer: 1 << 28,
+    });
+  } catch (fault) {
+    const { status, stdout } = fault as { status: number; stdout: Buffer };
+    if (status !== 1 && status !== 3) throw fault;
+    return stdout;
+  }
+}
