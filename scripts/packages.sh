@@ -30,3 +30,9 @@ packages_to_test="binutils bsdextrautils clang-format-14 dpkg-dev git groff-base
   libpcap-dev parallel pkg-config python3 python3-jsonschema python3-pyte tshark xxd zsh"
 packages_to_bench="libbenchmark-dev libfmt-dev nlohmann-json3-dev"
 packages_to_fuzz="clang-14 libclang-rt-14-dev nlohmann-json3-dev python3"
+
+# What the viewer's page is made with: no other build needs it. node and npm come as scripts/viewer finds
+# them.
+packages_to_view="cmake ninja-build clang-19 lld-19 llvm-19 libc++-19-dev-wasm32 \
+  libc++abi-19-dev-wasm32 libclang-rt-19-dev-wasm32 wasi-libc"
+packages_to_test_view="chromium"

@@ -1,4 +1,5 @@
 /** Captures of our own making. */
+import { closeSync, openSync, writeSync } from "node:fs";
 
 /** An image frame with a number of its own in it; other bytes follow from it. */
 export function imageReport(frame: number): Uint8Array {
@@ -13,8 +14,8 @@ export function imageReport(frame: number): Uint8Array {
 export const imageCounter = 4;
 
 /** A pcap of usbmon, little-endian: each report arrives on an interrupt endpoint, a millisecond after
- *  the one before it. */
-export function capture(reports: Uint8Array[]): Uint8Array {
+ *  the one before it. `first` is the number of the first one. */
+export function capture(reports: Uint8Array[], first = 0): Uint8Array {
   const head = 16 + 64;
   const size = 24 + reports.reduce((sum, report) => sum + head + report.length, 0);
   const bytes = new Uint8Array(size);
@@ -25,7 +26,8 @@ export function capture(reports: Uint8Array[]): Uint8Array {
   view.setUint32(16, 262144, true);
   view.setUint32(20, 220, true);
   let at = 24;
-  reports.forEach((report, number) => {
+  reports.forEach((report, index) => {
+    const number = first + index;
     view.setUint32(at, 1_700_000_000 + Math.floor(number / 1000), true);
     view.setUint32(at + 4, (number % 1000) * 1000, true);
     view.setUint32(at + 8, 64 + report.length, true);
@@ -44,4 +46,19 @@ export function capture(reports: Uint8Array[]): Uint8Array {
     at += head + report.length;
   });
   return bytes;
+}
+
+/** A capture of image frames of about so many bytes; how many frames it has. */
+export function writeLargeCapture(path: string, bytes: number): number {
+  const size = 16 + 64 + 792;
+  const chunk = 1000;
+  const chunks = Math.round(bytes / size / chunk);
+  const file = openSync(path, "w");
+  for (let number = 0; number < chunks; ++number) {
+    const frames = Array.from({ length: chunk }, (_, n) => imageReport(number * chunk + n));
+    const part = capture(frames, number * chunk);
+    writeSync(file, number === 0 ? part : part.subarray(24));
+  }
+  closeSync(file);
+  return chunks * chunk;
 }

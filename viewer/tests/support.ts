@@ -4,7 +4,7 @@ import { readdirSync, readFileSync } from "node:fs";
 import { join } from "node:path";
 import { Decoder } from "../src/decoder.js";
 
-function fromEnvironment(name: string): string {
+export function fromEnvironment(name: string): string {
   const value = process.env[name];
   if (value === undefined) throw new Error(`${name} isn't set; scripts/viewer --test sets it`);
   return value;
@@ -56,11 +56,12 @@ export function cases(): Sample[] {
   });
 }
 
-/** What the native program writes of a file, whatever its exit status. */
-export function native(bytes: Uint8Array, ...options: string[]): Buffer {
+/** What the native program writes of bytes, or of files where they are null, whatever its exit
+ *  status. */
+export function native(bytes: Uint8Array | null, ...options: string[]): Buffer {
   try {
-    return execFileSync(fromEnvironment("VESK_DECODE"), [...options, "-"], {
-      input: bytes,
+    return execFileSync(fromEnvironment("VESK_DECODE"), bytes ? [...options, "-"] : options, {
+      input: bytes ?? new Uint8Array(),
       stdio: ["pipe", "pipe", "ignore"],
       maxBuffer: 1 << 28,
     });

@@ -1,0 +1,150 @@
+/** The page in a browser, from disk. */
+import assert from "node:assert/strict";
+import { mkdtempSync, readdirSync, readFileSync, rmSync, statSync, writeFileSync } from "node:fs";
+import { createRequire } from "node:module";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { after, test } from "node:test";
+import { pathToFileURL } from "node:url";
+import type { Browser, Page } from "playwright-core";
+import { capture, imageReport, writeLargeCapture } from "./captures.js";
+import { fromEnvironment, native, root } from "./support.js";
+
+const pagePath = fromEnvironment("VESK_PAGE");
+const packages = fromEnvironment("VESK_PACKAGES");
+const { chromium } = createRequire(join(packages, "x.js"))("playwright-core");
+const folder = mkdtempSync(join(tmpdir(), "vesk-viewer-"));
+
+function launched(): Promise<Browser> {
+  const executablePath = process.env["VESK_CHROMIUM"] ?? "/usr/bin/chromium";
+  return chromium.launch({ executablePath, args: ["--no-sandbox"] });
+}
+
+const browser = await launched();
+after(async () => {
+  await browser.close();
+  rmSync(folder, { recursive: true });
+});
+
+/** The page, opened from disk; whatever it says on the console is a fault, and so is a request. */
+async function opened(from: Browser = browser): Promise<Page> {
+  const page = await from.newPage();
+  page.on("console", (message) => assert.fail(`the console says: ${message.text()}`));
+  page.on("pageerror", (fault) => assert.fail(fault.message));
+  page.on("request", (request) => {
+    assert.match(request.url(), /^(file|blob):/);
+  });
+  await page.goto(pathToFileURL(pagePath).href);
+  return page;
+}
+
+async function choose(page: Page, path: string): Promise<void> {
+  await page.setInputFiles("#choose", path);
+}
+
+async function shownLines(page: Page, entry: number): Promise<string> {
+  await page.waitForSelector(`#report[data-entry="${entry}"]`);
+  return (await page.textContent("#report"))!;
+}
+
+test("the page is below 1 MB", () => {
+  assert.ok(statSync(pagePath).size < 1_000_000);
+});
+
+test("a capture's first report has the program's lines", async () => {
+  const page = await opened();
+  const path = join(root, "samples/forms/tour-usbmon.pcap");
+  await choose(page, path);
+  const lines = await shownLines(page, 0);
+  await page.waitForSelector("#state[data-read]");
+  const [first] = native(null, "-o", "ndjson", "--lines", path).toString().split("\n");
+  assert.deepEqual(lines.split("\n"), JSON.parse(first!).lines);
+  await page.close();
+});
+
+test("20000 frames show a picture within half a second of the choice", async (context) => {
+  const path = join(folder, "frames.pcap");
+  writeFileSync(path, capture(Array.from({ length: 20_000 }, (_, n) => imageReport(n))));
+  const page = await opened();
+  const begin = performance.now();
+  await choose(page, path);
+  await shownLines(page, 0);
+  const took = performance.now() - begin;
+  context.diagnostic(`first report after ${took.toFixed(0)} ms`);
+  await page.waitForSelector("#state[data-read]");
+  context.diagnostic(`all after ${(performance.now() - begin).toFixed(0)} ms`);
+  assert.equal(await page.getAttribute("#state", "data-read"), "20000");
+  assert.ok(took < 5000); // what a busy machine takes; the figure is what counts
+  await page.close();
+});
+
+/** The memory of the browser's processes, in bytes, what they share divided among them. */
+function browserMemory(): number {
+  const parents = new Map<number, number>();
+  for (const name of readdirSync("/proc").filter((name) => /^\d+$/.test(name)))
+    try {
+      const status = readFileSync(`/proc/${name}/stat`, "utf8");
+      const fields = status.slice(status.lastIndexOf(")") + 2).split(" ");
+      parents.set(Number(name), Number(fields[1]));
+    } catch {
+      // It has ended.
+    }
+  const isOurs = (id: number | undefined): boolean =>
+    id !== undefined && id !== 0 && (id === process.pid || isOurs(parents.get(id)));
+  let sum = 0;
+  for (const id of parents.keys())
+    if (id !== process.pid && isOurs(id))
+      try {
+        const rollup = readFileSync(`/proc/${id}/smaps_rollup`, "utf8");
+        sum += 1024 * Number(/^Pss:\s+(\d+)/m.exec(rollup)![1]);
+      } catch {
+        // The same.
+      }
+  return sum;
+}
+
+test("a capture of 256 MB opens, and its middle shows at once", async (context) => {
+  const path = join(folder, "large.pcap");
+  const size = Number(process.env["VESK_LARGE"] ?? 256) * 1e6;
+  const frames = writeLargeCapture(path, size);
+  await browser.close(); // what it held is not this page's
+  const fresh = await launched();
+  const page = await opened(fresh);
+  const before = browserMemory();
+  const begin = performance.now();
+  await choose(page, path);
+  let most = 0;
+  const watch = setInterval(() => (most = Math.max(most, browserMemory())), 200);
+  await page.waitForSelector("#state[data-read]", { timeout: 120_000 });
+  clearInterval(watch);
+  const seconds = (performance.now() - begin) / 1000;
+  assert.equal(await page.getAttribute("#state", "data-read"), String(frames));
+
+  const middle = frames / 2;
+  const jump = await page.evaluate(async (row: number) => {
+    const begin = performance.now();
+    const list = document.getElementById("list")!;
+    const frame = () => new Promise(requestAnimationFrame);
+    list.parentElement!.scrollTop = row * 24;
+    const find = () =>
+      [...list.children].find((one) => one.textContent!.startsWith(`${row} `)) as HTMLElement;
+    while (!find()) await frame();
+    find().click();
+    while (document.getElementById("report")!.dataset["entry"] !== String(row)) await frame();
+    return performance.now() - begin;
+  }, middle);
+  const lines = await shownLines(page, middle);
+  const [first] = lines.split("\n");
+  assert.equal(first, `[Frame # = ${middle}]`);
+  const after = browserMemory();
+  const mega = (bytes: number) => (bytes / 1e6).toFixed(0);
+  context.diagnostic(
+    `${mega(statSync(path).size)} MB read in ${seconds.toFixed(1)} s; ` +
+      `jump ${jump.toFixed(0)} ms; memory ${mega(before)} MB before, ` +
+      `${mega(most)} at most, ${mega(after)} after`,
+  );
+  assert.ok(after < 500e6);
+  assert.ok(jump < 1000);
+  await fresh.close();
+  rmSync(path);
+});
