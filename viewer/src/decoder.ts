@@ -378,9 +378,9 @@ export class Decoder {
   }
 
   private imports(module: WebAssembly.Module): WebAssembly.Imports {
-    const copy = (from: () => Uint8Array, into: number): number => {
+    const copy = (from: () => Uint8Array, into: number, room: number): number => {
       try {
-        const bytes = from();
+        const bytes = from().subarray(0, room);
         new Uint8Array(this.exports.memory.buffer).set(bytes, into);
         return bytes.length;
       } catch {
@@ -390,9 +390,9 @@ export class Decoder {
     const of = (source: number) => this.sources.get(source)!;
     const vesk = {
       read: (source: number, offset: number, into: number, room: number) =>
-        copy(() => of(source).source.read(offset, room), into),
+        copy(() => of(source).source.read(offset, room), into, room >>> 0),
       readKept: (source: number, offset: number, into: number, room: number) =>
-        copy(() => of(source).store.read(offset, room), into),
+        copy(() => of(source).store.read(offset, room), into, room >>> 0),
       keep: (source: number, bytes: number, count: number) => {
         try {
           of(source).store.append(new Uint8Array(this.exports.memory.buffer, bytes, count));
