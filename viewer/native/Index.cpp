@@ -22,9 +22,10 @@ class Unpacker {
     }
   }
 
-  std::uint64_t difference(std::uint64_t& last) {
+  /// A number that was written by its difference to `last`.
+  std::uint64_t numberAfter(std::uint64_t last) {
     const std::uint64_t number = this->number();
-    return last += number >> 1 ^ (0 - (number & 1));
+    return last + (number >> 1 ^ (0 - (number & 1)));
   }
 
  private:
@@ -51,21 +52,31 @@ void Index::put(std::uint64_t number) {
 }
 
 /// Differences of either sign are small numbers.
-void Index::putDifference(std::uint64_t value, std::uint64_t& last) {
+void Index::putDifference(std::uint64_t value, std::uint64_t last) {
   const std::uint64_t difference = value - last;
   put(difference << 1 ^ (0 - (difference >> 63)));
-  last = value;
 }
 
+/// The kind comes first; of what stands where it is expected, the time is all that follows.
 void Index::add(const Kind& kind, const Entry& entry) {
   const std::uint32_t number = numberOf(kind);
-  put(number);
-  putDifference(entry.place, _last.place);
-  if (kind.has(Kind::kHasTime))
-    putDifference(static_cast<std::uint64_t>(entry.microseconds), _last.microseconds);
+  const bool isExpected = _last.leadsTo(kind, entry);
+  put(std::uint64_t{number} << 1 | (isExpected ? 1 : 0));
+  if (!isExpected) putDifference(entry.place, _last.place.value);
+  _last.place.moveTo(entry.place);
   if (kind.has(Kind::kHasBytes)) {
-    putDifference(entry.offset, _last.offsetOf(kind));
-    put(entry.length);
+    Series& offset = _last.offsetOf(kind);
+    if (!isExpected) {
+      putDifference(entry.offset, offset.value);
+      put(entry.length);
+    }
+    offset.moveTo(entry.offset);
+    _last.length = entry.length;
+  }
+  if (kind.has(Kind::kHasTime)) {
+    const auto microseconds = static_cast<std::uint64_t>(entry.microseconds);
+    putDifference(microseconds, _last.microseconds);
+    _last.microseconds = microseconds;
   }
   if (kind.problem != 0) put(entry.message);
   ++_counts[number];
@@ -92,14 +103,22 @@ const std::vector<Index::Entry>& Index::block(std::size_t number) {
   const std::size_t count = std::min(kBlock, _size - number * kBlock);
   while (_entries.size() < count) {
     Entry& entry = _entries.emplace_back();
-    entry.kind = static_cast<std::uint32_t>(packed.number());
+    const std::uint64_t head = packed.number();
+    const bool isExpected = (head & 1) != 0;
+    entry.kind = static_cast<std::uint32_t>(head >> 1);
     const Kind& kind = _kinds[entry.kind];
-    entry.place = packed.difference(last.place);
-    if (kind.has(Kind::kHasTime))
-      entry.microseconds = static_cast<std::int64_t>(packed.difference(last.microseconds));
+    entry.place = isExpected ? last.place.expected() : packed.numberAfter(last.place.value);
+    last.place.moveTo(entry.place);
     if (kind.has(Kind::kHasBytes)) {
-      entry.offset = packed.difference(last.offsetOf(kind));
-      entry.length = static_cast<std::uint32_t>(packed.number());
+      Series& offset = last.offsetOf(kind);
+      entry.offset = isExpected ? offset.expected() : packed.numberAfter(offset.value);
+      entry.length = isExpected ? last.length : static_cast<std::uint32_t>(packed.number());
+      offset.moveTo(entry.offset);
+      last.length = entry.length;
+    }
+    if (kind.has(Kind::kHasTime)) {
+      last.microseconds = packed.numberAfter(last.microseconds);
+      entry.microseconds = static_cast<std::int64_t>(last.microseconds);
     }
     if (kind.problem != 0) entry.message = static_cast<std::uint32_t>(packed.number());
   }

@@ -1,5 +1,5 @@
 /// All that came in a file, in its order, without the bytes: where each report is, so that it can be
-/// read again. Seven bytes or so a report, whatever the file's size.
+/// read again. Three bytes of memory or so for a report in a steady stream, ten for one of a mixture.
 ///
 ///     Index index;
 ///     index.add(kind, {.offset = 24, .microseconds = 1'000'000, .place = 1, .length = 792});
@@ -97,19 +97,39 @@ class Index {
   /// A damaged file of gigabytes may have a message a line.
   static constexpr std::size_t kMostMessages = 65536;
 
-  /// Differences wrap around, whatever a file says.
-  struct Last {
-    std::uint64_t offset = 0;
-    std::uint64_t kept = 0;
-    std::uint64_t microseconds = 0;
-    std::uint64_t place = 0;
+  /// A number, and by how much it was more than the one before it. Differences wrap around, whatever
+  /// a file says.
+  struct Series {
+    std::uint64_t value = 0;
+    std::uint64_t step = 0;
 
-    std::uint64_t& offsetOf(const Kind& kind) { return kind.has(Kind::kIsKept) ? kept : offset; }
+    void moveTo(std::uint64_t next) {
+      step = next - value;
+      value = next;
+    }
+    std::uint64_t expected() const { return value + step; }
+  };
+
+  /// The entry before, in the same block.
+  struct Last {
+    Series offset;
+    Series kept;
+    Series place;
+    std::uint64_t microseconds = 0;
+    std::uint32_t length = 0;
+
+    Series& offsetOf(const Kind& kind) { return kind.has(Kind::kIsKept) ? kept : offset; }
+
+    /// Whether a report stands where a steady stream has its next one.
+    bool leadsTo(const Kind& kind, const Entry& entry) {
+      return kind.has(Kind::kHasBytes) && entry.length == length &&
+             entry.place == place.expected() && entry.offset == offsetOf(kind).expected();
+    }
   };
 
   std::uint32_t numberOf(const Kind& kind);
   void put(std::uint64_t number);
-  void putDifference(std::uint64_t value, std::uint64_t& last);
+  void putDifference(std::uint64_t value, std::uint64_t last);
   void endBlock();
   const std::vector<Entry>& block(std::size_t number);
 

@@ -210,6 +210,33 @@ test("reports that come one by one are entries as well", () => {
   live.close();
 });
 
+test("an index of a mixture gives back what came", () => {
+  const live = decoder.openLive("a mixture");
+  const came: { bytes: Uint8Array; time: number | null }[] = [];
+  for (let number = 0; number < 1500; ++number) {
+    // Steady for a while, and then not: lengths, times and IDs change, and go back.
+    const isSteady = number % 100 < 60;
+    const length = isSteady ? 64 : 1 + ((number * 7919) % 3000);
+    const bytes = new Uint8Array(length).fill(number & 0xff);
+    bytes[0] = isSteady ? 0xd0 : [0x76, 0xd1, 0xa9][number % 3]!;
+    const time = number % 17 === 3 ? null : 1e15 + (isSteady ? number * 1000 : -number * 99_991);
+    live.append(bytes, isSteady ? "feature" : null, time);
+    came.push({ bytes, time });
+  }
+  assert.equal(live.size, came.length);
+  const entries = live.entries(0, came.length);
+  for (const [number, { bytes, time }] of came.entries()) {
+    const { kind, length, place, time: got } = entries[number]!;
+    assert.deepEqual([kind.id, length, place, got], [bytes[0], bytes.length, number, time]);
+    assert.deepEqual(live.decode(number).bytes, bytes);
+  }
+  assert.equal(
+    live.kinds().reduce((sum, kind) => sum + kind.count, 0),
+    came.length,
+  );
+  live.close();
+});
+
 test("a search finds lines and problems", () => {
   const [bin] = samples().filter(({ name }) => name === "samples/tour.hex");
   const file = opened(bin!.bytes);
