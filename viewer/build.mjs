@@ -73,6 +73,10 @@ async function makeTests(folder) {
     target: ["node18"],
     external: ["playwright-core"],
     sourcemap: "inline",
+    // Some packages ask for node's own modules in node's old way.
+    banner: {
+      js: 'import { createRequire as old } from "node:module"; const require = old(import.meta.url);',
+    },
   });
 }
 

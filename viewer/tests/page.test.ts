@@ -1,5 +1,6 @@
 /** The page in a browser, from disk. */
 import assert from "node:assert/strict";
+import { execFileSync } from "node:child_process";
 import { mkdtempSync, readdirSync, readFileSync, rmSync, statSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { tmpdir } from "node:os";
@@ -60,6 +61,20 @@ test("a capture's first report has the program's lines", async () => {
   const [first] = native(null, "-o", "ndjson", "--lines", path).toString().split("\n");
   assert.deepEqual(lines.split("\n"), JSON.parse(first!).lines);
   await page.close();
+});
+
+test("a compressed capture is read in the worker", async () => {
+  const plain = readFileSync(join(root, "samples/forms/tour.hid"));
+  for (const program of ["gzip", "xz", "zstd"]) {
+    const page = await opened();
+    const path = join(folder, `tour.${program}`);
+    writeFileSync(path, execFileSync(program, ["-c"], { input: plain }));
+    await choose(page, path);
+    const lines = await shownLines(page, 0);
+    const [first] = native(plain, "-o", "ndjson", "--lines").toString().split("\n");
+    assert.deepEqual(lines.split("\n"), JSON.parse(first!).lines, program);
+    await page.close();
+  }
 });
 
 test("20000 frames show a picture within half a second of the choice", async (context) => {
