@@ -212,7 +212,9 @@ class LinesOf final : public host::DecodingOutput {
 
 VESK_CALL(room) void* room(std::uint32_t size) { return calls().arguments.room(size); }
 VESK_CALL(reply) const void* reply() { return calls().reply.bytes().data(); }
-VESK_CALL(replySize) std::uint32_t replySize() { return calls().reply.bytes().size(); }
+VESK_CALL(replySize) std::uint32_t replySize() {
+  return static_cast<std::uint32_t>(calls().reply.bytes().size());
+}
 
 /// The plug-in's version; known reports: a count, and for each its ID, type, decoder, name, smallest
 /// length, whether that is the only one, and the key of its counter; the forms of input, and those

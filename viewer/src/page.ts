@@ -19,6 +19,7 @@ let client: Promise<Client> | null;
 let file: RemoteCapture | null = null;
 let count = 0;
 let chosen = -1;
+let rows = 0; // that the list shows
 
 async function newClient(): Promise<Client> {
   const [url, module] = await Promise.all([workerUrl(), embeddedBytes("module")]);
@@ -51,6 +52,7 @@ async function showList(): Promise<void> {
   const first = Math.max(0, Math.floor(section.scrollTop / rowHeight) - 20);
   const entries = await from.entries(first, shown);
   if (from !== file) return;
+  rows = entries.length;
   list.style.height = `${count * rowHeight}px`;
   list.style.boxSizing = "border-box";
   list.style.paddingTop = `${first * rowHeight}px`;
@@ -82,6 +84,7 @@ async function open(opened: File): Promise<void> {
   if (file !== null) void file.close();
   count = 0;
   chosen = -1;
+  rows = 0;
   let last = 0;
   const reading = ready.open(opened, {
     onProgress: ({ entries, position, size, note, ended }) => {
@@ -92,7 +95,9 @@ async function open(opened: File): Promise<void> {
       if (chosen < 0 && entries > 0) void choose(0).catch(tell);
       if (performance.now() - last < 100 && !ended) return;
       last = performance.now();
-      void showList().catch(tell);
+      // A full list stays as it is while more is read: drawn over and over it would be garbage.
+      if (rows < shown) void showList().catch(tell);
+      else list.style.height = `${count * rowHeight}px`;
     },
   });
   file = reading;
