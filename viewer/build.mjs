@@ -13,6 +13,9 @@ if (output.length === 0) throw new Error("usage: build.mjs MODULE.wasm NODE_MODU
 const esbuild = createRequire(resolve(packages, "package.json"))("esbuild");
 const common = { bundle: true, nodePaths: [resolve(packages)], logLevel: "warning" };
 
+/** The npm packages that were bundled. */
+const used = new Set();
+
 async function bundled(file, format) {
   const result = await esbuild.build({
     ...common,
@@ -21,8 +24,13 @@ async function bundled(file, format) {
     minify: true,
     target: ["es2022"],
     legalComments: "none",
+    metafile: true,
     write: false,
   });
+  for (const input of Object.keys(result.metafile.inputs)) {
+    const name = /.*node_modules\/((?:@[^/]+\/)?[^/]+)/.exec(input)?.[1];
+    if (name !== undefined) used.add(name);
+  }
   return result.outputFiles[0].text;
 }
 
@@ -32,6 +40,36 @@ function packed(bytes) {
 
 function hashOf(text) {
   return `'sha256-${createHash("sha256").update(text).digest("base64")}'`;
+}
+
+/** The words under which a package may be handed on. */
+function noticeOf(name) {
+  const folder = resolve(packages, name);
+  const { version, license, author, main } = JSON.parse(read(folder, "package.json"));
+  const title = `${name} ${version}`;
+  const file = readdirSync(folder).find((one) => /^licen[cs]e/i.test(one));
+  if (file !== undefined) return [title, read(folder, file)];
+  // Its words stand at the head of its code, and its licence is that of ours.
+  if (license !== "MIT") throw new Error(`${title} has no licence file, and is under ${license}`);
+  const [head] = /\/\*!.*?\*\//s.exec(read(folder, main)) ?? [""];
+  const terms = read(here, "../LICENSE").replace(/^.*?(?=Permission)/s, "");
+  return [title, `${author?.name ?? author}\n${head}\n\n${terms}`];
+}
+
+/** The same of all that the page holds. */
+function notices() {
+  const debian = "/usr/share/doc";
+  const texts = [
+    ["Vesk viewer", read(here, "../LICENSE")],
+    ["LLVM: libc++, libc++abi, compiler-rt, libunwind", read(debian, "libc++-19-dev-wasm32/copyright")],
+    ["wasi-libc", read(debian, "wasi-libc/copyright")],
+    ...[...used].sort().map(noticeOf),
+  ];
+  return texts.map(([title, text]) => `${title}\n\n${text.trim()}\n`).join(`\n${"=".repeat(72)}\n\n`);
+}
+
+function read(...path) {
+  return readFileSync(join(...path), "utf8");
 }
 
 async function makePage(out) {
@@ -54,7 +92,8 @@ async function makePage(out) {
     module: packed(readFileSync(modulePath)),
     worker: packed(await bundled("worker.ts", "iife")),
   };
-  const template = readFileSync(join(here, "src/page.html"), "utf8");
+  parts.notices = packed(notices());
+  const template = read(here, "src/page.html");
   const page = template.replace(/{{(\w+)}}/g, (_, name) => parts[name]);
   writeFileSync(out, page);
 }

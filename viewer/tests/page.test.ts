@@ -7,6 +7,7 @@ import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, test } from "node:test";
 import { pathToFileURL } from "node:url";
+import { gunzipSync } from "node:zlib";
 import type { Browser, Page } from "playwright-core";
 import { capture, imageReport, writeLargeCapture } from "./captures.js";
 import { fromEnvironment, native, root } from "./support.js";
@@ -52,6 +53,25 @@ test("the page is below 1 MB", () => {
   assert.ok(statSync(pagePath).size < 1_000_000);
 });
 
+test("the page has the notices of all that it holds", () => {
+  const [, packed] = /id="notices">([^<]*)</.exec(readFileSync(pagePath, "utf8"))!;
+  const notices = gunzipSync(Buffer.from(packed!, "base64")).toString();
+  const folder = join(root, "viewer/src");
+  const imported = readdirSync(folder)
+    .filter((name) => name.endsWith(".ts"))
+    .flatMap((name) => [
+      ...readFileSync(join(folder, name), "utf8").matchAll(/ from "([^".][^"]*)";/g),
+    ])
+    .map((match) => match[1]!);
+  assert.ok(imported.includes("fzstd"));
+  for (const name of imported) {
+    const { version } = JSON.parse(readFileSync(join(packages, name, "package.json"), "utf8"));
+    assert.ok(notices.includes(`\n${name} ${version}\n`), name);
+  }
+  for (const holder of ["Arjun Barrett", "Lasse Collin", "LLVM", "Dan Gohman", "vesk-report"])
+    assert.ok(notices.includes(holder), holder);
+});
+
 test("a capture's first report has the program's lines", async () => {
   const page = await opened();
   const path = join(root, "samples/forms/tour-usbmon.pcap");
@@ -91,6 +111,28 @@ test("20000 frames show a picture within half a second of the choice", async (co
   assert.equal(await page.getAttribute("#state", "data-read"), "20000");
   assert.ok(took < 5000); // what a busy machine takes; the figure is what counts
   await page.close();
+});
+
+test("reading is cancelled, and what was read stays", async () => {
+  const path = join(folder, "cancelled.pcap");
+  const frames = writeLargeCapture(path, 100e6);
+  const page = await opened();
+  await choose(page, path);
+  // As soon as something is shown, and before all of it can be.
+  await page.evaluate(async () => {
+    while (document.getElementById("report")!.dataset["entry"] !== "0")
+      await new Promise((resolve) => setTimeout(resolve, 1));
+    document.getElementById("cancel")!.click();
+  });
+  await page.waitForSelector("#state[data-read]");
+  const read = Number(await page.getAttribute("#state", "data-read"));
+  assert.ok(read > 0 && read < frames, `${read} of ${frames}`);
+  assert.match((await page.textContent("#state"))!, /cancelled/);
+  await page.focus("#list");
+  await page.keyboard.press("ArrowDown");
+  assert.match(await shownLines(page, 1), /^\[Frame # = 1\]/);
+  await page.close();
+  rmSync(path);
 });
 
 /** The memory of the browser's processes, in bytes, what they share divided among them. */
