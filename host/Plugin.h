@@ -33,8 +33,8 @@ class PluginLibrary {
   /// Loads the library at `path`, or else the first one found in the usual folders.
   explicit PluginLibrary(const std::optional<std::string>& path);
 
-  /// One that is part of the program: `path` is for messages. Throws PluginFault if the program can't
-  /// go on with it.
+  /// One that is part of the program: `path` is for messages. Throws PluginFault if the program
+  /// can't go on with it.
   PluginLibrary(std::string path, vesk_plugin_entry_fn& entry);
 
   const vesk_plugin_api& api() const { return *_api; }

@@ -2,8 +2,8 @@
 /// here and there.
 ///
 /// Of what it read it keeps an index and nothing else, so that memory doesn't grow with the file: a
-/// report is read again from its file when somebody looks at it. Where a report's bytes are no part of
-/// the file but made of its text, JavaScript keeps them (see Imports.h).
+/// report is read again from its file when somebody looks at it. Where a report's bytes are no part
+/// of the file but made of its text, JavaScript keeps them (see Imports.h).
 ///
 ///     Capture capture(module, 1, "bench.pcap", nullptr);
 ///     capture.follow({{"parseVeskImage", {{"FRAME_NUMBER", "TEMPERATURE"}}}});
@@ -82,16 +82,16 @@ class Capture {
   /// What was followed of the reports that came since the last call, by their decoder.
   Tables takeFollowed();
 
-  /// An entry as it was found: a report, whose bytes are read again and stay until the next call, or
-  /// the problem that stands in its place. Throws std::out_of_range, and host::InputFault if
-  /// the file is gone.
+  /// An entry as it was found: a report, whose bytes are read again and stay until the next call,
+  /// or the problem that stands in its place. Throws std::out_of_range, and host::InputFault if the
+  /// file is gone.
   std::variant<host::Report, host::Problem> at(std::size_t number);
 
   /// What is known of a report that at() gave.
   const host::ReportInfo* infoOf(const host::Report& report) const;
 
-  /// Columns of some of the entries: of those that are reports from a device which one of the wanted
-  /// decoders reads.
+  /// Columns of some of the entries: of those that are reports from a device which one of the
+  /// wanted decoders reads.
   Selected columns(const Wanted& wanted, std::span<const std::uint32_t> entries);
 
  private:

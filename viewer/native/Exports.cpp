@@ -1,8 +1,8 @@
 /// What JavaScript calls. src/decoder.ts is the other side, and nothing else calls it.
 ///
 /// A call that can fail gives back 0, or 1 and the reason as a text in the reply. What it takes
-/// beside numbers lies in the arguments, what it gives lies in the reply, value by value in the order
-/// that is said here. An address in a reply, and the reply itself, stay until the next call.
+/// beside numbers lies in the arguments, what it gives lies in the reply, value by value in the
+/// order that is said here. An address in a reply, and the reply itself, stay until the next call.
 #include <algorithm>
 #include <cmath>
 #include <exception>
@@ -154,8 +154,8 @@ class Shown final : public host::DecodingOutput {
   using DecodingOutput::DecodingOutput;
 
   /// A count of fields, and for each its key and its form: 0 for nothing, 1 for a number, 2 for a
-  /// text, 3 for an array. A number has its vesk_kind and its bytes, an array its kind, its count and
-  /// its bytes. Behind them a count of lines, and the lines.
+  /// text, 3 for an array. A number has its vesk_kind and its bytes, an array its kind, its count
+  /// and its bytes. Behind them a count of lines, and the lines.
   void putTo(Reply& reply) const {
     reply.u32(_fields.size());
     for (const host::Field& field : _fields) {
@@ -216,10 +216,10 @@ VESK_CALL(replySize) std::uint32_t replySize() {
   return static_cast<std::uint32_t>(calls().reply.bytes().size());
 }
 
-/// The plug-in's version; known reports: a count, and for each its ID, type, decoder, name, smallest
-/// length, whether that is the only one, and the key of its counter; the forms of input, and those
-/// of output: a count, and for each its name and description; the codes of problems: a count, and
-/// each.
+/// The plug-in's version; known reports: a count, and for each its ID, type, decoder, name,
+/// smallest length, whether that is the only one, and the key of its counter; the forms of input,
+/// and those of output: a count, and for each its name and description; the codes of problems: a
+/// count, and each.
 VESK_CALL(about) std::int32_t about() {
   return answered([](Calls& all) {
     Reply& reply = all.reply;
@@ -302,9 +302,9 @@ VESK_CALL(close) std::int32_t close(std::uint32_t handle) {
   });
 }
 
-/// Gives whether the file is read to its end, how much of it is, the number of entries, of kinds and
-/// of messages so far, the memory of the index, the form's name, or an empty one as long as it isn't
-/// known, and what was followed (put()).
+/// Gives whether the file is read to its end, how much of it is, the number of entries, of kinds
+/// and of messages so far, the memory of the index, the form's name, or an empty one as long as it
+/// isn't known, and what was followed (put()).
 VESK_CALL(read)
 std::int32_t read(std::uint32_t handle, double bytes, std::uint32_t entries) {
   return answered([=](Calls& all) {
@@ -324,9 +324,9 @@ std::int32_t read(std::uint32_t handle, double bytes, std::uint32_t entries) {
 }
 
 /// Gives the kinds of entries from `first` on: a count, and for each its ID (65535 for none), type
-/// (255 for none), row of the known reports (from 1, 0 for none), code of a problem (the same), unit
-/// of the place, flags (see Index::Kind), number of entries, and whether a sender is known, with its
-/// bus, device and endpoint.
+/// (255 for none), row of the known reports (from 1, 0 for none), code of a problem (the same),
+/// unit of the place, flags (see Index::Kind), number of entries, and whether a sender is known,
+/// with its bus, device and endpoint.
 VESK_CALL(kinds) std::int32_t kinds(std::uint32_t handle, std::uint32_t first) {
   return answered([=](Calls& all) {
     const Index& index = of(all.captures, handle).index();
@@ -347,8 +347,8 @@ VESK_CALL(kinds) std::int32_t kinds(std::uint32_t handle, std::uint32_t first) {
   });
 }
 
-/// Gives some entries: a count, and for each its offset, its time in microseconds, or NaN, its place,
-/// its length, its kind and the number of its message, from 1 or 0.
+/// Gives some entries: a count, and for each its offset, its time in microseconds, or NaN, its
+/// place, its length, its kind and the number of its message, from 1 or 0.
 VESK_CALL(entries)
 std::int32_t entries(std::uint32_t handle, std::uint32_t first, std::uint32_t count) {
   return answered([=](Calls& all) {
@@ -497,8 +497,8 @@ VESK_CALL(convert) std::int32_t convert(std::int32_t source) {
   });
 }
 
-/// Goes on with a conversion by up to so many items, and about so many bytes of output. Gives whether
-/// it is at its end; what was written, a count of bytes and their address; and what was left out.
+/// Goes on with a conversion by up to so many items. Gives whether it is at its end; what was
+/// written, a count of bytes and their address; and what was left out.
 VESK_CALL(convertOn)
 std::int32_t convertOn(std::uint32_t handle, std::uint32_t items) {
   return answered([=](Calls& all) {

@@ -1,5 +1,5 @@
-/// What the module needs of JavaScript. All of it answers at once: the module runs in a worker, where
-/// files are read so (FileReaderSync).
+/// What the module needs of JavaScript. All of it answers at once: the module runs in a worker,
+/// where files are read so (FileReaderSync).
 #pragma once
 
 #include <cstddef>
@@ -7,8 +7,8 @@
 
 namespace vesk::viewer {
 
-/// Copies up to `room` bytes of a file, from `offset` on, to `into`. How many; 0 at its end; -1 if it
-/// can't be read.
+/// Copies up to `room` bytes of a file, from `offset` on, to `into`. How many; 0 at its end; -1 if
+/// it can't be read.
 [[clang::import_module("vesk"), clang::import_name("read")]] std::int32_t readSource(
     std::int32_t source, double offset, void* into, std::size_t room);
 

@@ -8,7 +8,8 @@ namespace vesk::viewer {
 
 namespace {
 
-/// Reads what Index writes: seven bits a byte, the lowest first, the highest bit set if more follow.
+/// Reads what Index writes: seven bits a byte, the lowest first, the highest bit set if more
+/// follow.
 class Unpacker {
  public:
   explicit Unpacker(const std::uint8_t* bytes) : _at(bytes) {}

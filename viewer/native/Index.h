@@ -1,5 +1,6 @@
-/// All that came in a file, in its order, without the bytes: where each report is, so that it can be
-/// read again. Three bytes of memory or so for a report in a steady stream, ten for one of a mixture.
+/// All that came in a file, in its order, without the bytes: where each report is, so that it can
+/// be read again. Three bytes of memory or so for a report in a steady stream, ten for one of a
+/// mixture.
 ///
 ///     Index index;
 ///     index.add(kind, {.offset = 24, .microseconds = 1'000'000, .place = 1, .length = 792});
@@ -97,8 +98,8 @@ class Index {
   /// A damaged file of gigabytes may have a message a line.
   static constexpr std::size_t kMostMessages = 65536;
 
-  /// A number, and by how much it was more than the one before it. Differences wrap around, whatever
-  /// a file says.
+  /// A number, and by how much it was more than the one before it. Differences wrap around,
+  /// whatever a file says.
   struct Series {
     std::uint64_t value = 0;
     std::uint64_t step = 0;

@@ -1,5 +1,5 @@
-/// What goes from the module to JavaScript beside numbers: values one behind the other, little-endian,
-/// unaligned, as src/reply.ts reads them.
+/// What goes from the module to JavaScript beside numbers: values one behind the other,
+/// little-endian, unaligned, as src/reply.ts reads them.
 #pragma once
 
 #include <cstddef>

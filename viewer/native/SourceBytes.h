@@ -15,7 +15,8 @@ class SourceBytes final : public host::Bytes {
   /// `source` is the number that JavaScript knows the file by.
   explicit SourceBytes(std::int32_t source) : _source(source) {}
 
-  /// Where in the file `bytes` stand; none if they are not a part of what is at hand, but made of it.
+  /// Where in the file `bytes` stand; none if they are not a part of what is at hand, but made of
+  /// it.
   std::optional<std::uint64_t> offsetOf(std::span<const std::uint8_t> bytes) const;
 
  private:
