@@ -99,7 +99,6 @@ export class Client {
   }
 
   end(): void {
-    this.worker.terminate();
     this.breakOff(new DecoderBroken("the decoder was ended"));
   }
 
@@ -133,6 +132,7 @@ export class Client {
     this.broken = fault;
     for (const { reject } of this.waiting.values()) reject(fault);
     this.waiting.clear();
+    this.worker.terminate();
     this.onBroken(fault.message);
   }
 }

@@ -200,7 +200,8 @@ test("a capture of 256 MB opens, and its middle shows at once", async (context) 
       `jump ${jump.toFixed(0)} ms; memory ${mega(before)} MB before, ` +
       `${mega(most)} at most, ${mega(after)} after`,
   );
-  assert.ok(after < 500e6);
+  // What the browser takes for itself differs; of the file it must not be much.
+  assert.ok(after - before < 100e6, `${mega(after - before)} MB more`);
   assert.ok(jump < 1000);
   await fresh.close();
   rmSync(path);
