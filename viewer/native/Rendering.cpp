@@ -7,8 +7,12 @@ namespace vesk::viewer {
 
 Rendering::Rendering(Module& module, const host::OutputForm& form, std::string_view file,
                      bool lines)
-    : _output(form.make(
-          {module.plugin, module.known, _collector, host::Headers::None, lines, nullptr})) {
+    : _output(form.make({
+          .plugin = module.plugin,
+          .known = module.known,
+          .sink = _collector,
+          .lines = lines,
+      })) {
   _output->beginFile(file);
 }
 
