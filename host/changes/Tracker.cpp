@@ -11,11 +11,11 @@ namespace {
 constexpr std::size_t kMostSnapshots = 512;
 constexpr std::size_t kMostSources = 64;
 
-constexpr double kMicroseconds = 1e-6;
+constexpr double kMicroseconds = 1e6;  // in a second
 
 std::optional<double> secondsBetween(const Snapshot& before, const Snapshot& after) {
   if (!before.microseconds || !after.microseconds) return std::nullopt;
-  return (static_cast<double>(*after.microseconds) - static_cast<double>(*before.microseconds)) *
+  return (static_cast<double>(*after.microseconds) - static_cast<double>(*before.microseconds)) /
          kMicroseconds;
 }
 

@@ -4,6 +4,7 @@ expected is written by hand."""
 import json
 import os
 import pty
+import random
 import struct
 import subprocess
 import unittest
@@ -430,6 +431,75 @@ class Records(ChangesTest):
                 other = bytes([data[0]]) + bytes(byte ^ (byte not in b"\0\n") for byte in data[1:])
                 records = self.records("--elements", "--stats", stdin=hex_lines(data, other, data))
                 self.assertEqual(len(records), 3)
+
+    def mutated(self, data, count):
+        """A stream of reports, each with a few bytes that differ from the one before, or none."""
+        report = bytearray(data)
+        for _ in range(count):
+            for _ in range(self.random.choice((0, 1, 1, 3, 20))):
+                report[self.random.randrange(1, len(report))] = self.random.choice((0, 1, 0x7E, 0xFF))
+            yield bytes(report)
+
+    def expected_fields(self, before, after):
+        """What differs between two values as -o ndjson has them, by keys, but for courses and bits."""
+        for key in after:
+            old, now = before[key], after[key]
+            if old == now:
+                continue
+            if not isinstance(now, list):
+                yield {"key": key, "before": old, "after": now}
+                continue
+            changes = [
+                {"index": i, "before": a, "after": b} for i, (a, b) in enumerate(zip(old, now)) if a != b
+            ]
+            yield {"key": key, "elements": len(now), "changed": len(changes), "changes": changes}
+
+    def check_differences(self, field):
+        """Against its own values; takes away what expected_fields() leaves out."""
+        for name in ("course", "rate", "bits_set", "bits_cleared"):
+            field.pop(name, None)
+        entries = field.get("changes", [field])
+        sizes = []
+        for entry in entries:
+            difference = entry.pop("difference", None)
+            before, after = entry["before"], entry["after"]
+            if isinstance(before, int) and isinstance(after, int):
+                self.assertIn(difference - (after - before), (0, 2**32))  # the latter if it wrapped
+            if difference is not None:
+                sizes.append(abs(difference))
+        if "changes" in field:
+            largest, mean = field.pop("largest", None), field.pop("mean", None)
+            self.assertEqual(abs(largest["difference"]) if largest else None, max(sizes, default=None))
+            if sizes:
+                self.assertAlmostEqual(mean / (sum(sizes) / len(sizes)), 1, places=9)
+
+    def test_what_python_finds_between_the_values(self):
+        """Of reports that nobody chose. Infinities and NaNs are all null, so floats are left alone."""
+        self.random = random.Random(12)
+        found = 0
+        for _, data in TOUR:
+            if data[0] in (0xD0, 0xD2, 0xE2, 0xA2):
+                continue
+            with self.subTest(id=hex(data[0])):
+                body = data[:-4] if data[0] == 0x76 else data
+                reports = [report + data[len(body) :] for report in self.mutated(body, 60)]
+                path = self.file("r.hex", hex_lines(*reports))
+                values = [record["value"] for record in Run("-o", "ndjson", path).records()]
+                records = {r["source"]["line"]: r["change"] for r in self.records("--elements", path)}
+                for line in range(2, len(values) + 1):
+                    before, after = values[line - 2], values[line - 1]
+                    if not isinstance(after, dict):
+                        before, after = {None: before}, {None: after}
+                    expected = list(self.expected_fields(before, after))
+                    if None in after and expected:
+                        del expected[0]["key"]
+                    fields = records.get(line, {"fields": []})["fields"]
+                    fields = [field for field in fields if "line" not in field]
+                    for field in fields:
+                        self.check_differences(field)
+                    self.assertEqual(fields, expected)
+                    found += len(expected)
+        self.assertGreater(found, 1000)
 
     def test_every_sample_twice(self):
         for path in FORMS.glob("tour*"):
