@@ -23,8 +23,7 @@ bool isFloating(const vesk_number& number) {
 WholeDifference wholeDifference(const vesk_number& before, const vesk_number& after) {
   const bool negative =
       isSigned(before) ? after.value.i < before.value.i : after.value.u < before.value.u;
-  return {negative,
-          negative ? before.value.u - after.value.u : after.value.u - before.value.u};
+  return {negative, negative ? before.value.u - after.value.u : after.value.u - before.value.u};
 }
 
 std::optional<Change> changeOf(const vesk_number& before, const vesk_number& after) {
@@ -108,8 +107,7 @@ std::optional<Difference> differenceOf(const vesk_number& before, const vesk_num
   if (before.kind != after.kind || before.kind == VESK_BOOL) return std::nullopt;
   if (!isFloating(before)) return wholeDifference(before, after);
   if (before.kind == VESK_FLOAT) {
-    const float difference =
-        static_cast<float>(after.value.d) - static_cast<float>(before.value.d);
+    const float difference = static_cast<float>(after.value.d) - static_cast<float>(before.value.d);
     if (!std::isfinite(difference)) return std::nullopt;
     return difference;
   }

@@ -87,8 +87,9 @@ struct ValueChange {
 };
 
 struct Change {
-  std::string key;       // empty of a bare string, and of a line
-  std::size_t line = 0;  // of a change in the text only: its line, from 1; of the new text, if it has it
+  std::string key;  // empty of a bare string, and of a line
+  std::size_t line =
+      0;  // of a change in the text only: its line, from 1; of the new text, if it has it
   std::variant<NumberChange, ArrayChange, ValueChange> what;
 };
 

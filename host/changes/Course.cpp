@@ -35,8 +35,8 @@ std::uint32_t wayOver(const NumberChange& change) {
 
 Course courseOf(const Counting& counting) {
   if (!counting.difference.negative) return Course::Grew;
-  const bool wrapped = counting.change.after.kind == VESK_UNSIGNED_INT &&
-                       wayOver(counting.change) < kFarthestWrap;
+  const bool wrapped =
+      counting.change.after.kind == VESK_UNSIGNED_INT && wayOver(counting.change) < kFarthestWrap;
   return wrapped ? Course::Wrapped : Course::Fell;
 }
 

@@ -80,10 +80,9 @@ std::vector<Comparison> Tracker::follow(const Report& report, const ReportInfo& 
   std::vector<Comparison> news;
   if (_sources.empty()) beginFile({});
   ++_reports;
-  const Sender sender = report.sender ? Sender(report.sender->bus,
-                                               report.sender->device,
-                                               report.sender->endpoint)
-                                      : Sender(-1, -1, -1);
+  const Sender sender =
+      report.sender ? Sender(report.sender->bus, report.sender->device, report.sender->endpoint)
+                    : Sender(-1, -1, -1);
   const std::pair key(sender, &info);
   auto found = _sources[_source].latest.find(key);
   const bool first = found == _sources[_source].latest.end();
@@ -190,8 +189,7 @@ void Tracker::tellAlone(const Source& source) {
     const auto& [other, hasBase] = came;
     if (hasBase && other != nullptr) continue;
     const ReportInfo* const alone = hasBase ? base : other;
-    const std::string missing =
-        hasBase ? "the others of --across" : describe(base->id, base->type);
+    const std::string missing = hasBase ? "the others of --across" : describe(base->id, base->type);
     _rules.tell(source.name,
                 describe(alone->id, alone->type) + " is compared with nothing: of " + missing +
                     " none came" + (hasBase ? "" : " from the same sender"));
@@ -214,12 +212,14 @@ void Tracker::finish() {
   for (const Source& source : _sources) tellAlone(source);
   tellAbsent();
   if (_untracked != 0)
-    _rules.tell("vesk-decode",
-                std::to_string(_untracked) + " reports were compared with nothing: too many senders");
+    _rules.tell(
+        "vesk-decode",
+        std::to_string(_untracked) + " reports were compared with nothing: too many senders");
   if (_reports != 0 && _compared == 0 && _rules.across.empty() && _rules.baseline == nullptr)
-    _rules.tell("vesk-decode",
-                "nothing was compared, since each report is the first of its kind from its sender; "
-                "--baseline FILE compares with another capture, --across ID,ID with another report");
+    _rules.tell(
+        "vesk-decode",
+        "nothing was compared, since each report is the first of its kind from its sender; "
+        "--baseline FILE compares with another capture, --across ID,ID with another report");
 }
 
 }  // namespace vesk::host

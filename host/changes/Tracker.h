@@ -55,7 +55,7 @@ using Baseline = std::map<const ReportInfo*, Snapshot>;
 
 /// How reports are to be compared.
 struct ChangeRules {
-  const Baseline* baseline = nullptr;         // null: each with the one before it
+  const Baseline* baseline = nullptr;          // null: each with the one before it
   std::vector<const ReportInfo*> across = {};  // none, or at least two of one decoder
 
   /// Tells people what can't be compared: where that is, and why.
@@ -69,7 +69,7 @@ struct ChangeRules {
 struct Comparison {
   const Snapshot& before;
   const Snapshot& after;
-  bool follows;  // whether `after` is the next report from the same sender
+  bool follows;                 // whether `after` is the next report from the same sender
   std::vector<Change> changes;  // none if the report went back to what it is compared with
   Restart restart = Restart::None;
   std::optional<double> seconds = {};  // from one to the other, of reports that follow each other

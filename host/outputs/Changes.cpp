@@ -51,7 +51,8 @@ std::string textOf(const Difference& difference) {
   const std::string sign = isNegative(difference) ? "-" : "+";
   if (const auto* whole = std::get_if<WholeDifference>(&difference))
     return sign + textOf(whole->magnitude);
-  if (const auto* single = std::get_if<float>(&difference)) return sign + textOf(std::fabs(*single));
+  if (const auto* single = std::get_if<float>(&difference))
+    return sign + textOf(std::fabs(*single));
   return sign + textOf(std::fabs(std::get<double>(difference)));
 }
 

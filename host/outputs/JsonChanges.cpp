@@ -152,9 +152,9 @@ void JsonChangesOutput::show(const Comparison& comparison) {
   putBefore(record, comparison.before);
   record.member("seconds", comparison.seconds);
   if (comparison.restart != Restart::None)
-    record.member("restart",
-                  std::string_view(
-                      comparison.restart == Restart::Firmware ? "firmware" : "counters"));
+    record.member(
+        "restart",
+        std::string_view(comparison.restart == Restart::Firmware ? "firmware" : "counters"));
   record.key("fields");
   record.beginArray();
   for (const Change& change : comparison.changes) {

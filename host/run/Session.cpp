@@ -51,14 +51,14 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
       _statistics(known) {}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
-  return _options.outputForm->make({plugin,
-                                    _known,
-                                    sink,
-                                    headersFor(_options, _sink),
-                                    _options.lines,
-                                    _options.elements,
-                                    wantsColours(_options.colour, _sink.descriptor()),
-                                    _options.changes ? &_changeRules : nullptr});
+  return _options.outputForm->make({.plugin = plugin,
+                                    .known = _known,
+                                    .sink = sink,
+                                    .headers = headersFor(_options, _sink),
+                                    .lines = _options.lines,
+                                    .elements = _options.elements,
+                                    .colours = wantsColours(_options.colour, _sink.descriptor()),
+                                    .changes = _options.changes ? &_changeRules : nullptr});
 }
 
 /// How reports are compared. Throws UsageFault for IDs that can't be compared across.

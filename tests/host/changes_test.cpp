@@ -151,9 +151,9 @@ TEST(Changes, OfAnArrayOfEachKind) {
                   array<std::uint32_t>(VESK_UNSIGNED_INT, {0, 0})),
             "KEY: 1 of 2 changed, mean 4294967295, largest at element 0: 4294967295 -> 0 "
             "(-4294967295)");
-  EXPECT_EQ(shown(array<std::int64_t>(VESK_LONG_LONG, {-1}),
-                  array<std::int64_t>(VESK_LONG_LONG, {1})),
-            "KEY: 1 of 1 changed, mean 2, largest at element 0: -1 -> 1 (+2)");
+  EXPECT_EQ(
+      shown(array<std::int64_t>(VESK_LONG_LONG, {-1}), array<std::int64_t>(VESK_LONG_LONG, {1})),
+      "KEY: 1 of 1 changed, mean 2, largest at element 0: -1 -> 1 (+2)");
   EXPECT_EQ(shown(array<std::uint64_t>(VESK_UNSIGNED_LONG_LONG, {0}),
                   array<std::uint64_t>(VESK_UNSIGNED_LONG_LONG, {1})),
             "KEY: 1 of 1 changed, mean 1, largest at element 0: 0 -> 1 (+1)");
@@ -173,8 +173,7 @@ TEST(Changes, WithoutASizeAreCountedApart) {
 TEST(Changes, OfSeveralTheFirstIsTheLargest) {
   const Value old = array<std::int32_t>(VESK_INT, {0, 0, 0});
   const Value now = array<std::int32_t>(VESK_INT, {-1, 7, -7});
-  EXPECT_EQ(shown(old, now),
-            "KEY: 3 of 3 changed, mean 5, largest at element 1: 0 -> 7 (+7)");
+  EXPECT_EQ(shown(old, now), "KEY: 3 of 3 changed, mean 5, largest at element 1: 0 -> 7 (+7)");
 }
 
 TEST(Changes, AnArrayOfAnotherLengthIsAnotherThing) {
@@ -189,8 +188,7 @@ TEST(Changes, OfKeysThatComeAndGo) {
   const std::vector<Field> now = {{"C", counter(4)}, {"D", std::string("x")}, {"A", counter(1)}};
   std::vector<std::string> lines;
   for (const Change& change : changesBetween(old, now)) lines.push_back(describe(change, false)[0]);
-  EXPECT_EQ(lines,
-            (std::vector<std::string>{"C: 3 -> 4 (+1)", "D: new, \"x\"", "B: gone, was 2"}));
+  EXPECT_EQ(lines, (std::vector<std::string>{"C: 3 -> 4 (+1)", "D: new, \"x\"", "B: gone, was 2"}));
 }
 
 TEST(Changes, OfLines) {
@@ -282,8 +280,9 @@ TEST(Course, ACounterThatFellSaysNothingOfWhy) {
 }
 
 TEST(Course, SeveralThatFellAtOnceAreARestartOrWereCleared) {
-  EXPECT_EQ(followed(blackBox(), {{"E", {211, 3}}, {"F", {6, 5}}, {"G", {1, 2}}}, 1.0),
-            (Lines{"counters", "E: 211 -> 3 (-208, fell)", "F: 6 -> 5 (-1, fell)", "G: 1 -> 2 (+1)"}));
+  EXPECT_EQ(
+      followed(blackBox(), {{"E", {211, 3}}, {"F", {6, 5}}, {"G", {1, 2}}}, 1.0),
+      (Lines{"counters", "E: 211 -> 3 (-208, fell)", "F: 6 -> 5 (-1, fell)", "G: 1 -> 2 (+1)"}));
 }
 
 TEST(Course, NothingWrapsInARestart) {
@@ -326,11 +325,12 @@ TEST(Course, AFrameThatCameLateIsNoRestart) {
 }
 
 TEST(Course, WhatIsNotKnownToCountIsArithmeticOnly) {
-  EXPECT_EQ(followed(image(), {{"LEVEL", {4294967295, 0}}, {"OTHER", {9, 1}}, {"MORE", {1, 9}}}, 1.0),
-            (Lines{"no restart",
-                   "LEVEL: 4294967295 -> 0 (-4294967295)",
-                   "OTHER: 9 -> 1 (-8)",
-                   "MORE: 1 -> 9 (+8)"}));
+  EXPECT_EQ(
+      followed(image(), {{"LEVEL", {4294967295, 0}}, {"OTHER", {9, 1}}, {"MORE", {1, 9}}}, 1.0),
+      (Lines{"no restart",
+             "LEVEL: 4294967295 -> 0 (-4294967295)",
+             "OTHER: 9 -> 1 (-8)",
+             "MORE: 1 -> 9 (+8)"}));
 }
 
 TEST(Course, BitsAreNamed) {
@@ -351,9 +351,12 @@ TEST(Meaning, OfEveryReportOfThePlugIn) {
   using enum Meaning;
   const std::map<std::string, std::map<std::string, Meaning>> known = {
       {"parseWatchDogReport",
-       {{"Count", Counter}, {"Timestamp", Time}, {"Register", Bits}, {"Wake", Counter}, {"Idle", Counter}}},
-      {"parsePowerModeStats",
-       {{"INIT time ms", Counter}, {"LIGHT_SLEEP times entered", Counter}}},
+       {{"Count", Counter},
+        {"Timestamp", Time},
+        {"Register", Bits},
+        {"Wake", Counter},
+        {"Idle", Counter}}},
+      {"parsePowerModeStats", {{"INIT time ms", Counter}, {"LIGHT_SLEEP times entered", Counter}}},
       {"parseVeskImage",
        {{"COOKIE", Plain},
         {"FLAGS", Bits},
@@ -372,7 +375,8 @@ TEST(Meaning, OfEveryReportOfThePlugIn) {
         {"PACKET_ID", Counter},
         {"PAYLOAD_SIZE", Plain},
         {"TOTAL_DUMP_SIZE", Plain}}},
-      {"parseBlackBoxSummary", {{"SEVERITY_LEVEL", Plain}, {"MODULE_COUNT", Plain}, {"PSE", Plain}}},
+      {"parseBlackBoxSummary",
+       {{"SEVERITY_LEVEL", Plain}, {"MODULE_COUNT", Plain}, {"PSE", Plain}}},
       {"parseBlackBoxFullReport",
        {{"MODULE_COUNT", Plain},
         {"PSE_MODULE_ID", Plain},
@@ -399,8 +403,8 @@ TEST(Meaning, OfEveryReportOfThePlugIn) {
     if (!known.contains(info.decoder)) continue;
     std::vector<std::uint8_t> bytes(info.smallest + 1);
     bytes[0] = static_cast<std::uint8_t>(info.id);
-    const auto fields = fieldsOf(
-        plugin.decode({bytes.data(), info.smallest}, info, Plugin::Mode::Object));
+    const auto fields =
+        fieldsOf(plugin.decode({bytes.data(), info.smallest}, info, Plugin::Mode::Object));
     std::size_t found = 0;
     for (const Field& field : fields) {
       const auto* const number = std::get_if<vesk_number>(&field.value);
@@ -421,7 +425,8 @@ TEST(Meaning, OfEveryReportOfThePlugIn) {
 /// A tracker that is fed with reports of one byte behind their ID.
 class Feeding : public testing::Test {
  protected:
-  Feeding() { rules.tell = [this](std::string_view where, std::string_view what) {
+  Feeding() {
+    rules.tell = [this](std::string_view where, std::string_view what) {
       told.push_back(std::string(where).append(": ").append(what));
     };
   }
@@ -437,8 +442,9 @@ class Feeding : public testing::Test {
     report.place = {Place::Unit::Line, ++line};
     report.sender = sender;
     std::vector<std::string> news;
-    for (const Comparison& comparison : tracker.follow(
-             report, info, [&](Plugin::Mode mode) { return plugin.decode(report.bytes, info, mode); }))
+    for (const Comparison& comparison : tracker.follow(report, info, [&](Plugin::Mode mode) {
+           return plugin.decode(report.bytes, info, mode);
+         }))
       news.push_back(std::to_string(comparison.before.place.number) + ">" +
                      std::to_string(comparison.after.place.number) +
                      (comparison.changes.empty() ? " same" : ""));
@@ -488,10 +494,9 @@ TEST_F(Feeding, WithABaseline) {
   Report report;
   report.bytes = bytes;
   report.place = {Place::Unit::Line, 100};
-  const Baseline baseline = {
-      {&info, snapshotOf(report, info, "golden", [&](Plugin::Mode mode) {
-         return plugin.decode(bytes, info, mode);
-       })}};
+  const Baseline baseline = {{&info, snapshotOf(report, info, "golden", [&](Plugin::Mode mode) {
+                                return plugin.decode(bytes, info, mode);
+                              })}};
   rules.baseline = &baseline;
   Tracker tracker(rules);
   tracker.beginFile("a");
@@ -508,8 +513,7 @@ TEST_F(Feeding, MoreSendersThanAnyBusHasAreTold) {
   tracker.beginFile("before");
   feed(tracker, 0);
   tracker.beginFile("a");
-  for (std::uint16_t device = 0; device < 512; ++device)
-    feed(tracker, 0, UsbSender{1, device, 0});
+  for (std::uint16_t device = 0; device < 512; ++device) feed(tracker, 0, UsbSender{1, device, 0});
   EXPECT_EQ(feed(tracker, 1, UsbSender{1, 511, 0}), Lines{"513>514"});
   EXPECT_EQ(feed(tracker, 0, UsbSender{1, 600, 0}), Lines());
   EXPECT_EQ(feed(tracker, 1, UsbSender{1, 600, 0}), Lines());

@@ -518,7 +518,8 @@ class Records(ChangesTest):
             {"key": "X", "difference": 1}, {"key": "", "before": 1, "after": 2},
             {"key": "X", "before": 1, "after": 2, "course": "rose", "difference": 1},
             {"key": "X", "elements": 0, "changed": 1}, {"line": 0, "before": "x"},
-            {"key": "X", "before": 1, "after": 2, "rate": 1.0},
+            {"key": "X", "before": 1, "after": 2, "rate": 1.0}, {"key": "X"}, {}, {"before": 1},
+            {"key": "X", "before": 1, "difference": 1},
         ):
             with self.subTest(field=field):
                 change = {**record["change"], "fields": [field]}
@@ -740,6 +741,25 @@ class Across(ChangesTest):
             with self.subTest(ids=ids):
                 run = Run("-o", "changes", "--across", ids, stdin=hex_lines(box()))
                 self.expect(run, BAD_USAGE, b"", f"vesk-decode: {complaint}; --help shows the options\n")
+
+
+class Hostile(ChangesTest):
+    def test_many_senders_of_long_texts_take_bounded_memory(self):
+        usbmon = maker.Usbmon(False)
+        setup = maker.GET_REPORT + bytes([0xD0, 3, 0, 0, 0xFF, 0xFF])
+        packets = []
+        for bus in range(700):
+            text = b"\xd0" + b"a" * 60_000 + b"\0"
+            for packet in (
+                usbmon.control((1, 0), bus, setup, completed=False),
+                usbmon.control((1, 0), bus, text, completed=True),
+            ):
+                packets.append(((1, 0), packet[:12] + struct.pack("<H", bus) + packet[14:]))
+        path = self.file("many.pcap", maker.pcap(189, packets))
+        run = Run("-o", "changes", "--stats", path, path, limit=256 << 20)
+        self.assertEqual(run.status, ALL_DECODED, run.err)
+        self.assertIn("376 reports were compared with nothing: too many senders\n", run.err)
+        self.assertIn("       512  the same as before, not shown\n", run.err)
 
 
 class Options(ChangesTest):
