@@ -1,5 +1,6 @@
 #include "host/run/BaselineFile.h"
 
+#include <optional>
 #include <utility>
 #include <variant>
 
@@ -62,7 +63,7 @@ Baseline readBaseline(const std::string& file, const BaselineReader& reader) {
     reader.tell(problem);
   };
   try {
-    FileBytes bytes(file, [](const FileBytes&, bool) {});
+    FileBytes bytes(file, [](const FileBytes&, bool) { return std::nullopt; });
     const auto unpacked = decompressed(bytes);
     Bytes& content = unpacked ? *unpacked : bytes;
     const InputForm& form = detectForm(content, reader.known);
