@@ -79,7 +79,6 @@ std::vector<Comparison> Tracker::follow(const Report& report, const ReportInfo& 
                                         const DecodeReport& decode) {
   std::vector<Comparison> news;
   if (_sources.empty()) beginFile({});
-  ++_reports;
   const Sender sender =
       report.sender ? Sender(report.sender->bus, report.sender->device, report.sender->endpoint)
                     : Sender(-1, -1, -1);
@@ -94,6 +93,7 @@ std::vector<Comparison> Tracker::follow(const Report& report, const ReportInfo& 
     return news;
   }
   Snapshot now = snapshotOf(report, info, _sources[_source].name, decode);
+  ++_reports;
   if (first) {
     if (!hasRoom()) {
       ++_untracked;

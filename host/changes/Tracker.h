@@ -120,7 +120,7 @@ class Tracker {
   std::vector<Source> _sources;
   std::size_t _source = 0;  // index of the one at hand
   std::uint64_t _begun = 0;
-  std::uint64_t _reports = 0;
+  std::uint64_t _reports = 0;  // that were decoded
   std::uint64_t _compared = 0;
   std::uint64_t _unchanged = 0;
   std::uint64_t _untracked = 0;

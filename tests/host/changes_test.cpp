@@ -521,6 +521,37 @@ TEST_F(Feeding, MoreSendersThanAnyBusHasAreTold) {
   EXPECT_EQ(told, Lines{"vesk-decode: 2 reports were compared with nothing: too many senders"});
 }
 
+TEST_F(Feeding, OfManyFilesTheOldestIsForgotten) {
+  Tracker tracker(rules);
+  for (int file = 0; file < 64; ++file) {
+    tracker.beginFile("f" + std::to_string(file));
+    EXPECT_EQ(feed(tracker, 0), Lines());
+  }
+  tracker.beginFile("f0");
+  EXPECT_EQ(feed(tracker, 1), Lines{"1>65"});
+  tracker.beginFile("f64");  // there is no room for f1
+  tracker.beginFile("f1");   // nor for f2
+  EXPECT_EQ(feed(tracker, 1), Lines());
+  tracker.beginFile("f3");
+  EXPECT_EQ(feed(tracker, 1), Lines{"4>67"});
+}
+
+TEST_F(Feeding, WhatIsAloneIsToldOfForgottenFilesToo) {
+  const ReportInfo& state = *known.find(0xDE, ReportType::Feature);
+  rules.across = {known.find(0xDC, ReportType::Feature), &state};
+  Tracker tracker(rules);
+  for (int file = 0; file < 66; ++file) {
+    tracker.beginFile("f" + std::to_string(file));
+    feed(tracker, 0);
+  }
+  tracker.finish();
+  ASSERT_EQ(told.size(), 66u);
+  EXPECT_EQ(told[0],
+            "f0: report 0xDE (feature) is compared with nothing: of report 0xDC (feature) none "
+            "came from the same sender");
+  EXPECT_TRUE(told[65].starts_with("f65: ")) << told[65];
+}
+
 TEST_F(Feeding, NothingComparedIsTold) {
   Tracker tracker(rules);
   tracker.beginFile("a");

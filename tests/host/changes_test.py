@@ -255,6 +255,8 @@ class ForPeople(ChangesTest):
         )
         self.expect_text(Run("-o", "changes", SAMPLES / "tour.hex"), "", err=message)
         self.expect_text(Run("-o", "changes", stdin=b""), "")
+        broken = Run("-o", "changes", stdin=b"d0 ff 00\n")  # none was decoded: that is told
+        self.assertNotIn("nothing was compared", broken.err)
 
     def test_each_sender_and_each_file_has_its_own(self):
         usbmon = maker.Usbmon(False)
