@@ -29,6 +29,7 @@ _arguments -s -S \
     ndjson\:"a JSON record a line"
     json\:"the same records in one array"
     csv\:"a table of the reports of one decoder"
+    changes\:"what differs from the report before"
     recording\:"a recording, undecoded"
     screen\:"the latest frame as a picture on the terminal"))' \
   '(--decimal -decimal)'{--decimal,-decimal}'[samples in decimal, in text]' \
@@ -37,6 +38,10 @@ _arguments -s -S \
   '--stats[end with counts of reports, errors and lost frames]' \
   '--host-writes[in text and JSON, show what the host sends, too]' \
   '--jobs=[threads that decode text and NDJSON]:number: ' \
+  '--changes[in JSON, what changed instead of the reports]' \
+  '--baseline=[changes since the last reports in this capture]:file:_files' \
+  '--across=[changes from the report of the first ID to the others]:ID:_vesk_decode_reports' \
+  '--elements[all elements of an array]' \
   '--color=[colours]:when:(auto always never)' \
   '*--report=[only reports with these IDs]:ID:_vesk_decode_reports' \
   '--type=[only reports of this type]:type:(input output feature)' \

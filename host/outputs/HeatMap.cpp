@@ -15,9 +15,9 @@ namespace vesk::host {
 
 namespace {
 
-constexpr unsigned kTicks = 8;           // cells from one number below the picture to the next
-constexpr unsigned kHighestBand = 3;     // lines; more show no more
-constexpr unsigned kWidestCell = 4;      // columns
+constexpr unsigned kTicks = 8;        // cells from one number below the picture to the next
+constexpr unsigned kHighestBand = 3;  // lines; more show no more
+constexpr unsigned kWidestCell = 4;   // columns
 constexpr unsigned kNarrowestPicture = kTicks;
 constexpr std::size_t kLabelWidth = 11;  // at least: pictures with other scales stand as wide
 constexpr std::string_view kNormal = "\x1b[0m";
@@ -142,16 +142,14 @@ std::vector<std::string> heatMap(std::span<const Band> bands, const Room& room, 
   for (const Band& band : bands) {
     const auto levels = levelsOf(band);
     for (std::size_t begin = 0; begin < levels.size(); begin += perLine) {
-      const auto row =
-          std::span(levels).subspan(begin, std::min(perLine, levels.size() - begin));
+      const auto row = std::span(levels).subspan(begin, std::min(perLine, levels.size() - begin));
       for (std::size_t line = 0; line < height; ++line) {
         const bool isHalf = line + 1 == height && height > 1;
         std::string label;
         if (begin == 0 && line == 0) label = band.title;
         if (begin == 0 && line == 1) label = scaleText(band.scale);
         if (begin != 0 && line == 0) label = "from " + std::to_string(begin);
-        lines.push_back(padded(std::move(label), labelWidth) +
-                        cells(row, width, isHalf, palette));
+        lines.push_back(padded(std::move(label), labelWidth) + cells(row, width, isHalf, palette));
       }
     }
   }

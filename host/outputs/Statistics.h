@@ -25,6 +25,10 @@ class Statistics {
 
   void count(const Report& report, const ReportInfo* info);
   void countToDevice() { ++_toDevice; }
+
+  /// How many reports were the same as before, where that was looked at.
+  void setUnchanged(std::optional<std::uint64_t> reports) { _unchanged = reports; }
+
   void count(ProblemCode code) { ++_problems[static_cast<std::size_t>(code)]; }
 
   struct KindCount {
@@ -70,6 +74,7 @@ class Statistics {
   std::string _file;
   std::uint64_t _reports = 0;
   std::uint64_t _toDevice = 0;
+  std::optional<std::uint64_t> _unchanged;
   std::vector<KindCount> _kinds;  // in the order in which they came
   std::size_t _latest = 0;        // index of the kind that came last, which mostly comes again
   std::array<std::uint64_t, kProblemCodes> _problems{};

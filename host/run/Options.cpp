@@ -71,23 +71,24 @@ const OutputForm& outputForm(const std::string& name) {
 }
 
 /// What can't be decimal is hexadecimal without 0x, too.
-std::uint32_t reportId(std::string_view text) {
+std::uint32_t reportId(const std::string& option, std::string_view text) {
   auto id = parseDecimalOrHex<unsigned>(text);
   if (!id && text.size() <= 2) id = parseNumber<unsigned>(text, 16);
   if (!id || *id > 255)
-    throw UsageFault("--report " + std::string(text) + ": an ID is 0 to 255, such as 0x76");
+    throw UsageFault(option + " " + std::string(text) + ": an ID is 0 to 255, such as 0x76");
   return *id;
 }
 
 /// IDs with commas between them.
-std::vector<WantedReport> reportIds(const std::vector<std::string>& lists) {
+std::vector<WantedReport> reportIds(const std::string& option,
+                                    const std::vector<std::string>& lists) {
   std::vector<WantedReport> reports;
   for (std::string_view rest : lists) {
     for (;;) {
       const std::size_t comma = rest.find(',');
       const std::string_view text = rest.substr(0, comma);
-      if (text.empty()) throw UsageFault("--report: an ID in its list is empty");
-      reports.push_back({reportId(text), std::string(text)});
+      if (text.empty()) throw UsageFault(option + ": an ID in its list is empty");
+      reports.push_back({reportId(option, text), std::string(text)});
       if (comma == std::string_view::npos) break;
       rest.remove_prefix(comma + 1);
     }
@@ -150,7 +151,7 @@ std::string selectionText(const std::vector<std::pair<std::string_view, std::str
 /// Options as they stand on the command line.
 struct RawOptions {
   std::string input, output{outputForms().front().name}, jobs, type, device, endpoint, plugin,
-      colour = "auto";
+      baseline, across, colour = "auto";
   std::vector<std::string> reports;
   bool decimal = false;
 };
@@ -216,6 +217,18 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
        raw.jobs,
        "Decode text and NDJSON in so many threads; without it, large files to NDJSON in two",
        "N");
+  flag("Output", "--changes", options.changes, "In JSON, what changed instead of the reports");
+  text("Output",
+       "--baseline",
+       raw.baseline,
+       "Changes since the last report of each kind in this capture",
+       "FILE");
+  text("Output",
+       "--across",
+       raw.across,
+       "Changes from the report of the first ID to those of the others",
+       "ID,ID[,ID...]");
+  flag("Output", "--elements", options.elements, "All elements of an array, one by one");
   text("Output", "--color", raw.colour, "Colours: auto, always or never", "WHEN");
 
   app.add_option("--report", raw.reports, "Only reports with these IDs")
@@ -246,7 +259,7 @@ void interpret(const RawOptions& raw, Options& options) {
   if (!raw.type.empty()) options.type = choose("--type", raw.type, kTypes);
   if (!raw.device.empty()) options.usb.device = device(raw.device);
   if (!raw.endpoint.empty()) options.usb.endpoint = endpoint(raw.endpoint);
-  options.reports = reportIds(raw.reports);
+  options.reports = reportIds("--report", raw.reports);
   std::string ids;
   for (const WantedReport& report : options.reports)
     ids.append(ids.empty() ? "" : ",").append(report.text);
@@ -256,6 +269,34 @@ void interpret(const RawOptions& raw, Options& options) {
                                      {"--type", raw.type}});
   if (raw.decimal) options.pluginArguments.emplace_back("-decimal");
   if (!raw.plugin.empty()) options.plugin = raw.plugin;
+}
+
+constexpr std::string_view kChanges = "changes";
+
+/// What asks for changes, and what makes no sense with them.
+void interpretChanges(const RawOptions& raw, Options& options) {
+  const std::string_view form = options.outputForm->name;
+  const bool inJson = form == "ndjson" || form == "json";
+  if (options.changes && !inJson && form != kChanges)
+    throw UsageFault("--changes is for -o ndjson and -o json; for people there is -o changes");
+  if (form == kChanges) options.changes = true;
+  if (!raw.baseline.empty()) options.baseline = raw.baseline;
+  if (!raw.across.empty()) options.across = reportIds("--across", {raw.across});
+  const auto needsChanges = [&](bool given, const std::string& option) {
+    if (given && !options.changes)
+      throw UsageFault(option + " is for changes: -o changes, or -o ndjson --changes");
+  };
+  needsChanges(options.baseline.has_value(), "--baseline");
+  needsChanges(!options.across.empty(), "--across");
+  needsChanges(options.elements, "--elements");
+  if (options.baseline && !options.across.empty())
+    throw UsageFault("--baseline and --across: choose one of both to compare with");
+  if (options.changes && options.hostWrites)
+    throw UsageFault("--host-writes: what the host sends is no change of the device");
+  if (options.changes && inJson && options.lines)
+    throw UsageFault("--lines: a record of a change has no lines");
+  if (options.baseline == "-" && std::ranges::find(options.files, "-") != options.files.end())
+    throw UsageFault("--baseline -: standard input is decoded already");
 }
 
 /// The library's help has two empty lines between groups; one is enough.
@@ -287,6 +328,7 @@ std::variant<Options, HelpText> parseOptions(const std::vector<std::string>& arg
   const bool decodes = !options.listReports && !options.showVersion;
   if (options.files.empty() && decodes && isatty(STDIN_FILENO) != 0) return helpOf(app);
   if (options.files.empty()) options.files.emplace_back("-");
+  interpretChanges(raw, options);
   return options;
 }
 

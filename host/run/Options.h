@@ -40,6 +40,10 @@ struct Options {
   bool hostWrites = false;
   bool verbose = false;
   bool listReports = false;
+  bool elements = false;
+  bool changes = false;                 // instead of reports: -o changes, or --changes
+  std::optional<std::string> baseline;  // the capture to compare with; "-" is standard input
+  std::vector<WantedReport> across;     // none, or at least two
   bool showVersion = false;
 };
 

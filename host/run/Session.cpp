@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "host/inputs/Compressed.h"
+#include "host/run/BaselineFile.h"
 #include "host/run/Signals.h"
 #include "text/numbers.h"
 
@@ -51,27 +52,99 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
                  const KnownReports& known, DescriptorSink& sink, Messages& messages)
     : _options(options),
       _library(library),
+      _plugin(plugin),
       _known(known),
       _sink(sink),
       _messages(messages),
       _terminal(isatty(sink.descriptor()) != 0),
       _terminalSink(sink),
       _canvas(canvasFor(options, sink, messages)),
+      _changeRules(changeRules()),
       _output(makeOutput(plugin, _terminal ? static_cast<Sink&>(_terminalSink) : sink)),
       _statistics(known) {}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
-  return _options.outputForm->make(
-      {plugin, _known, sink, headersFor(_options, _sink), _options.lines, _canvas.get()});
+  return _options.outputForm->make({.plugin = plugin,
+                                    .known = _known,
+                                    .sink = sink,
+                                    .headers = headersFor(_options, _sink),
+                                    .lines = _options.lines,
+                                    .elements = _options.elements,
+                                    .colours = wantsColours(_options.colour, _sink.descriptor()),
+                                    .changes = _options.changes ? &_changeRules : nullptr,
+                                    .canvas = _canvas.get()});
+}
+
+/// How reports are compared. Throws UsageFault for IDs that can't be compared across.
+ChangeRules Session::changeRules() {
+  ChangeRules rules;
+  if (_options.baseline) rules.baseline = &_baseline;
+  for (const WantedReport& report : _options.across) {
+    const ReportInfo* const info = _known.find(report.id, std::nullopt);
+    const std::string option = "--across " + report.text;
+    if (info == nullptr) throw UsageFault(option + ": no decoder reads it");
+    if (std::ranges::find(rules.across, info) != rules.across.end())
+      throw UsageFault(option + ": the ID is named twice");
+    if (!rules.across.empty() && rules.across.front()->decoder != info->decoder)
+      throw UsageFault(option + ": " + info->decoder + " reads it, and " +
+                       rules.across.front()->decoder +
+                       " reads the first one; reports are compared "
+                       "that one decoder reads");
+    rules.across.push_back(info);
+  }
+  if (rules.across.size() == 1)
+    throw UsageFault("--across " + _options.across.front().text + ": it takes two IDs or more");
+  rules.tell = [this](std::string_view where, std::string_view what) {
+    _messages.tell(where, what);
+  };
+  rules.lacksBaseline = [this](const Report& report, const ReportInfo& info) {
+    _lacksBaseline = true;
+    _messages.complain(describe(_file, report.place),
+                       describe(info.id, info.type) + ": the baseline, " + *_options.baseline +
+                           ", has none; this one takes its place");
+  };
+  return rules;
+}
+
+/// Reads the capture of --baseline. Throws UsageFault.
+void Session::takeBaseline() {
+  const std::string& file = *_options.baseline;
+  std::uint64_t problems = 0;
+  const auto tellProblem = [&](const Problem& problem) {
+    if (!wanted(problem)) return;
+    _someRefused = true;
+    if (++problems <= kShownProblems)
+      _messages.complain(describe(file, problem.place), problem.message);
+  };
+  const auto tellForm = [&](std::string_view form) {
+    if (_options.verbose) _messages.tell(file, "the baseline, read as " + std::string(form));
+  };
+  const auto isWanted = [this](const Report& report) { return wanted(report); };
+  _baseline = readBaseline(file, {_plugin, _known, isWanted, tellProblem, tellForm});
+  if (problems > kShownProblems)
+    _messages.complain(
+        file, std::to_string(problems - kShownProblems) + " more errors of it are not shown");
+  for (const WantedReport& report : _options.reports)
+    if (lacks(report) && !interrupted())
+      throw UsageFault("--baseline " + file + ": it has no report " + report.text +
+                       ", which --report asks for");
+}
+
+/// Whether the baseline has no report of an ID.
+bool Session::lacks(const WantedReport& wanted) const {
+  return std::ranges::none_of(_baseline,
+                              [&](const auto& entry) { return entry.first->id == wanted.id; });
 }
 
 int Session::run() {
+  if (_options.baseline) takeBaseline();
   for (const std::string& file : _options.files) {
     if (interrupted()) break;
     decodeFile(file);
   }
   finish();
   if (_someUnreadable) return kCannotReadOrWrite;
+  if (_lacksBaseline) return kBadUsage;
   return _someRefused ? kSomeRefused : kAllDecoded;
 }
 
@@ -102,7 +175,7 @@ void Session::decodeFile(const std::string& file) {
 /// Threads for a file that is worth them.
 void Session::shareWork(const FileBytes& bytes) {
   const Threads threads = _options.outputForm->threads;
-  if (threads == Threads::One || _options.hostWrites || _terminal) return;
+  if (threads == Threads::One || _options.hostWrites || _options.changes || _terminal) return;
   const bool large = bytes.size() && *bytes.size() >= kLargeFile;
   const unsigned unasked = threads == Threads::ForLargeFiles && large
                                ? std::min(2u, std::thread::hardware_concurrency())
@@ -296,6 +369,7 @@ void Session::finish() {
     _messages.complain("vesk-decode", leftOut);
   }
   tellUnmatched();
+  _statistics.setUnchanged(_output->unchanged());
   const bool written = _options.statistics && _output->writeStatistics(_statistics);
   _output->finish();
   _sink.flush();

@@ -8,6 +8,7 @@
 
 #include "host/KnownReports.h"
 #include "host/Plugin.h"
+#include "host/changes/Tracker.h"
 #include "host/inputs/Input.h"
 #include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
@@ -39,6 +40,8 @@ class Session {
   int run();
 
  private:
+  ChangeRules changeRules();
+  void takeBaseline();
   void decodeFile(const std::string& file);
   void shareWork(const FileBytes& bytes);
   std::unique_ptr<Output> makeOutput(Plugin& plugin, Sink& sink) const;
@@ -52,6 +55,7 @@ class Session {
   void tell(const Problem& problem);
   void tellUnshown();
   const InputForm* likelyForm() const;
+  bool lacks(const WantedReport& wanted) const;
   bool wanted(std::uint32_t id) const;
   bool wanted(const Report& report) const;
   bool wanted(const Problem& problem) const;
@@ -61,12 +65,16 @@ class Session {
 
   const Options& _options;
   const PluginLibrary& _library;
+  Plugin& _plugin;
   const KnownReports& _known;
   DescriptorSink& _sink;
   Messages& _messages;
   const bool _terminal;  // whether the output is one
   TerminalSink _terminalSink;
   std::unique_ptr<TerminalCanvas> _canvas;  // for a form that draws on it
+  Baseline _baseline;                       // filled before anything is compared with it
+  bool _lacksBaseline = false;
+  const ChangeRules _changeRules;
   std::unique_ptr<Output> _output;
   std::unique_ptr<Jobs> _jobs;  // null while one thread does everything
   Statistics _statistics;

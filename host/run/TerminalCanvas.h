@@ -1,8 +1,8 @@
 /// The terminal of a form that draws on all of it, and that it is given back whatever happens.
 #pragma once
 
-#include <string_view>
 #include <sys/types.h>
+#include <string_view>
 
 #include "host/outputs/Canvas.h"
 #include "host/run/Messages.h"
