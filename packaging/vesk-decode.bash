@@ -25,7 +25,7 @@ _vesk_decode() {
     *)
       if [[ $current == -* ]]; then
         values='-i --input --device --endpoint -o --output --decimal -decimal --headers --lines
-                --stats --host-writes --jobs --color --report --type --plugin --list-reports -v
+                --elements --stats --host-writes --jobs --color --report --type --plugin --list-reports -v
                 --verbose --version -h --help'
       else
         compopt -o filenames

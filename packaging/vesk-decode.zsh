@@ -33,6 +33,7 @@ _arguments -s -S \
   '(--decimal -decimal)'{--decimal,-decimal}'[samples in decimal, in text]' \
   '--headers[in text, a line before each report on its origin]' \
   '--lines[in JSON, add the text lines]' \
+  '--elements[of an array, show each element by itself]' \
   '--stats[end with counts of reports, errors and lost frames]' \
   '--host-writes[in text and JSON, show what the host sends, too]' \
   '--jobs=[threads that decode text and NDJSON]:number: ' \

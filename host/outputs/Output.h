@@ -31,7 +31,9 @@ struct OutputContext {
   const KnownReports& known;
   Sink& sink;
   Headers headers = Headers::None;
-  bool lines = false;  // a report's lines, too, where there is room for them beside its object
+  bool lines = false;     // a report's lines, too, where there is room for them beside its object
+  bool elements = false;  // each element of an array by itself, instead of the array
+  bool colours = false;   // the sink wants colours
 };
 
 class Output {

@@ -203,6 +203,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
   flag("Output", "--decimal", raw.decimal, "Samples in decimal, in text; -decimal is the same");
   flag("Output", "--headers", options.headers, "In text, a line before each report on its origin");
   flag("Output", "--lines", options.lines, "In JSON, add each report's text lines");
+  flag("Output", "--elements", options.elements, "Of an array, show each element by itself");
   flag("Output",
        "--stats",
        options.statistics,

@@ -36,6 +36,7 @@ struct Options {
   std::optional<unsigned> jobs;  // threads; none: as the input is worth
   bool headers = false;
   bool lines = false;
+  bool elements = false;
   bool statistics = false;
   bool hostWrites = false;
   bool verbose = false;

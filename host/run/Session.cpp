@@ -48,8 +48,13 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
       _statistics(known) {}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
-  return _options.outputForm->make(
-      {plugin, _known, sink, headersFor(_options, _sink), _options.lines});
+  return _options.outputForm->make({plugin,
+                                    _known,
+                                    sink,
+                                    headersFor(_options, _sink),
+                                    _options.lines,
+                                    _options.elements,
+                                    wantsColours(_options.colour, _sink.descriptor())});
 }
 
 int Session::run() {
