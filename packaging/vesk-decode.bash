@@ -13,7 +13,7 @@ _vesk_decode() {
 
   case $previous in
     -i | --input) values='hex dump xxd-p binary recording usb usbhid-dump usbmon packets array csv log' ;;
-    -o | --output) values='text ndjson json csv recording' ;;
+    -o | --output) values='text ndjson json csv explain recording' ;;
     --color) values='auto always never' ;;
     --type) values='input output feature' ;;
     --report)
@@ -25,8 +25,8 @@ _vesk_decode() {
     *)
       if [[ $current == -* ]]; then
         values='-i --input --device --endpoint -o --output --decimal -decimal --headers --lines
-                --elements --stats --host-writes --jobs --color --report --type --plugin --list-reports -v
-                --verbose --version -h --help'
+                --elements --stats --host-writes --jobs --color --report --type --plugin --list-reports
+                --layout -v --verbose --version -h --help'
       else
         compopt -o filenames
       fi

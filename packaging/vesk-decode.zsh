@@ -29,6 +29,7 @@ _arguments -s -S \
     ndjson\:"a JSON record a line"
     json\:"the same records in one array"
     csv\:"a table of the reports of one decoder"
+    explain\:"which byte of each report says what"
     recording\:"a recording, undecoded"))' \
   '(--decimal -decimal)'{--decimal,-decimal}'[samples in decimal, in text]' \
   '--headers[in text, a line before each report on its origin]' \
@@ -42,6 +43,7 @@ _arguments -s -S \
   '--type=[only reports of this type]:type:(input output feature)' \
   '--plugin=[load this plug-in]:file:_files' \
   '(-)--list-reports[show the known reports]' \
+  '--layout[show which byte of a report says what]' \
   '(-v --verbose)'{-v,--verbose}'[tell which plug-in and input forms are used]' \
   '(-)--version[show the versions]' \
   '(- *)'{-h,--help}'[show the help]' \

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "host/outputs/Csv.h"
+#include "host/outputs/Explain.h"
 #include "host/outputs/Json.h"
 #include "host/outputs/Recording.h"
 #include "host/outputs/Text.h"
@@ -24,6 +25,12 @@ constexpr auto kForms = std::to_array<OutputForm>({
     {"ndjson", "a JSON record a line", Threads::ForLargeFiles, made<JsonOutput, Lines>},
     {"json", "the same records in one array", Threads::One, made<JsonOutput, Array>},
     {"csv", "a table of the reports of one decoder", Threads::One, made<CsvOutput>},
+    {"explain",
+     "which byte of each report says what",
+     Threads::One,
+     made<ExplainOutput>,
+     {},
+     ElementsShown::IfAsked},
     {"recording", "a recording, undecoded", Threads::One, made<RecordingOutput>, "hid"},
 });
 

@@ -20,6 +20,9 @@ enum class Threads : std::uint8_t {
   ForLargeFiles,  // more are worth it, asked for or not
 };
 
+/// Whether a form shows an array's elements by themselves when --elements asks for it.
+enum class ElementsShown : std::uint8_t { Never, IfAsked };
+
 /// A row of the table.
 struct OutputForm {
   std::string_view name;         // for -o
@@ -30,6 +33,7 @@ struct OutputForm {
   std::unique_ptr<Output> (*make)(const OutputContext& context);
 
   std::string_view alias = {};  // another name for -o, if there is one
+  ElementsShown elements = ElementsShown::Never;
 };
 
 /// All forms. The first one is that of those who ask for none.

@@ -232,6 +232,11 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
 
   text("Plug-in", "--plugin", raw.plugin, "Load this plug-in instead of the installed one", "FILE");
   flag("Plug-in", "--list-reports", options.listReports, "Show the reports that it knows");
+  flag(
+      "Plug-in",
+      "--layout",
+      options.layout,
+      "Show which byte of a report says what, as text, ndjson or json; --report and --type choose");
 
   flag(
       "Help", "-v,--verbose", options.verbose, "Tell which plug-in and which input forms are used");
@@ -259,6 +264,25 @@ void interpret(const RawOptions& raw, Options& options) {
   if (!raw.plugin.empty()) options.plugin = raw.plugin;
 }
 
+/// What would be ignored is a mistake.
+void refuseIdle(const Options& options) {
+  const bool idleElements = options.outputForm->elements == ElementsShown::Never;
+  if (options.elements && !options.layout && idleElements) {
+    std::string known = "--layout";
+    for (const OutputForm& form : outputForms())
+      if (form.elements == ElementsShown::IfAsked) known.append(" or -o ").append(form.name);
+    throw UsageFault("--elements goes with " + known);
+  }
+  if (!options.layout) return;
+  constexpr std::string_view kForms[] = {"text", "ndjson", "json"};
+  if (std::ranges::find(kForms, options.outputForm->name) == std::end(kForms))
+    throw UsageFault("--layout goes with -o text, ndjson or json");
+  if (!options.files.empty())
+    throw UsageFault("--layout reads no file, and " + options.files.front() +
+                     " is one; -o explain shows the layout of its reports");
+  if (options.listReports) throw UsageFault("--layout and --list-reports: choose one of them");
+}
+
 /// The library's help has two empty lines between groups; one is enough.
 HelpText helpOf(const CLI::App& app) {
   std::string text = app.help();
@@ -284,8 +308,9 @@ std::variant<Options, HelpText> parseOptions(const std::vector<std::string>& arg
     throw UsageFault(error.what());
   }
   interpret(raw, options);
+  refuseIdle(options);
 
-  const bool decodes = !options.listReports && !options.showVersion;
+  const bool decodes = !options.listReports && !options.layout && !options.showVersion;
   if (options.files.empty() && decodes && isatty(STDIN_FILENO) != 0) return helpOf(app);
   if (options.files.empty()) options.files.emplace_back("-");
   return options;

@@ -41,6 +41,7 @@ struct Options {
   bool hostWrites = false;
   bool verbose = false;
   bool listReports = false;
+  bool layout = false;
   bool showVersion = false;
 };
 
