@@ -21,12 +21,12 @@ _vesk_decode() {
       [[ $current == *,* ]] && before=${current%,*}, # the IDs that are there already
       ;;
     --plugin) compopt -o filenames ;;
-    --device | --endpoint | --jobs) return ;;
+    --device | --endpoint | --jobs | --from | --to) return ;;
     *)
       if [[ $current == -* ]]; then
         values='-i --input --device --endpoint -o --output --decimal -decimal --headers --lines
-                --elements --stats --host-writes --jobs --color --report --type --plugin --list-reports
-                --layout -v --verbose --version -h --help'
+                --elements --stats --host-writes --jobs --color --report --type --from --to --plugin
+                --list-reports --layout -v --verbose --version -h --help'
       else
         compopt -o filenames
       fi

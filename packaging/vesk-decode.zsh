@@ -41,6 +41,8 @@ _arguments -s -S \
   '--color=[colours]:when:(auto always never)' \
   '*--report=[only reports with these IDs]:ID:_vesk_decode_reports' \
   '--type=[only reports of this type]:type:(input output feature)' \
+  '--from=[only reports from this time on]:time: ' \
+  '--to=[only reports up to this time]:time: ' \
   '--plugin=[load this plug-in]:file:_files' \
   '(-)--list-reports[show the known reports]' \
   '--layout[show which byte of a report says what]' \

@@ -121,6 +121,14 @@ unsigned jobs(const std::string& text) {
   return *count;
 }
 
+std::optional<std::int64_t> moment(const std::string& option, const std::string& text) {
+  if (text.empty()) return std::nullopt;
+  if (const auto found = momentFrom(text)) return found;
+  throw UsageFault(option + " " + text +
+                   ": a time is in the capture's seconds, such as 12.5, or in ISO 8601 with its "
+                   "zone, such as 2023-11-14T22:13:20Z");
+}
+
 constexpr const char* kEmptyValue = "its value is empty";
 
 /// What the library that parses would read otherwise than people mean it: the plug-in's own option
@@ -149,8 +157,8 @@ std::string selectionText(const std::vector<std::pair<std::string_view, std::str
 
 /// Options as they stand on the command line.
 struct RawOptions {
-  std::string input, output{outputForms().front().name}, jobs, type, device, endpoint, plugin,
-      colour = "auto";
+  std::string input, output{outputForms().front().name}, jobs, type, from, to, device, endpoint,
+      plugin, colour = "auto";
   std::vector<std::string> reports;
   bool decimal = false;
 };
@@ -229,6 +237,13 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
        raw.type,
        "Only reports of this type: input, output or feature",
        "TYPE");
+  text(
+      "Selection",
+      "--from",
+      raw.from,
+      "Only reports from this time on: seconds of the capture, or ISO 8601 as 2023-11-14T22:13:20Z",
+      "TIME");
+  text("Selection", "--to", raw.to, "Only reports up to this time", "TIME");
 
   text("Plug-in", "--plugin", raw.plugin, "Load this plug-in instead of the installed one", "FILE");
   flag("Plug-in", "--list-reports", options.listReports, "Show the reports that it knows");
@@ -250,6 +265,9 @@ void interpret(const RawOptions& raw, Options& options) {
   options.colour = choose("--color", raw.colour, kColourChoices);
   if (!raw.jobs.empty()) options.jobs = jobs(raw.jobs);
   if (!raw.type.empty()) options.type = choose("--type", raw.type, kTypes);
+  options.window = {moment("--from", raw.from), moment("--to", raw.to)};
+  if (options.window.from && options.window.to && *options.window.from > *options.window.to)
+    throw UsageFault("--from " + raw.from + " is later than --to " + raw.to);
   if (!raw.device.empty()) options.usb.device = device(raw.device);
   if (!raw.endpoint.empty()) options.usb.endpoint = endpoint(raw.endpoint);
   options.reports = reportIds(raw.reports);
@@ -259,7 +277,9 @@ void interpret(const RawOptions& raw, Options& options) {
   options.selection = selectionText({{"--device", raw.device},
                                      {"--endpoint", raw.endpoint},
                                      {"--report", ids},
-                                     {"--type", raw.type}});
+                                     {"--type", raw.type},
+                                     {"--from", raw.from},
+                                     {"--to", raw.to}});
   if (raw.decimal) options.pluginArguments.emplace_back("-decimal");
   if (!raw.plugin.empty()) options.plugin = raw.plugin;
 }
@@ -280,6 +300,7 @@ void refuseIdle(const Options& options) {
   if (!options.files.empty())
     throw UsageFault("--layout reads no file, and " + options.files.front() +
                      " is one; -o explain shows the layout of its reports");
+  if (options.window.isBounded()) throw UsageFault("--layout has no times for --from and --to");
   if (options.listReports) throw UsageFault("--layout and --list-reports: choose one of them");
 }
 

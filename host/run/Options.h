@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/Report.h"
+#include "host/TimeWindow.h"
 #include "host/inputs/Forms.h"
 #include "host/outputs/Forms.h"
 
@@ -28,6 +29,7 @@ struct Options {
   const OutputForm* outputForm = &outputForms().front();  // never null
   std::vector<WantedReport> reports;                      // empty: all
   std::optional<ReportType> type;
+  TimeWindow window;
   UsbSelection usb;
   std::string selection;  // the options that select, as they were written; empty: all
   std::vector<std::string> pluginArguments;
