@@ -21,7 +21,9 @@ constexpr std::size_t kBits = 8;
 constexpr std::uint8_t kAllBits = 0xFF;
 constexpr int kRandomTries = 64;            // contents, where a decoder refuses most
 constexpr std::size_t kMostTextLines = 64;  // that a decoder of text may want
-constexpr std::size_t kTextSteps = 512;     // a longer text is tried some letters at a time
+constexpr std::size_t kMany = 512;          // bytes that are compared at once
+constexpr std::size_t kWord = sizeof(std::uint64_t);
+constexpr std::size_t kTextSteps = 512;  // a longer text is tried some letters at a time
 
 /// Numbers without a pattern, and the same ones in every run.
 class Random {
@@ -158,29 +160,35 @@ Outcome Decoder::compare(const Base& base, const Bytes& content, PieceList& move
   return Outcome::Refused;
 }
 
-/// How many bytes at the beginning are the same, and how many at the end.
+std::uint64_t wordAt(const char* bytes) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+/// How many bytes at the beginning are the same, and how many at the end: many at once, words, bytes.
 std::size_t sameHead(std::string_view a, std::string_view b) {
-  constexpr std::size_t kStep = 64;
   const std::size_t shorter = std::min(a.size(), b.size());
+  const char* const x = a.data();
+  const char* const y = b.data();
   std::size_t same = 0;
-  while (same + kStep <= shorter && std::memcmp(&a[same], &b[same], kStep) == 0) same += kStep;
-  while (same < shorter && a[same] == b[same]) ++same;
+  while (same + kMany <= shorter && std::memcmp(x + same, y + same, kMany) == 0) same += kMany;
+  while (same + kWord <= shorter && wordAt(x + same) == wordAt(y + same)) same += kWord;
+  while (same < shorter && x[same] == y[same]) ++same;
   return same;
 }
 
 std::size_t sameTail(std::string_view a, std::string_view b) {
-  constexpr std::size_t kStep = 64;
   const std::size_t shorter = std::min(a.size(), b.size());
-  const char* const endA = a.data() + a.size();
-  const char* const endB = b.data() + b.size();
-  std::size_t same = 0;
-  while (same + kStep <= shorter &&
-         std::memcmp(endA - same - kStep, endB - same - kStep, kStep) == 0)
-    same += kStep;
-  while (same < shorter && endA[-1 - static_cast<std::ptrdiff_t>(same)] ==
-                               endB[-1 - static_cast<std::ptrdiff_t>(same)])
-    ++same;
-  return same;
+  const char* const begin = a.data() + a.size() - shorter;
+  const char* const other = b.data() + b.size() - shorter;
+  std::size_t left = shorter;  // bytes in front of what is the same
+  while (left >= kMany && std::memcmp(begin + left - kMany, other + left - kMany, kMany) == 0)
+    left -= kMany;
+  while (left >= kWord && wordAt(begin + left - kWord) == wordAt(other + left - kWord))
+    left -= kWord;
+  while (left > 0 && begin[left - 1] == other[left - 1]) --left;
+  return shorter - left;
 }
 
 /// Elements of an array that differ.
@@ -218,36 +226,34 @@ Outcome Decoder::compareValues(const Base& base, const Decoded& object, PieceLis
 }
 
 /// Most changes stay in one line, which is found from both ends of the text without a look at the
-/// other lines.
+/// other lines. Of several lines, each is looked at.
 Outcome Decoder::compareLines(const Base& base, std::string_view text, PieceList& moved) {
   const std::string_view before = base.text;
-  const std::size_t same = sameHead(before, text);
-  if (same == before.size() && same == text.size()) return Outcome::Compared;
-  const std::size_t tail = sameTail(before.substr(same), text.substr(same));
-
-  const auto newlines = [&](std::string_view all) {
-    const auto part = all.substr(same, all.size() - tail - same);
-    return std::ranges::count(part, '\n');
-  };
-  if (newlines(before) != newlines(text)) return Outcome::Reshaped;
+  const std::size_t head = sameHead(before, text);
+  if (head == before.size() && head == text.size()) return Outcome::Compared;
+  const std::size_t tail = sameTail(before.substr(head), text.substr(head));
   const auto lineAt = [&](std::size_t position) {
     return static_cast<std::size_t>(std::ranges::upper_bound(base.ends, position) -
                                     base.ends.begin());
   };
-  const std::size_t first = lineAt(same);
+  const std::size_t first = lineAt(head);
   if (first >= base.ends.size()) return Outcome::Reshaped;  // the last line has no end any more
-  const std::size_t last = lineAt(std::max(same + 1, before.size() - tail) - 1);
+  const std::size_t last = lineAt(std::max(head + 1, before.size() - tail) - 1);
+  const bool sameSize = before.size() == text.size();
   std::size_t begin = first == 0 ? 0 : base.ends[first - 1];
   std::size_t other = begin;
   for (std::size_t line = first; line <= last; ++line) {
-    const std::size_t size = base.ends[line] - begin;
-    const std::size_t otherEnd = std::min(text.find('\n', other), text.size() - 1) + 1;
-    if (before.substr(begin, size) != text.substr(other, otherEnd - other))
+    const std::size_t end = base.ends[line];
+    const std::size_t otherEnd =
+        sameSize && text[end - 1] == '\n' ? end : std::min(text.find('\n', other), text.size()) + 1;
+    if (otherEnd > text.size()) return Outcome::Reshaped;
+    if (before.substr(begin, end - begin) != text.substr(other, otherEnd - other))
       moved.push_back(static_cast<std::uint32_t>(base.firstLine + line));
-    begin = base.ends[line];
+    begin = end;
     other = otherEnd;
   }
-  return Outcome::Compared;
+  // What follows is the same if no line came or went.
+  return before.size() - begin == text.size() - other ? Outcome::Compared : Outcome::Reshaped;
 }
 
 /// Whether both have the same pieces.

@@ -17,8 +17,8 @@ namespace vesk::host {
 
 namespace {
 
-constexpr std::size_t kShownBytes = 8;   // of a longer field
-constexpr std::size_t kShownValues = 6;  // of an array
+constexpr std::size_t kShownBytes = 8;        // of a longer field
+constexpr std::size_t kShownCharacters = 24;  // of an array's values, the last one whole
 
 /// Gathers lines. It is a handler for Decoded::visit().
 struct LineGatherer {
@@ -90,9 +90,11 @@ std::string valueText(const Value& value, std::optional<std::size_t> element) {
   if (array == nullptr) return {};
   if (element) return numberText(elementOf(*array, *element));
   std::string text;
-  for (std::size_t i = 0; i < std::min(array->count, kShownValues); ++i)
+  for (std::size_t i = 0; i < array->count; ++i) {
+    if (text.size() >= kShownCharacters) return text + ", …";
     text += (i == 0 ? "" : ", ") + numberText(elementOf(*array, i));
-  return array->count > kShownValues ? text + ", …" : text;
+  }
+  return text;
 }
 
 /// "Count = 36846", "D_SCAN_I[3] = -4"; the value alone of a report that is one.

@@ -12,9 +12,10 @@ namespace vesk::host {
 
 namespace {
 
-constexpr std::size_t kBetween = 2;  // blanks between columns
-constexpr std::size_t kWidest = 76;  // where the last column may begin
-constexpr std::size_t kMuch = 4;     // characters that are worth a row that doesn't align
+constexpr std::size_t kBetween = 2;   // blanks between columns
+constexpr std::size_t kWidest = 76;   // where the last column may begin
+constexpr std::size_t kManyRows = 8;  // of which a few may not align
+constexpr std::size_t kMuch = 4;      // characters that are worth a row that doesn't align
 
 /// Characters of UTF-8, each of which takes a place.
 std::size_t widthOf(std::string_view text) {
@@ -39,7 +40,8 @@ std::vector<std::size_t> Table::widths() const {
     std::ranges::sort(found);
     const std::size_t head = widthOf(_heads[column]);
     widths.push_back(found.empty() ? head : std::max(head, found.back()));
-    usual.push_back(found.empty() ? head : std::max(head, found[(found.size() - 1) * 19 / 20]));
+    const bool isLong = found.size() >= kManyRows;
+    usual.push_back(isLong ? std::max(head, found[(found.size() - 1) * 19 / 20]) : widths.back());
   }
   const std::size_t lastBegins =
       std::accumulate(widths.begin(), widths.end() - 1, kBetween * (widths.size() - 1));

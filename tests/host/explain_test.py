@@ -103,7 +103,7 @@ OFFSET  BYTES                    LINE                               KIND  KEY = 
         _, rows = self.table(image(7))
         self.assertIn(["4..7", "07 00 00 00", "[Frame # = 7]", "u32", "FRAME_NUMBER = 7"], rows)
         self.assertIn(["16..207", "00 00 00 00 00 00 00 00 …", "[D-SCAN I], 6 lines", "i32[48]",
-                       "D_SCAN_I = 0, 0, 0, 0, 0, 0, …"], rows)
+                       "D_SCAN_I = 0, 0, 0, 0, 0, 0, 0, 0, 0, …"], rows)
         self.assertEqual(len(rows), 12)
 
     def test_elements_take_a_row_each(self):
