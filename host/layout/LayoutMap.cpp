@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <utility>
 
 #include "host/Value.h"
@@ -28,36 +29,44 @@ std::string_view trimmed(std::string_view text) {
 class LineTexts {
  public:
   explicit LineTexts(const ProbedReport& probed) : _probed(probed) {
-    std::vector<bool> moves(probed.pieces.lineCount);
+    const std::size_t count = probed.pieces.lineCount;
+    std::vector<bool> moves(count);
     for (const BitEffect& bit : probed.bits)
       for (const std::uint32_t piece : bit.moved)
         if (piece >= probed.pieces.firstLine) moves[piece - probed.pieces.firstLine] = true;
-    for (std::size_t line = 0; line < moves.size(); ++line) {
+    for (std::size_t line = 0; line < count; ++line) {
       _constant.push_back(!moves[line] && isAlike(line));
       _labels.push_back(labelOf(line));
+      ++_sameLabels[_labels.back()];
     }
+    addHeadings();
   }
 
   const std::string& label(std::size_t line) const { return _labels[line]; }
 
-  /// The line above that stays: next to it if its label alone tells nothing, else in its paragraph,
-  /// and only where another line has the same label.
-  std::string heading(std::size_t line) const {
-    const bool bare = _labels[line].empty();
-    if (!bare && std::ranges::count(_labels, _labels[line]) < 2) return {};
-    while (line-- > 0) {
-      const std::string_view text = trimmed(_probed.lines.front()[line]);
-      if (_constant[line] && !text.empty()) return std::string(text);
-      if (!bare && text.empty()) return {};
-    }
-    return {};
-  }
+  /// The nearest line above that stays, for a line whose label alone doesn't tell which one it is:
+  /// it has none, or another line has the same. The latter has a heading in its own paragraph only.
+  const std::string& heading(std::size_t line) const { return _headings[line]; }
 
  private:
   bool isAlike(std::size_t line) const {
     return std::ranges::all_of(_probed.lines, [&](const std::vector<std::string>& lines) {
       return lines[line] == _probed.lines.front()[line];
     });
+  }
+
+  void addHeadings() {
+    std::string nearest;
+    std::string inParagraph;
+    for (std::size_t line = 0; line < _labels.size(); ++line) {
+      if (_labels[line].empty())
+        _headings.push_back(_constant[line] ? "" : nearest);
+      else
+        _headings.push_back(_sameLabels[_labels[line]] > 1 ? inParagraph : "");
+      if (!_constant[line]) continue;
+      inParagraph = trimmed(_probed.lines.front()[line]);
+      if (!inParagraph.empty()) nearest = inParagraph;
+    }
   }
 
   std::string labelOf(std::size_t line) const {
@@ -91,6 +100,8 @@ class LineTexts {
   const ProbedReport& _probed;
   std::vector<bool> _constant;
   std::vector<std::string> _labels;
+  std::map<std::string, std::size_t> _sameLabels;
+  std::vector<std::string> _headings;
 };
 
 // -------------------------------------------------------------------------------------- the fields
@@ -108,7 +119,12 @@ Moves movesOf(const BitEffect& bit, const Pieces& pieces) {
 
 class FieldMaker {
  public:
-  explicit FieldMaker(const ProbedReport& probed) : _probed(probed), _texts(probed) {}
+  explicit FieldMaker(const ProbedReport& probed) : _probed(probed), _texts(probed) {
+    const auto& text = probed.text;
+    if (!text.empty())
+      _textEnd =
+          static_cast<std::size_t>(std::find(text.begin() + 1, text.end(), 0) - text.begin());
+  }
 
   std::vector<LayoutField> make() {
     _fields.push_back({0, kBits, FieldRole::ReportId});
@@ -124,12 +140,8 @@ class FieldMaker {
  private:
   FieldRole roleOf(std::size_t bit) const {
     const std::size_t byte = bit / kBits;
-    if (!_probed.text.empty()) {
-      const auto nul = std::find(_probed.text.begin() + 1, _probed.text.end(), 0);
-      const auto end = static_cast<std::size_t>(nul - _probed.text.begin());
-      if (byte == end) return FieldRole::EndOfText;
-      if (byte < end && _probed.text[byte] == '\n') return FieldRole::Newline;
-    }
+    if (byte < _textEnd && _probed.text[byte] == '\n') return FieldRole::Newline;
+    if (byte == _textEnd) return FieldRole::EndOfText;
     const BitEffect& effect = _probed.bits[bit];
     const bool nowhere = effect.moved.empty() && !effect.reshapes && !effect.refuses;
     return nowhere ? FieldRole::Nowhere : FieldRole::Shown;
@@ -211,6 +223,8 @@ class FieldMaker {
 
   const ProbedReport& _probed;
   LineTexts _texts;
+  std::size_t _textEnd =
+      0;  // where the NUL of a text stands; 0, the report ID, where there is none
   std::vector<LayoutField> _fields;
 };
 
@@ -291,8 +305,8 @@ std::vector<LayoutField> LayoutMap::withArrays() const {
 LayoutMap layoutOf(Plugin& plugin, const ReportInfo& info, std::span<const std::uint8_t> came) {
   const ProbedReport probed = probe(plugin, info, came);
   LayoutMap map;
-  map.decodes = probed.decodes;
-  if (!map.decodes) return map;
+  map.whyNot = probed.whyNot;
+  if (!map.whyNot.empty()) return map;
   map.size = probed.bits.size() / kBits;
   map.lineCount = probed.pieces.lineCount;
   for (const Pieces::Value& value : probed.pieces.values) map.keys.push_back(value.key);

@@ -75,7 +75,7 @@ struct LayoutField {
 };
 
 struct LayoutMap {
-  bool decodes = false;  // or else the decoder refuses all that was tried, and there are no fields
+  std::string whyNot;    // there are no fields, since ...; empty: there are
   std::size_t size = 0;  // bytes that the fields cover, all of them
   std::size_t lineCount = 0;
   std::vector<std::string> keys;    // of the object, in its order

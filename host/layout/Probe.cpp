@@ -23,7 +23,8 @@ constexpr int kRandomTries = 64;            // contents, where a decoder refuses
 constexpr std::size_t kMostTextLines = 64;  // that a decoder of text may want
 constexpr std::size_t kMany = 512;          // bytes that are compared at once
 constexpr std::size_t kWord = sizeof(std::uint64_t);
-constexpr std::size_t kTextSteps = 512;  // a longer text is tried some letters at a time
+constexpr std::ptrdiff_t kMostNewlines = 1000;  // of a text, each line of which is tried
+constexpr std::size_t kTextSteps = 512;         // a longer text is tried some letters at a time
 
 /// Numbers without a pattern, and the same ones in every run.
 class Random {
@@ -334,9 +335,14 @@ void unite(PieceList& list, std::span<const std::uint32_t> added) {
   }
 }
 
+ProbedReport notFoundOut(std::string why) {
+  ProbedReport probed;
+  probed.whyNot = std::move(why);
+  return probed;
+}
+
 ProbedReport begun(const Base& base, std::size_t size) {
   ProbedReport probed;
-  probed.decodes = true;
   std::size_t piece = 0;
   for (const Shown& value : base.values) {
     probed.pieces.values.push_back({value.key, value.kind, value.isArray, piece, value.count});
@@ -566,7 +572,7 @@ ProbedReport probeFixed(const Decoder& decoder, const ReportInfo& info,
   contents.add(anyBytes());
 
   std::vector<Base>& bases = contents.all();
-  if (bases.empty()) return {};
+  if (bases.empty()) return notFoundOut("the decoder refuses all that was tried");
   // Where there is a random one, it shows most: each byte is tried by itself in that.
   if (!came.empty() && bases.size() > 1) std::swap(bases[0], bases[1]);
   ProbedReport probed = begun(bases.front(), size);
@@ -645,7 +651,10 @@ ProbedReport probeText(const Decoder& decoder, const ReportInfo& info,
   if (!came.empty()) {
     Bytes content(came.begin(), came.end());
     content.push_back(0);
-    return TextProbe(decoder, content).run().value_or(ProbedReport{});
+    if (std::ranges::count(content, '\n') > kMostNewlines)
+      return notFoundOut("the text has too many lines to try each");
+    if (auto probed = TextProbe(decoder, content).run()) return *std::move(probed);
+    return notFoundOut("the decoder refuses all that was tried");
   }
   for (std::size_t lines = 1; lines <= kMostTextLines; ++lines) {
     Bytes content{static_cast<std::uint8_t>(info.id)};
@@ -656,7 +665,7 @@ ProbedReport probeText(const Decoder& decoder, const ReportInfo& info,
     content.resize(content.size() + 2);  // the text's NUL, and the one behind all
     if (auto probed = TextProbe(decoder, content).run()) return *std::move(probed);
   }
-  return {};
+  return notFoundOut("the decoder refuses all that was tried");
 }
 
 }  // namespace

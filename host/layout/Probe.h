@@ -43,7 +43,7 @@ struct BitEffect {
 };
 
 struct ProbedReport {
-  bool decodes = false;  // or else the decoder refused every content, and nothing is known
+  std::string whyNot;  // nothing was found out, since ...; empty: what follows was
   Pieces pieces;
   std::vector<BitEffect> bits;  // bit 0 is the lowest bit of byte 0, which is not tried
   std::vector<std::vector<std::string>> lines;  // of each content

@@ -174,14 +174,14 @@ const LayoutMap& ExplainOutput::mapFor(const Report& report, const ReportInfo& i
                                        const std::vector<Field>& values) {
   std::string shape = shapeOf(report.bytes, info);
   const auto fits = [&](const LayoutMap& map) {
-    return !map.decodes || (map.lineCount == lines.size() &&
-                            std::ranges::equal(map.keys, values, {}, {}, &Field::key));
+    return !map.whyNot.empty() || (map.lineCount == lines.size() &&
+                                   std::ranges::equal(map.keys, values, {}, {}, &Field::key));
   };
   Known& known = _known[&info];
   if (known.shape != shape || !fits(known.map)) {
     known.map = layoutOf(_plugin, info, report.bytes);
     known.shape = std::move(shape);
-    if (!fits(known.map)) known.map = {};
+    if (!fits(known.map)) known.map.whyNot = "its lines and keys change with its contents";
   }
   return known.map;
 }
@@ -195,10 +195,10 @@ void ExplainOutput::writeChecked(const Report& report, const ReportInfo& info) {
   const std::string origin = originLine(_file, report, info);
   _sink.appendControls(_colours ? coloured(Colour::Cyan, origin) : origin);
   _sink.append('\n');
-  if (map.decodes)
+  if (map.whyNot.empty())
     _sink.appendControls(tableOf(map, _elements, report.bytes, gatherer.lines, values, _colours));
   else
-    _sink.append("not found out: the decoder refuses all that was tried\n");
+    _sink.append("not found out: " + map.whyNot + "\n");
   _sink.append('\n');
 }
 

@@ -170,7 +170,7 @@ std::string recordOf(const KindLayout& kind, bool elements) {
                                : info.exactLength ? "exactly"
                                                   : "at_least"));
   json.key("fields");
-  if (kind.map.decodes) {
+  if (kind.map.whyNot.empty()) {
     json.beginArray();
     for (const LayoutField& field : fieldsFor(kind, elements)) writeField(json, field, info);
     json.endArray();
@@ -192,8 +192,8 @@ std::string layoutTables(std::span<const KindLayout> kinds, bool elements, bool 
     const std::string head = "# " + describe(info.id, info.type) + ", " + printable(info.decoder) +
                              ", " + lengthText(info);
     text += (colours ? coloured(Colour::Cyan, head) : head) + "\n\n";
-    text += kind.map.decodes ? tableOf(kind, elements, colours)
-                             : "not found out: the decoder refuses all that was tried\n";
+    text += kind.map.whyNot.empty() ? tableOf(kind, elements, colours)
+                                    : "not found out: " + kind.map.whyNot + "\n";
   }
   return text;
 }

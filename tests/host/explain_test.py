@@ -138,6 +138,21 @@ OFFSET  BYTES                    LINE                               KIND  KEY = 
         self.assertEqual(rows[1:], [["1", "01", "ADC Dump State: SINGLE", "string", '"SINGLE"'],
                                     ["2..3", "ff ee", "shown nowhere"]])
 
+    def test_long_reports_take_no_longer(self):
+        """A text and a tail of sixty thousand bytes each; and a text that is lines and nothing else."""
+        text = b"\xd0" + 60_000 * b"v" + b"\0"
+        tail = STATE + bytes(60_000)
+        lines = b"\xd2" + 1_000 * b"v\n" + b"\0"
+        run, made = explained(stdin=hex_lines(text, tail, lines))
+        self.expect(run, ALL_DECODED, err="")
+        self.assertEqual(made[0][1][2][:2], ["1..60000", "76 76 76 76 76 76 76 76 …"])
+        self.assertEqual(made[1][1][-1], ["2..60001", "00 00 00 00 00 00 00 00 …", "shown nowhere"])
+        self.assertEqual(made[2][1][-2:], [["2000", "0a", "end of a line"], ["2001", "00", "end of the text"]])
+        many = b"\xd2" + 30_000 * b"v\n" + b"\0"
+        self.expect(Run("-o", "explain", stdin=hex_lines(many)), ALL_DECODED,
+                    b"# -:1, report 0xD2 (feature), parseVersionExtended, 60002 bytes\n"
+                    b"not found out: the text has too many lines to try each\n\n", "")
+
     def test_control_characters_are_escaped(self):
         run = Run("-o", "explain", stdin=hex_lines(b"\xd0a\x1b[2J\0"))
         self.assertNotIn(b"\x1b", run.out)
@@ -228,6 +243,9 @@ class NewerPlugIn(HostTest):
         self.assertEqual(made[1][1][2:], expected)
 
     def test_no_map_without_a_report(self):
+        record, = Run("--layout", "-o", "ndjson", "--plugin", NEWER).records()
+        jsonschema.validate(record, SCHEMA)
+        self.assertIsNone(record["layout"]["fields"])
         run = Run("--layout", "--plugin", NEWER)
         self.expect(run, ALL_DECODED, err="")
         self.assertIn(b"not found out: the decoder refuses all that was tried\n", run.out)
