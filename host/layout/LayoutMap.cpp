@@ -309,7 +309,8 @@ LayoutMap layoutOf(Plugin& plugin, const ReportInfo& info, std::span<const std::
   if (!map.whyNot.empty()) return map;
   map.size = probed.bits.size() / kBits;
   map.lineCount = probed.pieces.lineCount;
-  for (const Pieces::Value& value : probed.pieces.values) map.keys.push_back(value.key);
+  for (const Pieces::Value& value : probed.pieces.values)
+    map.keys.push_back({value.key, value.isArray ? value.count : 0});
   map.fields = FieldMaker(probed).make();
   numberBlocks(map);
   return map;

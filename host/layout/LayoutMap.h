@@ -74,11 +74,17 @@ struct LayoutField {
   std::size_t arrayCount() const { return values.empty() ? 0 : values.front().count; }
 };
 
+/// A key of the object, whether or not a field says its value.
+struct LayoutKey {
+  std::string name;
+  std::size_t count;  // of an array's elements; 0: a value by itself
+};
+
 struct LayoutMap {
   std::string whyNot;    // there are no fields, since ...; empty: there are
   std::size_t size = 0;  // bytes that the fields cover, all of them
   std::size_t lineCount = 0;
-  std::vector<std::string> keys;    // of the object, in its order
+  std::vector<LayoutKey> keys;      // of the object, in its order
   std::vector<LayoutField> fields;  // an array's elements each by themselves
 
   /// The same with each array as one field, where its elements stand one behind the other.

@@ -52,6 +52,17 @@ std::string shapeOf(std::span<const std::uint8_t> bytes, const ReportInfo& info)
   return shape;
 }
 
+/// Whether a report has the lines and keys that a map knows; where there is no map, that fits, too.
+bool fits(const LayoutMap& map, const std::vector<std::string>& lines,
+          const std::vector<Field>& values) {
+  if (!map.whyNot.empty()) return true;
+  return map.lineCount == lines.size() &&
+         std::ranges::equal(map.keys, values, [](const LayoutKey& key, const Field& field) {
+           const auto* array = std::get_if<ArrayValue>(&field.value);
+           return key.name == field.key && key.count == (array == nullptr ? 0 : array->count);
+         });
+}
+
 // --------------------------------------------------------------------------------------- the cells
 
 /// "ee 8f 00 00"; of bits in a byte, that byte and its bits, the field's: "62 ......1.".
@@ -144,11 +155,11 @@ std::vector<std::string> lineCells(const LayoutField& field,
   return cells;
 }
 
-std::string tableOf(const LayoutMap& map, bool elements, std::span<const std::uint8_t> bytes,
+std::string tableOf(const std::vector<LayoutField>& fields, std::span<const std::uint8_t> bytes,
                     const std::vector<std::string>& lines, const std::vector<Field>& values,
                     bool colours) {
   Table table({"OFFSET", "BYTES", "LINE", "KIND", "KEY = VALUE"});
-  for (const LayoutField& field : elements ? map.fields : map.withArrays()) {
+  for (const LayoutField& field : fields) {
     const std::vector<std::string> shown = lineCells(field, lines);
     const std::size_t rows = std::max({shown.size(), field.values.size(), std::size_t{1}});
     for (std::size_t i = 0; i < rows; ++i) {
@@ -169,36 +180,34 @@ std::string tableOf(const LayoutMap& map, bool elements, std::span<const std::ui
 
 /// Maps are made of the layout's bytes and of what follows them, so the report's copy with a NUL
 /// behind it is not needed.
-const LayoutMap& ExplainOutput::mapFor(const Report& report, const ReportInfo& info,
-                                       const std::vector<std::string>& lines,
-                                       const std::vector<Field>& values) {
+const ExplainOutput::Known& ExplainOutput::knownOf(const Report& report, const ReportInfo& info,
+                                                   const std::vector<std::string>& lines,
+                                                   const std::vector<Field>& values) {
   std::string shape = shapeOf(report.bytes, info);
-  const auto fits = [&](const LayoutMap& map) {
-    return !map.whyNot.empty() || (map.lineCount == lines.size() &&
-                                   std::ranges::equal(map.keys, values, {}, {}, &Field::key));
-  };
   Known& known = _known[&info];
-  if (known.shape != shape || !fits(known.map)) {
+  if (known.shape != shape || !fits(known.map, lines, values)) {
     known.map = layoutOf(_plugin, info, report.bytes);
     known.shape = std::move(shape);
-    if (!fits(known.map)) known.map.whyNot = "its lines and keys change with its contents";
+    if (!fits(known.map, lines, values))
+      known.map.whyNot = "its lines and keys change with its contents";
+    known.fields = _elements ? known.map.fields : known.map.withArrays();
   }
-  return known.map;
+  return known;
 }
 
 void ExplainOutput::writeChecked(const Report& report, const ReportInfo& info) {
   const std::vector<Field> values = fieldsOf(decode(info, Plugin::Mode::Object));
   LineGatherer gatherer;
   decodeLines(info).visit(gatherer);
-  const LayoutMap& map = mapFor(report, info, gatherer.lines, values);
+  const Known& known = knownOf(report, info, gatherer.lines, values);
 
   const std::string origin = originLine(_file, report, info);
   _sink.appendControls(_colours ? coloured(Colour::Cyan, origin) : origin);
   _sink.append('\n');
-  if (map.whyNot.empty())
-    _sink.appendControls(tableOf(map, _elements, report.bytes, gatherer.lines, values, _colours));
+  if (known.map.whyNot.empty())
+    _sink.appendControls(tableOf(known.fields, report.bytes, gatherer.lines, values, _colours));
   else
-    _sink.append("not found out: " + map.whyNot + "\n");
+    _sink.append("not found out: " + known.map.whyNot + "\n");
   _sink.append('\n');
 }
 

@@ -35,12 +35,13 @@ class ExplainOutput final : public DecodingOutput {
   struct Known {
     std::string shape;
     LayoutMap map;
+    std::vector<LayoutField> fields;  // its fields as they are shown
   };
 
   bool tellsDirection() const override { return true; }
   void writeChecked(const Report& report, const ReportInfo& info) override;
-  const LayoutMap& mapFor(const Report& report, const ReportInfo& info,
-                          const std::vector<std::string>& lines, const std::vector<Field>& values);
+  const Known& knownOf(const Report& report, const ReportInfo& info,
+                       const std::vector<std::string>& lines, const std::vector<Field>& values);
 
   Plugin& _plugin;
   Sink& _sink;
