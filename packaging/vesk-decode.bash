@@ -13,7 +13,7 @@ _vesk_decode() {
 
   case $previous in
     -i | --input) values='hex dump xxd-p binary recording usb usbhid-dump usbmon packets array csv log' ;;
-    -o | --output) values='text ndjson json csv changes recording screen' ;;
+    -o | --output) values='text ndjson json csv changes explain recording screen' ;;
     --color) values='auto always never' ;;
     --type) values='input output feature' ;;
     --report | --across)
@@ -21,13 +21,12 @@ _vesk_decode() {
       [[ $current == *,* ]] && before=${current%,*}, # the IDs that are there already
       ;;
     --plugin | --baseline) compopt -o filenames ;;
-    --device | --endpoint | --jobs) return ;;
+    --device | --endpoint | --jobs | --from | --to) return ;;
     *)
       if [[ $current == -* ]]; then
         values='-i --input --device --endpoint -o --output --decimal -decimal --headers --lines
-                --stats --host-writes --jobs --color --report --type --plugin --list-reports -v
-                --changes --baseline --across --elements
-                --verbose --version -h --help'
+                --elements --stats --host-writes --jobs --color --report --type --from --to --plugin
+                --changes --baseline --across --list-reports --layout -v --verbose --version -h --help'
       else
         compopt -o filenames
       fi

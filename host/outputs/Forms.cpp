@@ -5,6 +5,7 @@
 
 #include "host/outputs/Changes.h"
 #include "host/outputs/Csv.h"
+#include "host/outputs/Explain.h"
 #include "host/outputs/Json.h"
 #include "host/outputs/JsonChanges.h"
 #include "host/outputs/Recording.h"
@@ -34,13 +35,25 @@ constexpr auto kForms = std::to_array<OutputForm>({
     {"ndjson", "a JSON record a line", Threads::ForLargeFiles, madeJson<Lines>},
     {"json", "the same records in one array", Threads::One, madeJson<Array>},
     {"csv", "a table of the reports of one decoder", Threads::One, made<CsvOutput>},
-    {"changes", "what differs from the report before", Threads::One, made<ChangesOutput>},
+    {"changes",
+     "what differs from the report before",
+     Threads::One,
+     made<ChangesOutput>,
+     {},
+     ElementsShown::IfAsked},
+    {"explain",
+     "which byte of each report says what",
+     Threads::One,
+     made<ExplainOutput>,
+     {},
+     ElementsShown::IfAsked},
     {"recording", "a recording, undecoded", Threads::One, made<RecordingOutput>, "hid"},
     {"screen",
      "the latest frame as a picture on the terminal",
      Threads::One,
      made<ScreenOutput>,
      {},
+     ElementsShown::Never,
      true},
 });
 

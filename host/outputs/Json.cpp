@@ -96,6 +96,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
   _record->member("reports", statistics.reports());
   if (statistics.toDevice() != 0) _record->member("to_device", statistics.toDevice());
   _record->member("unchanged", unchanged());
+  if (statistics.untimed() != 0) _record->member("untimed", statistics.untimed());
   _record->key("kinds");
   _record->beginArray();
   for (const Statistics::KindCount& kind : statistics.kinds()) {

@@ -35,9 +35,9 @@ struct OutputContext {
   const KnownReports& known;
   Sink& sink;
   Headers headers = Headers::None;
-  bool lines = false;  // a report's lines, too, where there is room for them beside its object
-  bool elements = false;
-  bool colours = false;                  // for people who look at a terminal
+  bool lines = false;     // a report's lines, too, where there is room for them beside its object
+  bool elements = false;  // each element of an array by itself, instead of the array
+  bool colours = false;   // the sink wants colours
   const ChangeRules* changes = nullptr;  // where changes are wanted instead of reports
   Canvas* canvas = nullptr;              // for a form that draws on a terminal, and for no other
 };

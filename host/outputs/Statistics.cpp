@@ -120,6 +120,7 @@ std::string Statistics::table() const {
   appendCount(text, _reports, "reports in all");
   if (_unchanged) appendCount(text, *_unchanged, "the same as before, not shown");
   if (_toDevice != 0) appendCount(text, _toDevice, "from the host to the device, not among them");
+  if (_untimed != 0) appendCount(text, _untimed, "without a time, left out");
   for (std::size_t i = 0; i < kProblemCodes; ++i) {
     if (_problems[i] != 0) appendCount(text, _problems[i], nameOf(static_cast<ProblemCode>(i)));
   }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 #include <variant>
 
 #include "host/inputs/Compressed.h"
@@ -153,6 +154,7 @@ void Session::decodeFile(const std::string& file) {
   _form = nullptr;
   _fileProblems = {};
   _fileReports = 0;
+  takePreamble();
   _output->beginFile(file);
   _statistics.beginFile(file);
   _messages.beginFile();
@@ -217,9 +219,10 @@ void Session::decodeAll(Input& input) {
 void Session::handle(Report& report) {
   const ReportInfo* info = _known.find(report.id(), report.type);
   if (info != nullptr) report.type = info->type;
-  _someFound = true;
-  if (!wanted(report)) return;
-  _matchedIds.set(report.id());
+  if (!report.preamble.empty()) keepPreamble(report.preamble);
+  if (!selects(report)) return;
+  const std::string preamble = takePreamble();
+  report.preamble = preamble;
   if (report.direction == Direction::ToDevice) return handleToDevice(report, info);
   if (_jobs)
     _jobs->add(report, info);
@@ -227,6 +230,23 @@ void Session::handle(Report& report) {
     tell(*problem);
   else
     count(report, info);
+}
+
+/// Keeps what a recording says of its devices in front of a report for the first report that is
+/// selected. Each description is kept once, and the last one, which may be a mere "D: 1", at the end:
+/// it tells whose report comes next.
+void Session::keepPreamble(std::string_view lines) {
+  constexpr std::size_t kMost = std::size_t{64} * 1024;
+  if (_preamble.find(lines) == std::string::npos && _preamble.size() + lines.size() <= kMost)
+    _preamble += lines;
+  _lastLines = lines;
+}
+
+std::string Session::takePreamble() {
+  if (_lastLines.empty()) return {};
+  if (!_preamble.ends_with(_lastLines)) _preamble += _lastLines;
+  _lastLines.clear();
+  return std::exchange(_preamble, {});
 }
 
 void Session::count(const Report& report, const ReportInfo* info) {
@@ -244,6 +264,7 @@ void Session::handle(const Problem& problem) {
   if (problem.reportId) _someFound = true;
   if (!wanted(problem)) return;
   if (problem.reportId) _matchedIds.set(*problem.reportId);
+  if (problem.reportId) _someInWindow = true;
   if (_jobs) return _jobs->add(problem);
   _output->write(problem);
   tell(problem);
@@ -318,15 +339,44 @@ bool Session::wanted(std::uint32_t id) const {
          std::ranges::find(_options.reports, id, &WantedReport::id) != _options.reports.end();
 }
 
+bool Session::selects(const Report& report) {
+  _someFound = true;
+  if (!wanted(report)) return false;
+  _matchedIds.set(report.id());
+  return isInWindow(report);
+}
+
 bool Session::wanted(const Report& report) const {
   return (!_options.type || report.type == _options.type) && wanted(report.id());
 }
 
 /// A problem with a report that isn't selected is none. Where it isn't known which report it is
-/// with, that one may be selected.
+/// with, or when it came, that one may be selected.
 bool Session::wanted(const Problem& problem) const {
+  if (_options.window.judge(problem.microseconds) == TimeWindow::Verdict::Outside) return false;
   if (_options.type && problem.reportType && problem.reportType != _options.type) return false;
   return !problem.reportId || wanted(*problem.reportId);
+}
+
+/// Whether a report, selected else, is in the window of --from and --to. What has no time is in no
+/// window, and counted.
+bool Session::isInWindow(const Report& report) {
+  switch (_options.window.judge(report.microseconds)) {
+    case TimeWindow::Verdict::Inside:
+      _someInWindow = true;
+      return true;
+    case TimeWindow::Verdict::Untimed:
+      _statistics.countUntimed();
+      return false;
+    case TimeWindow::Verdict::Outside:
+      break;
+  }
+  const std::int64_t time = *report.microseconds;
+  if (!_timesOutside) _timesOutside = {time, time};
+  auto& [first, last] = *_timesOutside;
+  first = std::min(first, time);
+  last = std::max(last, time);
+  return false;
 }
 
 /// While a pipe is silent its follower has everything that came through it.
@@ -339,6 +389,17 @@ std::optional<Clock::time_point> Session::beforeRead(const FileBytes& bytes, boo
   }
   _messages.progress(bytes.bytesRead(), bytes.size(), _statistics.reports());
   return again;
+}
+
+/// Left out, and perhaps wanted: as little as an error may this pass for a good end.
+void Session::tellUntimed() {
+  const std::uint64_t untimed = _statistics.untimed();
+  if (untimed == 0) return;
+  _someRefused = true;
+  _messages.complain("vesk-decode",
+                     "left out: " + std::to_string(untimed) +
+                         (untimed == 1 ? " report" : " reports") +
+                         " without a time, which --from and --to can't select");
 }
 
 /// A selection that nothing passes is a mistake more often than not, and so is an ID in decimal that
@@ -356,10 +417,16 @@ void Session::tellUnmatched() {
     meant.append(meant.empty() ? "; did you mean 0x" : ",0x").append(report.text);
   }
   const bool byDevice = _options.usb.device || _options.usb.endpoint;
-  const bool unmatched = _matchedIds.none() && !_options.selection.empty();
+  const bool unmatched = (_matchedIds.none() || !_someInWindow) && !_options.selection.empty();
   if (unmatched && (_someFound || byDevice)) written = _options.selection;
   if (written.empty() || (unmatched && !_someFound && !byDevice)) return;
-  if (!meant.empty()) meant += '?';
+  if (unmatched && _matchedIds.any()) {  // but for the window
+    if (!_timesOutside) return;          // nothing has a time, which is told
+    meant = "; the times of the reports go from " + secondsText(_timesOutside->first) + " to " +
+            secondsText(_timesOutside->second) + " s";
+  } else if (!meant.empty()) {
+    meant += '?';
+  }
   _messages.tell("vesk-decode", "nothing matches " + written + meant);
 }
 
@@ -368,6 +435,7 @@ void Session::finish() {
     _someRefused = true;
     _messages.complain("vesk-decode", leftOut);
   }
+  tellUntimed();
   tellUnmatched();
   _statistics.setUnchanged(_output->unchanged());
   const bool written = _options.statistics && _output->writeStatistics(_statistics);

@@ -4,7 +4,10 @@
 #include <array>
 #include <bitset>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "host/KnownReports.h"
 #include "host/Plugin.h"
@@ -48,6 +51,9 @@ class Session {
   std::unique_ptr<Input> open(Bytes& bytes, const std::string& file);
   void decodeAll(Input& input);
   void handle(Report& report);
+  bool selects(const Report& report);
+  void keepPreamble(std::string_view lines);
+  std::string takePreamble();
   void handleToDevice(const Report& report, const ReportInfo* info);
   void handle(const Problem& problem);
   void commit(const Jobs::Batch& batch);
@@ -59,6 +65,8 @@ class Session {
   bool wanted(std::uint32_t id) const;
   bool wanted(const Report& report) const;
   bool wanted(const Problem& problem) const;
+  bool isInWindow(const Report& report);
+  void tellUntimed();
   void tellUnmatched();
   std::optional<Clock::time_point> beforeRead(const FileBytes& bytes, bool wouldWait);
   void finish();
@@ -84,8 +92,17 @@ class Session {
   std::uint64_t _fileReports = 0;       // decoded
   std::bitset<kReportIds> _matchedIds;  // that the selection let pass
   bool _someFound = false;              // reports, selected or not
+  bool _someInWindow = false;           // of the selected ones
   bool _someRefused = false;
   bool _someUnreadable = false;
+
+  // Of selected reports that are not in the window, the first and the last time.
+  std::optional<std::pair<std::int64_t, std::int64_t>> _timesOutside;
+
+  // Lines on the devices of a recording, of reports that were left out: each description once, and
+  // the last lines, which tell whose report comes next.
+  std::string _preamble;
+  std::string _lastLines;
 };
 
 /// Whether colours are wanted on a descriptor.

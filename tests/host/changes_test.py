@@ -772,7 +772,7 @@ class Options(ChangesTest):
             (["--changes", "-o", "csv"], "--changes is for -o ndjson and -o json"),
             (["--baseline", golden], "--baseline is for changes"),
             (["--across", "0xEA,0xE1", "-o", "ndjson"], "--across is for changes"),
-            (["--elements"], "--elements is for"),
+            (["--elements"], "--elements goes with --layout, --changes, -o changes, -o explain"),
             (["-o", "changes", "--baseline", golden, "--across", "0xEA,0xE1"], "--baseline and --across"),
             (["-o", "changes", "--host-writes"], "--host-writes"),
             (["-o", "json", "--changes", "--lines"], "--lines"),
