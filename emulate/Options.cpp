@@ -269,6 +269,8 @@ void checkTogether(const RawOptions& raw, const Options& options) {
     throw UsageFault("--uhid and --node: the kernel chooses the node");
   if (options.uhid && options.behaviour.refuse)
     throw UsageFault("--uhid and --refuse: the kernel decides who may open a real node");
+  if (options.uhid && raw.fast)
+    throw UsageFault("--uhid and --as-fast-as-possible: the kernel does not tell what it drops");
   if (options.captures.empty()) throw UsageFault("which CAPTURE?");
   if (options.captures.size() > kMostNode - options.firstNode)
     throw UsageFault("--node " + raw.node + ": there are no nodes behind it for all captures");

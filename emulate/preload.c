@@ -687,8 +687,92 @@ GET_XATTR(lgetxattr)
 LIST_XATTR(listxattr)
 LIST_XATTR(llistxattr)
 
+/* A folder /dev that is being listed: behind what it holds come the emulated nodes. */
+enum { MOST_LISTINGS = 16 };
+static struct listing {
+  DIR* folder; /* NULL: free; listings beyond these lack the nodes */
+  unsigned next;
+  struct dirent entry;
+} listings[MOST_LISTINGS];
+static int listing_count;
+
+static struct listing* listing_of(DIR* folder) {
+  if (__atomic_load_n(&listing_count, __ATOMIC_RELAXED) == 0) return NULL;
+  for (size_t i = 0; i < MOST_LISTINGS; ++i)
+    if (__atomic_load_n(&listings[i].folder, __ATOMIC_ACQUIRE) == folder) return &listings[i];
+  return NULL;
+}
+
 OURS DIR* opendir(const char* path) {
   NEXT(DIR*, opendir, const char*)
   struct place place;
-  return next(mapped(&place, AT_FDCWD, path));
+  DIR* const folder = next(mapped(&place, AT_FDCWD, path));
+  if (folder == NULL || !active() || (strcmp(path, "/dev") != 0 && strcmp(path, "/dev/") != 0))
+    return folder;
+  for (size_t i = 0; i < MOST_LISTINGS; ++i) {
+    DIR* none = NULL;
+    if (!__atomic_compare_exchange_n(
+            &listings[i].folder, &none, folder, 0, __ATOMIC_ACQ_REL, __ATOMIC_RELAXED))
+      continue;
+    listings[i].next = 0;
+    __atomic_add_fetch(&listing_count, 1, __ATOMIC_RELAXED);
+    break;
+  }
+  return folder;
 }
+
+OURS int closedir(DIR* folder) {
+  NEXT(int, closedir, DIR*)
+  struct listing* const listing = listing_of(folder);
+  if (listing != NULL) {
+    __atomic_sub_fetch(&listing_count, 1, __ATOMIC_RELAXED);
+    __atomic_store_n(&listing->folder, NULL, __ATOMIC_RELEASE);
+  }
+  return next(folder);
+}
+
+OURS void rewinddir(DIR* folder) {
+  NEXT(void, rewinddir, DIR*)
+  struct listing* const listing = listing_of(folder);
+  if (listing != NULL) listing->next = 0;
+  next(folder);
+}
+
+/* The next node that is there; NULL behind the last one. */
+static struct dirent* next_node(struct listing* listing) {
+  NEXT(int, stat, const char*, struct stat*)
+  const int before = errno;
+  struct dirent* found = NULL;
+  while (found == NULL && listing->next < settings.count) {
+    const unsigned number = settings.first + listing->next++;
+    char path[PATH_MAX];
+    struct stat status;
+    snprintf(path, sizeof path, "%s/dev/hidraw%u", settings.folder, number);
+    if (next(path, &status) != 0) continue;
+    found = &listing->entry;
+    memset(found, 0, sizeof *found);
+    found->d_ino = status.st_ino;
+    found->d_reclen = sizeof *found;
+    found->d_type = DT_CHR;
+    snprintf(found->d_name, sizeof found->d_name, "hidraw%u", number);
+  }
+  errno = before;
+  return found;
+}
+
+/* With 64 bits in a word, both have the same layout. */
+_Static_assert(sizeof(struct dirent) == sizeof(struct dirent64), "two layouts of an entry");
+
+#define READDIR(name, type)                                                               \
+  OURS struct type* name(DIR* folder) {                                                   \
+    NEXT(struct type*, name, DIR*)                                                        \
+    const int before = errno;                                                             \
+    errno = 0;                                                                            \
+    struct type* const entry = next(folder);                                              \
+    const int failed = errno != 0;                                                        \
+    if (!failed) errno = before;                                                          \
+    struct listing* const listing = entry == NULL && !failed ? listing_of(folder) : NULL; \
+    return listing == NULL ? entry : (struct type*)(void*)next_node(listing);             \
+  }
+READDIR(readdir, dirent)
+READDIR(readdir64, dirent64)
