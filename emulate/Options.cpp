@@ -14,12 +14,12 @@ namespace vesk::emulate {
 namespace {
 
 constexpr const char* kExamples = R"(Examples:
-  vesk-emulate tour.hid -- vesk-decode /dev/hidraw9     ask an emulated device
-  vesk-emulate --rate 1000 --loop a.pcap -- ./my-tool   1000 reports a second, without end
-  vesk-emulate --fault stall=0xE1 tour.hid -- ./my-tool   a report that can't be had
-  vesk-emulate a.hid b.hid -- ls /sys/class/hidraw      two devices
+  vesk-emulate tour.hid -- vesk-decode /dev/hidraw9       decode an emulated device
+  vesk-emulate --rate 1000 --loop a.pcap -- ./my-tool     1000 reports a second, without end
+  vesk-emulate --fault stall=0xE1 a.hid -- ./my-tool      a report that can't be had
+  vesk-emulate a.hid b.hid -- ls /sys/class/hidraw        two devices
 
-Exit status:
+Exit status: the command's, or
   2    the command line makes no sense
   3    a capture can't be read, or the device can't be made
   126  the command can't be run

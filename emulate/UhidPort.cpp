@@ -60,7 +60,8 @@ UhidPort::UhidPort(EventLoop& loop, const Capture& capture,
                    std::function<void(const std::string& line)> tell)
     : _loop(loop), _identity(capture.identity), _tell(std::move(tell)) {
   static unsigned count = 0;
-  _physical = "vesk-emulate-" + std::to_string(getpid()) + "-" + std::to_string(++count) + "/input0";
+  _physical =
+      "vesk-emulate-" + std::to_string(getpid()) + "-" + std::to_string(++count) + "/input0";
   const auto check = [](const Bytes& report) {
     if (report.size() > UHID_DATA_MAX)
       throw CaptureFault("a report of " + host::countedBytes(report.size()) + ": " + kUhid +
@@ -156,8 +157,8 @@ void UhidPort::takeEvent(const uhid_event& event) {
 }
 
 void UhidPort::answer(std::uint32_t request, std::uint8_t type, std::uint8_t id) {
-  const auto reply = [this, request, plugged = _plugged](int error,
-                                                         std::span<const std::uint8_t> report) {
+  const auto reply = [this, request, plugged = _plugged](
+                         int error, std::span<const std::uint8_t> report) {
     if (_descriptor < 0 || plugged != _plugged) return;
     uhid_event event{};
     event.type = UHID_GET_REPORT_REPLY;

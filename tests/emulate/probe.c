@@ -17,12 +17,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#define CHECK(condition)                                                                   \
-  do {                                                                                     \
-    if (!(condition)) {                                                                    \
-      printf("line %d: %s (%s)\n", __LINE__, #condition, strerror(errno));                 \
-      exit(1);                                                                             \
-    }                                                                                      \
+#define CHECK(condition)                                                   \
+  do {                                                                     \
+    if (!(condition)) {                                                    \
+      printf("line %d: %s (%s)\n", __LINE__, #condition, strerror(errno)); \
+      exit(1);                                                             \
+    }                                                                      \
   } while (0)
 
 static const char* node = "/dev/hidraw9";
