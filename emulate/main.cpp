@@ -101,7 +101,7 @@ void checkNode(unsigned number) {
 /// Runs the command and the devices side by side until the command ends; its status.
 int runCommand(EventLoop& loop, const Options& options,
                const std::vector<Command::Variable>& variables, Signals& signals) {
-  const Command command(options.command, variables, signals);
+  Command command(options.command, variables, signals);
   int status = 0;
   loop.watch(signals.descriptor(), POLLIN, [&](short) {
     while (const auto signal = signals.next())

@@ -191,15 +191,20 @@ time.sleep(60)""", start_new_session=True)
         self.assertEqual(self.left_behind(), [])
 
     def test_nothing_is_left_when_the_emulator_is_killed(self):
-        """The device is gone for the command, and its folder soon."""
+        """The command is told to end, its device is gone, and the folder soon."""
         process = self.begin("""
 node = opened()
+told = []
+signal.signal(signal.SIGTERM, lambda number, frame: told.append(number))
 print("ready", flush=True)
 while not failure(os.read, node, 99): pass
 print(failure(os.read, node, 99), feature(node, 0xDE), flush=True)
+wait_for(lambda: told)
+print(told, flush=True)
 """)
         process.kill()
         self.assertEqual(process.stdout.readline(), "EIO ENODEV\n")
+        self.assertEqual(process.stdout.readline(), f"[{int(signal.SIGTERM)}]\n")
         process.wait(timeout=60)
         end = time.monotonic() + 20
         while self.left_behind() and time.monotonic() < end:
@@ -242,6 +247,17 @@ dd bs=99 count=1 status=none <&7 | od -An -tx1
 (exec 8<&7; dd bs=99 count=1 status=none <&8 | od -An -tx1)
 """)
         self.assertEqual(shown, [" 76 00 00 aa", " 76 01 00 aa", " 76 02 00 aa"])
+
+    def test_standard_input_can_be_the_node(self):
+        shown = self.shell("""
+head -c 4 /dev/stdin </dev/hidraw9 | od -An -tx1
+readlink /proc/self/fd/0 </dev/hidraw9
+readlink -f /dev/stdin </dev/hidraw9
+stat -L -c %F /dev/stdin </dev/hidraw9
+readlink /proc/self/fd/0 </dev/null
+""")
+        self.assertEqual(shown, [
+            " 76 00 00 aa", "/dev/hidraw9", "/dev/hidraw9", "character special file", "/dev/null"])
 
     def test_the_end_is_an_error_for_all(self):
         shown = self.shell(
