@@ -92,9 +92,15 @@ Command::~Command() {
   if (!_ended) kill(_inForeground ? _process : -_process, SIGTERM);
 }
 
-void Command::forward(const signalfd_siginfo& signal) const {
+void Command::forward(const signalfd_siginfo& signal) {
+  using namespace std::chrono_literals;
+  constexpr auto kAtOnce = 100ms;
   const bool fromTerminal = signal.ssi_code == SI_KERNEL;
   if (_inForeground && fromTerminal) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (signal.ssi_signo == _lastSignal && now - _lastTime < kAtOnce) return;
+  _lastSignal = signal.ssi_signo;
+  _lastTime = now;
   kill(_inForeground ? _process : -_process, static_cast<int>(signal.ssi_signo));
 }
 
