@@ -101,7 +101,7 @@ if(VESK_BUILD_HOST)
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
     COMPONENT tool)
   install(
-    FILES docs/vesk-ndjson.5 docs/vesk-reports.5
+    FILES docs/vesk-limits.5 docs/vesk-ndjson.5 docs/vesk-reports.5
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man5
     COMPONENT tool)
   install(
@@ -128,12 +128,12 @@ if(VESK_BUILD_HOST)
     PATTERN "*.py" EXCLUDE
     PATTERN "__pycache__" EXCLUDE)
 
-  # The program has a library's headers compiled in, whose licence wants to be told.
+  # The program has libraries' headers compiled in, whose licences want to be told.
   file(READ ${PROJECT_BINARY_DIR}/copyright copyright)
-  file(READ packaging/copyright-of-cli11 copyright_of_cli11)
-  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS packaging/copyright-of-cli11)
+  file(READ packaging/copyright-of-headers copyright_of_headers)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS packaging/copyright-of-headers)
   file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/copyright-of-tool
-       CONTENT "${copyright}${copyright_of_cli11}" @ONLY)
+       CONTENT "${copyright}${copyright_of_headers}" @ONLY)
   vesk_install_papers(tool vesk-decode ${PROJECT_BINARY_DIR}/copyright-of-tool)
 endif()
 

@@ -29,12 +29,16 @@ _arguments -s -S \
     ndjson\:"a JSON record a line"
     json\:"the same records in one array"
     csv\:"a table of the reports of one decoder"
-    recording\:"a recording, undecoded"))' \
+    recording\:"a recording, undecoded"
+    tap\:"with --limits, each test as TAP has it"
+    results\:"with --limits, a table of the tests"
+    junit\:"with --limits, the tests for CI servers"))' \
   '(--decimal -decimal)'{--decimal,-decimal}'[samples in decimal, in text]' \
   '--headers[in text, a line before each report on its origin]' \
   '--lines[in JSON, add the text lines]' \
   '--stats[end with counts of reports, errors and lost frames]' \
   '--host-writes[in text and JSON, show what the host sends, too]' \
+  '--limits=[tell of each file whether it keeps these limits]:file:_files' \
   '--jobs=[threads that decode text and NDJSON]:number: ' \
   '--color=[colours]:when:(auto always never)' \
   '*--report=[only reports with these IDs]:ID:_vesk_decode_reports' \

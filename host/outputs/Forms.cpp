@@ -5,7 +5,10 @@
 
 #include "host/outputs/Csv.h"
 #include "host/outputs/Json.h"
+#include "host/outputs/Junit.h"
 #include "host/outputs/Recording.h"
+#include "host/outputs/Results.h"
+#include "host/outputs/Tap.h"
 #include "host/outputs/Text.h"
 
 namespace vesk::host {
@@ -25,6 +28,9 @@ constexpr auto kForms = std::to_array<OutputForm>({
     {"json", "the same records in one array", Threads::One, made<JsonOutput, Array>},
     {"csv", "a table of the reports of one decoder", Threads::One, made<CsvOutput>},
     {"recording", "a recording, undecoded", Threads::One, made<RecordingOutput>, "hid"},
+    {"tap", "with --limits, each test as TAP has it", Threads::One, made<TapOutput>, {}, true},
+    {"results", "with --limits, a table of the tests", Threads::One, made<ResultsOutput>, {}, true},
+    {"junit", "with --limits, the tests for CI servers", Threads::One, made<JunitOutput>, {}, true},
 });
 
 }  // namespace

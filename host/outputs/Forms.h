@@ -30,6 +30,7 @@ struct OutputForm {
   std::unique_ptr<Output> (*make)(const OutputContext& context);
 
   std::string_view alias = {};  // another name for -o, if there is one
+  bool needsLimits = false;     // it shows what limits say, and nothing else
 };
 
 /// All forms. The first one is that of those who ask for none.

@@ -22,6 +22,8 @@
 
 namespace vesk::host {
 
+struct Verdict;  // host/limits/Verdict.h
+
 /// Lines before the reports that say where each came from.
 enum class Headers : std::uint8_t { None, Plain, Coloured };
 
@@ -55,6 +57,10 @@ class Output {
 
   /// Writes the counts, if this form has a place for them; false if it has none.
   virtual bool writeStatistics(const Statistics& /*statistics*/) { return false; }
+
+  /// Writes what limits say of the file that has ended, if this form has a place for it; false if
+  /// it has none.
+  virtual bool writeVerdict(const Verdict& /*verdict*/) { return false; }
 
   /// What has to stand at the end.
   virtual void finish() {}

@@ -10,6 +10,7 @@
 #include <variant>
 
 #include "host/Plugin.h"
+#include "host/limits/Limits.h"
 #include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
 #include "host/run/Messages.h"
@@ -86,7 +87,10 @@ int carryOut(const Options& options, DescriptorSink& sink, Messages& messages) {
   Plugin plugin(library, options.pluginArguments);
   const KnownReports known(plugin.reports());
   if (options.listReports) return print(sink, tableText(known));
-  return Session(options, library, plugin, known, sink, messages).run();
+  std::optional<Limits> limits;
+  if (options.limits) limits = loadLimits(*options.limits, known, plugin);
+  return Session(options, library, plugin, known, limits ? &*limits : nullptr, sink, messages)
+      .run();
 }
 
 }  // namespace
@@ -105,6 +109,9 @@ int run(int count, const char* const* arguments) {
     return status;
   } catch (const UsageFault& fault) {
     messages.complain(kProgram, std::string(fault.what()) + "; --help shows the options");
+    return kBadUsage;
+  } catch (const LimitsFault& fault) {
+    messages.complain(fault.place(), fault.what());
     return kBadUsage;
   } catch (const PluginFault& fault) {
     messages.complain(kProgram, fault.what());

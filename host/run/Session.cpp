@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <numeric>
 #include <system_error>
+#include <utility>
 #include <variant>
 
 #include "host/inputs/Compressed.h"
@@ -36,7 +38,8 @@ bool wantsColours(ColourChoice choice, int descriptor) {
 }
 
 Session::Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
-                 const KnownReports& known, DescriptorSink& sink, Messages& messages)
+                 const KnownReports& known, Limits* limits, DescriptorSink& sink,
+                 Messages& messages)
     : _options(options),
       _library(library),
       _known(known),
@@ -45,7 +48,11 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
       _terminal(isatty(sink.descriptor()) != 0),
       _terminalSink(sink),
       _output(makeOutput(plugin, _terminal ? static_cast<Sink&>(_terminalSink) : sink)),
-      _statistics(known) {}
+      _statistics(known) {
+  if (limits == nullptr) return;
+  _testPlugin.emplace(library, options.pluginArguments);
+  _tests = std::make_unique<LimitTests>(OutputContext{*_testPlugin, known, sink}, *limits);
+}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
   return _options.outputForm->make(
@@ -59,7 +66,8 @@ int Session::run() {
   }
   finish();
   if (_someUnreadable) return kCannotReadOrWrite;
-  return _someRefused ? kSomeRefused : kAllDecoded;
+  if (_someRefused) return kSomeRefused;
+  return _someLimitNotKept ? kLimitNotKept : kAllDecoded;
 }
 
 void Session::decodeFile(const std::string& file) {
@@ -70,6 +78,7 @@ void Session::decodeFile(const std::string& file) {
   _output->beginFile(file);
   _statistics.beginFile(file);
   _messages.beginFile();
+  if (_tests) _tests->beginFile(file);
   try {
     FileBytes bytes(file, [this](const FileBytes& read, bool wait) { beforeRead(read, wait); });
     shareWork(bytes);
@@ -82,6 +91,7 @@ void Session::decodeFile(const std::string& file) {
   if (_jobs) _jobs->commitAll();
   _jobs.reset();
   tellUnshown();
+  judgeFile();
   _messages.clear();
 }
 
@@ -134,6 +144,7 @@ void Session::handle(Report& report) {
   if (!wanted(report)) return;
   _matchedIds.set(report.id());
   if (report.direction == Direction::ToDevice) return handleToDevice(report, info);
+  if (_tests) _tests->write(report, info);
   if (_jobs)
     _jobs->add(report, info);
   else if (const auto problem = _output->write(report, info))
@@ -157,6 +168,7 @@ void Session::handle(const Problem& problem) {
   if (problem.reportId) _someFound = true;
   if (!wanted(problem)) return;
   if (problem.reportId) _matchedIds.set(*problem.reportId);
+  if (_tests) _tests->write(problem);
   if (_jobs) return _jobs->add(problem);
   _output->write(problem);
   tell(problem);
@@ -208,6 +220,38 @@ void Session::tellUnshown() {
   else if (_fileReports == 0)
     text += ", and no report in it was decoded: it may be something else";
   _messages.complain(_file, text);
+}
+
+/// What the limits say of the file that has ended.
+void Session::judgeFile() {
+  if (!_tests) return;
+  const std::string leftOutBefore = std::exchange(_leftOut, _output->leftOut());
+  const Verdict verdict =
+      _tests->endFile({std::accumulate(_fileProblems.begin(), _fileProblems.end(), 0ULL),
+                       interrupted(),
+                       _leftOut != leftOutBefore,
+                       !_options.selection.empty()});
+  const bool shown = _output->writeVerdict(verdict);
+  if (_terminal) _sink.flush();
+  if (!shown) tellFailures(verdict);
+  if (verdict.passed()) return _messages.tell(_file, verdict.summary());
+  _someLimitNotKept = true;
+  _messages.complain(_file, verdict.summary());
+}
+
+/// The first failures, where the output has no place for them.
+void Session::tellFailures(const Verdict& verdict) {
+  std::size_t failures = 0;
+  for (const PanelResults& panel : verdict.panels)
+    for (const LimitResult& result : panel.tests) {
+      if (result.outcome != LimitResult::Outcome::Failed || ++failures > kShownProblems) continue;
+      _messages.complain(describe(verdict.nameOf(panel), result.place.value_or(Place{})),
+                         nameOf(result) + " " + fullComplaint(result));
+    }
+  if (failures > kShownProblems)
+    _messages.complain(
+        _file,
+        std::to_string(failures - kShownProblems) + " more failures are not shown; -o tap has all");
 }
 
 /// The form that a file shows which was read as another one; null if that can't be told.

@@ -9,6 +9,7 @@
 #include "host/KnownReports.h"
 #include "host/Plugin.h"
 #include "host/inputs/Input.h"
+#include "host/limits/LimitTests.h"
 #include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
 #include "host/outputs/Terminal.h"
@@ -27,12 +28,14 @@ enum ExitStatus : int {
   kBadUsage = 2,
   kCannotReadOrWrite = 3,
   kNoPlugin = 4,
+  kLimitNotKept = 5,
 };
 
 class Session {
  public:
+  /// `limits` is null where none are wanted.
   Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
-          const KnownReports& known, DescriptorSink& sink, Messages& messages);
+          const KnownReports& known, Limits* limits, DescriptorSink& sink, Messages& messages);
 
   /// The exit status. Throws OutputFault.
   int run();
@@ -50,6 +53,8 @@ class Session {
   void count(const Report& report, const ReportInfo* info);
   void tell(const Problem& problem);
   void tellUnshown();
+  void judgeFile();
+  void tellFailures(const Verdict& verdict);
   const InputForm* likelyForm() const;
   bool wanted(std::uint32_t id) const;
   bool wanted(const Report& report) const;
@@ -66,7 +71,9 @@ class Session {
   const bool _terminal;  // whether the output is one
   TerminalSink _terminalSink;
   std::unique_ptr<Output> _output;
-  std::unique_ptr<Jobs> _jobs;  // null while one thread does everything
+  std::unique_ptr<Jobs> _jobs;         // null while one thread does everything
+  std::optional<Plugin> _testPlugin;   // of the tests of limits
+  std::unique_ptr<LimitTests> _tests;  // null without limits
   Statistics _statistics;
   std::string _file;
   const InputForm* _form = nullptr;  // of the file, once it is known
@@ -76,6 +83,8 @@ class Session {
   bool _someFound = false;              // reports, selected or not
   bool _someRefused = false;
   bool _someUnreadable = false;
+  bool _someLimitNotKept = false;
+  std::string _leftOut;  // what the output had left out when the last file ended
 };
 
 /// Whether colours are wanted on a descriptor.
