@@ -147,7 +147,8 @@ std::optional<Finding> KeyLimits::findOther(std::string_view kind) const {
 
 std::optional<Finding> KeyLimits::find(const vesk_number& number) {
   const auto* expected = std::get_if<vesk_number>(&like);
-  if (expected == nullptr || expected->kind != number.kind) return findOther(nameOfKind(number.kind));
+  if (expected == nullptr || expected->kind != number.kind)
+    return findOther(nameOfKind(number.kind));
   const auto finding = [&](const std::string& complaint) {
     Finding found{"is " + vesk::host::textOf(number), vesk::host::textOf(number)};
     if (!unit.empty()) found.complaint += " " + unit;
@@ -159,9 +160,9 @@ std::optional<Finding> KeyLimits::find(const vesk_number& number) {
       const bool isOne = limits != nullptr && limits->allowed.size() == 1;
       found.channels = bitsOf(number.value.u ^ (isOne ? limits->allowed.front() : 0));
       if (!found.channels.empty())
-        found.complaint += std::string(" (") + (isOne && limits->allowed.front() != 0 ? "other in " : "") +
-                           (found.channels.size() == 1 ? "channel " : "channels ") +
-                           joined(found.channels) + ")";
+        found.complaint +=
+            std::string(" (") + (isOne && limits->allowed.front() != 0 ? "other in " : "") +
+            (found.channels.size() == 1 ? "channel " : "channels ") + joined(found.channels) + ")";
     }
     found.complaint += ", " + complaint;
     return found;
@@ -179,24 +180,26 @@ std::optional<Finding> KeyLimits::find(std::string_view text) {
   for (Check& check : checks) {
     auto& schema = std::get<JsonSchema>(check);
     if (const auto complaint = schema.complaint(text))
-      return Finding{"is " + inQuotes(text) + ", not as " + schema.json() + " wants it: " + *complaint,
-                     std::string(text)};
+      return Finding{
+          "is " + inQuotes(text) + ", not as " + schema.json() + " wants it: " + *complaint,
+          std::string(text)};
   }
   return std::nullopt;
 }
 
-std::optional<Finding> KeyLimits::find(std::int32_t kind, const void* values, std::size_t count) {
+std::optional<Finding> KeyLimits::find(std::int32_t kind, const void* values, std::size_t count,
+                                       bool inDetail) {
   const auto* expected = std::get_if<ArrayValue>(&like);
   if (expected == nullptr || expected->kind != kind || expected->count != count)
     return findOther("an array of " + std::to_string(count) + " " + std::string(nameOfKind(kind)));
 
   // The usual answer first: one range for all, and all in it.
   bool allFine = true;
+  bool allSimple = true;
   for (const Check& check : checks) {
     const auto& array = std::get<ArrayCheck>(check);
-    const bool simple = array.items.size() == 1 && !array.items.front().rest && !array.rest;
-    allFine = allFine && simple;
-    if (!allFine) break;
+    allSimple = array.items.size() == 1 && !array.items.front().rest && !array.rest;
+    if (!allFine || !allSimple) break;
     std::visit(
         [&](const auto& limits) {
           withValues(
@@ -204,7 +207,8 @@ std::optional<Finding> KeyLimits::find(std::int32_t kind, const void* values, st
         },
         array.items.front().limits);
   }
-  if (allFine) return std::nullopt;
+  if (allFine && allSimple) return std::nullopt;
+  if (!allFine && !inDetail) return Finding{};
 
   ArrayValue array{kind, count};
   withValues(kind, values, count, [&](auto numbers) {
@@ -246,7 +250,9 @@ std::string KeyLimits::textOf(const Value& value) const {
   std::string range;
   withValues(array->kind, array->values(), array->count, [&](auto numbers) {
     const auto ends = std::ranges::minmax_element(numbers);
-    const auto indexOf = [&](auto place) { return static_cast<std::size_t>(place - numbers.begin()); };
+    const auto indexOf = [&](auto place) {
+      return static_cast<std::size_t>(place - numbers.begin());
+    };
     range = vesk::host::textOf(elementOf(*array, indexOf(ends.min))) + ".." +
             vesk::host::textOf(elementOf(*array, indexOf(ends.max)));
   });

@@ -43,17 +43,19 @@ class KeyLimits {
  public:
   using Check = std::variant<NumberCheck, ArrayCheck, JsonSchema>;  // the last one is a string's
 
-  std::string key;                // empty for a report that is one string
-  Value like{};                   // a value of this kind; of an array, with as many elements
-  std::vector<Check> checks{};    // all of them must hold
+  std::string key;              // empty for a report that is one string
+  Value like{};                 // a value of this kind; of an array, with as many elements
+  std::vector<Check> checks{};  // all of them must hold
   std::string unit{};
-  std::string low{}, high{};      // as LimitResult has them
-  std::string json{};             // as LimitResult's `limits`
+  std::string low{}, high{};  // as LimitResult has them
+  std::string json{};         // as LimitResult's `limits`
 
-  /// What is outside the limits, or of another kind than `like`; none if nothing is.
+  /// What is outside the limits, or of another kind than `like`; none if nothing is. `inDetail`
+  /// says whether somebody wants to know: an array that fails in every frame fails faster without.
   std::optional<Finding> find(const vesk_number& number);
   std::optional<Finding> find(std::string_view text);
-  std::optional<Finding> find(std::int32_t kind, const void* values, std::size_t count);
+  std::optional<Finding> find(std::int32_t kind, const void* values, std::size_t count,
+                              bool inDetail);
 
   /// A value of this kind as text: "62.5"; of an array, its range: "-9..306".
   std::string textOf(const Value& value) const;

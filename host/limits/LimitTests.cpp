@@ -102,7 +102,7 @@ class LimitTests::Visit {
         latest.words.resize((bytes.size() + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t));
         if (!bytes.empty()) std::memcpy(latest.words.data(), bytes.data(), bytes.size());
       });
-      return limits.find(kind, values, count);
+      return limits.find(kind, values, count, test.failures == 0);
     });
   }
 
@@ -163,9 +163,8 @@ LimitTests::Panel* LimitTests::panelOf(const std::optional<UsbSender>& sender) {
 /// Who sends any report of the controller's is a panel, tested or not.
 void LimitTests::writeChecked(const Report& report, const ReportInfo& info) {
   const auto limits = std::ranges::find(_limits.reports, &info, &ReportLimits::info);
-  const bool hasSerial =
-      _limits.serial &&
-      std::ranges::find(_limits.serial->reports, &info) != _limits.serial->reports.end();
+  const bool hasSerial = _limits.serial && std::ranges::find(_limits.serial->reports, &info) !=
+                                               _limits.serial->reports.end();
   const bool isLimited = limits != _limits.reports.end();
   if (!isLimited && !hasSerial) {
     panelOf(report.sender);

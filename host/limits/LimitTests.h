@@ -53,8 +53,8 @@ class LimitTests final : public DecodingOutput {
   const KnownReports& _known;
   Limits& _limits;
   std::string _file;
-  std::vector<Panel> _panels;   // in the order in which they came
-  std::size_t _latest = 0;      // index of the one that sent last
+  std::vector<Panel> _panels;  // in the order in which they came
+  std::size_t _latest = 0;     // index of the one that sent last
   bool _tooManyPanels = false;
 };
 

@@ -28,8 +28,8 @@ constexpr int kDeepest = 64;  // objects and arrays in each other
 constexpr std::uint64_t kExactInDouble = std::uint64_t{1} << 53;
 
 // Keywords that say something to people, and nothing of a value.
-constexpr auto kNotes = std::to_array<std::string_view>(
-    {"title", "description", "$comment", "default", "examples"});
+constexpr auto kNotes =
+    std::to_array<std::string_view>({"title", "description", "$comment", "default", "examples"});
 
 // What else may stand where.
 constexpr auto kOfFile =
@@ -179,11 +179,11 @@ Target targetFor(const Value& value) {
   if (const auto* number = std::get_if<vesk_number>(&value))
     return {Shape::Number, number->kind, 0, withArticle(nameOfKind(number->kind))};
   if (const auto* array = std::get_if<ArrayValue>(&value))
-    return {Shape::Array,
-            array->kind,
-            array->count,
-            "an array of " + std::to_string(array->count) + " " +
-                std::string(nameOfKind(array->kind))};
+    return {
+        Shape::Array,
+        array->kind,
+        array->count,
+        "an array of " + std::to_string(array->count) + " " + std::string(nameOfKind(array->kind))};
   return {Shape::String, VESK_BOOL, 0, "a string"};
 }
 
@@ -215,7 +215,14 @@ std::pair<std::int64_t, std::uint64_t> rangeOf(std::int32_t kind) {
   }
 }
 
-/// What stands for a file.
+std::vector<std::string> keysOf(const std::vector<Field>& fields) {
+  std::vector<std::string> keys;
+  keys.reserve(fields.size());
+  for (const Field& field : fields) keys.push_back(field.key);
+  return keys;
+}
+
+/// Reads one file.
 class Loader {
  public:
   Loader(std::string name, const KnownReports& known, Plugin& plugin)
@@ -252,8 +259,8 @@ class Loader {
   void addCheck(KeyLimits& limits, const Target& target, const Found& found) const;
 
   Json cleaned(const Json& schema, const Pointer& pointer, const Target& target, bool nested) const;
-  Json cleanedNumber(const Json& limit, const Pointer& pointer, const Target& target,
-                     bool isBound, bool nested) const;
+  Json cleanedNumber(const Json& limit, const Pointer& pointer, const Target& target, bool isBound,
+                     bool nested) const;
   Json cleanedValue(const Json& value, const Pointer& pointer, const Target& target,
                     bool nested) const;
   Json cleanedMany(const Json& values, const Pointer& pointer, const Target& target,
@@ -279,9 +286,10 @@ void Loader::refuseText(std::string_view text, std::size_t offset,
                         const std::string& message) const {
   const std::string_view before = text.substr(0, offset);
   const auto line = std::ranges::count(before, '\n') + 1;
-  const std::size_t begin = before.rfind('\n') == std::string_view::npos ? 0 : before.rfind('\n') + 1;
-  throw LimitsFault(
-      _name + ":" + std::to_string(line) + ":" + std::to_string(offset - begin + 1), message);
+  const std::size_t begin =
+      before.rfind('\n') == std::string_view::npos ? 0 : before.rfind('\n') + 1;
+  throw LimitsFault(_name + ":" + std::to_string(line) + ":" + std::to_string(offset - begin + 1),
+                    message);
 }
 
 /// A key that stands twice in an object would be taken once, without a word.
@@ -381,8 +389,7 @@ const std::vector<Field>& Loader::fieldsOf(const ReportInfo& info, const Pointer
 
 SerialKey Loader::readSerial(const Json& json, const Pointer& pointer) {
   checkNames(json, pointer, kOfSerial);
-  if (!json.contains("report"))
-    refuse(pointer, "\"report\" is missing: a decoder or a report ID");
+  if (!json.contains("report")) refuse(pointer, "\"report\" is missing: a decoder or a report ID");
   SerialKey serial;
   serial.reports = reportsNamed(textAt(json, "report", pointer), pointer / "report");
   if (json.contains("key")) serial.key = textAt(json, "key", pointer);
@@ -391,8 +398,7 @@ SerialKey Loader::readSerial(const Json& json, const Pointer& pointer) {
     if (fields.empty()) refuse(pointer / "report", "this report is only known as lines");
     const auto field = std::ranges::find(fields, serial.key, &Field::key);
     if (field == fields.end()) {
-      std::vector<std::string> keys;
-      for (const Field& each : fields) keys.push_back(each.key);
+      const auto keys = keysOf(fields);
       if (keys.size() == 1 && keys.front().empty())
         refuse(pointer / "key", "this report is one string, and has no keys: leave it away");
       if (!json.contains("key")) refuse(pointer, "\"key\" is missing: this report has several");
@@ -465,15 +471,13 @@ ReportLimits Loader::readReport(const ReportInfo& info, const Json& json, const 
 /// Refuses keywords that aren't those that mean something here.
 void Loader::checkKeywords(const Json& schema, const Pointer& pointer, Names keywords,
                            const std::string& target) const {
-  if (!schema.is_object())
-    refuse(pointer, "a schema that is an object should stand here");
+  if (!schema.is_object()) refuse(pointer, "a schema that is an object should stand here");
   for (const auto& [name, value] : schema.items()) {
     if (contains(keywords, name) || contains(kNotes, name)) continue;
     if (contains(kOfNumber, name) || contains(kOfString, name) || contains(kOfArray, name) ||
         contains(kOfObject, name) || contains(kOthers, name))
-      refuse(pointer / name, name + " can't be used for " + target);
-    refuse(pointer / name,
-           inQuotes(name) + " is no keyword" + didYouMean(name, keywords));
+      refuse(pointer / name, std::string(name).append(" can't be used for ").append(target));
+    refuse(pointer / name, inQuotes(name) + " is no keyword" + didYouMean(name, keywords));
   }
 }
 
@@ -497,7 +501,8 @@ void Loader::checkDialect(const Json& schema, const Pointer& pointer) const {
   const std::string dialect = textAt(schema, "$schema", pointer);
   if (dialect != "http://json-schema.org/draft-07/schema#" &&
       dialect != "http://json-schema.org/draft-07/schema")
-    refuse(pointer / "$schema", "only draft 7 is understood: http://json-schema.org/draft-07/schema#");
+    refuse(pointer / "$schema",
+           "only draft 7 is understood: http://json-schema.org/draft-07/schema#");
 }
 
 /// The schemas of each of a report's fields.
@@ -512,8 +517,7 @@ std::vector<std::vector<Found>> Loader::schemasOfKeys(const ReportInfo& info, co
   checkKeywords(schema, pointer, kOfObject, "a report's object");
   checkType(schema, pointer, std::to_array<std::string_view>({"object"}), "a report's object");
   checkDialect(schema, pointer);
-  std::vector<std::string> keys;
-  for (const Field& field : fields) keys.push_back(field.key);
+  const auto keys = keysOf(fields);
   if (schema.contains("properties")) {
     const Pointer properties = pointer / "properties";
     checkIsObject(schema["properties"], properties);
@@ -522,7 +526,8 @@ std::vector<std::vector<Found>> Loader::schemasOfKeys(const ReportInfo& info, co
       if (found == keys.end())
         refuse(properties / key,
                info.decoder + " has no key " + inQuotes(key) + otherKeys(key, keys));
-      schemas[static_cast<std::size_t>(found - keys.begin())].push_back({&limits, properties / key});
+      schemas[static_cast<std::size_t>(found - keys.begin())].push_back(
+          {&limits, properties / key});
     }
   }
   if (schema.contains("patternProperties")) {
@@ -547,10 +552,9 @@ std::vector<std::vector<Found>> Loader::schemasOfKeys(const ReportInfo& info, co
     const Pointer required = pointer / "required";
     if (!schema["required"].is_array()) refuse(required, "an array of keys should stand here");
     for (const Json& key : schema["required"]) {
-      const auto found = key.is_string() ? std::ranges::find(keys, key.get<std::string>())
-                                         : keys.end();
-      if (found == keys.end())
-        refuse(required, info.decoder + " has no key " + key.dump());
+      const auto found =
+          key.is_string() ? std::ranges::find(keys, key.get<std::string>()) : keys.end();
+      if (found == keys.end()) refuse(required, info.decoder + " has no key " + key.dump());
       if (schemas[static_cast<std::size_t>(found - keys.begin())].empty())
         refuse(required, "every report has " + *found + ", and there are no limits for it");
     }
@@ -631,7 +635,8 @@ std::uint64_t Loader::size(const Json& value, const Pointer& pointer) const {
 Json Loader::cleanedNumber(const Json& limit, const Pointer& pointer, const Target& target,
                            bool isBound, bool nested) const {
   if (target.kind == VESK_BOOL) {
-    if (isBound || !limit.is_boolean()) refuse(pointer, "true or false should stand here, as const");
+    if (isBound || !limit.is_boolean())
+      refuse(pointer, "true or false should stand here, as const");
     return limit;
   }
   if (!limit.is_number()) refuse(pointer, "a number should stand here, not " + limit.dump());
@@ -654,7 +659,8 @@ Json Loader::cleanedNumber(const Json& limit, const Pointer& pointer, const Targ
     if (std::abs(number) >= static_cast<double>(kExactInDouble)) {
       if (number < static_cast<double>(least) || number >= static_cast<double>(most))
         doesNotFit(range);
-      refuse(pointer, "from 2^53 on, a limit is exact only as a whole number: write all its digits");
+      refuse(pointer,
+             "from 2^53 on, a limit is exact only as a whole number: write all its digits");
     }
     if (number == std::trunc(number)) {
       whole = static_cast<std::int64_t>(number);
@@ -671,7 +677,8 @@ Json Loader::cleanedNumber(const Json& limit, const Pointer& pointer, const Targ
   const std::uint64_t magnitude =
       negative ? 0 - whole.get<std::uint64_t>() : whole.get<std::uint64_t>();
   if (nested && magnitude >= kExactInDouble)
-    refuse(pointer, "in a schema within a schema, a limit is less than 2^53: larger ones aren't exact");
+    refuse(pointer,
+           "in a schema within a schema, a limit is less than 2^53: larger ones aren't exact");
   if (negative) return whole.get<std::int64_t>();
   return whole.get<std::uint64_t>();
 }
@@ -687,8 +694,7 @@ Json Loader::cleanedValue(const Json& value, const Pointer& pointer, const Targe
 /// The values of an enum.
 Json Loader::cleanedMany(const Json& values, const Pointer& pointer, const Target& target,
                          bool nested) const {
-  if (!values.is_array() || values.empty())
-    refuse(pointer, "an array of values should stand here");
+  if (!values.is_array() || values.empty()) refuse(pointer, "an array of values should stand here");
   Json result = Json::array();
   for (std::size_t i = 0; i < values.size(); ++i)
     result.push_back(cleanedValue(values[i], pointer / i, target, nested));
@@ -751,7 +757,8 @@ Json Loader::cleaned(const Json& schema, const Pointer& pointer, const Target& t
       result[name] = cleanedNumber(value, here, target, true, nested);
     } else if (name == "multipleOf") {
       if (target.isFloating() || target.kind == VESK_BOOL)
-        refuse(here, "only whole numbers have multiples that can be told, and this is " + target.name);
+        refuse(here,
+               "only whole numbers have multiples that can be told, and this is " + target.name);
       result[name] = cleanedNumber(value, here, target, false, nested);
       if (result[name] <= 0) refuse(here, "a number above 0 should stand here");
       if (nested && target.isWide())
@@ -817,8 +824,10 @@ NumberLimits<T> Loader::numberLimits(Json& schema, const Pointer& pointer,
   // A range of T's own ends has nothing outside; one that ends beyond them has nothing inside.
   bool isEmpty = false;
   const auto number = [](const Json& limit) -> T {
-    if constexpr (kFloating) return limit.get<double>();
-    else return limit.is_boolean() ? static_cast<T>(limit.get<bool>()) : whole<T>(limit);
+    if constexpr (kFloating)
+      return limit.get<double>();
+    else
+      return limit.is_boolean() ? static_cast<T>(limit.get<bool>()) : whole<T>(limit);
   };
   const auto bound = [&](const char* name, bool isLow, bool isExclusive) {
     if (!schema.contains(name)) return;
@@ -833,9 +842,12 @@ NumberLimits<T> Loader::numberLimits(Json& schema, const Pointer& pointer,
       end = number(limit);
       if (isExclusive) {
         const T last = isLow ? std::numeric_limits<T>::max() : std::numeric_limits<T>::lowest();
-        if (end == last) isEmpty = true;
-        else if constexpr (kFloating) end = std::nextafter(end, last);
-        else end = static_cast<T>(isLow ? end + 1 : end - 1);
+        if (end == last)
+          isEmpty = true;
+        else if constexpr (kFloating)
+          end = std::nextafter(end, last);
+        else
+          end = static_cast<T>(isLow ? end + 1 : end - 1);
       }
     }
     if (isLow ? end < limits.low : end > limits.high) return;
@@ -851,8 +863,8 @@ NumberLimits<T> Loader::numberLimits(Json& schema, const Pointer& pointer,
     std::vector<T> allowed;
     for (const Json& value : values) {
       const T each = number(value);
-      const bool alsoBefore = limits.allowed.empty() ||
-                              std::ranges::find(limits.allowed, each) != limits.allowed.end();
+      const bool alsoBefore =
+          limits.allowed.empty() || std::ranges::find(limits.allowed, each) != limits.allowed.end();
       if (alsoBefore && each >= limits.low && each <= limits.high) allowed.push_back(each);
     }
     if (allowed.empty()) isEmpty = true;

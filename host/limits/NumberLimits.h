@@ -17,9 +17,9 @@ struct NumberLimits {
   // Both ends belong to the range. NaN and the infinities are in none.
   T low = std::numeric_limits<T>::lowest();
   T high = std::numeric_limits<T>::max();
-  std::vector<T> allowed{};                // sorted; empty: all
-  std::vector<std::uint64_t> divisors{};   // of its magnitude; whole numbers only
-  std::string lowText{}, highText{};       // "minimum 3"; empty where there is none
+  std::vector<T> allowed{};                  // sorted; empty: all
+  std::vector<std::uint64_t> divisors{};     // of its magnitude; whole numbers only
+  std::string lowText{}, highText{};         // "minimum 3"; empty where there is none
   std::string allowedText{}, divisorText{};  // "0", "one of 1, 2"; "a multiple of 4"
 
   bool holds(T value) const { return value >= low && value <= high && holdsRest(value); }

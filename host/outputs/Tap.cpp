@@ -39,8 +39,7 @@ TapOutput::TapOutput(const OutputContext& context) : VerdictOutput(context), _si
 }
 
 bool TapOutput::writeVerdict(const Verdict& verdict) {
-  if (_tests == 0 && !verdict.title.empty())
-    _sink.append("# " + printable(verdict.title) + "\n");
+  if (_tests == 0 && !verdict.title.empty()) _sink.append("# " + printable(verdict.title) + "\n");
   for (const PanelResults& panel : verdict.panels) {
     for (const LimitResult& result : panel.tests) {
       using enum LimitResult::Outcome;

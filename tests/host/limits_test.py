@@ -8,12 +8,14 @@ import csv
 import io
 import json
 import math
+import random
 import re
 import struct
 import subprocess
 import unittest
 import xml.etree.ElementTree as ElementTree
 
+import jsonschema
 from support import (
     ALL_DECODED,
     BAD_USAGE,
@@ -36,7 +38,6 @@ MASKS = ["SHORT_TX_POS", "SHORT_TX_NEG", "SHORT_BOTH", "OPEN_TX_POS", "OPEN_TX_N
 
 HEADER = ["file", "serial", "report", "test", "value", "low", "high", "unit", "result"]
 
-# A frame as noisy as these is no frame of a panel, but its arrays have 48 elements.
 NAN, INFINITY = math.nan, math.inf
 
 
@@ -462,6 +463,89 @@ class Numbers(LimitsTest):
         limits = {"reports": {"0xE0": {"schema": schema}}}
         for severity, expected in [(0, "FAIL"), (1, "PASS"), (2, "FAIL"), (3, "PASS"), (4, "FAIL")]:
             self.expect_verdict(expected, limits, summary(severity))
+
+
+WHOLE = [0, 1, 2, 3, 4, 5, 7, 255, 2**31, 2**32 - 1, 2**53 - 1]
+WIDE = [*WHOLE, 2**53, 2**53 + 1, 2**63 - 2, 2**63 - 1]
+HUGE = [*WIDE, 2**63, 2**63 + 1, 2**64 - 2, 2**64 - 1]
+SIGNED = [*WIDE, *(-value for value in WIDE), -(2**63)]
+FLOATS = [-300.0, -1.5, 0.0, 0.1, 0.25, 1.0, 25.5, 33.3, 1e10]
+
+
+class Schemas:
+    """Schemas by chance, of keywords that vesk-decode takes."""
+
+    def __init__(self, chance):
+        self.chance = chance
+
+    def number(self, values, depth=0, whole=True):
+        small = values if depth == 0 or not whole else [v for v in values if abs(v) < 2**53]
+        pick = lambda: self.chance.choice(small)  # noqa: E731
+        schema = {}
+        for name in self.chance.sample(["minimum", "maximum", "exclusiveMinimum", "exclusiveMaximum"],
+                                       self.chance.choice([0, 1, 1, 2])):
+            schema[name] = pick()
+        more = ["const", "enum", "not", "anyOf", "oneOf", "allOf", "if", *(["multipleOf"] if whole else [])]
+        for name in self.chance.sample(more, self.chance.choice([0, 1]) if schema else 1):
+            part = lambda: self.number(values, depth + 1, whole)  # noqa: E731
+            if name == "const":
+                schema[name] = pick()
+            elif name == "enum":
+                schema[name] = [pick() for _ in range(3)]
+            elif name == "multipleOf":
+                schema[name] = self.chance.choice([2, 3, 5])
+            elif depth == 2:
+                schema["maximum"] = pick()
+            elif name == "not":
+                schema[name] = part()
+            elif name == "if":
+                schema.update({"if": part(), "then": part(), "else": part()})
+            else:
+                schema[name] = [part() for _ in range(self.chance.choice([1, 2, 3]))]
+        return schema
+
+    def array(self):
+        schema = {"items": self.number(WHOLE)}
+        if self.chance.random() < 0.3:
+            schema = {"contains": self.number([-7, 0, 3, 5], 1)}
+        return schema
+
+    def text(self):
+        choices = [{"pattern": "^a"}, {"pattern": "[0-9]+$"}, {"minLength": 3}, {"maxLength": 3},
+                   {"const": "a1"}, {"enum": ["a1", "bcd"]}]
+        first, second = self.chance.sample(choices, 2)
+        return self.chance.choice([first, {"not": first}, {"anyOf": [first, second]}, {**first, **second},
+                                   {"oneOf": [first, second]}, {"if": first, "then": second}])
+
+
+class Chance(LimitsTest):
+    """Verdicts by another implementation of JSON Schema, in which whole numbers have any size."""
+
+    SEED = 20261121
+
+    def test_verdicts_are_those_of_jsonschema(self):
+        chance = random.Random(self.SEED)
+        schemas = Schemas(chance)
+        counts = {"PASS": 0, "FAIL": 0, "refused": 0}
+        for number in range(400):
+            report, key, schema, data = chance.choice([
+                lambda: ("0xE3", "WEAK_OS", schemas.number(HUGE), open_short(WEAK_OS=chance.choice(HUGE))),
+                lambda: ("0xDF", "Timestamp", schemas.number(SIGNED), watchdog(chance.choice(SIGNED))),
+                lambda: ("0x76", "TMON_DEG_C", schemas.number(FLOATS, whole=False), frame(chance.choice(FLOATS))),
+                lambda: ("0x76", "D_SCAN_I", schemas.array(),
+                         frame(samples=[chance.choice([0, 3, 5])] * 47 + [chance.choice([-7, 3, 5, 2**31 - 1])])),
+                lambda: ("0xD2", "PROJECT", schemas.text(), versions(chance.choice(["a1", "a", "bcd", "abcd7"]))),
+            ])()
+            run = self.run_with(limits_of(report, **{key: schema}), [data], "-o", "results")
+            if run.status == BAD_USAGE:  # it can't fail, nothing keeps it, or it doesn't fit
+                counts["refused"] += 1
+                continue
+            value = Run("-o", "ndjson", stdin=hex_lines(data)).records()[0]["value"][key]
+            expected = "PASS" if jsonschema.Draft7Validator(schema).is_valid(value) else "FAIL"
+            counts[expected] += 1
+            verdict = next(csv.DictReader(io.StringIO(run.out.decode())))["result"]
+            self.assertEqual(verdict, expected, (self.SEED, number, schema, value))
+        self.assertGreater(min(counts["PASS"], counts["FAIL"]), 80, counts)
 
 
 class Masks(LimitsTest):
