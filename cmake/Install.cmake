@@ -118,7 +118,7 @@ if(VESK_BUILD_HOST)
   # The cookbook's commands work in the folder that it is installed to.
   set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/vesk-decode)
   install(
-    FILES docs/cookbook.md docs/ndjson.schema.json
+    FILES docs/cookbook.md docs/limits.schema.json docs/ndjson.schema.json
     DESTINATION ${doc_folder}
     COMPONENT tool)
   install(

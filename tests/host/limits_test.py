@@ -1021,5 +1021,34 @@ class Samples(LimitsTest):
         self.assertEqual((run.status, run.out.count(b"\nok ")), (ALL_DECODED, 5))
 
 
+class SchemaOfTheFile(LimitsTest):
+    """docs/limits.schema.json, for editors: what it refuses, vesk-decode refuses, too."""
+
+    SCHEMA = json.loads((SAMPLES.parent / "docs" / "limits.schema.json").read_text())
+
+    def is_valid(self, limits):
+        jsonschema.Draft7Validator.check_schema(self.SCHEMA)
+        return jsonschema.Draft7Validator(self.SCHEMA).is_valid(limits)
+
+    def test_samples(self):
+        for path in LIMITS.iterdir():
+            self.assertTrue(self.is_valid(json.loads(path.read_text())), path)
+        self.assertTrue(self.is_valid(limits_of("227", {"optional": True, "units": {"WEAK_OS": "V"}, "$comment": 1},
+                                                WEAK_OS={"const": 0})))
+
+    def test_mistakes(self):
+        for limits in [
+            [], {}, {"reports": {}}, {"titel": "", **weak(const=0)}, {"title": 3, **weak(const=0)},
+            {"reports": {"0xE3": {}}}, {"reports": {"0xE3": {"schema": True}}}, {"reports": {"E3": {"schema": {}}}},
+            {"reports": {"0xE3": {"shema": {}}}}, weak(maximum="3"), weak(enum=3),
+            limits_of("0xE3", {"optional": "yes"}, WEAK_OS={"const": 0}),
+            limits_of("0xE3", {"units": {"WEAK_OS": 3}}, WEAK_OS={"const": 0}),
+            {"serial": {"key": "PROJECT"}, **weak(const=0)},
+        ]:
+            with self.subTest(limits=limits):
+                self.assertFalse(self.is_valid(limits))
+                self.assertEqual(self.run_with(limits, [STATE]).status, BAD_USAGE)
+
+
 if __name__ == "__main__":
     unittest.main()

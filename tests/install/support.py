@@ -74,5 +74,6 @@ def tool_files(ending, zsh_folder):
         "share/bash-completion/completions/vesk-decode",
         f"{zsh_folder}/_vesk-decode",
         f"{doc}/cookbook.md",
+        f"{doc}/limits.schema.json",
         f"{doc}/ndjson.schema.json",
     }
