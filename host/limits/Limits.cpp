@@ -245,6 +245,7 @@ class Loader {
                      const std::string& target) const;
   void checkType(const Json& schema, const Pointer& pointer, Names types,
                  const std::string& target) const;
+  std::regex expressionOf(const std::string& pattern, const Pointer& pointer) const;
   void checkDialect(const Json& schema, const Pointer& pointer) const;
   std::string textAt(const Json& object, const std::string& name, const Pointer& pointer) const;
 
@@ -505,6 +506,18 @@ void Loader::checkDialect(const Json& schema, const Pointer& pointer) const {
            "only draft 7 is understood: http://json-schema.org/draft-07/schema#");
 }
 
+/// What reads a pattern takes stack for each of its parts.
+std::regex Loader::expressionOf(const std::string& pattern, const Pointer& pointer) const {
+  constexpr std::size_t kLongest = 1000;
+  if (pattern.size() > kLongest)
+    refuse(pointer, "a pattern of more than " + std::to_string(kLongest) + " bytes");
+  try {
+    return std::regex(pattern);
+  } catch (const std::regex_error& error) {
+    refuse(pointer, "no pattern: " + std::string(error.what()));
+  }
+}
+
 /// The schemas of each of a report's fields.
 std::vector<std::vector<Found>> Loader::schemasOfKeys(const ReportInfo& info, const Json& schema,
                                                       const Pointer& pointer) {
@@ -535,15 +548,11 @@ std::vector<std::vector<Found>> Loader::schemasOfKeys(const ReportInfo& info, co
     checkIsObject(schema["patternProperties"], patterns);
     for (const auto& [pattern, limits] : schema["patternProperties"].items()) {
       bool matched = false;
-      try {
-        const std::regex expression(pattern);
-        for (std::size_t i = 0; i < keys.size(); ++i) {
-          if (!std::regex_search(keys[i], expression)) continue;
-          matched = true;
-          schemas[i].push_back({&limits, patterns / pattern});
-        }
-      } catch (const std::regex_error& error) {
-        refuse(patterns / pattern, "no pattern: " + std::string(error.what()));
+      const std::regex expression = expressionOf(pattern, patterns / pattern);
+      for (std::size_t i = 0; i < keys.size(); ++i) {
+        if (!std::regex_search(keys[i], expression)) continue;
+        matched = true;
+        schemas[i].push_back({&limits, patterns / pattern});
       }
       if (!matched) refuse(patterns / pattern, "no key of " + info.decoder + " is like this");
     }
@@ -773,11 +782,7 @@ Json Loader::cleaned(const Json& schema, const Pointer& pointer, const Target& t
       result[name] = cleaned(value, here, target, true);
     } else if (name == "pattern") {
       if (!value.is_string()) refuse(here, "a string should stand here");
-      try {
-        const std::regex expression(value.get<std::string>());
-      } catch (const std::regex_error& error) {
-        refuse(here, "no pattern: " + std::string(error.what()));
-      }
+      expressionOf(value.get<std::string>(), here);
       result[name] = value;
     } else if (name == "minLength" || name == "maxLength") {
       result[name] = size(value, here);

@@ -42,9 +42,8 @@ TEST(Probe, KnowsTheKeysAndKindsOfEveryReportBeforeItCame) {
     const auto probed = probe(setting.plugin, info);
     std::vector<std::uint8_t> copy(report.bytes.begin(), report.bytes.end());
     copy.push_back(0);
-    const auto fields =
-        fieldsOf(setting.plugin.decode(std::span(copy).first(report.bytes.size()), info,
-                                       Plugin::Mode::Object));
+    const auto fields = fieldsOf(setting.plugin.decode(
+        std::span(copy).first(report.bytes.size()), info, Plugin::Mode::Object));
     ASSERT_EQ(probed.size(), fields.size()) << info.decoder;
     for (std::size_t i = 0; i < fields.size(); ++i) {
       EXPECT_EQ(probed[i].key, fields[i].key) << info.decoder;
@@ -70,7 +69,8 @@ TEST(KeyLimits, AreNotForAnotherKindOfValue) {
   KeyLimits& temperature = limits.reports.front().keys[1];
   vesk_number number{VESK_UNSIGNED_INT, {}};
   number.value.u = 1;
-  EXPECT_EQ(temperature.find(number)->complaint, "is now unsigned int, which its limits are not for");
+  EXPECT_EQ(temperature.find(number)->complaint,
+            "is now unsigned int, which its limits are not for");
   EXPECT_EQ(temperature.find("hot")->complaint, "is now a string, which its limits are not for");
   const std::vector<std::int32_t> values(48);
   EXPECT_EQ(samples.find(VESK_INT, values.data(), 48, true), std::nullopt);

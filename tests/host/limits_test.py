@@ -268,6 +268,7 @@ class Refusals(LimitsTest):
         self.refuse_key("0xD2", "SDK", {"minimum": 3}, "/minimum", "minimum can't be used for a string")
         self.refuse_key("0xD2", "SDK", {"const": 3}, "/const", "a string should stand here, not 3")
         self.refuse_key("0xD2", "SDK", {"enum": ["a", None]}, "/enum/1", "a string should stand here, not null")
+        self.refuse_key("0xD2", "SDK", {"pattern": "(" * 1001}, "/pattern", "a pattern of more than 1000 bytes")
         self.refuse_key("0xD2", "SDK", {"minLength": -1}, "/minLength",
                         "a whole number from 0 on should stand here")
         self.refuse_key("0xD2", "SDK", {"minLength": 5, "maxLength": 4}, "",
