@@ -6,7 +6,6 @@
 #pragma once
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,21 +13,9 @@
 #include "host/KnownReports.h"
 #include "host/Plugin.h"
 #include "host/limits/KeyLimits.h"
+#include "host/limits/LimitsFault.h"
 
 namespace vesk::host {
-
-/// The file can't be used.
-class LimitsFault : public std::runtime_error {
- public:
-  /// `place` is where: "a.json:3:8" for what is no JSON, or else "a.json: /reports/0xE3".
-  LimitsFault(std::string place, const std::string& message)
-      : std::runtime_error(message), _place(std::move(place)) {}
-
-  const std::string& place() const { return _place; }
-
- private:
-  std::string _place;
-};
 
 /// The limits of one kind of report.
 struct ReportLimits {
