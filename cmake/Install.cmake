@@ -102,7 +102,7 @@ if(VESK_BUILD_HOST)
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
     COMPONENT tool)
   install(
-    FILES docs/vesk-ndjson.5 docs/vesk-reports.5
+    FILES docs/vesk-limits.5 docs/vesk-ndjson.5 docs/vesk-reports.5
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man5
     COMPONENT tool)
   install(
@@ -119,7 +119,7 @@ if(VESK_BUILD_HOST)
   # The cookbook's commands work in the folder that it is installed to.
   set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/vesk-decode)
   install(
-    FILES docs/cookbook.md docs/ndjson.schema.json
+    FILES docs/cookbook.md docs/limits.schema.json docs/ndjson.schema.json
     DESTINATION ${doc_folder}
     COMPONENT tool)
   install(
@@ -144,18 +144,17 @@ if(VESK_BUILD_HOST)
     DESTINATION ${VESK_ZSH_COMPLETIONS}
     COMPONENT emulator)
 
-  # The programs have a library's headers compiled in, whose licence wants to be told.
+  # The programs have libraries' headers compiled in, whose licences want to be told.
   file(READ ${PROJECT_BINARY_DIR}/copyright copyright)
-  file(READ packaging/copyright-of-cli11 copyright_of_cli11)
-  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS packaging/copyright-of-cli11)
-  foreach(component_and_program tool:vesk-decode emulator:vesk-emulate)
-    string(REGEX REPLACE ":.*" "" component ${component_and_program})
-    string(REGEX REPLACE ".*:" "" VESK_PROGRAM ${component_and_program})
-    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/copyright-of-${component}
-         CONTENT "${copyright}${copyright_of_cli11}" @ONLY)
-    vesk_install_papers(${component} ${VESK_PROGRAM}
-                        ${PROJECT_BINARY_DIR}/copyright-of-${component})
+  foreach(program decode emulate)
+    file(READ packaging/copyright-of-vesk-${program} copyright_of_headers)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+                                           packaging/copyright-of-vesk-${program})
+    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/copyright-of-vesk-${program}
+         CONTENT "${copyright}${copyright_of_headers}" @ONLY)
   endforeach()
+  vesk_install_papers(tool vesk-decode ${PROJECT_BINARY_DIR}/copyright-of-vesk-decode)
+  vesk_install_papers(emulator vesk-emulate ${PROJECT_BINARY_DIR}/copyright-of-vesk-emulate)
 endif()
 
 # --------------------------------------------------------------------------------------- packages
