@@ -34,7 +34,9 @@ class JsonOutput::Record : public JsonWriter {
   std::string members() const { return std::string(text().substr(1, text().size() - 2)); }
 
   /// How every record begins. `file` are the members that tell the file.
-  void header(std::string_view file, const Place& place, const std::optional<UsbSender>& sender) {
+  template <class Found>
+  void header(std::string_view file, const Found& found) {
+    const Place& place = found.place;
     member("format_version", 1u);
     key("source");
     beginObject();
@@ -51,9 +53,20 @@ class JsonOutput::Record : public JsonWriter {
       case Place::Unit::Offset:
         member("offset", place.number);
         break;
+      case Place::Unit::Report:
+        member("report", place.number);
+        break;
     }
-    senderMembers(sender);
+    senderMembers(found.sender);
+    if (found.device != nullptr) deviceMembers(*found.device);
     endObject();
+  }
+
+  void deviceMembers(const HidDevice& device) {
+    member("product", asUtf8(device.name));
+    member("vendor_id", device.vendor);
+    member("product_id", device.product);
+    member("serial", asUtf8(device.serial));
   }
 
   void senderMembers(const std::optional<UsbSender>& sender) {
@@ -112,7 +125,7 @@ template <class Found>
 void JsonOutput::beginRecord(const Found& found) {
   _record->clear();
   _record->beginObject();
-  _record->header(_fileMembers, found.place, found.sender);
+  _record->header(_fileMembers, found);
   _record->timeMember(found.microseconds);
 }
 
@@ -150,6 +163,7 @@ void JsonOutput::write(const Problem& problem) {
   _record->member("expected", problem.expected);
   _record->member("got", problem.got);
   _record->member("offset", problem.offset);
+  _record->member("lost", problem.lost);
   _record->endObject();
   endRecord();
 }
@@ -186,6 +200,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
     _record->beginObject();
     _record->member("counter", stream->info->counter->key);
     _record->senderMembers(stream->sender);
+    if (stream->device != nullptr) _record->member("file", asUtf8(stream->device->node));
     _record->member("reports", numbers.lost());
     _record->member("late", numbers.late());
     _record->member("doubled", numbers.doubled());
@@ -193,7 +208,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
     _record->member("gap_count", numbers.gapCount());
     _record->key("gaps");
     _record->beginArray();
-    for (const Sequence::Gap& gap : numbers.gaps(statistics.file())) {
+    for (const Sequence::Gap& gap : numbers.gaps(stream->fileOr(statistics.file()))) {
       _record->beginObject();
       _record->member("before", asUtf8(gap.before));
       _record->member("first", gap.first);
@@ -205,6 +220,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
   }
   _record->endArray();
   if (statistics.unfollowed() != 0) _record->member("unfollowed", statistics.unfollowed());
+  if (statistics.unread() != 0) _record->member("unread", statistics.unread());
   _record->endObject();
   endRecord();
   return true;

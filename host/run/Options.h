@@ -1,6 +1,7 @@
 /// The command line.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -41,6 +42,14 @@ struct Options {
   bool verbose = false;
   bool listReports = false;
   bool showVersion = false;
+
+  // Of live devices, but for the count.
+  bool listDevices = false;
+  bool follow = false;
+  bool wait = false;
+  std::optional<std::chrono::milliseconds> every;
+  std::optional<std::chrono::milliseconds> duration;
+  std::optional<std::uint64_t> count;  // reports after which all ends
 };
 
 /// The command line makes no sense; one line says why.

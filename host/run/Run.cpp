@@ -10,8 +10,10 @@
 #include <variant>
 
 #include "host/Plugin.h"
+#include "host/live/Hidraw.h"
 #include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
+#include "host/run/LiveRun.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
 #include "host/run/Session.h"
@@ -86,6 +88,10 @@ int carryOut(const Options& options, DescriptorSink& sink, Messages& messages) {
   Plugin plugin(library, options.pluginArguments);
   const KnownReports known(plugin.reports());
   if (options.listReports) return print(sink, tableText(known));
+  if (options.listDevices) {
+    Hidraw hidraw;
+    return print(sink, deviceListText(options, known, hidraw));
+  }
   return Session(options, library, plugin, known, sink, messages).run();
 }
 

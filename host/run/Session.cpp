@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "host/inputs/Compressed.h"
+#include "host/live/Hidraw.h"
 #include "host/run/Signals.h"
 #include "text/numbers.h"
 
@@ -53,10 +54,13 @@ std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
 }
 
 int Session::run() {
-  for (const std::string& file : _options.files) {
-    if (interrupted()) break;
+  Hidraw hidraw;
+  LiveRun live(_options, _known, hidraw);
+  for (const std::string& file : live.files()) {
+    if (interrupted() || enough()) break;
     decodeFile(file);
   }
+  if (live.hasDevices() && !interrupted() && !enough()) decodeLive(live);
   finish();
   if (_someUnreadable) return kCannotReadOrWrite;
   return _someRefused ? kSomeRefused : kAllDecoded;
@@ -85,10 +89,38 @@ void Session::decodeFile(const std::string& file) {
   _messages.clear();
 }
 
+/// Devices take one thread, beside those that read them: whoever follows one waits for each report.
+void Session::decodeLive(LiveRun& run) {
+  _file.clear();
+  _form = nullptr;
+  _fileProblems = {};
+  _statistics.beginFile(_file);
+  const auto live = run.begin([this](int descriptor, auto until) {
+    _sink.flush();
+    waitUntilReadable(descriptor, until);
+    return !interrupted();
+  });
+  while (!interrupted() && !enough()) {
+    auto item = live->next();
+    if (!item) break;
+    if (item->name != _file) {
+      _file = item->name;
+      _output->beginFile(_file);
+    }
+    if (auto* report = std::get_if<Report>(&item->what))
+      handle(*report);
+    else if (const auto* problem = std::get_if<Problem>(&item->what))
+      handle(*problem);
+    else
+      _messages.tell(_file, std::get<Remark>(item->what).text);
+  }
+  tellUnshown();
+}
+
 /// Threads for a file that is worth them.
 void Session::shareWork(const FileBytes& bytes) {
   const Threads threads = _options.outputForm->threads;
-  if (threads == Threads::One || _options.hostWrites || _terminal) return;
+  if (threads == Threads::One || _options.hostWrites || _options.count || _terminal) return;
   const bool large = bytes.size() && *bytes.size() >= kLargeFile;
   const unsigned unasked = threads == Threads::ForLargeFiles && large
                                ? std::min(2u, std::thread::hardware_concurrency())
@@ -116,7 +148,7 @@ std::unique_ptr<Input> Session::open(Bytes& bytes, const std::string& file) {
 }
 
 void Session::decodeAll(Input& input) {
-  for (;;) {
+  while (!enough()) {
     Item item = input.next();
     if (interrupted() || std::holds_alternative<End>(item))
       return;  // what was cut off is no report
@@ -183,6 +215,7 @@ void Session::commit(const Jobs::Batch& batch) {
 void Session::tell(const Problem& problem) {
   (problem.endsInput() ? _someUnreadable : _someRefused) = true;
   _statistics.count(problem.code);
+  if (problem.lost) _statistics.countUnread(*problem.lost);
   auto& ofThisKind = _fileProblems[static_cast<std::size_t>(problem.code)];
   if (++ofThisKind > kShownProblems) return;
   if (_terminal) _sink.flush();  // the message belongs after it
@@ -201,8 +234,9 @@ void Session::tellUnshown() {
     kinds += nameOf(static_cast<ProblemCode>(i));
   }
   if (unshown == 0) return;
-  std::string text = std::to_string(unshown) + " more errors are not shown (" + kinds +
-                     "); the file was read as " + std::string(_form->description);
+  std::string text = std::to_string(unshown) + " more errors are not shown (" + kinds + ")";
+  if (_form == nullptr) return _messages.complain("vesk-decode", text);  // of live devices
+  text.append("; the file was read as ").append(_form->description);
   if (const InputForm* const other = likelyForm())
     text.append(", and looks like ").append(other->description).append(": try without -i");
   else if (_fileReports == 0)

@@ -15,6 +15,7 @@
 #include "host/run/DescriptorSink.h"
 #include "host/run/FileBytes.h"
 #include "host/run/Jobs.h"
+#include "host/run/LiveRun.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
 
@@ -34,11 +35,13 @@ class Session {
   Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
           const KnownReports& known, DescriptorSink& sink, Messages& messages);
 
-  /// The exit status. Throws OutputFault.
+  /// The exit status. Throws OutputFault, and UsageFault before anything is decoded.
   int run();
 
  private:
   void decodeFile(const std::string& file);
+  void decodeLive(LiveRun& run);
+  bool enough() const { return _options.count && _statistics.reports() >= *_options.count; }
   void shareWork(const FileBytes& bytes);
   std::unique_ptr<Output> makeOutput(Plugin& plugin, Sink& sink) const;
   std::unique_ptr<Input> open(Bytes& bytes, const std::string& file);

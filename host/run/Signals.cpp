@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <initializer_list>
@@ -49,10 +50,18 @@ HeldInterrupts::~HeldInterrupts() { pthread_sigmask(SIG_SETMASK, &_before, nullp
 
 /// An interrupt between looking for one and waiting would be overlooked until input comes. So they
 /// are held back, and let in only while this waits.
-void waitUntilReadable(int descriptor) {
+void waitUntilReadable(int descriptor, std::optional<std::chrono::steady_clock::time_point> until) {
+  using namespace std::chrono;
   const HeldInterrupts held;
   pollfd readable = {descriptor, POLLIN, 0};
-  if (!interrupted()) ppoll(&readable, 1, nullptr, &held.before());
+  timespec left{};
+  if (until) {
+    const nanoseconds rest = std::max(nanoseconds(*until - steady_clock::now()), nanoseconds(0));
+    const auto whole = duration_cast<seconds>(rest);
+    left.tv_sec = static_cast<time_t>(whole.count());
+    left.tv_nsec = static_cast<long>((rest - whole).count());
+  }
+  if (!interrupted()) ppoll(&readable, 1, until ? &left : nullptr, &held.before());
 }
 
 void dieIfInterrupted() {

@@ -1,7 +1,9 @@
 /// Interrupts: the first one asks the program to finish in good order, the second one ends it.
 #pragma once
 
+#include <chrono>
 #include <csignal>
+#include <optional>
 
 namespace vesk::host {
 
@@ -25,8 +27,9 @@ class HeldInterrupts {
   sigset_t _before;
 };
 
-/// Waits until a descriptor has something to read, or until an interrupt.
-void waitUntilReadable(int descriptor);
+/// Waits until a descriptor has something to read, until an interrupt, or until a time.
+void waitUntilReadable(int descriptor,
+                       std::optional<std::chrono::steady_clock::time_point> until = std::nullopt);
 
 /// Ends the process by the signal that interrupted it, so that whoever started it can see that.
 /// Returns only if there was none.
