@@ -21,11 +21,12 @@ _vesk_decode() {
       [[ $current == *,* ]] && before=${current%,*}, # the IDs that are there already
       ;;
     --plugin) compopt -o filenames ;;
-    --device | --endpoint | --jobs) return ;;
+    --device | --endpoint | --jobs | --count | --every | --duration) return ;;
     *)
       if [[ $current == -* ]]; then
         values='-i --input --device --endpoint -o --output --decimal -decimal --headers --lines
-                --stats --host-writes --jobs --color --report --type --plugin --list-reports -v
+                --stats --host-writes --jobs --color --report --type --count
+                --list-devices --follow --every --duration --wait --plugin --list-reports -v
                 --verbose --version -h --help'
       else
         compopt -o filenames

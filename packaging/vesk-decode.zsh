@@ -39,6 +39,12 @@ _arguments -s -S \
   '--color=[colours]:when:(auto always never)' \
   '*--report=[only reports with these IDs]:ID:_vesk_decode_reports' \
   '--type=[only reports of this type]:type:(input output feature)' \
+  '--count=[end behind so many reports]:number: ' \
+  '(-)--list-devices[show the HID devices of this machine]' \
+  '--follow[go on with input reports as they come]' \
+  '--every=[ask for feature reports again, so often]:time: ' \
+  '--duration=[end after this time]:time: ' \
+  '--wait[wait for a device, and for its return]' \
   '--plugin=[load this plug-in]:file:_files' \
   '(-)--list-reports[show the known reports]' \
   '(-v --verbose)'{-v,--verbose}'[tell which plug-in and input forms are used]' \

@@ -78,8 +78,7 @@ class HidrawDevice final : public Device {
     for (;;) {
       std::array<pollfd, 2> waits = {
           {{_descriptor.get(), POLLIN, 0}, {_cancelled.get(), POLLIN, 0}}};
-      if (poll(waits.data(), waits.size(), -1) < 0 && errno != EINTR)
-        return {0, lastFailure()};
+      if (poll(waits.data(), waits.size(), -1) < 0 && errno != EINTR) return {0, lastFailure()};
       if (waits[1].revents != 0) return {0, std::errc::operation_canceled};
       if (waits[0].revents == 0) continue;
       // What came before an unplug is still there, so reading comes before what poll() says.
@@ -226,8 +225,9 @@ Opening Hidraw::open(const std::string& node) {
   info.path = textOf<HIDIOCGRAWPHYS(256)>(descriptor.get());
   info.serial = textOf<HIDIOCGRAWUNIQ(256)>(descriptor.get());
   std::vector<std::uint8_t> reports = reportsOf(descriptor.get());
-  return {std::make_unique<HidrawDevice>(std::move(descriptor), std::move(info), std::move(reports)),
-          {}};
+  return {
+      std::make_unique<HidrawDevice>(std::move(descriptor), std::move(info), std::move(reports)),
+      {}};
 }
 
 }  // namespace vesk::host

@@ -14,8 +14,8 @@ Live::Live(std::vector<LiveOperand> operands, const LiveSettings& settings,
   if (settings.duration) _end = Clock::now() + *settings.duration;
   for (std::size_t i = 0; i < operands.size(); ++i) {
     _streams[i].name = operands[i].name.text();
-    _sources.push_back(std::make_shared<Source>(
-        i, std::move(operands[i]), settings, known, backend, _queue));
+    _sources.push_back(
+        std::make_shared<Source>(i, std::move(operands[i]), settings, known, backend, _queue));
   }
   for (const auto& source : _sources) source->start();
 }
@@ -66,11 +66,11 @@ std::optional<LiveItem> Live::itemOf(Message message) {
     return LiveItem{std::move(*problem), stream.name};
   }
   if (const auto* const lost = std::get_if<Lost>(&message.what)) {
-    Problem problem = problemAt({},
-                                ProblemCode::LostReports,
-                                std::to_string(lost->reports) +
-                                    (lost->reports == 1 ? " report" : " reports") +
-                                    " lost here: the output is too slow, and the queue is full");
+    Problem problem =
+        problemAt({},
+                  ProblemCode::LostReports,
+                  std::to_string(lost->reports) + (lost->reports == 1 ? " report" : " reports") +
+                      " lost here: the output is too slow, and the queue is full");
     problem.lost = lost->reports;
     problem.device = device;
     return LiveItem{std::move(problem), stream.name};

@@ -41,7 +41,8 @@ RequestPlan planRequests(const KnownReports& known, const DeclaredReports& decla
   if (!selection.has(ReportType::Feature)) return plan;
   if (!declared.usesIds())
     plan.remarks.emplace_back(
-        "the report descriptor declares no report IDs; asking for the reports that the tables know");
+        "the report descriptor declares no report IDs; asking for the reports that the tables "
+        "know");
   std::string undeclared;
   for (const ReportInfo& info : known.all()) {
     if (info.type != ReportType::Feature || !selection.has(info.id)) continue;
@@ -84,16 +85,15 @@ std::optional<Problem> judgeAnswer(const ReportInfo& info, std::errc failure,
   if (bytes.empty())
     return problem(ProblemCode::EmptyReport, "the answer is empty: the device has nothing to tell");
   if (bytes.front() != info.id)
-    return problem(ProblemCode::MismatchedReply,
-                   "the answer is " + describe(bytes.front(), std::nullopt) +
-                       ": the device mixed them up");
+    return problem(
+        ProblemCode::MismatchedReply,
+        "the answer is " + describe(bytes.front(), std::nullopt) + ": the device mixed them up");
   return std::nullopt;
 }
 
 std::size_t countKnown(const KnownReports& known, const DeclaredReports& declared) {
-  return static_cast<std::size_t>(std::ranges::count_if(known.all(), [&](const ReportInfo& info) {
-    return declared.declares(info.type, info.id);
-  }));
+  return static_cast<std::size_t>(std::ranges::count_if(
+      known.all(), [&](const ReportInfo& info) { return declared.declares(info.type, info.id); }));
 }
 
 std::string openingFault(std::errc failure) {

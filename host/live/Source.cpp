@@ -15,8 +15,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kLookAgain = 50ms;     // for a device that isn't there
-constexpr auto kUntilAllowed = 3s;    // udev gives access a moment after the node is there
+constexpr auto kLookAgain = 50ms;   // for a device that isn't there
+constexpr auto kUntilAllowed = 3s;  // udev gives access a moment after the node is there
 
 /// Microseconds of the real-time clock.
 std::int64_t now() {
@@ -288,8 +288,8 @@ void Source::askAll(Device& device, const RequestPlan& plan) {
 
 void Source::ask(Device& device, const ReportInfo& info) {
   const std::size_t length = lengthAsked(info, _answer.size());
-  const Transfer transfer = device.getFeature(static_cast<std::uint8_t>(info.id),
-                                              std::span(_answer).first(length));
+  const Transfer transfer =
+      device.getFeature(static_cast<std::uint8_t>(info.id), std::span(_answer).first(length));
   const std::int64_t time = now();
   const std::lock_guard lock(_mutex);
   _asking = false;

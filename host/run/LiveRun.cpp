@@ -45,8 +45,8 @@ void LiveRun::sort(const std::string& operand) {
   Opening opening = _backend.open(node);
   // A device that isn't there can't tell that it is one.
   const bool isMissing = opening.failure == std::errc::no_such_file_or_directory;
-  const bool isDevice = opening.device || (isMissing ? node.starts_with(kDevices)
-                                                     : opening.failure != std::errc{});
+  const bool isDevice =
+      opening.device || (isMissing ? node.starts_with(kDevices) : opening.failure != std::errc{});
   if (isDevice)
     _devices.push_back({DeviceName(node), std::move(opening.device)});
   else
@@ -95,16 +95,15 @@ void LiveRun::check() const {
           "--follow goes on with input reports, and none is chosen; --every asks for feature "
           "reports again");
   } else if (!asks) {
-    throw UsageFault(
-        "no feature report is chosen that " + first + " could be asked for; --follow shows input "
-        "reports");
+    throw UsageFault("no feature report is chosen that " + first +
+                     " could be asked for; --follow shows input "
+                     "reports");
   }
 }
 
 std::unique_ptr<Live> LiveRun::begin(Live::Wait wait) {
   const HeldInterrupts held;  // they are for the thread that decodes
-  return std::make_unique<Live>(
-      std::move(_devices), _settings, _known, _backend, std::move(wait));
+  return std::make_unique<Live>(std::move(_devices), _settings, _known, _backend, std::move(wait));
 }
 
 std::string deviceListText(const Options& options, const KnownReports& known, Backend& backend) {

@@ -32,6 +32,8 @@ constexpr unsigned kMostJobs = 64;
 constexpr const char* kExamples = R"(Examples:
   vesk-decode capture.hex                     decode lines of hex digits
   vesk-decode -o ndjson usb.pcapng | jq .     one JSON record a report
+  vesk-decode /dev/hidraw3                    ask a controller for its feature reports
+  vesk-decode --follow -o hid hid:vesk > a.hid  record a controller now, and look later
   vesk-decode -o csv --report 0x76 usb.pcap   image frames for a spreadsheet
   vesk-decode -o recording a.pcap > a.hid     convert to a recording
   xxd report.bin | vesk-decode --headers      say where each report comes from

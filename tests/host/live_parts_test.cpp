@@ -29,8 +29,22 @@ using Octets = std::vector<std::uint8_t>;
 
 TEST(ReportDescriptor, OfAFieldAByteWide) {
   // Usage page 0xFF00, usage 1, collection; ID 0xDE, 1 field of 8 bits, feature; end.
-  const DeclaredReports declared = parseDescriptor(
-      Octets{0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01, 0x85, 0xDE, 0x75, 0x08, 0x95, 0x01, 0xB1, 0x02, 0xC0});
+  const DeclaredReports declared = parseDescriptor(Octets{0x06,
+                                                          0x00,
+                                                          0xFF,
+                                                          0x09,
+                                                          0x01,
+                                                          0xA1,
+                                                          0x01,
+                                                          0x85,
+                                                          0xDE,
+                                                          0x75,
+                                                          0x08,
+                                                          0x95,
+                                                          0x01,
+                                                          0xB1,
+                                                          0x02,
+                                                          0xC0});
   EXPECT_TRUE(declared.usesIds());
   EXPECT_FALSE(declared.damage());
   EXPECT_TRUE(declared.declares(ReportType::Feature, 0xDE));
@@ -59,8 +73,8 @@ TEST(ReportDescriptor, WithoutIds) {
 
 TEST(ReportDescriptor, PushAndPopKeepTheId) {
   // ID 1, size 8, count 1; push; ID 2, count 2, input; pop; input.
-  const DeclaredReports declared = parseDescriptor(Octets{
-      0x85, 1, 0x75, 8, 0x95, 1, 0xA4, 0x85, 2, 0x95, 2, 0x81, 2, 0xB4, 0x81, 2});
+  const DeclaredReports declared = parseDescriptor(
+      Octets{0x85, 1, 0x75, 8, 0x95, 1, 0xA4, 0x85, 2, 0x95, 2, 0x81, 2, 0xB4, 0x81, 2});
   EXPECT_EQ(declared.bits(ReportType::Input, 1), 8u);
   EXPECT_EQ(declared.bits(ReportType::Input, 2), 16u);
 }
@@ -95,8 +109,8 @@ TEST(ReportDescriptor, DamageIsToldAndWhatComesBeforeItIsDeclared) {
 
 TEST(ReportDescriptor, EnormousReportsStayBounded) {
   // Size and count of 32 bits each, twice.
-  const DeclaredReports declared = parseDescriptor(
-      Octets{0x85, 0x01, 0x77, 0xFF, 0xFF, 0xFF, 0xFF, 0x97, 0xFF, 0xFF, 0xFF, 0xFF, 0xB1, 2, 0xB1, 2});
+  const DeclaredReports declared = parseDescriptor(Octets{
+      0x85, 0x01, 0x77, 0xFF, 0xFF, 0xFF, 0xFF, 0x97, 0xFF, 0xFF, 0xFF, 0xFF, 0xB1, 2, 0xB1, 2});
   EXPECT_EQ(declared.bits(ReportType::Feature, 1), DeclaredReports::kMostBits);
 }
 
@@ -189,7 +203,8 @@ std::vector<std::uint32_t> planned(const Octets& descriptor, const Selection& se
 }
 
 TEST(Requests, AreForWhatIsDeclaredAndKnown) {
-  EXPECT_EQ(planned(descriptorOf({0xE1, 0xD0, 0x11}), {}), (std::vector<std::uint32_t>{0xD0, 0xE1}));
+  EXPECT_EQ(planned(descriptorOf({0xE1, 0xD0, 0x11}), {}),
+            (std::vector<std::uint32_t>{0xD0, 0xE1}));
   EXPECT_EQ(planned(descriptorOf({}), {}), std::vector<std::uint32_t>{});
 }
 
@@ -464,8 +479,9 @@ class Runs : public ::testing::Test {
     std::vector<LiveOperand> operands;
     for (std::string& name : names) operands.push_back({DeviceName(std::move(name))});
     const auto wait = [](int descriptor, std::optional<Live::Clock::time_point> until) {
-      const auto left = until ? std::chrono::ceil<std::chrono::milliseconds>(*until - Live::Clock::now())
-                              : 20000ms;
+      const auto left =
+          until ? std::chrono::ceil<std::chrono::milliseconds>(*until - Live::Clock::now())
+                : 20000ms;
       pollfd readable = {descriptor, POLLIN, 0};
       const int ready = poll(&readable, 1, static_cast<int>(std::max(left, 0ms).count()));
       return ready == 1 || until.has_value();
