@@ -20,7 +20,8 @@ namespace vesk::host {
 struct ArrayValue {
   std::int32_t kind = VESK_BOOL;  // a vesk_kind
   std::size_t count = 0;
-  std::vector<std::uint64_t> words{};  // the bytes of the numbers, aligned for any kind; zeros behind
+  std::vector<std::uint64_t>
+      words{};  // the bytes of the numbers, aligned for any kind; zeros behind
 
   /// The first of `count` numbers of the C type that `kind` names, as withValues() takes them.
   const void* values() const { return words.data(); }

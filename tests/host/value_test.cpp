@@ -21,8 +21,8 @@ std::vector<Field> decoded(std::vector<std::uint8_t> bytes, ReportType type) {
 TEST(Value, OfAnImageFrameInItsOrder) {
   std::vector<std::uint8_t> bytes(792);
   bytes[0] = 0x76;
-  bytes[4] = 0x2A;     // FRAME_NUMBER
-  bytes[16] = 0xFE;    // D_SCAN_I[0] is -2
+  bytes[4] = 0x2A;   // FRAME_NUMBER
+  bytes[16] = 0xFE;  // D_SCAN_I[0] is -2
   bytes[17] = 0xFF;
   bytes[18] = 0xFF;
   bytes[19] = 0xFF;
