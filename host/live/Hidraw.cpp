@@ -115,6 +115,9 @@ class HidrawDevice final : public Device {
   std::vector<std::uint8_t> _reports;
 };
 
+/// Whether an ioctl failed since the device was unplugged, and not since it is none.
+bool isGone(int failure) { return failure == ENODEV || failure == EIO; }
+
 /// The report descriptor of an open node; empty if the kernel doesn't tell it.
 std::vector<std::uint8_t> reportsOf(int descriptor) {
   int size = 0;
@@ -215,7 +218,8 @@ Opening Hidraw::open(const std::string& node) {
   }
 
   hidraw_devinfo raw{};
-  if (ioctl(descriptor.get(), HIDIOCGRAWINFO, &raw) < 0) return {};
+  if (ioctl(descriptor.get(), HIDIOCGRAWINFO, &raw) < 0)
+    return {nullptr, isGone(errno) ? std::errc::no_such_device : std::errc{}};
   HidDevice info;
   info.node = node;
   info.bus = raw.bustype;
@@ -224,7 +228,9 @@ Opening Hidraw::open(const std::string& node) {
   info.name = textOf<HIDIOCGRAWNAME(256)>(descriptor.get());
   info.path = textOf<HIDIOCGRAWPHYS(256)>(descriptor.get());
   info.serial = textOf<HIDIOCGRAWUNIQ(256)>(descriptor.get());
+  errno = 0;
   std::vector<std::uint8_t> reports = reportsOf(descriptor.get());
+  if (reports.empty() && isGone(errno)) return {nullptr, std::errc::no_such_device};
   return {
       std::make_unique<HidrawDevice>(std::move(descriptor), std::move(info), std::move(reports)),
       {}};
