@@ -215,8 +215,8 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
 
   app.add_option("FILE",
                  options.files,
-                 "Files to decode, in order; - is standard input. Or live devices: /dev/hidraw3, "
-                 "hid:VID:PID, hid:NAME, hid:serial=TEXT")
+                 "Files to decode, in order; - is standard input. Behind them, live devices:\n"
+                 "/dev/hidraw3, hid:VID:PID, hid:NAME or hid:serial=TEXT")
       ->type_name("");
   text("Input", "-i,--input", raw.input, inputHelp(), "FORM");
   text("Input", "--device", raw.device, "Only what this device of a USB capture sends", "BUS:DEV");
