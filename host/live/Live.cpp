@@ -12,10 +12,11 @@ Live::Live(std::vector<LiveOperand> operands, const LiveSettings& settings,
       _queue(std::make_shared<MessageQueue>(operands.size(), queueLimit)),
       _streams(operands.size()) {
   if (settings.duration) _end = Clock::now() + *settings.duration;
+  const auto claims = std::make_shared<NodeClaims>();
   for (std::size_t i = 0; i < operands.size(); ++i) {
     _streams[i].name = operands[i].name.text();
-    _sources.push_back(
-        std::make_shared<Source>(i, std::move(operands[i]), settings, known, backend, _queue));
+    _sources.push_back(std::make_shared<Source>(
+        i, std::move(operands[i]), settings, known, backend, _queue, claims));
   }
   for (const auto& source : _sources) source->start();
 }

@@ -46,14 +46,35 @@ std::string preambleOf(const Device& device) {
 
 }  // namespace
 
+bool NodeClaims::claim(const std::string& node, std::size_t source) {
+  const std::lock_guard lock(_mutex);
+  if (isClaimed(node, source)) return false;
+  _nodes[source] = node;
+  return true;
+}
+
+bool NodeClaims::isAnothers(const std::string& node, std::size_t source) {
+  const std::lock_guard lock(_mutex);
+  return isClaimed(node, source);
+}
+
+/// The mutex is held.
+bool NodeClaims::isClaimed(const std::string& node, std::size_t source) const {
+  return std::ranges::any_of(_nodes, [&](const auto& claimed) {
+    return claimed.first != source && claimed.second == node;
+  });
+}
+
 Source::Source(std::size_t number, LiveOperand operand, const LiveSettings& settings,
-               const KnownReports& known, Backend& backend, std::shared_ptr<MessageQueue> queue)
+               const KnownReports& known, Backend& backend, std::shared_ptr<MessageQueue> queue,
+               std::shared_ptr<NodeClaims> claims)
     : _number(number),
       _name(std::move(operand.name)),
       _settings(settings),
       _known(known),
       _backend(backend),
       _queue(std::move(queue)),
+      _claims(std::move(claims)),
       _opened(std::move(operand.opened)),
       _answer(kLongestReport) {}
 
@@ -108,6 +129,10 @@ std::shared_ptr<Device> Source::connect() {
   for (;;) {
     Opening opening = _opened ? Opening{std::move(_opened)} : find();
     if (opening.device) {
+      if (!_claims->claim(opening.device->info().node, _number)) {
+        put(problemAt({}, ProblemCode::UnreadableInput, "names a device that is named already"));
+        return nullptr;
+      }
       const std::lock_guard lock(_mutex);
       if (_stopping) return nullptr;
       _gone = false;
@@ -149,7 +174,7 @@ Opening Source::find() {
 
 /// The nodes that may be the device, the likeliest first. Of several devices of one kind without
 /// serial numbers, those that stayed plugged in aren't the one that comes back.
-std::vector<std::string> Source::candidates(const std::vector<ListedDevice>& listed) const {
+std::vector<std::string> Source::candidates(const std::vector<ListedDevice>& listed) {
   std::vector<std::string> nodes;
   for (const ListedDevice& each : listed) {
     const HidDevice& device = each.device;
@@ -158,7 +183,7 @@ std::vector<std::string> Source::candidates(const std::vector<ListedDevice>& lis
     } else if (isSame(device, *_before)) {
       if (device.node == _before->node)
         nodes.insert(nodes.begin(), device.node);
-      else if (!_others.contains(device.node))
+      else if (!_others.contains(device.node) && !_claims->isAnothers(device.node, _number))
         nodes.push_back(device.node);
     }
   }
@@ -205,6 +230,8 @@ bool Source::mayCome(std::errc failure) {
 void Source::announce(const Device& device) {
   _queue->append({_number, Connected{device.info(), preambleOf(device)}});
   if (_before) remark("it is back");
+  if (_settings.verbose)
+    remark("read as a live device: " + describe(device.info()) + " on " + busText(device.info()));
 }
 
 /// Whether its return is waited for.

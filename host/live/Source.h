@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -22,8 +23,9 @@ namespace vesk::host {
 /// What to do with live devices.
 struct LiveSettings {
   Selection selection = {};
-  bool follow = false;  // go on with input reports
-  bool wait = false;    // for a device that isn't there, or not any more
+  bool follow = false;   // go on with input reports
+  bool wait = false;     // for a device that isn't there, or not any more
+  bool verbose = false;  // tell which device it is
   std::optional<std::chrono::milliseconds> every = {};     // between rounds of requests
   std::optional<std::chrono::milliseconds> duration = {};  // of the whole run
 };
@@ -34,6 +36,23 @@ struct LiveOperand {
   std::unique_ptr<Device> opened = {};  // null: to be opened yet
 };
 
+/// Which device has which node, so that two that can't be told apart aren't taken for each other, and
+/// none is read twice.
+class NodeClaims {
+ public:
+  /// Claims a node for a device in the place of the one that it had; false if it is another one's.
+  /// What is unplugged keeps its node.
+  bool claim(const std::string& node, std::size_t source);
+
+  bool isAnothers(const std::string& node, std::size_t source);
+
+ private:
+  bool isClaimed(const std::string& node, std::size_t source) const;
+
+  std::mutex _mutex;
+  std::map<std::size_t, std::string> _nodes;  // of each device
+};
+
 /// The thread that asks also looks for the device, and waits for its return. A second one, which
 /// lives as long as the device is plugged in, reads: no request makes it wait.
 class Source : public std::enable_shared_from_this<Source> {
@@ -41,7 +60,8 @@ class Source : public std::enable_shared_from_this<Source> {
   /// `number` is what its messages have. Reports, backend and queue are shared; the first two must
   /// live until stop() returns.
   Source(std::size_t number, LiveOperand operand, const LiveSettings& settings,
-         const KnownReports& known, Backend& backend, std::shared_ptr<MessageQueue> queue);
+         const KnownReports& known, Backend& backend, std::shared_ptr<MessageQueue> queue,
+         std::shared_ptr<NodeClaims> claims);
 
   void start();
 
@@ -54,7 +74,7 @@ class Source : public std::enable_shared_from_this<Source> {
   void run();
   std::shared_ptr<Device> connect();
   Opening find();
-  std::vector<std::string> candidates(const std::vector<ListedDevice>& listed) const;
+  std::vector<std::string> candidates(const std::vector<ListedDevice>& listed);
   std::optional<std::string> ambiguity(const std::vector<ListedDevice>& listed) const;
   bool mayCome(std::errc failure);
   void announce(const Device& device);
@@ -74,6 +94,7 @@ class Source : public std::enable_shared_from_this<Source> {
   const KnownReports& _known;
   Backend& _backend;
   const std::shared_ptr<MessageQueue> _queue;
+  const std::shared_ptr<NodeClaims> _claims;
   std::thread _thread;
 
   // Of the thread that asks.

@@ -21,6 +21,7 @@ LiveRun::LiveRun(const Options& options, const KnownReports& known, Backend& bac
   _settings.selection.type = options.type;
   _settings.follow = options.follow;
   _settings.wait = options.wait;
+  _settings.verbose = options.verbose;
   _settings.every = options.every;
   _settings.duration = options.duration;
   for (const std::string& operand : options.files) sort(operand);

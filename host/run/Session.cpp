@@ -112,7 +112,7 @@ void Session::decodeLive(LiveRun& run) {
     else if (const auto* problem = std::get_if<Problem>(&item->what))
       handle(*problem);
     else
-      _messages.tell(_file, std::get<Remark>(item->what).text);
+      tell(std::get<Remark>(item->what));
   }
   tellUnshown();
 }
@@ -220,6 +220,11 @@ void Session::tell(const Problem& problem) {
   if (++ofThisKind > kShownProblems) return;
   if (_terminal) _sink.flush();  // the message belongs after it
   _messages.complain(describe(_file, problem.place), problem.message);
+}
+
+void Session::tell(const Remark& remark) {
+  if (_terminal) _sink.flush();  // the message belongs after it
+  _messages.tell(_file, remark.text);
 }
 
 /// How many problems of the file were not shown, and what is the matter with it as a whole.

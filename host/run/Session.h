@@ -52,6 +52,7 @@ class Session {
   void commit(const Jobs::Batch& batch);
   void count(const Report& report, const ReportInfo* info);
   void tell(const Problem& problem);
+  void tell(const Remark& remark);
   void tellUnshown();
   const InputForm* likelyForm() const;
   bool wanted(std::uint32_t id) const;

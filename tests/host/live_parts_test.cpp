@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -644,6 +645,34 @@ TEST_F(Runs, AnotherDeviceOfThatKindIsNotItsReturn) {
   const auto back = live->next();
   EXPECT_EQ(textOf(*back), "remark it is back");
   EXPECT_EQ(back->name, "/dev/hidraw5");
+}
+
+TEST_F(Runs, DevicesOfAKindDoNotTakeEachOthersNode) {
+  const auto other = add();
+  LiveSettings settings;
+  settings.follow = true;
+  settings.wait = true;
+  settings.selection.type = ReportType::Input;
+  const auto live = begin({"/dev/hidraw3", "/dev/hidraw4"}, settings);
+  script->send({0x76, 1});
+  EXPECT_EQ(live->next()->name, "/dev/hidraw3");
+  other->send({0x76, 1});
+  EXPECT_EQ(live->next()->name, "/dev/hidraw4");
+  script->plug(false);
+  EXPECT_EQ(textOf(*live->next()), "remark unplugged; waiting for its return");
+  other->plug(false);
+  EXPECT_EQ(textOf(*live->next()), "remark unplugged; waiting for its return");
+  other->plug(true);
+  const auto back = live->next();
+  EXPECT_EQ(back->name, "/dev/hidraw4");
+  std::this_thread::sleep_for(150ms);
+  EXPECT_EQ(other->openings, 2);
+}
+
+TEST_F(Runs, NoDeviceIsReadTwice) {
+  const auto texts = all({"/dev/hidraw3", "hid:touch"}, {});
+  EXPECT_EQ(std::ranges::count(texts, "error unreadable_input"), 1);
+  EXPECT_EQ(texts.size(), 3u);
 }
 
 TEST_F(Runs, WhatIsNotThereIsWaitedFor) {
