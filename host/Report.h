@@ -80,7 +80,7 @@ struct Report {
   std::string_view preamble;  // a recording's lines on the device, for those that write recordings
   std::optional<UsbSender> sender;
   Direction direction = Direction::FromDevice;
-  const HidDevice* device = nullptr;  // the live one that it came from; lives as long as the run
+  const HidDevice* device = nullptr;  // the live one that it came from; outlives the outputs
 
   std::uint32_t id() const { return bytes.front(); }
 };

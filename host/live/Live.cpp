@@ -21,7 +21,9 @@ Live::Live(std::vector<LiveOperand> operands, const LiveSettings& settings,
   for (const auto& source : _sources) source->start();
 }
 
-Live::~Live() {
+Live::~Live() { stop(); }
+
+void Live::stop() {
   for (const auto& source : _sources) source->stop();
 }
 
@@ -31,7 +33,7 @@ std::optional<LiveItem> Live::next() {
   for (;;) {
     if (!_timeIsOver && _end && Clock::now() >= *_end) {
       _timeIsOver = true;  // what came until now is still handed out
-      for (const auto& source : _sources) source->stop();
+      stop();
     }
     if (auto message = _queue->take()) {
       if (auto item = itemOf(std::move(*message))) return item;

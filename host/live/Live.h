@@ -41,6 +41,9 @@ class Live {
   /// time is over or the run is to end.
   std::optional<LiveItem> next();
 
+  /// Ends the reading. The devices that reports point to stay as long as this lives.
+  void stop();
+
  private:
   /// What is known of a device, by the thread that decodes.
   struct Stream {

@@ -9,7 +9,6 @@
 #include <variant>
 
 #include "host/inputs/Compressed.h"
-#include "host/live/Hidraw.h"
 #include "host/run/Signals.h"
 #include "text/numbers.h"
 
@@ -54,8 +53,7 @@ std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
 }
 
 int Session::run() {
-  Hidraw hidraw;
-  LiveRun live(_options, _known, hidraw);
+  LiveRun live(_options, _known, _hidraw);
   for (const std::string& file : live.files()) {
     if (interrupted() || enough()) break;
     decodeFile(file);
@@ -95,13 +93,13 @@ void Session::decodeLive(LiveRun& run) {
   _form = nullptr;
   _fileProblems = {};
   _statistics.beginFile(_file);
-  const auto live = run.begin([this](int descriptor, auto until) {
+  _live = run.begin([this](int descriptor, auto until) {
     _sink.flush();
     waitUntilReadable(descriptor, until);
     return !interrupted();
   });
   while (!interrupted() && !enough()) {
-    auto item = live->next();
+    auto item = _live->next();
     if (!item) break;
     if (item->name != _file) {
       _file = item->name;
@@ -114,6 +112,7 @@ void Session::decodeLive(LiveRun& run) {
     else
       tell(std::get<Remark>(item->what));
   }
+  _live->stop();
   tellUnshown();
 }
 

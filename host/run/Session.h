@@ -9,6 +9,7 @@
 #include "host/KnownReports.h"
 #include "host/Plugin.h"
 #include "host/inputs/Input.h"
+#include "host/live/Hidraw.h"
 #include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
 #include "host/outputs/Terminal.h"
@@ -65,11 +66,13 @@ class Session {
   const Options& _options;
   const PluginLibrary& _library;
   const KnownReports& _known;
+  Hidraw _hidraw;
   DescriptorSink& _sink;
   Messages& _messages;
   const bool _terminal;  // whether the output is one
   TerminalSink _terminalSink;
   std::unique_ptr<Output> _output;
+  std::unique_ptr<Live> _live;  // keeps the devices that were read: the counts speak of them
   std::unique_ptr<Jobs> _jobs;  // null while one thread does everything
   Statistics _statistics;
   std::string _file;
