@@ -567,8 +567,13 @@ class Rate(LiveTest):
 
 
 if __name__ == "__main__":
-    suites = {"rate": [Rate], "rest": [Asking, Following, Misbehaviour, Unplugging, Names, List, CommandLine,
-                                       Counting, Endings]}
+    suites = {
+        "asking": [Asking, Names, List, CommandLine, Counting],
+        "following": [Following],
+        "faults": [Misbehaviour, Unplugging],
+        "endings": [Endings],
+        "rate": [Rate],
+    }
     which = sys.argv.pop(1)
     for name in [case.__name__ for part, cases in suites.items() if part != which for case in cases]:
         del globals()[name]
