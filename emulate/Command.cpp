@@ -1,6 +1,7 @@
 #include "emulate/Command.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -71,6 +72,7 @@ std::optional<signalfd_siginfo> Signals::next() {
 Command::Command(const std::vector<std::string>& words, const std::vector<Variable>& variables,
                  const Signals& signals)
     : _process(-1), _inForeground(inForeground()) {
+  const pid_t parent = getpid();
   _process = fork();
   if (_process < 0) fail("cannot start a process");
   if (_process != 0) {
@@ -78,9 +80,15 @@ Command::Command(const std::vector<std::string>& words, const std::vector<Variab
     return;
   }
   if (!_inForeground) setpgid(0, 0);
+  prctl(PR_SET_PDEATHSIG, SIGTERM);
+  if (getppid() != parent) _exit(kSignalled + SIGTERM);
   for (const auto& [name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
   sigprocmask(SIG_SETMASK, &signals.before(), nullptr);
   become(words);
+}
+
+Command::~Command() {
+  if (!_ended) kill(_inForeground ? _process : -_process, SIGTERM);
 }
 
 void Command::forward(const signalfd_siginfo& signal) const {
@@ -89,9 +97,10 @@ void Command::forward(const signalfd_siginfo& signal) const {
   kill(_inForeground ? _process : -_process, static_cast<int>(signal.ssi_signo));
 }
 
-std::optional<int> Command::ended() const {
+std::optional<int> Command::ended() {
   int status = 0;
   if (waitpid(_process, &status, WNOHANG) != _process) return std::nullopt;
+  _ended = true;
   return WIFSIGNALED(status) ? kSignalled + WTERMSIG(status) : WEXITSTATUS(status);
 }
 

@@ -44,15 +44,22 @@ class Command {
   Command(const std::vector<std::string>& words, const std::vector<Variable>& variables,
           const Signals& signals);
 
+  /// Ends it if it has not ended: without its devices there is nothing to run it for. So does the end
+  /// of this process, however it comes.
+  ~Command();
+  Command(const Command&) = delete;
+  Command& operator=(const Command&) = delete;
+
   /// Hands on what came to this process, but for what the terminal sent to both of them.
   void forward(const signalfd_siginfo& signal) const;
 
   /// The status that a shell would give it, once it has ended.
-  std::optional<int> ended() const;
+  std::optional<int> ended();
 
  private:
   pid_t _process;
   bool _inForeground;
+  bool _ended = false;
 };
 
 }  // namespace vesk::emulate

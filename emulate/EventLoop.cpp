@@ -50,10 +50,10 @@ void EventLoop::waitForEvents() {
     wait.tv_nsec = static_cast<long>(duration_cast<nanoseconds>(left % seconds(1)).count());
   }
   _polled.clear();
-  std::vector<std::uint64_t> numbers;
+  _polledNumbers.clear();
   for (const auto& [descriptor, watch] : _watches) {
     _polled.push_back({descriptor, watch.events, 0});
-    numbers.push_back(watch.number);
+    _polledNumbers.push_back(watch.number);
   }
   const int ready =
       ppoll(_polled.data(), _polled.size(), _timers.empty() ? nullptr : &wait, nullptr);
@@ -63,7 +63,7 @@ void EventLoop::waitForEvents() {
   for (std::size_t i = 0; i < _polled.size() && !_stopped; ++i) {
     if (_polled[i].revents == 0) continue;
     const auto found = _watches.find(_polled[i].fd);
-    if (found == _watches.end() || found->second.number != numbers[i]) continue;
+    if (found == _watches.end() || found->second.number != _polledNumbers[i]) continue;
     const auto onEvents = found->second.onEvents;  // a copy: it may be unwatched meanwhile
     onEvents(_polled[i].revents);
   }

@@ -56,6 +56,7 @@ class EventLoop {
   std::map<int, Watch> _watches;
   std::map<Timer, std::function<void()>> _timers;
   std::vector<pollfd> _polled;
+  std::vector<std::uint64_t> _polledNumbers;
   std::uint64_t _count = 0;
   bool _stopped = false;
 };

@@ -14,12 +14,12 @@ namespace vesk::emulate {
 namespace {
 
 constexpr const char* kExamples = R"(Examples:
-  vesk-emulate tour.hid -- vesk-decode /dev/hidraw9     ask an emulated device
-  vesk-emulate --rate 1000 --loop a.pcap -- ./my-tool   1000 reports a second, without end
-  vesk-emulate --fault stall=0xE1 tour.hid -- ./my-tool   a report that can't be had
-  vesk-emulate a.hid b.hid -- ls /sys/class/hidraw      two devices
+  vesk-emulate tour.hid -- vesk-decode /dev/hidraw9       decode an emulated device
+  vesk-emulate --rate 1000 --loop a.pcap -- ./my-tool     1000 reports a second, without end
+  vesk-emulate --fault stall=0xE1 a.hid -- ./my-tool      a report that can't be had
+  vesk-emulate a.hid b.hid -- ls /sys/class/hidraw        two devices
 
-Exit status:
+Exit status: the command's, or
   2    the command line makes no sense
   3    a capture can't be read, or the device can't be made
   126  the command can't be run
@@ -269,6 +269,8 @@ void checkTogether(const RawOptions& raw, const Options& options) {
     throw UsageFault("--uhid and --node: the kernel chooses the node");
   if (options.uhid && options.behaviour.refuse)
     throw UsageFault("--uhid and --refuse: the kernel decides who may open a real node");
+  if (options.uhid && raw.fast)
+    throw UsageFault("--uhid and --as-fast-as-possible: the kernel does not tell what it drops");
   if (options.captures.empty()) throw UsageFault("which CAPTURE?");
   if (options.captures.size() > kMostNode - options.firstNode)
     throw UsageFault("--node " + raw.node + ": there are no nodes behind it for all captures");

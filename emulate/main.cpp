@@ -21,6 +21,7 @@
 #include "emulate/Options.h"
 #include "emulate/Reader.h"
 #include "emulate/SocketPort.h"
+#include "emulate/UhidPort.h"
 #include "emulate/protocol.h"
 #include "host/Plugin.h"
 #include "host/outputs/Terminal.h"
@@ -97,19 +98,10 @@ void checkNode(unsigned number) {
     throw UsageFault(node + " is a device of this machine; choose another by --node");
 }
 
-void show(const std::vector<std::unique_ptr<Device>>& devices) {
-  for (const auto& device : devices) {
-    const Counts& counts = device->counts();
-    tell(device->name() + ": " + std::to_string(counts.requests) + " requests, " +
-         std::to_string(counts.sent) + " reports sent, " + std::to_string(counts.dropped) +
-         " dropped, " + std::to_string(counts.writes) + " writes");
-  }
-}
-
 /// Runs the command and the devices side by side until the command ends; its status.
 int runCommand(EventLoop& loop, const Options& options,
                const std::vector<Command::Variable>& variables, Signals& signals) {
-  const Command command(options.command, variables, signals);
+  Command command(options.command, variables, signals);
   int status = 0;
   loop.watch(signals.descriptor(), POLLIN, [&](short) {
     while (const auto signal = signals.next())
@@ -123,20 +115,44 @@ int runCommand(EventLoop& loop, const Options& options,
   return status;
 }
 
-int emulate(const Options& options, const std::vector<Capture>& captures) {
+/// The devices behind ports of one kind, started.
+class Devices {
+ public:
+  template <class MakePort>
+  Devices(EventLoop& loop, const Options& options, const std::vector<Capture>& captures,
+          MakePort makePort) {
+    for (const Capture& capture : captures) {
+      _ports.push_back(makePort(capture, static_cast<unsigned>(_ports.size())));
+      _devices.push_back(
+          std::make_unique<Device>(loop, capture, options.behaviour, *_ports.back()));
+      _devices.back()->start();
+    }
+  }
+
+  void showCounts() const {
+    for (const auto& device : _devices) {
+      const Counts& counts = device->counts();
+      tell(device->name() + ": " + std::to_string(counts.requests) + " requests, " +
+           std::to_string(counts.sent) + " reports sent, " + std::to_string(counts.dropped) +
+           " dropped, " + std::to_string(counts.writes) + " writes");
+    }
+  }
+
+ private:
+  std::vector<std::unique_ptr<Port>> _ports;
+  std::vector<std::unique_ptr<Device>> _devices;
+};
+
+int emulatePreloaded(const Options& options, const std::vector<Capture>& captures) {
   using namespace std::chrono_literals;
   const std::string library = findLibrary();
   EventLoop loop;
   Folder folder;
   MessageCosts costs;
-  std::vector<std::unique_ptr<SocketPort>> ports;
-  std::vector<std::unique_ptr<Device>> devices;
-  for (const Capture& capture : captures) {
-    const auto number = options.firstNode + static_cast<unsigned>(ports.size());
-    ports.push_back(std::make_unique<SocketPort>(loop, folder, costs, number, capture.identity));
-    devices.push_back(std::make_unique<Device>(loop, capture, options.behaviour, *ports.back()));
-    devices.back()->start();
-  }
+  const Devices devices(loop, options, captures, [&](const Capture& capture, unsigned index) {
+    return std::make_unique<SocketPort>(
+        loop, folder, costs, options.firstNode + index, capture.identity);
+  });
   const std::function<void()> followMachine = [&] {
     folder.refresh();
     loop.at(EventLoop::Clock::now() + 1s, followMachine);
@@ -152,7 +168,26 @@ int emulate(const Options& options, const std::vector<Capture>& captures) {
       {"ASAN_OPTIONS", extended("ASAN_OPTIONS", "verify_asan_link_order=0")},
   };
   const int status = runCommand(loop, options, variables, signals);
-  if (options.statistics) show(devices);
+  if (options.statistics) devices.showCounts();
+  return status;
+}
+
+/// Without a command, until this program is ended.
+int emulateByUhid(const Options& options, const std::vector<Capture>& captures) {
+  if (const auto why = whyNoUhid()) throw Failure(*why);
+  EventLoop loop;
+  Signals signals;
+  const Devices devices(loop, options, captures, [&](const Capture& capture, unsigned) {
+    return std::make_unique<UhidPort>(loop, capture, tell);
+  });
+  int status = kDone;
+  if (options.command.empty()) {
+    loop.watch(signals.descriptor(), POLLIN, [&](short) { loop.stop(); });
+    loop.run();
+  } else {
+    status = runCommand(loop, options, {}, signals);
+  }
+  if (options.statistics) devices.showCounts();
   return status;
 }
 
@@ -164,8 +199,9 @@ int run(const std::vector<std::string>& arguments) {
       return kDone;
     }
     const auto& options = std::get<Options>(parsed);
+    if (options.uhid) return emulateByUhid(options, readCaptures(options));
     for (unsigned i = 0; i < options.captures.size(); ++i) checkNode(options.firstNode + i);
-    return emulate(options, readCaptures(options));
+    return emulatePreloaded(options, readCaptures(options));
   } catch (const UsageFault& fault) {
     tell(std::string(fault.what()) + "; --help shows the options");
     return kBadUsage;

@@ -91,12 +91,36 @@ static int fail(int error) {
   return -1;
 }
 
+/* -------------------------------------------------------------------------------------- descriptors */
+
+struct peer {
+  unsigned number, generation;
+};
+
+/* Whether a descriptor is one of an emulated node, and of which. The caller's errno stays. */
+static int find_peer(int fd, struct peer* peer) {
+  if (!active()) return 0;
+  const int before = errno;
+  struct sockaddr_un address;
+  socklen_t size = sizeof address;
+  memset(&address, 0, sizeof address);
+  const int found =
+      getpeername(fd, (struct sockaddr*)&address, &size) == 0 && address.sun_family == AF_UNIX;
+  errno = before;
+  char name[sizeof address.sun_path + 1] = {0};
+  memcpy(name, address.sun_path, sizeof address.sun_path);
+  const size_t length = strlen(settings.folder);
+  return found && strncmp(name, settings.folder, length) == 0 &&
+         sscanf(name + length, "/bound/hidraw%u.%u", &peer->number, &peer->generation) == 2;
+}
+
 /* ------------------------------------------------------------------------------------------- paths */
 
 enum kind { OTHER, NODE, ENTRY };
 struct place {
   enum kind kind;
   unsigned number; /* of a node */
+  int is_link;     /* to the node, of an open descriptor */
   char path[PATH_MAX];
 };
 
@@ -143,10 +167,40 @@ static int is_below(const char* path, const char* folder) {
   return strncmp(path, folder, length) == 0 && (path[length] == '\0' || path[length] == '/');
 }
 
+/* The number of the descriptor that a path is a link to; -1 for others. */
+static int descriptor_of(const char* path) {
+  static const char* const streams[] = {"/dev/stdin", "/dev/stdout", "/dev/stderr"};
+  static const char* const folders[] = {"/dev/fd/", "/proc/self/fd/"};
+  for (int i = 0; i < 3; ++i)
+    if (strcmp(path, streams[i]) == 0) return i;
+  for (int i = 0; i < 2; ++i) {
+    const size_t length = strlen(folders[i]);
+    if (strncmp(path, folders[i], length) != 0) continue;
+    char* end;
+    const unsigned long value = strtoul(path + length, &end, 10);
+    if (end != path + length && *end == '\0' && value <= INT_MAX) return (int)value;
+  }
+  return -1;
+}
+
+/* A link to an open node, where the kernel would show a socket. */
+static int is_link_to_node(struct place* place, const char* path) {
+  struct peer peer;
+  const int fd = descriptor_of(path);
+  if (fd < 0 || !find_peer(fd, &peer)) return 0;
+  place->kind = NODE;
+  place->number = peer.number;
+  place->is_link = 1;
+  snprintf(place->path, sizeof place->path, "%s/dev/hidraw%u", settings.folder, peer.number);
+  return 1;
+}
+
 /* Where a path leads that is ours. The caller's errno stays. */
 static enum kind find(struct place* place, int dir, const char* path) {
   static const char node[] = "/dev/hidraw";
   place->kind = OTHER;
+  place->is_link = 0;
+  if (path != NULL && active() && is_link_to_node(place, path)) return NODE;
   if (path == NULL || !active() ||
       (strstr(path, "hidraw") == NULL && strstr(path, VESK_EMULATE_DEVICES) == NULL))
     return OTHER;
@@ -171,29 +225,6 @@ static enum kind find(struct place* place, int dir, const char* path) {
 /* `path`, or the one that stands for it. */
 static const char* mapped(struct place* place, int dir, const char* path) {
   return find(place, dir, path) == OTHER ? path : place->path;
-}
-
-/* -------------------------------------------------------------------------------------- descriptors */
-
-struct peer {
-  unsigned number, generation;
-};
-
-/* Whether a descriptor is one of an emulated node, and of which. The caller's errno stays. */
-static int find_peer(int fd, struct peer* peer) {
-  if (!active()) return 0;
-  const int before = errno;
-  struct sockaddr_un address;
-  socklen_t size = sizeof address;
-  memset(&address, 0, sizeof address);
-  const int found =
-      getpeername(fd, (struct sockaddr*)&address, &size) == 0 && address.sun_family == AF_UNIX;
-  errno = before;
-  char name[sizeof address.sun_path + 1] = {0};
-  memcpy(name, address.sun_path, sizeof address.sun_path);
-  const size_t length = strlen(settings.folder);
-  return found && strncmp(name, settings.folder, length) == 0 &&
-         sscanf(name + length, "/bound/hidraw%u.%u", &peer->number, &peer->generation) == 2;
 }
 
 /* Connects to a node's socket and sends the first message. */
@@ -515,18 +546,20 @@ OURS int ioctl(int fd, unsigned long request, ...) {
     (status)->st_rdev = makedev(VESK_EMULATE_MAJOR, number);             \
   } while (0)
 
-#define STAT(name, type)                                                  \
+#define STAT(name, type, follows)                                         \
   OURS int name(const char* path, struct type* status) {                  \
     NEXT(int, name, const char*, struct type*)                            \
     struct place place;                                                   \
-    const int failed = next(mapped(&place, AT_FDCWD, path), status);      \
+    const char* const real = mapped(&place, AT_FDCWD, path);              \
+    if (place.is_link && !(follows)) return next(path, status);           \
+    const int failed = next(real, status);                                \
     if (failed == 0 && place.kind == NODE) AS_NODE(status, place.number); \
     return failed;                                                        \
   }
-STAT(stat, stat)
-STAT(lstat, stat)
-STAT(stat64, stat64)
-STAT(lstat64, stat64)
+STAT(stat, stat, 1)
+STAT(lstat, stat, 0)
+STAT(stat64, stat64, 1)
+STAT(lstat64, stat64, 0)
 
 #define FSTAT(name, type)                                                   \
   OURS int name(int fd, struct type* status) {                              \
@@ -547,7 +580,10 @@ FSTAT(fstat64, stat64)
     NEXT(int, name, int, const char*, struct type*, int)                     \
     struct place place;                                                      \
     struct peer peer;                                                        \
-    const int failed = next(dir, mapped(&place, dir, path), status, flags);  \
+    const char* const real = mapped(&place, dir, path);                      \
+    if (place.is_link && (flags & AT_SYMLINK_NOFOLLOW) != 0)                 \
+      return next(dir, path, status, flags);                                 \
+    const int failed = next(dir, real, status, flags);                       \
     if (failed != 0) return failed;                                          \
     if (place.kind == NODE) {                                                \
       AS_NODE(status, place.number);                                         \
@@ -564,7 +600,10 @@ OURS int statx(int dir, const char* path, int flags, unsigned mask, struct statx
   NEXT(int, statx, int, const char*, int, unsigned, struct statx*)
   struct place place;
   struct peer peer = {0, 0};
-  const int failed = next(dir, mapped(&place, dir, path), flags, mask, status);
+  const char* const real = mapped(&place, dir, path);
+  if (place.is_link && (flags & AT_SYMLINK_NOFOLLOW) != 0)
+    return next(dir, path, flags, mask, status);
+  const int failed = next(dir, real, flags, mask, status);
   if (failed != 0) return failed;
   if (place.kind == NODE)
     peer.number = place.number;
@@ -611,19 +650,30 @@ OURS int faccessat(int dir, const char* path, int mode, int flags) {
 
 /* ----------------------------------------------------------------------------------- links, folders */
 
+/* What the link of an open node's descriptor holds. */
+static ssize_t node_link(unsigned number, char* to, size_t room) {
+  char name[32];
+  const size_t length = (size_t)snprintf(name, sizeof name, "/dev/hidraw%u", number);
+  if (room == 0) return fail(EINVAL);
+  memcpy(to, name, length < room ? length : room);
+  return (ssize_t)(length < room ? length : room);
+}
+
 OURS ssize_t readlink(const char* path, char* to, size_t room) {
   NEXT(ssize_t, readlink, const char*, char*, size_t)
   struct place place;
-  return next(mapped(&place, AT_FDCWD, path), to, room);
+  const char* const real = mapped(&place, AT_FDCWD, path);
+  return place.is_link ? node_link(place.number, to, room) : next(real, to, room);
 }
 
 OURS ssize_t readlinkat(int dir, const char* path, char* to, size_t room) {
   NEXT(ssize_t, readlinkat, int, const char*, char*, size_t)
   struct place place;
-  return next(dir, mapped(&place, dir, path), to, room);
+  const char* const real = mapped(&place, dir, path);
+  return place.is_link ? node_link(place.number, to, room) : next(dir, real, to, room);
 }
 
-/* A node is no link; its name is the path. */
+/* A node is no link to anything; its name is the path. */
 static char* real_node(const struct place* node, char* to) {
   NEXT(int, stat, const char*, struct stat*)
   struct stat status;
@@ -687,8 +737,92 @@ GET_XATTR(lgetxattr)
 LIST_XATTR(listxattr)
 LIST_XATTR(llistxattr)
 
+/* A folder /dev that is being listed: behind what it holds come the emulated nodes. */
+enum { MOST_LISTINGS = 16 };
+static struct listing {
+  DIR* folder; /* NULL: free; listings beyond these lack the nodes */
+  unsigned next;
+  struct dirent entry;
+} listings[MOST_LISTINGS];
+static int listing_count;
+
+static struct listing* listing_of(DIR* folder) {
+  if (__atomic_load_n(&listing_count, __ATOMIC_RELAXED) == 0) return NULL;
+  for (size_t i = 0; i < MOST_LISTINGS; ++i)
+    if (__atomic_load_n(&listings[i].folder, __ATOMIC_ACQUIRE) == folder) return &listings[i];
+  return NULL;
+}
+
 OURS DIR* opendir(const char* path) {
   NEXT(DIR*, opendir, const char*)
   struct place place;
-  return next(mapped(&place, AT_FDCWD, path));
+  DIR* const folder = next(mapped(&place, AT_FDCWD, path));
+  if (folder == NULL || !active() || (strcmp(path, "/dev") != 0 && strcmp(path, "/dev/") != 0))
+    return folder;
+  for (size_t i = 0; i < MOST_LISTINGS; ++i) {
+    DIR* none = NULL;
+    if (!__atomic_compare_exchange_n(
+            &listings[i].folder, &none, folder, 0, __ATOMIC_ACQ_REL, __ATOMIC_RELAXED))
+      continue;
+    listings[i].next = 0;
+    __atomic_add_fetch(&listing_count, 1, __ATOMIC_RELAXED);
+    break;
+  }
+  return folder;
 }
+
+OURS int closedir(DIR* folder) {
+  NEXT(int, closedir, DIR*)
+  struct listing* const listing = listing_of(folder);
+  if (listing != NULL) {
+    __atomic_sub_fetch(&listing_count, 1, __ATOMIC_RELAXED);
+    __atomic_store_n(&listing->folder, NULL, __ATOMIC_RELEASE);
+  }
+  return next(folder);
+}
+
+OURS void rewinddir(DIR* folder) {
+  NEXT(void, rewinddir, DIR*)
+  struct listing* const listing = listing_of(folder);
+  if (listing != NULL) listing->next = 0;
+  next(folder);
+}
+
+/* The next node that is there; NULL behind the last one. */
+static struct dirent* next_node(struct listing* listing) {
+  NEXT(int, stat, const char*, struct stat*)
+  const int before = errno;
+  struct dirent* found = NULL;
+  while (found == NULL && listing->next < settings.count) {
+    const unsigned number = settings.first + listing->next++;
+    char path[PATH_MAX];
+    struct stat status;
+    snprintf(path, sizeof path, "%s/dev/hidraw%u", settings.folder, number);
+    if (next(path, &status) != 0) continue;
+    found = &listing->entry;
+    memset(found, 0, sizeof *found);
+    found->d_ino = status.st_ino;
+    found->d_reclen = sizeof *found;
+    found->d_type = DT_CHR;
+    snprintf(found->d_name, sizeof found->d_name, "hidraw%u", number);
+  }
+  errno = before;
+  return found;
+}
+
+/* With 64 bits in a word, both have the same layout. */
+_Static_assert(sizeof(struct dirent) == sizeof(struct dirent64), "two layouts of an entry");
+
+#define READDIR(name, type)                                                               \
+  OURS struct type* name(DIR* folder) {                                                   \
+    NEXT(struct type*, name, DIR*)                                                        \
+    const int before = errno;                                                             \
+    errno = 0;                                                                            \
+    struct type* const entry = next(folder);                                              \
+    const int failed = errno != 0;                                                        \
+    if (!failed) errno = before;                                                          \
+    struct listing* const listing = entry == NULL && !failed ? listing_of(folder) : NULL; \
+    return listing == NULL ? entry : (struct type*)(void*)next_node(listing);             \
+  }
+READDIR(readdir, dirent)
+READDIR(readdir64, dirent64)
