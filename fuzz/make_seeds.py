@@ -170,10 +170,21 @@ def input_seeds():
         b"F: 12.4 2 de 01\nO: -1.5 1 de\nE: 1.000000 3 de 01\nX: 1\n")
 
 
+def descriptor_seeds():
+    """Items as devices have them."""
+    page, end = bytes.fromhex("0600ff0901a101"), b"\xc0"
+    state, image = bytes.fromhex("85de75089501b102"), bytes.fromhex("857675089617038102")
+    yield "state", page + state + end
+    yield "two", page + state + image + end
+    yield "without-ids", bytes.fromhex("050975019503810295058103750895029102")
+    yield "pushed", page + bytes.fromhex("8501750895 01a4 8502 95028102 b4 8102") + end
+    yield "long-item", bytes.fromhex("fe03f0010203") + state
+
+
 def main():
     folder = Path(sys.argv[1])
     makers = {"plugin": plugin_seeds, "format": format_seeds, "rows": rows_seeds,
-              "json": json_seeds, "input": input_seeds}
+              "json": json_seeds, "input": input_seeds, "descriptor": descriptor_seeds}
     for target, seeds in makers.items():
         (folder / target).mkdir(parents=True, exist_ok=True)
         for name, content in seeds():

@@ -177,6 +177,14 @@ class Asking(LiveTest):
         self.assertEqual(files[-1], NODE)
         self.assertEqual(set(files[:-1]), {str(SAMPLES / "versions.hex")})
 
+    def test_a_device_as_standard_input(self):
+        shell = ("/bin/sh", "-c", 'exec "$0" "$@" < /dev/hidraw9', PROGRAM)
+        for operands in ([], ["-"]):
+            with self.subTest(operands):
+                run = self.decode("-o", "ndjson", "--report", "0xDE", *operands, program=shell)
+                self.assertEqual([(r["source"]["file"], r["value"]) for r in self.records(run)], [(NODE, "SINGLE")])
+                self.assertEqual((run.status, run.err), (ALL_DECODED, ""))
+
     def test_what_is_no_device_is_a_file(self):
         self.expect(Run("/dev/null"), ALL_DECODED, b"", "")
 
