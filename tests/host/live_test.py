@@ -98,8 +98,13 @@ class LiveTest(HostTest):
             process.__exit__(None, None, None)
 
         self.addCleanup(end)
-        process.tell = lambda it: os.kill(int(number.read_text()), it)
-        process.decoder = lambda: int(number.read_text())
+        def decoder():
+            while not (number.exists() and number.read_text().endswith("\n")):
+                time.sleep(0.01)
+            return int(number.read_text())
+
+        process.decoder = decoder
+        process.tell = lambda it: os.kill(decoder(), it)
         return process
 
     def frames(self, count, name="frames.hex"):
@@ -167,7 +172,7 @@ class Asking(LiveTest):
         run = self.decode("-o", "ndjson", NODE, captures=[other])
         self.assertEqual([r["error"]["code"] for r in self.records(run)], ["unsupported_input"])
         self.assertEqual(run.status, CANNOT_READ_OR_WRITE)
-        run = self.decode("-o", "ndjson", "--follow", "--duration", "300ms", NODE, captures=[other])
+        run = self.decode("-o", "ndjson", "--follow", "--duration", "600ms", NODE, captures=[other])
         self.assertEqual([r["error"]["code"] for r in self.records(run)], ["unknown_report"])
         self.assertEqual(run.status, SOME_REFUSED)
 
@@ -225,8 +230,8 @@ class Following(LiveTest):
 
     def test_duration(self):
         begin = time.monotonic()
-        run = self.decode("-o", "ndjson", "--follow", "--duration", "500ms", NODE)
-        self.assertGreaterEqual(time.monotonic() - begin, 0.5)
+        run = self.decode("-o", "ndjson", "--follow", "--duration", "900ms", NODE)
+        self.assertGreaterEqual(time.monotonic() - begin, 0.9)
         self.assertEqual((run.status, len(self.records(run))), (ALL_DECODED, 16))
 
     def test_a_report_is_on_the_pipe_before_the_next_one(self):
@@ -236,7 +241,7 @@ class Following(LiveTest):
         for line in process.stdout:
             delays.append(time.time() - json.loads(line)["time"])
         self.assertEqual(len(delays), 20)
-        self.assertLess(statistics.median(delays), 0.025, delays)
+        self.assertLess(statistics.median(delays), 1 / 20, delays)
 
     def test_a_slow_answer_does_not_hold_up_input_reports(self):
         mixed = self.file("mixed.hex", b"feature de 01\n" + hex_lines(*map(image, range(5))))
@@ -318,9 +323,9 @@ class Misbehaviour(LiveTest):
 
     def test_time_that_is_over_before_the_last_answer(self):
         begin = time.monotonic()
-        run = self.decode("-o", "ndjson", "--report", "0xE1,0xDE", "--duration", "300ms", NODE,
-                          emulator=["--fault", "late=0xE1:4"])
-        self.assertLess(time.monotonic() - begin, 3)
+        run = self.decode("-o", "ndjson", "--report", "0xE1,0xDE", "--duration", "800ms", NODE,
+                          emulator=["--fault", "late=0xE1:4.5"])
+        self.assertLess(time.monotonic() - begin, 4)
         self.assertEqual(run.status, SOME_REFUSED)
         self.assertEqual([r.get("error", {}).get("code") for r in self.records(run)], [None, "unanswered_request"])
 
@@ -515,12 +520,12 @@ class Endings(LiveTest):
                 self.assertEqual(counts["statistics"]["reports"], len(records))
 
     def test_interrupt_does_not_wait_for_an_answer(self):
-        process = self.start("--report", "0xDE", NODE, emulator=["--fault", "late=0xDE:4"])
+        process = self.start("--report", "0xDE", NODE, emulator=["--fault", "late=0xDE:4.5"])
         time.sleep(0.5)
         begin = time.monotonic()
         process.tell(signal.SIGINT)
         self.assertEqual(process.wait(20), ENDED_BY + signal.SIGINT)
-        self.assertLess(time.monotonic() - begin, 2)
+        self.assertLess(time.monotonic() - begin, 3)
 
     def test_closed_pipe(self):
         process = self.start("--follow", NODE, emulator=["--loop", "--rate", 50])
