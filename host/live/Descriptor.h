@@ -35,13 +35,14 @@ class DeclaredReports {
   /// What is wrong with the descriptor, for people; what it declares before that is declared.
   const std::optional<std::string>& damage() const { return _damage; }
 
+  /// Declares `count` more fields of `size` bits each of a report whose ID is below kReportIds.
+  void add(ReportType type, std::uint32_t id, std::uint64_t size, std::uint64_t count);
+
   /// No report is that long: a descriptor may claim what it likes.
   static constexpr std::uint64_t kMostBits = std::uint64_t{8} * kLongestReport;
 
  private:
   friend DeclaredReports parseDescriptor(std::span<const std::uint8_t> descriptor);
-
-  void add(ReportType type, std::uint32_t id, std::uint64_t size, std::uint64_t count);
 
   std::array<std::array<std::uint64_t, kReportIds>, kReportTypes> _bits{};
   std::array<std::bitset<kReportIds>, kReportTypes> _declared{};

@@ -65,7 +65,7 @@ bool NodeClaims::isClaimed(const std::string& node, std::size_t source) const {
   });
 }
 
-Source::Source(std::size_t number, LiveOperand operand, const LiveSettings& settings,
+Source::Source(std::size_t number, LiveOperand&& operand, const LiveSettings& settings,
                const KnownReports& known, Backend& backend, std::shared_ptr<MessageQueue> queue,
                std::shared_ptr<NodeClaims> claims)
     : _number(number),

@@ -59,7 +59,7 @@ class Source : public std::enable_shared_from_this<Source> {
  public:
   /// `number` is what its messages have. Reports, backend and queue are shared; the first two must
   /// live until stop() returns.
-  Source(std::size_t number, LiveOperand operand, const LiveSettings& settings,
+  Source(std::size_t number, LiveOperand&& operand, const LiveSettings& settings,
          const KnownReports& known, Backend& backend, std::shared_ptr<MessageQueue> queue,
          std::shared_ptr<NodeClaims> claims);
 
