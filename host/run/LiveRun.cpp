@@ -12,6 +12,7 @@ namespace vesk::host {
 namespace {
 
 constexpr std::string_view kDevices = "/dev/";
+constexpr std::string_view kHidraws = "/dev/hidraw";
 
 }  // namespace
 
@@ -44,14 +45,19 @@ void LiveRun::sort(const std::string& operand) {
     node = std::filesystem::canonical("/dev/stdin", ignored).string();
   }
   Opening opening = _backend.open(node);
-  // A device that isn't there can't tell that it is one.
   const bool isMissing = opening.failure == std::errc::no_such_file_or_directory;
   const bool isDevice =
-      opening.device || (isMissing ? node.starts_with(kDevices) : opening.failure != std::errc{});
+      opening.device || (isMissing ? mayBeDevice(node) : opening.failure != std::errc{});
   if (isDevice)
     _devices.push_back({DeviceName(node), std::move(opening.device)});
   else
     _files.push_back(operand);
+}
+
+/// What isn't there can't tell that it is a device: its name must do, and what is asked of it.
+bool LiveRun::mayBeDevice(const std::string& missing) const {
+  const bool isLive = _settings.follow || _settings.wait || _settings.every || _settings.duration;
+  return _options.inputForm == nullptr && missing.starts_with(isLive ? kDevices : kHidraws);
 }
 
 void LiveRun::check() const {

@@ -27,6 +27,7 @@ class LiveRun {
 
  private:
   void sort(const std::string& operand);
+  bool mayBeDevice(const std::string& missing) const;
   void check() const;
 
   const Options& _options;

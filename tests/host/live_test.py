@@ -192,6 +192,11 @@ class Asking(LiveTest):
 
     def test_what_is_no_device_is_a_file(self):
         self.expect(Run("/dev/null"), ALL_DECODED, b"", "")
+        run = Run("--device", "1:5", "/dev/no-usbmon")
+        self.assertEqual(run.status, CANNOT_READ_OR_WRITE)
+        self.assertTrue(run.err.startswith("/dev/no-usbmon: cannot open: No such file or directory\n"), run.err)
+        run = Run("--follow", "/dev/no-panel")
+        self.expect(run, CANNOT_READ_OR_WRITE, b"", "/dev/no-panel: cannot open: No such file or directory\n")
 
 
 class Following(LiveTest):
