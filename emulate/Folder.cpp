@@ -92,8 +92,8 @@ std::string oneLine(std::string text) {
 
 Folder::Folder() : _path(makeFolder()), _class(_path / "sys/class/hidraw") {
   _guard = guard(_path);
-  for (const char* const name : {"bound", "dev", VESK_EMULATE_DEVICES + 1, "sys/class/hidraw"})
-    fs::create_directories(_path / name);
+  for (const char* const name : {"/bound", "/dev", VESK_EMULATE_DEVICES, "/sys/class/hidraw"})
+    fs::create_directories(fs::path(_path) += name);
   refresh();
 }
 
@@ -117,7 +117,7 @@ void Folder::add(unsigned number, const Identity& identity) {
   const std::string product = hex("%04X", identity.product);
   const std::string bus = hex("%04X", identity.bus);
   const std::string name = bus + ":" + vendor + ":" + product + hex(".%04X", number);
-  const fs::path device = _path / (VESK_EMULATE_DEVICES + 1) / name;
+  const fs::path device = fs::path(_path).concat(VESK_EMULATE_DEVICES) / name;
   const fs::path entry = device / "hidraw" / node;
   const std::string numbers = std::to_string(VESK_EMULATE_MAJOR) + ":" + std::to_string(number);
 

@@ -1,7 +1,7 @@
 /// A port of the kernel's: /dev/uhid makes a real device of the emulated one, for every program.
 ///
-/// The kernel decides which node it gets and who may open it, keeps 64 reports for each reader without
-/// a word on those it drops, and turns every failed request into EIO.
+/// The kernel decides which node it gets and who may open it, keeps 63 reports for each reader (its ring
+/// of 64 holds no more) without a word on those it drops, and turns every failed request into EIO.
 #pragma once
 
 #include <map>

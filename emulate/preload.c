@@ -743,6 +743,7 @@ static struct listing {
   DIR* folder; /* NULL: free; listings beyond these lack the nodes */
   unsigned next;
   struct dirent entry;
+  struct dirent64 entry64;
 } listings[MOST_LISTINGS];
 static int listing_count;
 
@@ -788,32 +789,22 @@ OURS void rewinddir(DIR* folder) {
   next(folder);
 }
 
-/* The next node that is there; NULL behind the last one. */
-static struct dirent* next_node(struct listing* listing) {
+/* The next node that is there, and its file's number; 0 behind the last one. */
+static int next_node(struct listing* listing, unsigned* number, struct stat* status) {
   NEXT(int, stat, const char*, struct stat*)
   const int before = errno;
-  struct dirent* found = NULL;
-  while (found == NULL && listing->next < settings.count) {
-    const unsigned number = settings.first + listing->next++;
+  int found = 0;
+  while (!found && listing->next < settings.count) {
+    *number = settings.first + listing->next++;
     char path[PATH_MAX];
-    struct stat status;
-    snprintf(path, sizeof path, "%s/dev/hidraw%u", settings.folder, number);
-    if (next(path, &status) != 0) continue;
-    found = &listing->entry;
-    memset(found, 0, sizeof *found);
-    found->d_ino = status.st_ino;
-    found->d_reclen = sizeof *found;
-    found->d_type = DT_CHR;
-    snprintf(found->d_name, sizeof found->d_name, "hidraw%u", number);
+    snprintf(path, sizeof path, "%s/dev/hidraw%u", settings.folder, *number);
+    found = next(path, status) == 0;
   }
   errno = before;
   return found;
 }
 
-/* With 64 bits in a word, both have the same layout. */
-_Static_assert(sizeof(struct dirent) == sizeof(struct dirent64), "two layouts of an entry");
-
-#define READDIR(name, type)                                                               \
+#define READDIR(name, type, member)                                                       \
   OURS struct type* name(DIR* folder) {                                                   \
     NEXT(struct type*, name, DIR*)                                                        \
     const int before = errno;                                                             \
@@ -822,7 +813,16 @@ _Static_assert(sizeof(struct dirent) == sizeof(struct dirent64), "two layouts of
     const int failed = errno != 0;                                                        \
     if (!failed) errno = before;                                                          \
     struct listing* const listing = entry == NULL && !failed ? listing_of(folder) : NULL; \
-    return listing == NULL ? entry : (struct type*)(void*)next_node(listing);             \
+    unsigned number;                                                                      \
+    struct stat status;                                                                   \
+    if (listing == NULL || !next_node(listing, &number, &status)) return entry;           \
+    struct type* const node = &listing->member;                                           \
+    memset(node, 0, sizeof *node);                                                        \
+    node->d_ino = status.st_ino;                                                          \
+    node->d_reclen = sizeof *node;                                                        \
+    node->d_type = DT_CHR;                                                                \
+    snprintf(node->d_name, sizeof node->d_name, "hidraw%u", number);                      \
+    return node;                                                                          \
   }
-READDIR(readdir, dirent)
-READDIR(readdir64, dirent64)
+READDIR(readdir, dirent, entry)
+READDIR(readdir64, dirent64, entry64)

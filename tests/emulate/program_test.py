@@ -250,14 +250,14 @@ dd bs=99 count=1 status=none <&7 | od -An -tx1
 
     def test_standard_input_can_be_the_node(self):
         shown = self.shell("""
-head -c 4 /dev/stdin </dev/hidraw9 | od -An -tx1
+head -c 1 /dev/stdin </dev/hidraw9 | od -An -tx1
 readlink /proc/self/fd/0 </dev/hidraw9
 readlink -f /dev/stdin </dev/hidraw9
 stat -L -c %F /dev/stdin </dev/hidraw9
 readlink /proc/self/fd/0 </dev/null
 """)
         self.assertEqual(shown, [
-            " 76 00 00 aa", "/dev/hidraw9", "/dev/hidraw9", "character special file", "/dev/null"])
+            " 76", "/dev/hidraw9", "/dev/hidraw9", "character special file", "/dev/null"])
 
     def test_the_end_is_an_error_for_all(self):
         shown = self.shell(
@@ -321,10 +321,11 @@ print([event for _, event in p.poll(0)])
         self.assertGreater(len(alone.splitlines()), 6)
 
     def test_the_environment_is_added_to(self):
-        self.environment["ASAN_OPTIONS"] = "detect_leaks=0"
+        asan = "verify_asan_link_order=0:detect_leaks=1"  # the emulator itself may need the first one
+        self.environment["ASAN_OPTIONS"] = asan
         self.environment["LD_PRELOAD"] = "libm.so.6"
         shown = self.shell('echo "$ASAN_OPTIONS"; echo "$LD_PRELOAD"')
-        self.assertEqual(shown[0], "detect_leaks=0:verify_asan_link_order=0")
+        self.assertEqual(shown[0], asan + ":verify_asan_link_order=0")
         self.assertRegex(shown[1], r"^libm\.so\.6:/.*/lib/libvesk-emulate\.so$")
 
     def test_standard_input_is_the_command_s(self):

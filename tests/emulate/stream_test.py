@@ -8,7 +8,7 @@ from support import FEATURES, EmulateTest, counts, inputs
 READ_ALL = """
 def read_all(node):
     numbers = []
-    while is_readable(node, 0.5):
+    while is_readable(node, 1):
         report = os.read(node, 70000)
         numbers.append(report[1] | report[2] << 8)
     return numbers
@@ -22,8 +22,8 @@ def recording(times):
 
 class Times(EmulateTest):
     STAMP = """
-node = opened()
 begin = time.monotonic()
+node = opened()
 times = []
 while is_readable(node, 1): os.read(node, 99); times.append(round(time.monotonic() - begin, 3))
 print(times)
@@ -36,8 +36,8 @@ print(times)
         """None comes too early; a busy machine may make it late."""
         self.assertEqual(len(stamps), len(expected))
         for stamp, time in zip(stamps, expected):
-            self.assertGreaterEqual(stamp, time - 0.002)
-            self.assertLess(stamp, time + 0.3)
+            self.assertGreaterEqual(stamp, time - 0.001)
+        self.assertLess(stamps[-1], expected[-1] + 2)
 
     def test_as_captured_from_the_first_report_on(self):
         """A feature report is the first of this capture; a time that goes back is no distance."""
@@ -53,8 +53,8 @@ print(times)
 
     def test_loop_goes_on_at_the_mean_distance(self):
         shown = self.emulate(recording([1, 1.1, 1.3]), """
-node = opened()
 begin = time.monotonic()
+node = opened()
 for i in range(7): print(os.read(node, 99)[1], time.monotonic() - begin)
 """, "--loop")
         numbers, times = zip(*(map(float, line.split()) for line in shown))
@@ -62,14 +62,14 @@ for i in range(7): print(os.read(node, 99)[1], time.monotonic() - begin)
         self.expect_times(times, [0, 0.1, 0.3, 0.45, 0.55, 0.75, 0.9])
 
     def test_begins_when_it_is_opened_and_waits_while_it_is_closed(self):
-        shown = self.emulate(recording([1, 1.3, 1.6]), """
+        shown = self.emulate(recording([1, 3, 3.2]), """
 time.sleep(0.5)
 node = opened()
 print(os.read(node, 99)[1], is_readable(node, 0.1))
 os.close(node)
-time.sleep(1)
+time.sleep(2)
 node = opened()
-print(is_readable(node, 0.05), os.read(node, 99)[1], os.read(node, 99)[1], is_readable(node, 0.5))
+print(is_readable(node, 0.5), os.read(node, 99)[1], os.read(node, 99)[1], is_readable(node, 0.5))
 """, "--stats", err=counts(sent=3))
         self.assertEqual(shown, ["0 False", "False 1 2 False"])
 
@@ -88,7 +88,7 @@ print([os.read(node, room).hex(" ") for room in (99, 99, 99, 2)], is_readable(no
         for size in [4, 2064, 60000]:
             shown = self.emulate(inputs(100, size), READ_ALL + """
 node = opened()
-time.sleep(1)
+time.sleep(1.5)
 print(read_all(node))
 """, "--rate", "1000", "--stats", err=counts(sent=100, dropped=36))
             self.assertEqual(shown, [str(list(range(64)))], size)
@@ -183,11 +183,11 @@ old = opened()
 print([os.read(old, 99)[1] for i in range(3)], feature(old, 0xDE), failure(os.read, old, 99))
 begin = time.monotonic()
 wait_for(lambda: os.path.exists(ENTRIES + "/hidraw9"))
-print(time.monotonic() - begin > 0.3)
+print(time.monotonic() - begin > 0.5)
 new = opened()
 print([os.read(new, 99)[1] for i in range(3)], feature(new, 0xDE), feature(old, 0xDE))
 print(failure(os.read, old, 99), is_readable(new, 0.3), failure(descriptor, new))
-""", "--unplug-after", "3", "--return-after", "0.5", "--rate", "5", "--stats",
+""", "--unplug-after", "3", "--return-after", "2", "--rate", "5", "--stats",
             err=counts(requests=1, sent=6))
         self.assertEqual(
             shown, ["[0, 1, 2] ENODEV EIO", "True", "[3, 4, 5] de 01 ENODEV", "EIO False None"])
@@ -198,7 +198,7 @@ node = opened()
 print(feature(node, 0xDE), feature(node, 0xD0), failure(os.read, node, 99), os.path.exists(NODE))
 wait_for(lambda: os.path.exists(NODE))
 print(feature(opened(), 0xD0))
-""", "--fault", "gone=0xD0", "--return-after", "300ms")
+""", "--fault", "gone=0xD0", "--return-after", "2000ms")
         self.assertEqual(shown, ["de 01 ENODEV EIO False", "d0 34 2e 31 00"])
 
     def test_waiting_requests_fail(self):
@@ -217,7 +217,7 @@ begin = time.monotonic()
 print(failure(opened), failure(os.stat, NODE), "hidraw9" in os.listdir(ENTRIES))
 wait_for(lambda: "hidraw9" in os.listdir(ENTRIES))
 print(time.monotonic() - begin > 0.5, feature(opened(), 0xDE))
-""", "--appear-after", "1")
+""", "--appear-after", "3")
         self.assertEqual(shown, ["ENOENT ENOENT False", "True de 01"])
 
 
@@ -225,8 +225,8 @@ class Rates(EmulateTest):
     def test_a_second_at_1_kHz(self):
         """As many as a second has, and no burst: the reader keeps up."""
         shown = self.emulate(inputs(1000, 2064), """
-node = opened()
 begin = time.monotonic()
+node = opened()
 for i in range(1000): os.read(node, 4096)
 print(time.monotonic() - begin)
 """, "--rate", "1000", "--stats", err=counts(sent=1000))
