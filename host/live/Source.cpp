@@ -303,24 +303,26 @@ bool Source::serve(const std::shared_ptr<Device>& device) {
 
 /// Goes on where an unplug stopped it.
 void Source::askAll(Device& device, const RequestPlan& plan) {
-  for (; _next < plan.reports.size(); ++_next) {
-    {
-      const std::lock_guard lock(_mutex);
-      if (_stopping || _gone) return;
-      _asking = true;
-    }
-    ask(device, *plan.reports[_next]);
-  }
+  while (_next < plan.reports.size() && ask(device, *plan.reports[_next])) ++_next;
 }
 
-void Source::ask(Device& device, const ReportInfo& info) {
-  const std::size_t length = lengthAsked(info, _answer.size());
-  const Transfer transfer =
-      device.getFeature(static_cast<std::uint8_t>(info.id), std::span(_answer).first(length));
+/// False if all is over before it is asked for.
+bool Source::ask(Device& device, const ReportInfo& info) {
+  std::span<std::uint8_t> into(_answer);
+  std::uint8_t id = 0;
+  {
+    const std::lock_guard lock(_mutex);
+    if (_stopping || _gone) return false;
+    // Once it is asked nobody may wait for the answer, and what `info` is of may go away.
+    id = static_cast<std::uint8_t>(info.id);
+    into = into.first(lengthAsked(info, into.size()));
+    _asking = true;
+  }
+  const Transfer transfer = device.getFeature(id, into);
   const std::int64_t time = now();
   const std::lock_guard lock(_mutex);
   _asking = false;
-  if (_stopping) return;  // nobody waits for it, and what this knows may be gone
+  if (_stopping) return true;
   if (transfer.failed() && !device.present()) _gone = true;
   const auto bytes = std::span(_answer).first(transfer.count);
   if (auto problem = judgeAnswer(info, transfer.failure, bytes, _gone)) {
@@ -329,6 +331,7 @@ void Source::ask(Device& device, const ReportInfo& info) {
   } else {
     _queue->append({_number, Arrived{ReportType::Feature, time, {bytes.begin(), bytes.end()}}});
   }
+  return true;
 }
 
 /// The thread that reads.

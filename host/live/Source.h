@@ -80,7 +80,7 @@ class Source : public std::enable_shared_from_this<Source> {
   void announce(const Device& device);
   bool serve(const std::shared_ptr<Device>& device);
   void askAll(Device& device, const RequestPlan& plan);
-  void ask(Device& device, const ReportInfo& info);
+  bool ask(Device& device, const ReportInfo& info);
   void read(Device& device);
   bool loseDevice(const Device& device);
   bool pause(std::chrono::milliseconds time);
