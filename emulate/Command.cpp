@@ -32,6 +32,7 @@ bool inForeground() {
 
 [[noreturn]] void become(const std::vector<std::string>& words) {
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   execvp(arguments[0], arguments.data());
@@ -91,9 +92,15 @@ Command::~Command() {
   if (!_ended) kill(_inForeground ? _process : -_process, SIGTERM);
 }
 
-void Command::forward(const signalfd_siginfo& signal) const {
+void Command::forward(const signalfd_siginfo& signal) {
+  using namespace std::chrono_literals;
+  constexpr auto kAtOnce = 100ms;
   const bool fromTerminal = signal.ssi_code == SI_KERNEL;
   if (_inForeground && fromTerminal) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (signal.ssi_signo == _lastSignal && now - _lastTime < kAtOnce) return;
+  _lastSignal = signal.ssi_signo;
+  _lastTime = now;
   kill(_inForeground ? _process : -_process, static_cast<int>(signal.ssi_signo));
 }
 

@@ -4,7 +4,9 @@
 #include <sys/signalfd.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -50,8 +52,9 @@ class Command {
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
 
-  /// Hands on what came to this process, but for what the terminal sent to both of them.
-  void forward(const signalfd_siginfo& signal) const;
+  /// Hands on what came to this process, but for what the terminal sent to both of them, and for the
+  /// second of two that come at once: timeout(1) ends a process, and then its whole group.
+  void forward(const signalfd_siginfo& signal);
 
   /// The status that a shell would give it, once it has ended.
   std::optional<int> ended();
@@ -60,6 +63,8 @@ class Command {
   pid_t _process;
   bool _inForeground;
   bool _ended = false;
+  std::uint32_t _lastSignal = 0;
+  std::chrono::steady_clock::time_point _lastTime;
 };
 
 }  // namespace vesk::emulate

@@ -21,6 +21,8 @@ constexpr std::chrono::nanoseconds kLongestPause = 5ms;
 // So many reports at once, and then others get their turn.
 constexpr int kMostAtOnce = 64;
 
+constexpr std::chrono::nanoseconds kNow{0};
+
 }  // namespace
 
 Device::Device(EventLoop& loop, const Capture& capture, const Behaviour& behaviour, Port& port)
@@ -28,7 +30,7 @@ Device::Device(EventLoop& loop, const Capture& capture, const Behaviour& behavio
       _capture(capture),
       _behaviour(behaviour),
       _port(port),
-      _left(capture.inputs.empty() ? 0ns : distanceToNext()) {}
+      _left(capture.inputs.empty() ? kNow : distanceToNext()) {}
 
 void Device::start() {
   if (!_behaviour.appearAfter) return plug();
@@ -63,7 +65,7 @@ void Device::closed() {
   if (!std::exchange(_open, false) || !_timer) return;
   _loop.cancel(*_timer);
   _timer.reset();
-  _left = std::max<std::chrono::nanoseconds>(_due - Clock::now(), 0ns);
+  _left = std::max<std::chrono::nanoseconds>(_due - Clock::now(), kNow);
 }
 
 void Device::goOn(Clock::time_point due) {
@@ -74,9 +76,9 @@ void Device::goOn(Clock::time_point due) {
 std::chrono::nanoseconds Device::distanceToNext() const {
   switch (_behaviour.pace) {
     case Behaviour::Pace::AsFastAsPossible:
-      return 0ns;
+      return kNow;
     case Behaviour::Pace::Even:
-      return _counts.sent == 0 ? 0ns : _behaviour.distance;
+      return _counts.sent == 0 ? kNow : _behaviour.distance;
     case Behaviour::Pace::AsCaptured:
       break;
   }
@@ -102,12 +104,12 @@ void Device::waitForRoom() {
 }
 
 void Device::sendNext() {
-  _pause = 0ns;
+  _pause = kNow;
   ++_counts.sent;
   _counts.dropped += _port.send(_capture.inputs[_next].bytes);
   if (++_next == _capture.inputs.size() && _behaviour.loop) _next = 0;
   if (!_unplugged && _counts.sent == _behaviour.unplugAfter) {
-    _left = atEnd() ? 0ns : distanceToNext();
+    _left = atEnd() ? kNow : distanceToNext();
     unplug();
   }
 }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -45,28 +46,6 @@ void removeAll(const fs::path& path) {
   fs::remove_all(path, failed);
 }
 
-/// Starts a process that removes `path` when the descriptor is closed that this gives back, which the
-/// end of this process does however it comes.
-int guard(const fs::path& path) {
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail("cannot make a pipe");
-  const pid_t child = fork();
-  if (child < 0) fail("cannot start a process");
-  if (child != 0) {
-    close(ends[0]);
-    return ends[1];
-  }
-  setsid();  // not to be ended along with its parent
-  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) std::signal(signal, SIG_IGN);
-  const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-  for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor) dup2(nothing, descriptor);
-  close(ends[1]);
-  char byte = 0;
-  while (read(ends[0], &byte, 1) < 0 && errno == EINTR) continue;
-  removeAll(path);
-  _exit(0);
-}
-
 void write(const fs::path& path, const std::string& content) {
   std::ofstream file(path, std::ios::binary);
   file << content;
@@ -90,8 +69,29 @@ std::string oneLine(std::string text) {
 
 }  // namespace
 
-Folder::Folder() : _path(makeFolder()), _class(_path / "sys/class/hidraw") {
-  _guard = guard(_path);
+/// It removes `path` when the pipe is closed, which the end of this process does however it comes.
+Folder::Guard Folder::startGuard(const fs::path& path) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail("cannot make a pipe");
+  const pid_t child = fork();
+  if (child < 0) fail("cannot start a process");
+  if (child != 0) {
+    close(ends[0]);
+    return {child, ends[1]};
+  }
+  setsid();  // not to be ended along with its parent
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) std::signal(signal, SIG_IGN);
+  const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+  for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor) dup2(nothing, descriptor);
+  close(ends[1]);
+  char byte = 0;
+  while (read(ends[0], &byte, 1) < 0 && errno == EINTR) continue;
+  removeAll(path);
+  _exit(0);
+}
+
+Folder::Folder()
+    : _path(makeFolder()), _class(_path / "sys/class/hidraw"), _guard(startGuard(_path)) {
   for (const char* const name : {"/bound", "/dev", VESK_EMULATE_DEVICES, "/sys/class/hidraw"})
     fs::create_directories(fs::path(_path) += name);
   refresh();
@@ -99,7 +99,8 @@ Folder::Folder() : _path(makeFolder()), _class(_path / "sys/class/hidraw") {
 
 Folder::~Folder() {
   removeAll(_path);
-  close(_guard);
+  close(_guard.pipe);
+  waitpid(_guard.process, nullptr, 0);
 }
 
 fs::path Folder::boundSocket(unsigned number, unsigned generation) const {

@@ -4,6 +4,8 @@
 /// It is removed at the end, whatever ends this program.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <set>
@@ -35,11 +37,18 @@ class Folder {
   void refresh();
 
  private:
+  /// A process that removes the folder if this one can't.
+  struct Guard {
+    pid_t process;
+    int pipe;  // it waits for the end of this
+  };
+  static Guard startGuard(const std::filesystem::path& path);
+
   std::filesystem::path _path;
   std::filesystem::path _class;
   std::set<std::string> _own;  // names of the machine's own devices
   std::set<std::string> _emulated;
-  int _guard = -1;
+  Guard _guard;
 };
 
 }  // namespace vesk::emulate

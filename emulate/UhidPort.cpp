@@ -29,6 +29,12 @@ void copyText(const std::string& text, std::uint8_t (&field)[Size]) {
   std::copy_n(text.begin(), std::min(text.size(), Size - 1), field);
 }
 
+/// Where a device is plugged in, as nothing else of this machine is.
+std::string newPlace() {
+  static unsigned count = 0;
+  return "vesk-emulate-" + std::to_string(getpid()) + "-" + std::to_string(++count) + "/input0";
+}
+
 /// The node of the device that is plugged in there; empty if there is none.
 std::string nodeAt(const std::string& physical) {
   std::error_code failed;
@@ -58,10 +64,7 @@ std::optional<std::string> whyNoUhid() {
 
 UhidPort::UhidPort(EventLoop& loop, const Capture& capture,
                    std::function<void(const std::string& line)> tell)
-    : _loop(loop), _identity(capture.identity), _tell(std::move(tell)) {
-  static unsigned count = 0;
-  _physical =
-      "vesk-emulate-" + std::to_string(getpid()) + "-" + std::to_string(++count) + "/input0";
+    : _loop(loop), _identity(capture.identity), _tell(std::move(tell)), _physical(newPlace()) {
   const auto check = [](const Bytes& report) {
     if (report.size() > UHID_DATA_MAX)
       throw CaptureFault("a report of " + host::countedBytes(report.size()) + ": " + kUhid +

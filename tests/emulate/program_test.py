@@ -172,6 +172,25 @@ time.sleep(60)
                 (out, err, process.returncode), (f"got {int(number)}\n", counts(), 5))
             self.assertEqual(self.left_behind(), [])
 
+    def test_a_signal_that_is_sent_twice_arrives_once(self):
+        """As timeout(1) sends it: to the process, and to the group that it is in."""
+        process = self.begin("""
+got = []
+signal.signal(signal.SIGTERM, lambda number, frame: got.append(number))
+print("ready", flush=True)
+wait_for(lambda: got)
+time.sleep(0.5)
+print(len(got), flush=True)
+wait_for(lambda: len(got) == 2)
+""", start_new_session=True)
+        for _ in range(3):
+            os.killpg(process.pid, signal.SIGTERM)
+            time.sleep(0.005)
+        self.assertEqual(process.stdout.readline(), "1\n")
+        process.terminate()
+        process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 0)
+
     def test_a_signal_ends_it_with_the_command(self):
         for number in [signal.SIGINT, signal.SIGTERM]:
             process = self.begin("""

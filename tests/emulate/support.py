@@ -52,9 +52,13 @@ class EmulateTest(unittest.TestCase):
             stderr=subprocess.PIPE, text=True, env=self.environment, **options)
 
     def run_words(self, *words):
-        process = self.start(*words)
-        out, err = process.communicate(timeout=120)
-        return process.returncode, out, err
+        with self.start(*words) as process:
+            try:
+                out, err = process.communicate(timeout=120)
+            except subprocess.TimeoutExpired:
+                process.terminate()
+                raise
+            return process.returncode, out, err
 
     def emulate(self, capture, script, *options, status=0, err=""):
         """What a script prints that runs under emulation of one capture, or of several."""
