@@ -26,8 +26,6 @@ class Statistics {
 
   void count(const Report& report, const ReportInfo* info);
   void countToDevice() { ++_toDevice; }
-  /// Reports of a live device that had no room, since the output was too slow.
-  void countUnread(std::uint64_t reports) { _unread += reports; }
   void count(ProblemCode code) { ++_problems[static_cast<std::size_t>(code)]; }
 
   struct KindCount {
@@ -68,7 +66,9 @@ class Statistics {
   /// What hosts sent, which counts nowhere else.
   std::uint64_t toDevice() const { return _toDevice; }
 
-  /// What live devices sent and nobody had room for; the numbers of streams miss it, too.
+  /// Reports of live devices that had no room, since the output was too slow; the numbers of their
+  /// streams miss them, too.
+  void countUnread(std::uint64_t reports) { _unread += reports; }
   std::uint64_t unread() const { return _unread; }
 
   /// All of it as a table for people.

@@ -174,7 +174,8 @@ std::string selectionText(const std::vector<std::pair<std::string_view, std::str
 /// Options as they stand on the command line.
 struct RawOptions {
   std::string input, output{outputForms().front().name}, jobs, type, device, endpoint, plugin,
-      colour = "auto", count, every, duration;
+      colour = "auto";
+  std::string count, every, duration;
   std::vector<std::string> reports;
   bool decimal = false;
 };

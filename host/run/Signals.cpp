@@ -50,18 +50,17 @@ HeldInterrupts::~HeldInterrupts() { pthread_sigmask(SIG_SETMASK, &_before, nullp
 
 /// An interrupt between looking for one and waiting would be overlooked until input comes. So they
 /// are held back, and let in only while this waits.
-void waitUntilReadable(int descriptor, std::optional<std::chrono::steady_clock::time_point> until) {
-  using namespace std::chrono;
+void waitUntilReadable(int descriptor, std::optional<std::chrono::steady_clock::time_point> end) {
+  using std::chrono::nanoseconds;
   const HeldInterrupts held;
   pollfd readable = {descriptor, POLLIN, 0};
   timespec left{};
-  if (until) {
-    const nanoseconds rest = std::max(nanoseconds(*until - steady_clock::now()), nanoseconds(0));
-    const auto whole = duration_cast<seconds>(rest);
-    left.tv_sec = static_cast<time_t>(whole.count());
-    left.tv_nsec = static_cast<long>((rest - whole).count());
+  if (end) {
+    const auto rest =
+        std::max(nanoseconds(*end - std::chrono::steady_clock::now()), nanoseconds(0));
+    left = {rest / std::chrono::seconds(1), (rest % std::chrono::seconds(1)).count()};
   }
-  if (!interrupted()) ppoll(&readable, 1, until ? &left : nullptr, &held.before());
+  if (!interrupted()) ppoll(&readable, 1, end ? &left : nullptr, &held.before());
 }
 
 void dieIfInterrupted() {

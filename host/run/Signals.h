@@ -27,9 +27,10 @@ class HeldInterrupts {
   sigset_t _before;
 };
 
-/// Waits until a descriptor has something to read, until an interrupt, or until a time.
+/// Waits until a descriptor has something to read, until a signal that this program handles, or
+/// until `end`.
 void waitUntilReadable(int descriptor,
-                       std::optional<std::chrono::steady_clock::time_point> until = std::nullopt);
+                       std::optional<std::chrono::steady_clock::time_point> end = {});
 
 /// Ends the process by the signal that interrupted it, so that whoever started it can see that.
 /// Returns only if there was none.
