@@ -1,5 +1,5 @@
-// Report descriptors: any bytes are read, what they declare stays bounded, and what stands before a damage
-// is what would be declared without the rest.
+// Report descriptors: any bytes are read, what they declare stays bounded, and what stands before a
+// damage is what would be declared without the rest.
 
 #include "host/live/Descriptor.h"
 

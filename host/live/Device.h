@@ -36,8 +36,8 @@ class Device {
   /// Its report descriptor; empty where the system doesn't tell it.
   virtual std::span<const std::uint8_t> descriptor() const = 0;
 
-  /// Asks for a feature report of `into.size()` bytes at most, its ID included, or of as many as the
-  /// system can ask for if those are fewer. May take seconds. Any thread may call it while another
+  /// Asks for a feature report of `into.size()` bytes at most, its ID included, or of as many as
+  /// the system can ask for if those are fewer. May take seconds. Any thread may call it while another
   /// one waits in read().
   virtual Transfer getFeature(std::uint8_t id, std::span<std::uint8_t> into) = 0;
 
@@ -55,8 +55,8 @@ class Device {
   Device() = default;
 };
 
-/// A device that could be opened, or why not: no_such_file_or_directory where nothing has this name.
-/// Neither: what has it is no HID device.
+/// A device that could be opened, or why not: no_such_file_or_directory where nothing has this
+/// name. Neither: what has it is no HID device.
 struct Opening {
   std::unique_ptr<Device> device;
   std::errc failure{};

@@ -41,8 +41,8 @@ std::size_t choosable(const KnownReports& known, const Selection& selection);
 /// How many bytes to ask for: as the table says, or `most` for a text, which has no length.
 std::size_t lengthAsked(const ReportInfo& info, std::size_t most);
 
-/// What is wrong with the answer to a request for `info`, if anything: it failed, or `bytes` are none
-/// or those of another report. `gone` says that the device isn't plugged in any more.
+/// What is wrong with the answer to a request for `info`, if anything: it failed, or `bytes` are
+/// none or those of another report. `gone` says that the device isn't plugged in any more.
 std::optional<Problem> judgeAnswer(const ReportInfo& info, std::errc failure,
                                    std::span<const std::uint8_t> bytes, bool gone);
 

@@ -36,8 +36,8 @@ struct LiveOperand {
   std::unique_ptr<Device> opened = {};  // null: to be opened yet
 };
 
-/// Which device has which node, so that two that can't be told apart aren't taken for each other, and
-/// none is read twice.
+/// Which device has which node, so that two that can't be told apart aren't taken for each other,
+/// and none is read twice.
 class NodeClaims {
  public:
   /// Claims a node for a device in the place of the one that it had; false if it is another one's.

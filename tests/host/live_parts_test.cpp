@@ -452,8 +452,8 @@ class FakeBackend final : public Backend {
   }
 };
 
-/// A run over fake devices, and what came of it as texts: "1: de" for the first report, "error CODE",
-/// "remark TEXT".
+/// A run over fake devices, and what came of it as texts: "1: de" for the first report, "error
+/// CODE", "remark TEXT".
 class Runs : public ::testing::Test {
  protected:
   Runs() { script = add(); }
