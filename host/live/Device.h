@@ -37,8 +37,8 @@ class Device {
   virtual std::span<const std::uint8_t> descriptor() const = 0;
 
   /// Asks for a feature report of `into.size()` bytes at most, its ID included, or of as many as
-  /// the system can ask for if those are fewer. May take seconds. Any thread may call it while another
-  /// one waits in read().
+  /// the system can ask for if those are fewer. May take seconds. Any thread may call it while
+  /// another one waits in read().
   virtual Transfer getFeature(std::uint8_t id, std::span<std::uint8_t> into) = 0;
 
   /// Waits for the next input report. Fails with operation_canceled behind cancel(), and with
