@@ -34,6 +34,9 @@ std::string describe(std::string_view file, const Place& place) {
     case Place::Unit::Offset:
       text += ": byte ";
       break;
+    case Place::Unit::Report:
+      text += ": report ";
+      break;
   }
   return text + std::to_string(place.number);
 }
