@@ -20,6 +20,22 @@ std::optional<ReportType> reportTypeNamed(std::string_view name) {
   return std::nullopt;
 }
 
+std::string_view nameOf(Place::Unit unit) {
+  switch (unit) {
+    case Place::Unit::File:
+      break;
+    case Place::Unit::Line:
+      return "line";
+    case Place::Unit::Packet:
+      return "packet";
+    case Place::Unit::Offset:
+      return "offset";
+    case Place::Unit::Report:
+      return "report";
+  }
+  return "";
+}
+
 std::string describe(std::string_view file, const Place& place) {
   std::string text(file);
   switch (place.unit) {

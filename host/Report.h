@@ -38,6 +38,9 @@ struct Place {
   std::uint64_t number = 0;
 };
 
+/// "line", "packet", "offset", "report"; empty for a file as a whole.
+std::string_view nameOf(Place::Unit unit);
+
 /// "FILE:12", "FILE: packet 12", "FILE: byte 12", "FILE: report 12", or "FILE".
 std::string describe(std::string_view file, const Place& place);
 

@@ -42,6 +42,7 @@ Snapshot snapshotOf(const Report& report, const ReportInfo& info, std::string_vi
           report.place,
           report.microseconds,
           report.sender,
+          report.device,
           {report.bytes.begin(), report.bytes.end()},
           fieldsOf(decode(Plugin::Mode::Object)),
           std::string(decode(Plugin::Mode::Text).text())};

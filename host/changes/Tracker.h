@@ -39,6 +39,7 @@ struct Snapshot {
   Place place;
   std::optional<std::int64_t> microseconds;
   std::optional<UsbSender> sender;
+  const HidDevice* device = nullptr;  // as a report has it
   std::vector<std::uint8_t> bytes;
   std::vector<Field> fields;  // none where the report has no object
   std::string lines;          // each with a newline

@@ -106,7 +106,8 @@ struct PutChange {
 void putBefore(JsonRecord& record, const Snapshot& before) {
   record.key("before");
   record.beginObject();
-  record.sourceMember(JsonRecord::fileMembers(before.file), before.place, before.sender, nullptr);
+  record.sourceMember(
+      JsonRecord::fileMembers(before.file), before.place, before.sender, before.device);
   record.timeMember(before.microseconds);
   record.member("report_id", before.info->id);
   record.endObject();
@@ -145,6 +146,7 @@ void JsonChangesOutput::show(const Comparison& comparison) {
   report.place = after.place;
   report.microseconds = after.microseconds;
   report.sender = after.sender;
+  report.device = after.device;
   JsonRecord& record = beginReport(report, *after.info);
   record.member("length", after.bytes.size());
   record.key("change");

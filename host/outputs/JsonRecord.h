@@ -65,22 +65,7 @@ class JsonRecord final : public JsonWriter {
     key("source");
     beginObject();
     raw(file);
-    switch (place.unit) {
-      case Place::Unit::File:
-        break;
-      case Place::Unit::Line:
-        member("line", place.number);
-        break;
-      case Place::Unit::Packet:
-        member("packet", place.number);
-        break;
-      case Place::Unit::Offset:
-        member("offset", place.number);
-        break;
-      case Place::Unit::Report:
-        member("report", place.number);
-        break;
-    }
+    if (place.unit != Place::Unit::File) member(nameOf(place.unit), place.number);
     senderMembers(sender);
     if (device != nullptr) deviceMembers(*device);
     endObject();

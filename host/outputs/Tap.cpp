@@ -75,9 +75,8 @@ void TapOutput::writeDiagnostics(const PanelResults& panel, const LimitResult& r
   }
   appendMember(block, "file", file);
   if (result.place) {
-    constexpr auto kUnits = std::to_array<std::string_view>({"", "line", "packet", "offset"});
-    const auto unit = static_cast<std::size_t>(result.place->unit);
-    if (!kUnits[unit].empty()) appendMember(block, kUnits[unit], result.place->number);
+    const std::string_view unit = nameOf(result.place->unit);
+    if (!unit.empty()) appendMember(block, unit, result.place->number);
   }
   _sink.append(block + "  ...\n");
 }

@@ -21,14 +21,17 @@ from support import (
     BAD_USAGE,
     CANNOT_READ_OR_WRITE,
     FORMS,
+    LIMIT_NOT_KEPT,
     PROGRAM,
     ROOT,
     SAMPLES,
     SOME_REFUSED,
     HostTest,
     Run,
+    forms,
     hex_lines,
     image,
+    output,
     packet,
 )
 
@@ -233,6 +236,40 @@ class Following(LiveTest):
         # A device made of it is asked by its own descriptor, and gives the same once more.
         live = self.decode("-o", "ndjson", "--follow", "--count", str(ALL), NODE, captures=[bench])
         self.assertEqual(by_kind(self.records(live)), by_kind(again.records()))
+
+    def test_every_form_of_output(self):
+        """Of one kind of report, each says of the device what it says of the capture, but where and when."""
+        for form in set(forms("--output")) - {"screen", "recording"}:  # which have tests of their own
+            with self.subTest(form):
+                options = output(form) + ["--report", "0xE3"]
+                live = self.decode(*options, "--color", "never", NODE)
+                file = Run(*options, "--color", "never", TOUR)
+                self.assertEqual(live.status, file.status)
+                place = (
+                    rf'{re.escape(str(TOUR))}(:\d+)?|{NODE}(: report \d+)?|\b\d{{10}}\.\d{{6}}\b|(line|report): \d+'
+                    r'|"(line|report)":\d+|,"product":.*?"EMULATED"'
+                )
+                self.assertEqual(re.sub(place, "", live.out.decode()), re.sub(place, "", file.out.decode()))
+
+    def test_limits_are_of_one_device(self):
+        limits = "--limits", SAMPLES / "limits" / "open-short.json"
+        run = self.decode("-o", "tap", *limits, "--follow", "--count", str(ALL), NODE)
+        self.assertEqual(run.status, LIMIT_NOT_KEPT)
+        self.assertRegex(run.err, rf"^{NODE}: FAIL, \d+ of 8 tests\n$")
+        self.assertIn(f"file: \"{NODE}\"\n  report: ", run.out.decode())
+        run = self.decode(*limits, NODE, SECOND, captures=[TOUR, TOUR])
+        self.assertEqual((run.status, run.out), (BAD_USAGE, b""))
+        self.assertIn("--limits: a verdict is of one device", run.err)
+
+    def test_only_news_is_printed(self):
+        states = self.file("states.hex", b"".join(hex_lines(bytes([0xDE, n])) for n in (1, 1, 2, 2, 2, 1)).replace(
+            b"de", b"feature de"))
+        run = self.decode("-o", "ndjson", "--changes", "--stats", "--every", "10ms", "--count", "6", NODE,
+                          captures=[states])
+        *changes, counts = self.records(run)
+        self.assertEqual([c["change"]["before"]["source"]["report"] for c in changes], [2, 5])
+        self.assertEqual([c["source"]["report"] for c in changes], [3, 6])
+        self.assertEqual(counts["statistics"]["unchanged"], 3)
 
     def test_selection(self):
         run = self.decode("-o", "ndjson", "--follow", "--report", "0x76", "--count", "3", NODE,
