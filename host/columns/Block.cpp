@@ -36,9 +36,8 @@ Block& Block::operator=(Block&& other) noexcept {
 /// Pages that nothing was written to take no memory, so that half as much again costs nothing.
 void Block::reserve(std::size_t size) {
   if (size <= _capacity) return;
-  const std::size_t more = _capacity <= std::numeric_limits<std::size_t>::max() / 2
-                               ? _capacity + _capacity / 2
-                               : size;
+  const std::size_t more =
+      _capacity <= std::numeric_limits<std::size_t>::max() / 2 ? _capacity + _capacity / 2 : size;
   resize(wholePages(std::max(size, more)));
 }
 
