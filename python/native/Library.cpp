@@ -125,10 +125,9 @@ class Decoder::Lines final : public host::DecodingOutput {
 Decoder::Decoder(std::shared_ptr<const Library> library, bool decimal)
     : _library(std::move(library)),
       _plugin(_library->makePlugin(decimal)),
-      _maker(std::make_unique<ReportMaker>(
-          host::OutputContext{_plugin, _library->known(), nowhere})),
-      _lines(
-          std::make_unique<Lines>(host::OutputContext{_plugin, _library->known(), nowhere})) {}
+      _maker(
+          std::make_unique<ReportMaker>(host::OutputContext{_plugin, _library->known(), nowhere})),
+      _lines(std::make_unique<Lines>(host::OutputContext{_plugin, _library->known(), nowhere})) {}
 
 Decoder::~Decoder() = default;
 
