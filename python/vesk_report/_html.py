@@ -121,7 +121,13 @@ def of_table(table: Table) -> str:
 def of_capture(capture: Capture) -> str:
     """How many reports of each kind there are, and the first errors."""
     rows = [
-        (table.name, len(table), table["time"].min(), table["time"].max(), len(table.columns))
+        (
+            table.name,
+            len(table),
+            np.fmin.reduce(table["time"]),  # of those that have one
+            np.fmax.reduce(table["time"]),
+            len(table.columns),
+        )
         for table in capture]
     parts = [_grid(["table", "reports", "from", "to", "columns"], rows)]
     errors = capture.errors
