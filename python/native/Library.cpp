@@ -91,9 +91,14 @@ py::dict Library::shapes(const host::ColumnChoice& choice) const {
     report.type = info.type;
     columns.write(report, &info);
   }
+  const host::Tables taken = columns.take();
+  const host::Table unknown({});
   py::dict shapes;
-  for (const auto& [decoder, table] : columns.take().byDecoder)
-    shapes[asString(decoder)] = py::make_tuple(columnsOf(*table), table->rowSize());
+  for (const host::ReportInfo& info : _known.all()) {
+    const auto found = taken.byDecoder.find(info.decoder);
+    const host::Table& table = found == taken.byDecoder.end() ? unknown : *found->second;
+    shapes[asString(info.decoder)] = py::make_tuple(columnsOf(table), table.rowSize());
+  }
   return shapes;
 }
 

@@ -71,7 +71,8 @@ PYBIND11_MODULE(_native, module) {
   importNumpy();
   module.doc() = "The host's library, for the package's own use.";
   module.attr("version") = VESK_HOST_VERSION;
-  module.attr("folders") = py::make_tuple(VESK_PLUGIN_FOLDER, "/usr/lib/" VESK_MULTIARCH);
+  module.attr("folder") = VESK_PLUGIN_FOLDER;  // of libraries, as configured
+  module.attr("multiarch") = VESK_MULTIARCH;   // its part that names the machine; may be empty
 
   module.def("forms", [] {
     py::list forms;

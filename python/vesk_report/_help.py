@@ -22,7 +22,7 @@ def tables() -> str:
     for name, decoder in NAMES.items():
         rows = [report for report in REPORTS if report.decoder == decoder]
         ids = ", ".join(f"0x{report.id:02X}" for report in rows)
-        columns = columns_of(SHAPES[decoder][0])[5:] if decoder in SHAPES else ()
+        columns = columns_of(SHAPES[decoder][0])[5:]
         if len(columns) > _MANY:
             text = f"{len(columns)} columns, listed by read(b'').{name}.columns"
         else:

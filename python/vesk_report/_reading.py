@@ -398,7 +398,7 @@ def _chosen(columns: Columns | None) -> dict[str, tuple[str, ...]]:
         if isinstance(names, str):
             raise TypeError(f"columns=: a list of names, such as [{names!r}], not a string")
         wanted = tuple(names)
-        known = [column[0] for column in SHAPES[decoder][0]] if decoder in SHAPES else wanted
+        known = [column[0] for column in SHAPES[decoder][0]]
         for name in wanted:
             if name not in known:
                 raise ValueError(f"columns=: {key!r} has no {name!r}; it has {', '.join(known)}")

@@ -84,11 +84,11 @@ std::string frame(char number, char first) {
   std::string bytes(792, '\0');
   bytes[0] = 0x76;
   bytes[4] = number;
-  bytes[16] = first;                                 // D_SCAN_I[0]
-  for (int i = 1; i < 4; ++i)                        // its sign
+  bytes[16] = first;           // D_SCAN_I[0]
+  for (int i = 1; i < 4; ++i)  // its sign
     bytes[static_cast<std::size_t>(16 + i)] = first < 0 ? '\xFF' : '\0';
-  bytes[16 + 4 * 48] = 1;                            // D_SCAN_Q[0]
-  bytes[16 + 4 * 191] = 9;                           // P_SCAN_Q[47]
+  bytes[16 + 4 * 48] = 1;   // D_SCAN_Q[0]
+  bytes[16 + 4 * 191] = 9;  // P_SCAN_Q[47]
   return bytes;
 }
 
@@ -152,7 +152,9 @@ TEST(Columns, ARefusedReportTeachesNothing) {
   const std::string refusal =
       "report 0xD0 (feature): its decoder failed: the version text is not UTF-8";
   EXPECT_EQ(tabler.add("\xD0\xFF\0"s), refusal);
-  EXPECT_EQ(tabler.add("\xD0" "1.2\0"s), "");
+  EXPECT_EQ(tabler.add("\xD0"
+                       "1.2\0"s),
+            "");
   EXPECT_EQ(tabler.add("\xD0\xFF\0"s), refusal);
   const Table& versions = tabler["parseVersion"];
   ASSERT_EQ(versions.rows(), 1u);
@@ -164,7 +166,8 @@ TEST(Columns, EachKindIsAlignedForIt) {
   std::string object = "\x50";
   const std::string names = "abcdefghi";
   for (std::int32_t kind = VESK_BOOL; kind <= VESK_DOUBLE; ++kind) {
-    object += key(names.substr(static_cast<std::size_t>(kind), 1)) + number(kind, kind == 0 ? 1 : -kind);
+    object +=
+        key(names.substr(static_cast<std::size_t>(kind), 1)) + number(kind, kind == 0 ? 1 : -kind);
     object += key("v" + names.substr(static_cast<std::size_t>(kind), 1)) + array(kind, 3);
   }
   ASSERT_EQ(tabler.add(object), "");
@@ -193,7 +196,8 @@ TEST(Columns, AnotherShapeIsRefusedAndTheRestStays) {
   const std::string good = "\x50" + key("A") + number(VESK_INT, 7) + key("B") + text("x");
   const auto refused = [](const std::string& what) {
     return "report 0x50 (feature): its decoder failed: its object is not as that of the first such "
-           "report: " + what;
+           "report: " +
+           what;
   };
   const struct {
     std::string report;
@@ -209,8 +213,13 @@ TEST(Columns, AnotherShapeIsRefusedAndTheRestStays) {
        refused("\"B\" where \"A\" was")},
       {"\x50" + key("A") + number(VESK_INT, 7), refused("it has no \"B\"")},
       {good + key("C") + number(VESK_INT, 1), refused("it has more keys")},
-      {"\x50" "0" + line("x"), refused("there is none")},
-      {"\x50" "0", "report 0x50 (feature): its decoder failed: it gives no lines"},
+      {"\x50"
+       "0" +
+           line("x"),
+       refused("there is none")},
+      {"\x50"
+       "0",
+       "report 0x50 (feature): its decoder failed: it gives no lines"},
   };
   for (const auto& other : others) {
     Tabler tabler(VESK_SCRIPTED);
@@ -249,21 +258,28 @@ TEST(Columns, OneTableForTwoIdsOfADecoder) {
 
 TEST(Columns, LinesStandForAnObjectThatIsMissing) {
   Tabler tabler(VESK_SCRIPTED);
-  ASSERT_EQ(tabler.add("\x50" "0" + line("one") + line("") + line("three")), "");
-  ASSERT_EQ(tabler.add("\x50" "0" + line("")), "");
+  ASSERT_EQ(tabler.add("\x50"
+                       "0" +
+                       line("one") + line("") + line("three")),
+            "");
+  ASSERT_EQ(tabler.add("\x50"
+                       "0" +
+                       line("")),
+            "");
   const Table& table = tabler["scripted"];
   EXPECT_EQ(namesOf(table).back(), "lines");
   EXPECT_EQ(tabler->texts().text(at<std::uint32_t>(table, "lines", 0)), "one\n\nthree");
   EXPECT_EQ(tabler->texts().text(at<std::uint32_t>(table, "lines", 1)), "");
-  EXPECT_EQ(tabler.add("\x50" + text("bare")),
-            "report 0x50 (feature): its decoder failed: its object is not as that of the first such "
-            "report: there is one");
+  EXPECT_EQ(
+      tabler.add("\x50" + text("bare")),
+      "report 0x50 (feature): its decoder failed: its object is not as that of the first such "
+      "report: there is one");
 }
 
 TEST(Columns, AKeyThatIsTakenHasAMark) {
   Tabler tabler(VESK_SCRIPTED);
-  ASSERT_EQ(tabler.add("\x50" + key("time") + number(VESK_INT, 7) + key("X") +
-                       number(VESK_INT, 8) + key("X") + number(VESK_INT, 9)),
+  ASSERT_EQ(tabler.add("\x50" + key("time") + number(VESK_INT, 7) + key("X") + number(VESK_INT, 8) +
+                       key("X") + number(VESK_INT, 9)),
             "");
   const Table& table = tabler["scripted"];
   EXPECT_EQ(at<std::int64_t>(table, "time", 0), kNoTime);

@@ -47,7 +47,7 @@ def test_a_large_file_of_something_else(tmp_path):
 def test_captures_that_claim_four_gigabytes(tmp_path):
     header = struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 2**32 - 1, 189)
     packet = struct.pack("<IIII", 1, 1, 2**32 - 1, 2**32 - 1)
-    assert "packet 1" in read_limited(tmp_path, header + packet + bytes(1000))
+    assert read_limited(tmp_path, header + packet + bytes(1000)) == "0 1 1\n"
     whole = (FORMS / "tour-usbmon.pcap").read_bytes()
     cut = len(vesk_report.read(whole[:-100]))
     assert read_limited(tmp_path, whole[:-100]).split()[0] == str(cut)
