@@ -1,6 +1,7 @@
 # What `cmake --install` lays out, in the components that become Debian packages:
 #
 #     tool         vesk-decode, its man pages, completions and documents
+#     emulator     vesk-emulate, its library, man page and completions
 #     library      the plug-in, for every program that loads or links it
 #     development  headers, CMake package, pkg-config file
 #     python       the Python package
@@ -143,8 +144,28 @@ if(VESK_BUILD_HOST)
     PATTERN "*.py" EXCLUDE
     PATTERN "__pycache__" EXCLUDE)
 
-  vesk_copyright_with(cli11 copyright-of-tool)
-  vesk_install_papers(tool vesk-decode ${PROJECT_BINARY_DIR}/copyright-of-tool)
+  install(
+    FILES docs/vesk-emulate.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+    COMPONENT emulator)
+  install(
+    FILES packaging/vesk-emulate.bash
+    RENAME vesk-emulate
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    COMPONENT emulator)
+  install(
+    FILES packaging/vesk-emulate.zsh
+    RENAME _vesk-emulate
+    DESTINATION ${VESK_ZSH_COMPLETIONS}
+    COMPONENT emulator)
+
+  foreach(component_and_program tool:vesk-decode emulator:vesk-emulate)
+    string(REGEX REPLACE ":.*" "" component ${component_and_program})
+    string(REGEX REPLACE ".*:" "" VESK_PROGRAM ${component_and_program})
+    vesk_copyright_with(cli11 copyright-of-${component})
+    vesk_install_papers(${component} ${VESK_PROGRAM}
+                        ${PROJECT_BINARY_DIR}/copyright-of-${component})
+  endforeach()
 endif()
 
 # ----------------------------------------------------------------------------------------- python
@@ -169,7 +190,7 @@ endif()
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL library development)
 if(VESK_BUILD_HOST)
-  list(APPEND CPACK_COMPONENTS_ALL tool)
+  list(APPEND CPACK_COMPONENTS_ALL tool emulator)
 endif()
 if(TARGET vesk-python)
   list(APPEND CPACK_COMPONENTS_ALL python)
@@ -201,6 +222,7 @@ if(VESK_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_EMULATOR_PACKAGE_SHLIBDEPS ON)
   set(tool_needs ${same_version})
 else()
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6")
@@ -234,6 +256,18 @@ set(CPACK_COMPONENT_TOOL_DESCRIPTION
 vesk-decode reads hex text, dumps, binary reports, recordings of hid-recorder
 and USB captures, and writes what the reports of the Vesk touch controller say
 as text, JSON, CSV, or a recording again.")
+
+set(CPACK_DEBIAN_EMULATOR_PACKAGE_NAME vesk-emulate)
+set(CPACK_DEBIAN_EMULATOR_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_EMULATOR_PACKAGE_DEPENDS ${tool_needs})
+set(CPACK_DEBIAN_EMULATOR_PACKAGE_RECOMMENDS libarchive13)
+set(CPACK_DEBIAN_EMULATOR_PACKAGE_SUGGESTS vesk-decode)
+set(CPACK_COMPONENT_EMULATOR_DESCRIPTION
+    "emulates HID devices from captures of their reports
+vesk-emulate runs a command that finds a HID device under /dev/hidraw which
+answers and sends what a capture holds, at its times, at a rate or as fast as
+it is read, and which misbehaves on demand. Programs that read the Vesk touch
+controller can so be built and tested without one.")
 
 # The module is for one minor version of Python, and for numpy's interface as it is there.
 set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-vesk-report)

@@ -20,6 +20,9 @@ enum class Threads : std::uint8_t {
   ForLargeFiles,  // more are worth it, asked for or not
 };
 
+/// Whether a form shows an array's elements by themselves when --elements asks for it.
+enum class ElementsShown : std::uint8_t { Never, IfAsked };
+
 /// A row of the table.
 struct OutputForm {
   std::string_view name;         // for -o
@@ -29,7 +32,8 @@ struct OutputForm {
   /// Makes an output, which the context must outlive.
   std::unique_ptr<Output> (*make)(const OutputContext& context);
 
-  std::string_view alias = {};   // another name for -o, if there is one
+  std::string_view alias = {};  // another name for -o, if there is one
+  ElementsShown elements = ElementsShown::Never;
   bool drawsOnTerminal = false;  // it needs a Canvas, and one standard output
 };
 

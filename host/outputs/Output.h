@@ -24,6 +24,8 @@
 
 namespace vesk::host {
 
+struct ChangeRules;
+
 /// Lines before the reports that say where each came from.
 enum class Headers : std::uint8_t { None, Plain, Coloured };
 
@@ -33,8 +35,11 @@ struct OutputContext {
   const KnownReports& known;
   Sink& sink;
   Headers headers = Headers::None;
-  bool lines = false;  // a report's lines, too, where there is room for them beside its object
-  Canvas* canvas = nullptr;  // for a form that draws on a terminal, and for no other
+  bool lines = false;     // a report's lines, too, where there is room for them beside its object
+  bool elements = false;  // each element of an array by itself, instead of the array
+  bool colours = false;   // the sink wants colours
+  const ChangeRules* changes = nullptr;  // where changes are wanted instead of reports
+  Canvas* canvas = nullptr;              // for a form that draws on a terminal, and for no other
 };
 
 using Clock = std::chrono::steady_clock;
@@ -67,6 +72,9 @@ class Output {
 
   /// What has to stand at the end.
   virtual void finish() {}
+
+  /// Reports that were the same as before, which a form for changes doesn't show; none in others.
+  virtual std::optional<std::uint64_t> unchanged() const { return std::nullopt; }
 
   /// What was passed over on the way and why, for people; empty if nothing was.
   virtual std::string leftOut() const { return {}; }
