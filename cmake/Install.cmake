@@ -92,18 +92,15 @@ function(vesk_install_papers component package copyright)
     DESTINATION ${folder}
     COMPONENT ${component})
 endfunction()
-# vesk_copyright_with(LIBRARY FILE): the licence with that of a library whose headers are compiled in,
-# which wants to be told.
-function(vesk_copyright_with library file)
-  set(parts ${PROJECT_BINARY_DIR}/copyright packaging/copyright-of-${library}
-            packaging/license-bsd-3-clause)
-  set(text "")
-  foreach(part ${parts})
-    file(READ ${part} read)
-    string(APPEND text "${read}")
-  endforeach()
-  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${parts})
-  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/${file} CONTENT "${text}" @ONLY)
+# vesk_copyright_with(PACKAGE): copyright-of-PACKAGE, the licence with those of the libraries whose headers
+# are compiled in, which want to be told.
+function(vesk_copyright_with package)
+  set(others packaging/copyright-of-${package})
+  file(READ ${PROJECT_BINARY_DIR}/copyright copyright)
+  file(READ ${others} copyright_of_headers)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${others})
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/copyright-of-${package}
+       CONTENT "${copyright}${copyright_of_headers}" @ONLY)
 endfunction()
 
 vesk_install_papers(library libvesk-report ${PROJECT_BINARY_DIR}/copyright)
@@ -117,7 +114,7 @@ if(VESK_BUILD_HOST)
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
     COMPONENT tool)
   install(
-    FILES docs/vesk-ndjson.5 docs/vesk-reports.5
+    FILES docs/vesk-limits.5 docs/vesk-ndjson.5 docs/vesk-reports.5
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man5
     COMPONENT tool)
   install(
@@ -134,7 +131,7 @@ if(VESK_BUILD_HOST)
   # The cookbook's commands work in the folder that it is installed to.
   set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/vesk-decode)
   install(
-    FILES docs/cookbook.md docs/ndjson.schema.json
+    FILES docs/cookbook.md docs/limits.schema.json docs/ndjson.schema.json
     DESTINATION ${doc_folder}
     COMPONENT tool)
   install(
@@ -159,13 +156,10 @@ if(VESK_BUILD_HOST)
     DESTINATION ${VESK_ZSH_COMPLETIONS}
     COMPONENT emulator)
 
-  foreach(component_and_program tool:vesk-decode emulator:vesk-emulate)
-    string(REGEX REPLACE ":.*" "" component ${component_and_program})
-    string(REGEX REPLACE ".*:" "" VESK_PROGRAM ${component_and_program})
-    vesk_copyright_with(cli11 copyright-of-${component})
-    vesk_install_papers(${component} ${VESK_PROGRAM}
-                        ${PROJECT_BINARY_DIR}/copyright-of-${component})
-  endforeach()
+  vesk_copyright_with(vesk-decode)
+  vesk_copyright_with(vesk-emulate)
+  vesk_install_papers(tool vesk-decode ${PROJECT_BINARY_DIR}/copyright-of-vesk-decode)
+  vesk_install_papers(emulator vesk-emulate ${PROJECT_BINARY_DIR}/copyright-of-vesk-emulate)
 endif()
 
 # ----------------------------------------------------------------------------------------- python
@@ -181,8 +175,9 @@ if(TARGET vesk-python)
     DESTINATION ${python_folder}
     COMPONENT python
     PATTERN "__pycache__" EXCLUDE)
-  vesk_copyright_with(pybind11 copyright-of-python)
-  vesk_install_papers(python python3-vesk-report ${PROJECT_BINARY_DIR}/copyright-of-python)
+  vesk_copyright_with(python3-vesk-report)
+  vesk_install_papers(python python3-vesk-report
+                      ${PROJECT_BINARY_DIR}/copyright-of-python3-vesk-report)
 endif()
 
 # --------------------------------------------------------------------------------------- packages

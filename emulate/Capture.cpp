@@ -181,7 +181,7 @@ Capture readCapture(const std::string& file, const HowToRead& how, const host::K
                     const std::function<void(const std::string& line)>& complain) {
   Reader reader(file, known, complain);
   try {
-    host::FileBytes bytes(file, [](const host::FileBytes&, bool) {});
+    host::FileBytes bytes(file, [](const host::FileBytes&, bool) { return std::nullopt; });
     const auto unpacked = host::decompressed(bytes);
     host::Bytes& content = unpacked ? *unpacked : bytes;
     const host::InputForm& form = how.form != nullptr ? *how.form : detectForm(content, known);

@@ -32,13 +32,17 @@ _arguments -s -S \
     changes\:"what differs from the report before"
     explain\:"which byte of each report says what"
     recording\:"a recording, undecoded"
-    screen\:"the latest frame as a picture on the terminal"))' \
+    screen\:"the latest frame as a picture on the terminal"
+    tap\:"with --limits, each test as TAP has it"
+    results\:"with --limits, a table of the tests"
+    junit\:"with --limits, the tests for CI servers"))' \
   '(--decimal -decimal)'{--decimal,-decimal}'[samples in decimal, in text]' \
   '--headers[in text, a line before each report on its origin]' \
   '--lines[in JSON, add the text lines]' \
   '--elements[of an array, show each element by itself]' \
   '--stats[end with counts of reports, errors and lost frames]' \
   '--host-writes[in text and JSON, show what the host sends, too]' \
+  '--limits=[tell of each file whether it keeps these limits]:file:_files' \
   '--jobs=[threads that decode text and NDJSON]:number: ' \
   '--changes[in JSON, what changed instead of the reports]' \
   '--baseline=[changes since the last reports in this capture]:file:_files' \

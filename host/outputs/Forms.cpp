@@ -8,8 +8,11 @@
 #include "host/outputs/Explain.h"
 #include "host/outputs/Json.h"
 #include "host/outputs/JsonChanges.h"
+#include "host/outputs/Junit.h"
 #include "host/outputs/Recording.h"
+#include "host/outputs/Results.h"
 #include "host/outputs/Screen.h"
+#include "host/outputs/Tap.h"
 #include "host/outputs/Text.h"
 
 namespace vesk::host {
@@ -54,7 +57,28 @@ constexpr auto kForms = std::to_array<OutputForm>({
      made<ScreenOutput>,
      {},
      ElementsShown::Never,
-     true},
+     Needs::Terminal},
+    {"tap",
+     "with --limits, each test as TAP has it",
+     Threads::One,
+     made<TapOutput>,
+     {},
+     ElementsShown::Never,
+     Needs::Limits},
+    {"results",
+     "with --limits, a table of the tests",
+     Threads::One,
+     made<ResultsOutput>,
+     {},
+     ElementsShown::Never,
+     Needs::Limits},
+    {"junit",
+     "with --limits, the tests for CI servers",
+     Threads::One,
+     made<JunitOutput>,
+     {},
+     ElementsShown::Never,
+     Needs::Limits},
 });
 
 }  // namespace

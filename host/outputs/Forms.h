@@ -23,6 +23,13 @@ enum class Threads : std::uint8_t {
 /// Whether a form shows an array's elements by themselves when --elements asks for it.
 enum class ElementsShown : std::uint8_t { Never, IfAsked };
 
+/// What a form can't do without.
+enum class Needs : std::uint8_t {
+  Nothing,
+  Terminal,  // standard output is one, and the context has a Canvas
+  Limits,    // it shows what they say, and nothing else
+};
+
 /// A row of the table.
 struct OutputForm {
   std::string_view name;         // for -o
@@ -34,7 +41,7 @@ struct OutputForm {
 
   std::string_view alias = {};  // another name for -o, if there is one
   ElementsShown elements = ElementsShown::Never;
-  bool drawsOnTerminal = false;  // it needs a Canvas, and one standard output
+  Needs needs = Needs::Nothing;
 };
 
 /// All forms. The first one is that of those who ask for none.

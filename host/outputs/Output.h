@@ -25,6 +25,7 @@
 namespace vesk::host {
 
 struct ChangeRules;
+struct Verdict;  // host/limits/Verdict.h
 
 /// Lines before the reports that say where each came from.
 enum class Headers : std::uint8_t { None, Plain, Coloured };
@@ -69,6 +70,10 @@ class Output {
   /// Nothing comes for now: shows what was held back. Gives back when to be called again, if
   /// something is held back still and nothing comes until then.
   virtual std::optional<Clock::time_point> idle() { return std::nullopt; }
+
+  /// Writes what limits say of the file that has ended, if this form has a place for it; false if
+  /// it has none.
+  virtual bool writeVerdict(const Verdict& /*verdict*/) { return false; }
 
   /// What has to stand at the end.
   virtual void finish() {}

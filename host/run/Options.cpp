@@ -39,9 +39,10 @@ constexpr const char* kExamples = R"(Examples:
 Exit status:
   0  everything was decoded
   1  some reports were malformed, unknown or refused
-  2  the command line makes no sense
+  2  the command line makes no sense, or the file of limits
   3  an input can't be read, or the output can't be written
-  4  the plug-in can't be loaded)";
+  4  the plug-in can't be loaded
+  5  everything was decoded, and a limit was not kept)";
 
 [[noreturn]] void refuseChoice(const std::string& option, const std::string& name,
                                const auto& choices, auto nameOfChoice) {
@@ -158,8 +159,8 @@ std::string selectionText(const std::vector<std::pair<std::string_view, std::str
 
 /// Options as they stand on the command line.
 struct RawOptions {
-  std::string input, output{outputForms().front().name}, jobs, type, from, to, device, endpoint,
-      plugin, baseline, across, colour = "auto";
+  std::string input, output{outputForms().front().name}, limits, jobs, type, from, to, device,
+      endpoint, plugin, baseline, across, colour = "auto";
   std::vector<std::string> reports;
   bool decimal = false;
 };
@@ -221,6 +222,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
        "--host-writes",
        options.hostWrites,
        "In text and JSON, show what the host of a USB capture sends to the device, too");
+  text("Output", "--limits", raw.limits, "Tell of each file whether it keeps these limits", "FILE");
   text("Output",
        "--jobs",
        raw.jobs,
@@ -274,6 +276,11 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
 void interpret(const RawOptions& raw, Options& options) {
   if (!raw.input.empty()) options.inputForm = &inputForm(raw.input);
   options.outputForm = &outputForm(raw.output);
+  if (!raw.limits.empty()) options.limits = raw.limits;
+  if (options.outputForm->needs == Needs::Limits && !options.limits)
+    throw UsageFault("--output " + raw.output + " shows what --limits FILE finds: give both");
+  if (options.limits && (options.listReports || options.showVersion))
+    throw UsageFault("--limits is for decoding: leave it away, or the option that shows something");
   options.colour = choose("--color", raw.colour, kColourChoices);
   if (!raw.jobs.empty()) options.jobs = jobs(raw.jobs);
   if (!raw.type.empty()) options.type = choose("--type", raw.type, kTypes);

@@ -35,7 +35,8 @@ struct Options {
   std::vector<std::string> pluginArguments;
   std::optional<std::string> plugin;
   ColourChoice colour = ColourChoice::Auto;
-  std::optional<unsigned> jobs;  // threads; none: as the input is worth
+  std::optional<std::string> limits;  // their file
+  std::optional<unsigned> jobs;       // threads; none: as the input is worth
   bool headers = false;
   bool lines = false;
   bool elements = false;

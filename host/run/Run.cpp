@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/Plugin.h"
+#include "host/limits/Limits.h"
 #include "host/outputs/LayoutPages.h"
 #include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
@@ -110,7 +111,10 @@ int carryOut(const Options& options, DescriptorSink& sink, Messages& messages) {
   const KnownReports known(plugin.reports());
   if (options.listReports) return print(sink, tableText(known));
   if (options.layout) return print(sink, layoutText(options, plugin, known));
-  return Session(options, library, plugin, known, sink, messages).run();
+  std::optional<Limits> limits;
+  if (options.limits) limits = loadLimits(*options.limits, known, plugin);
+  return Session(options, library, plugin, known, limits ? &*limits : nullptr, sink, messages)
+      .run();
 }
 
 }  // namespace
@@ -129,6 +133,9 @@ int run(int count, const char* const* arguments) {
     return status;
   } catch (const UsageFault& fault) {
     messages.complain(kProgram, std::string(fault.what()) + "; --help shows the options");
+    return kBadUsage;
+  } catch (const LimitsFault& fault) {
+    messages.complain(fault.place(), fault.what());
     return kBadUsage;
   } catch (const PluginFault& fault) {
     messages.complain(kProgram, fault.what());

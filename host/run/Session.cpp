@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <numeric>
 #include <system_error>
 #include <utility>
 #include <variant>
@@ -33,7 +34,7 @@ Headers headersFor(const Options& options, const DescriptorSink& sink) {
 std::unique_ptr<TerminalCanvas> canvasFor(const Options& options, const DescriptorSink& sink,
                                           Messages& messages) {
   const OutputForm& form = *options.outputForm;
-  if (!form.drawsOnTerminal) return nullptr;
+  if (form.needs != Needs::Terminal) return nullptr;
   if (isatty(sink.descriptor()) == 0)
     throw UsageFault("-o " + std::string(form.name) +
                      " draws on a terminal, and standard output is none");
@@ -50,7 +51,8 @@ bool wantsColours(ColourChoice choice, int descriptor) {
 }
 
 Session::Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
-                 const KnownReports& known, DescriptorSink& sink, Messages& messages)
+                 const KnownReports& known, Limits* limits, DescriptorSink& sink,
+                 Messages& messages)
     : _options(options),
       _library(library),
       _plugin(plugin),
@@ -62,7 +64,11 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
       _canvas(canvasFor(options, sink, messages)),
       _changeRules(changeRules()),
       _output(makeOutput(plugin, _terminal ? static_cast<Sink&>(_terminalSink) : sink)),
-      _statistics(known) {}
+      _statistics(known) {
+  if (limits == nullptr) return;
+  _testPlugin.emplace(library, options.pluginArguments);
+  _tests = std::make_unique<LimitTests>(OutputContext{*_testPlugin, known, sink}, *limits);
+}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
   return _options.outputForm->make({.plugin = plugin,
@@ -146,7 +152,8 @@ int Session::run() {
   finish();
   if (_someUnreadable) return kCannotReadOrWrite;
   if (_lacksBaseline) return kBadUsage;
-  return _someRefused ? kSomeRefused : kAllDecoded;
+  if (_someRefused) return kSomeRefused;
+  return _someLimitNotKept ? kLimitNotKept : kAllDecoded;
 }
 
 void Session::decodeFile(const std::string& file) {
@@ -158,6 +165,7 @@ void Session::decodeFile(const std::string& file) {
   _output->beginFile(file);
   _statistics.beginFile(file);
   _messages.beginFile();
+  if (_tests) _tests->beginFile(file);
   try {
     FileBytes bytes(file,
                     [this](const FileBytes& read, bool wait) { return beforeRead(read, wait); });
@@ -171,6 +179,7 @@ void Session::decodeFile(const std::string& file) {
   if (_jobs) _jobs->commitAll();
   _jobs.reset();
   tellUnshown();
+  judgeFile();
   _messages.clear();
 }
 
@@ -224,6 +233,7 @@ void Session::handle(Report& report) {
   const std::string preamble = takePreamble();
   report.preamble = preamble;
   if (report.direction == Direction::ToDevice) return handleToDevice(report, info);
+  if (_tests) _tests->write(report, info);
   if (_jobs)
     _jobs->add(report, info);
   else if (const auto problem = _output->write(report, info))
@@ -265,6 +275,7 @@ void Session::handle(const Problem& problem) {
   if (!wanted(problem)) return;
   if (problem.reportId) _matchedIds.set(*problem.reportId);
   if (problem.reportId) _someInWindow = true;
+  if (_tests) _tests->write(problem);
   if (_jobs) return _jobs->add(problem);
   _output->write(problem);
   tell(problem);
@@ -316,6 +327,38 @@ void Session::tellUnshown() {
   else if (_fileReports == 0)
     text += ", and no report in it was decoded: it may be something else";
   _messages.complain(_file, text);
+}
+
+/// What the limits say of the file that has ended.
+void Session::judgeFile() {
+  if (!_tests) return;
+  const std::string leftOutBefore = std::exchange(_leftOut, _output->leftOut());
+  const Verdict verdict =
+      _tests->endFile({std::accumulate(_fileProblems.begin(), _fileProblems.end(), 0ULL),
+                       interrupted(),
+                       _leftOut != leftOutBefore,
+                       !_options.selection.empty()});
+  const bool shown = _output->writeVerdict(verdict);
+  if (_terminal) _sink.flush();
+  if (!shown) tellFailures(verdict);
+  if (verdict.passed()) return _messages.tell(_file, verdict.summary());
+  _someLimitNotKept = true;
+  _messages.complain(_file, verdict.summary());
+}
+
+/// The first failures, where the output has no place for them.
+void Session::tellFailures(const Verdict& verdict) {
+  std::size_t failures = 0;
+  for (const PanelResults& panel : verdict.panels)
+    for (const LimitResult& result : panel.tests) {
+      if (result.outcome != LimitResult::Outcome::Failed || ++failures > kShownProblems) continue;
+      _messages.complain(describe(verdict.nameOf(panel), result.place.value_or(Place{})),
+                         nameOf(result) + " " + fullComplaint(result));
+    }
+  if (failures > kShownProblems)
+    _messages.complain(
+        _file,
+        std::to_string(failures - kShownProblems) + " more failures are not shown; -o tap has all");
 }
 
 /// The form that a file shows which was read as another one; null if that can't be told.

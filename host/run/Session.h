@@ -13,6 +13,7 @@
 #include "host/Plugin.h"
 #include "host/changes/Tracker.h"
 #include "host/inputs/Input.h"
+#include "host/limits/LimitTests.h"
 #include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
 #include "host/outputs/Terminal.h"
@@ -32,12 +33,14 @@ enum ExitStatus : int {
   kBadUsage = 2,
   kCannotReadOrWrite = 3,
   kNoPlugin = 4,
+  kLimitNotKept = 5,
 };
 
 class Session {
  public:
+  /// `limits` is null where none are wanted.
   Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
-          const KnownReports& known, DescriptorSink& sink, Messages& messages);
+          const KnownReports& known, Limits* limits, DescriptorSink& sink, Messages& messages);
 
   /// The exit status. Throws OutputFault.
   int run();
@@ -60,6 +63,8 @@ class Session {
   void count(const Report& report, const ReportInfo* info);
   void tell(const Problem& problem);
   void tellUnshown();
+  void judgeFile();
+  void tellFailures(const Verdict& verdict);
   const InputForm* likelyForm() const;
   bool lacks(const WantedReport& wanted) const;
   bool wanted(std::uint32_t id) const;
@@ -84,7 +89,9 @@ class Session {
   bool _lacksBaseline = false;
   const ChangeRules _changeRules;
   std::unique_ptr<Output> _output;
-  std::unique_ptr<Jobs> _jobs;  // null while one thread does everything
+  std::unique_ptr<Jobs> _jobs;         // null while one thread does everything
+  std::optional<Plugin> _testPlugin;   // of the tests of limits
+  std::unique_ptr<LimitTests> _tests;  // null without limits
   Statistics _statistics;
   std::string _file;
   const InputForm* _form = nullptr;  // of the file, once it is known
@@ -103,6 +110,8 @@ class Session {
   // the last lines, which tell whose report comes next.
   std::string _preamble;
   std::string _lastLines;
+  bool _someLimitNotKept = false;
+  std::string _leftOut;  // what the output had left out when the last file ended
 };
 
 /// Whether colours are wanted on a descriptor.

@@ -89,11 +89,13 @@ def tool_files(ending, zsh_folder):
     return samples | papers("vesk-decode", ending) | {
         "bin/vesk-decode",
         f"share/man/man1/vesk-decode.1{ending}",
+        f"share/man/man5/vesk-limits.5{ending}",
         f"share/man/man5/vesk-ndjson.5{ending}",
         f"share/man/man5/vesk-reports.5{ending}",
         "share/bash-completion/completions/vesk-decode",
         f"{zsh_folder}/_vesk-decode",
         f"{doc}/cookbook.md",
+        f"{doc}/limits.schema.json",
         f"{doc}/ndjson.schema.json",
     }
 
