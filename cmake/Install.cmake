@@ -128,6 +128,12 @@ if(VESK_BUILD_HOST)
     DESTINATION ${VESK_ZSH_COMPLETIONS}
     COMPONENT tool)
 
+  # Access to live devices. udev looks here whatever the folder of libraries is called.
+  install(
+    FILES packaging/60-vesk.rules
+    DESTINATION lib/udev/rules.d
+    COMPONENT tool)
+
   # The cookbook's commands work in the folder that it is installed to.
   set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/vesk-decode)
   install(

@@ -185,11 +185,22 @@ def limits_seeds():
         "properties": {"TMON_DEG_C": {"const": 0}, "D_SCAN_I": {"items": {"enum": [0, 1]}}}}}}}'''
 
 
+def descriptor_seeds():
+    """Items as devices have them."""
+    page, end = bytes.fromhex("0600ff0901a101"), b"\xc0"
+    state, image = bytes.fromhex("85de75089501b102"), bytes.fromhex("857675089617038102")
+    yield "state", page + state + end
+    yield "two", page + state + image + end
+    yield "without-ids", bytes.fromhex("050975019503810295058103750895029102")
+    yield "pushed", page + bytes.fromhex("8501750895 01a4 8502 95028102 b4 8102") + end
+    yield "long-item", bytes.fromhex("fe03f0010203") + state
+
+
 def main():
     folder = Path(sys.argv[1])
     makers = {"plugin": plugin_seeds, "format": format_seeds, "rows": rows_seeds,
               "json": json_seeds, "input": input_seeds, "limits": limits_seeds,
-              "columns": input_seeds}
+              "columns": input_seeds, "descriptor": descriptor_seeds}
     for target, seeds in makers.items():
         (folder / target).mkdir(parents=True, exist_ok=True)
         for name, content in seeds():

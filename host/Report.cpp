@@ -34,6 +34,9 @@ std::string describe(std::string_view file, const Place& place) {
     case Place::Unit::Offset:
       text += ": byte ";
       break;
+    case Place::Unit::Report:
+      text += ": report ";
+      break;
   }
   return text + std::to_string(place.number);
 }
@@ -41,6 +44,19 @@ std::string describe(std::string_view file, const Place& place) {
 std::string describe(const UsbSender& sender) {
   return "device " + std::to_string(sender.bus) + ":" + std::to_string(sender.device) +
          ", endpoint " + std::to_string(sender.endpointNumber());
+}
+
+std::string idsText(const HidDevice& device) {
+  std::array<char, 16> text;
+  std::snprintf(text.data(), text.size(), "%04x:%04x", device.vendor, device.product);
+  return text.data();
+}
+
+std::string describe(const HidDevice& device) {
+  std::string text = device.node + " (" + idsText(device);
+  if (!device.name.empty()) text += " \"" + device.name + "\"";
+  if (!device.serial.empty()) text += ", serial " + device.serial;
+  return text + ")";
 }
 
 std::string describe(std::uint32_t id, std::optional<ReportType> type) {

@@ -21,13 +21,13 @@ _vesk_decode() {
       [[ $current == *,* ]] && before=${current%,*}, # the IDs that are there already
       ;;
     --plugin | --baseline | --limits) compopt -o filenames ;;
-    --device | --endpoint | --jobs | --from | --to) return ;;
+    --device | --endpoint | --jobs | --from | --to | --count | --every | --duration) return ;;
     *)
       if [[ $current == -* ]]; then
         values='-i --input --device --endpoint -o --output --decimal -decimal --headers --lines
                 --elements --stats --host-writes --limits --jobs --color --report --type --from --to
-                --plugin --changes --baseline --across --list-reports --layout -v --verbose --version
-                -h --help'
+                --count --list-devices --follow --every --duration --wait --plugin --changes --baseline
+                --across --list-reports --layout -v --verbose --version -h --help'
       else
         compopt -o filenames
       fi

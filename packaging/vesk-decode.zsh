@@ -52,6 +52,12 @@ _arguments -s -S \
   '--type=[only reports of this type]:type:(input output feature)' \
   '--from=[only reports from this time on]:time: ' \
   '--to=[only reports up to this time]:time: ' \
+  '--count=[end behind so many reports]:number: ' \
+  '(-)--list-devices[show the HID devices of this machine]' \
+  '--follow[go on with input reports as they come]' \
+  '--every=[ask for feature reports again, so often]:time: ' \
+  '--duration=[end after this time]:time: ' \
+  '--wait[wait for a device, and for its return]' \
   '--plugin=[load this plug-in]:file:_files' \
   '(-)--list-reports[show the known reports]' \
   '--layout[show which byte of a report says what]' \

@@ -205,18 +205,25 @@ void Columns::writeChecked(const Report& report, const ReportInfo& info) {
   ++_rows;
 }
 
-void Columns::writeCommon(const Report& report, const Table& table, std::byte* row) {
+/// The number of the text that says who sent a report. A live device may have come back as another
+/// one in the same place, so that it is asked each time.
+std::uint32_t Columns::deviceOf(const Report& report) {
+  if (report.device != nullptr) return _texts->numberOf(describe(*report.device));
   if (report.sender != _sender) {
     _sender = report.sender;
     _device = _texts->numberOf(_sender ? describe(*_sender) : "");
   }
+  return _device;
+}
+
+void Columns::writeCommon(const Report& report, const Table& table, std::byte* row) {
   const auto put = [&](std::size_t column, const auto& value) {
     std::memcpy(row + table.columns()[column].offset, &value, sizeof value);
   };
   put(kTimeColumn, report.microseconds.value_or(kNoTime));
   put(kReportIdColumn, static_cast<std::uint8_t>(report.id()));
   put(kSourceColumn, _source);
-  put(kDeviceColumn, _device);
+  put(kDeviceColumn, deviceOf(report));
   put(kPlaceColumn, report.place.number);
 }
 

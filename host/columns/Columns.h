@@ -60,6 +60,7 @@ class Columns final : public DecodingOutput {
   void writeChecked(const Report& report, const ReportInfo& info) override;
   Shape& shapeOf(const ReportInfo& info, const Decoded& object);
   std::unique_ptr<Shape> learn(const ReportInfo& info, const Decoded& object) const;
+  std::uint32_t deviceOf(const Report& report);
   void writeCommon(const Report& report, const Table& table, std::byte* row);
 
   ColumnChoice _choice;

@@ -46,7 +46,7 @@ template <class Found>
 void JsonOutput::beginRecord(const Found& found) {
   _record->clear();
   _record->beginObject();
-  _record->header(_fileMembers, found.place, found.sender);
+  _record->header(_fileMembers, found);
   _record->timeMember(found.microseconds);
 }
 
@@ -83,6 +83,7 @@ void JsonOutput::write(const Problem& problem) {
   _record->member("expected", problem.expected);
   _record->member("got", problem.got);
   _record->member("offset", problem.offset);
+  _record->member("lost", problem.lost);
   _record->endObject();
   endRecord();
 }
@@ -121,6 +122,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
     _record->beginObject();
     _record->member("counter", stream->info->counter->key);
     _record->senderMembers(stream->sender);
+    if (stream->device != nullptr) _record->member("file", asUtf8(stream->device->node));
     _record->member("reports", numbers.lost());
     _record->member("late", numbers.late());
     _record->member("doubled", numbers.doubled());
@@ -128,7 +130,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
     _record->member("gap_count", numbers.gapCount());
     _record->key("gaps");
     _record->beginArray();
-    for (const Sequence::Gap& gap : numbers.gaps(statistics.file())) {
+    for (const Sequence::Gap& gap : numbers.gaps(stream->fileOr(statistics.file()))) {
       _record->beginObject();
       _record->member("before", asUtf8(gap.before));
       _record->member("first", gap.first);
@@ -140,6 +142,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
   }
   _record->endArray();
   if (statistics.unfollowed() != 0) _record->member("unfollowed", statistics.unfollowed());
+  if (statistics.unread() != 0) _record->member("unread", statistics.unread());
   _record->endObject();
   endRecord();
   return true;

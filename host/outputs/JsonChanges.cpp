@@ -106,7 +106,7 @@ struct PutChange {
 void putBefore(JsonRecord& record, const Snapshot& before) {
   record.key("before");
   record.beginObject();
-  record.sourceMember(JsonRecord::fileMembers(before.file), before.place, before.sender);
+  record.sourceMember(JsonRecord::fileMembers(before.file), before.place, before.sender, nullptr);
   record.timeMember(before.microseconds);
   record.member("report_id", before.info->id);
   record.endObject();

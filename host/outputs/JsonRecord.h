@@ -53,13 +53,15 @@ class JsonRecord final : public JsonWriter {
   }
 
   /// How every record begins. `file` are the members that tell the file.
-  void header(std::string_view file, const Place& place, const std::optional<UsbSender>& sender) {
+  template <class Found>
+  void header(std::string_view file, const Found& found) {
     member("format_version", 1u);
-    sourceMember(file, place, sender);
+    sourceMember(file, found.place, found.sender, found.device);
   }
 
+  /// `device` is null but for what a live device sent.
   void sourceMember(std::string_view file, const Place& place,
-                    const std::optional<UsbSender>& sender) {
+                    const std::optional<UsbSender>& sender, const HidDevice* device) {
     key("source");
     beginObject();
     raw(file);
@@ -75,9 +77,20 @@ class JsonRecord final : public JsonWriter {
       case Place::Unit::Offset:
         member("offset", place.number);
         break;
+      case Place::Unit::Report:
+        member("report", place.number);
+        break;
     }
     senderMembers(sender);
+    if (device != nullptr) deviceMembers(*device);
     endObject();
+  }
+
+  void deviceMembers(const HidDevice& device) {
+    member("product", asUtf8(device.name));
+    member("vendor_id", device.vendor);
+    member("product_id", device.product);
+    member("serial", asUtf8(device.serial));
   }
 
   void senderMembers(const std::optional<UsbSender>& sender) {

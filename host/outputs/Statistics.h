@@ -20,7 +20,8 @@ class Statistics {
   /// Counts what `known` numbers; it must outlive the counts.
   explicit Statistics(const KnownReports& known);
 
-  /// A file is a stream of its own for each of its senders.
+  /// A file is a stream of its own for each of its senders. Live devices are told apart by
+  /// themselves, and begin no files.
   void beginFile(std::string_view name);
 
   void count(const Report& report, const ReportInfo* info);
@@ -43,7 +44,13 @@ class Statistics {
   struct Stream {
     const ReportInfo* info;           // of its reports, which have a counter
     std::optional<UsbSender> sender;  // none where the input doesn't tell
+    const HidDevice* device;          // null but for a live one
     Sequence numbers = {};
+
+    /// Where its places are: its device, or else the file that is being read.
+    std::string_view fileOr(std::string_view file) const {
+      return device != nullptr ? std::string_view(device->node) : file;
+    }
   };
 
   const std::vector<KindCount>& kinds() const { return _kinds; }
@@ -66,6 +73,10 @@ class Statistics {
 
   /// Reports without a time, which a selection by time left out, and which count nowhere else.
   std::uint64_t untimed() const { return _untimed; }
+  /// Reports of live devices that had no room, since the output was too slow; the numbers of their
+  /// streams miss them, too.
+  void countUnread(std::uint64_t reports) { _unread += reports; }
+  std::uint64_t unread() const { return _unread; }
 
   /// All of it as a table for people.
   std::string table() const;
@@ -86,6 +97,7 @@ class Statistics {
   std::vector<Stream> _streams;   // in the order in which they came
   std::size_t _latestStream = 0;  // index of the one that the latest number is of
   std::uint64_t _unfollowed = 0;
+  std::uint64_t _unread = 0;
 };
 
 }  // namespace vesk::host

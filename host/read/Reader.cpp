@@ -24,9 +24,9 @@ Item Reader::next() {
       if (auto* report = std::get_if<Report>(&item)) {
         _info = _known.find(report->id(), report->type);
         if (_info != nullptr) report->type = _info->type;
-        if (wants(*report)) return item;
+        if (_settings.wants(*report) && isInWindow(*report)) return item;
       } else if (const auto* problem = std::get_if<Problem>(&item)) {
-        if (wants(*problem)) return item;
+        if (_settings.wants(*problem)) return item;
       } else {
         _ended = true;
       }
@@ -38,24 +38,25 @@ Item Reader::next() {
   return End{};
 }
 
-bool Reader::wants(std::uint32_t id) const {
-  return _settings.reports.empty() ||
-         std::ranges::find(_settings.reports, id) != _settings.reports.end();
-}
-
-bool Reader::wants(const Report& report) {
-  if (report.direction == Direction::ToDevice && !_settings.hostWrites) return false;
-  if (_settings.type && report.type != _settings.type) return false;
-  if (!wants(report.id())) return false;
+bool Reader::isInWindow(const Report& report) {
   const TimeWindow::Verdict verdict = _settings.window.judge(report.microseconds);
   if (verdict == TimeWindow::Verdict::Untimed) ++_untimed;
   return verdict == TimeWindow::Verdict::Inside;
 }
 
-/// Where it isn't known which report a problem is with, that one may be wanted.
-bool Reader::wants(const Problem& problem) const {
-  if (_settings.type && problem.reportType && problem.reportType != _settings.type) return false;
-  if (_settings.window.judge(problem.microseconds) == TimeWindow::Verdict::Outside) return false;
+bool ReadSettings::wants(std::uint32_t id) const {
+  return reports.empty() || std::ranges::find(reports, id) != reports.end();
+}
+
+bool ReadSettings::wants(const Report& report) const {
+  if (report.direction == Direction::ToDevice && !hostWrites) return false;
+  return (!type || report.type == type) && wants(report.id());
+}
+
+/// Where it isn't known which report it is with, or when it was, it may be a wanted one.
+bool ReadSettings::wants(const Problem& problem) const {
+  if (type && problem.reportType && problem.reportType != type) return false;
+  if (window.judge(problem.microseconds) == TimeWindow::Verdict::Outside) return false;
   return !problem.reportId || wants(*problem.reportId);
 }
 

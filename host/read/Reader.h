@@ -27,6 +27,14 @@ struct ReadSettings {
   UsbSelection usb = {};
   TimeWindow window = {};
   bool hostWrites = false;  // what a host sends to the device, too
+
+  /// Whether a report is wanted, whatever its time is.
+  bool wants(const Report& report) const;
+
+  /// Whether a problem is one with what is wanted.
+  bool wants(const Problem& problem) const;
+
+  bool wants(std::uint32_t id) const;
 };
 
 class Reader {
@@ -48,9 +56,7 @@ class Reader {
   std::uint64_t untimed() const { return _untimed; }
 
  private:
-  bool wants(std::uint32_t id) const;
-  bool wants(const Report& report);
-  bool wants(const Problem& problem) const;
+  bool isInWindow(const Report& report);
 
   const KnownReports& _known;
   const ReadSettings _settings;

@@ -32,6 +32,8 @@ constexpr unsigned kMostJobs = 64;
 constexpr const char* kExamples = R"(Examples:
   vesk-decode capture.hex                     decode lines of hex digits
   vesk-decode -o ndjson usb.pcapng | jq .     one JSON record a report
+  vesk-decode /dev/hidraw3                    ask a controller for its feature reports
+  vesk-decode --follow -o hid hid:vesk > a.hid  record a controller now, and look later
   vesk-decode -o csv --report 0x76 usb.pcap   image frames for a spreadsheet
   vesk-decode -o recording a.pcap > a.hid     convert to a recording
   xxd report.bin | vesk-decode --headers      say where each report comes from
@@ -131,6 +133,28 @@ std::optional<std::int64_t> moment(const std::string& option, const std::string&
                    "zone, such as 2023-11-14T22:13:20Z");
 }
 
+/// A whole number with its unit.
+std::chrono::milliseconds duration(const std::string& option, const std::string& text) {
+  constexpr auto kUnits = std::to_array<std::pair<std::string_view, std::uint64_t>>(
+      {{"ms", 1}, {"s", 1000}, {"m", 60'000}, {"h", 3'600'000}});
+  constexpr std::uint64_t kMost = 1000ull * 24 * 3'600'000;  // far from where a clock ends
+  const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+  const std::string_view unit = std::string_view(text).substr(digits);
+  const auto value = parseNumber<std::uint64_t>(std::string_view(text).substr(0, digits));
+  for (const auto& [name, milliseconds] : kUnits)
+    if (unit == name && value && *value >= 1 && *value <= kMost / milliseconds)
+      return std::chrono::milliseconds(*value * milliseconds);
+  throw UsageFault(option + " " + text +
+                   ": a time is a whole number with ms, s, m or h, such as 500ms");
+}
+
+std::uint64_t reportCount(const std::string& text) {
+  const auto count = parseDecimalOrHex<std::uint64_t>(text);
+  if (!count || *count < 1)
+    throw UsageFault("--count " + text + ": a number of reports is 1 or more");
+  return *count;
+}
+
 constexpr const char* kEmptyValue = "its value is empty";
 
 /// What the library that parses would read otherwise than people mean it: the plug-in's own option
@@ -161,6 +185,7 @@ std::string selectionText(const std::vector<std::pair<std::string_view, std::str
 struct RawOptions {
   std::string input, output{outputForms().front().name}, limits, jobs, type, from, to, device,
       endpoint, plugin, baseline, across, colour = "auto";
+  std::string count, every, duration;
   std::vector<std::string> reports;
   bool decimal = false;
 };
@@ -199,7 +224,10 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
         app.add_flag(names, value, description)->group(group);
       };
 
-  app.add_option("FILE", options.files, "Files to decode, in order; - is standard input")
+  app.add_option("FILE",
+                 options.files,
+                 "Files to decode, in order; - is standard input. Behind them, live devices:\n"
+                 "/dev/hidraw3, hid:VID:PID, hid:NAME or hid:serial=TEXT")
       ->type_name("");
   text("Input", "-i,--input", raw.input, inputHelp(), "FORM");
   text("Input", "--device", raw.device, "Only what this device of a USB capture sends", "BUS:DEV");
@@ -259,6 +287,31 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
       "TIME");
   text("Selection", "--to", raw.to, "Only reports up to this time", "TIME");
 
+  text("Selection",
+       "--count",
+       raw.count,
+       "End behind so many reports, of all files and devices together",
+       "N");
+
+  flag("Live devices",
+       "--list-devices",
+       options.listDevices,
+       "Show the HID devices of this machine: their nodes, names and known reports");
+  flag("Live devices",
+       "--follow",
+       options.follow,
+       "Behind its feature reports, go on with a device's input reports as they come");
+  text("Live devices",
+       "--every",
+       raw.every,
+       "Ask for the feature reports again and again, so often: 5s, 500ms, 2m",
+       "TIME");
+  text("Live devices", "--duration", raw.duration, "End after this time", "TIME");
+  flag("Live devices",
+       "--wait",
+       options.wait,
+       "Wait for a device to appear, and for its return when it is unplugged");
+
   text("Plug-in", "--plugin", raw.plugin, "Load this plug-in instead of the installed one", "FILE");
   flag("Plug-in", "--list-reports", options.listReports, "Show the reports that it knows");
   flag(
@@ -289,6 +342,9 @@ void interpret(const RawOptions& raw, Options& options) {
     throw UsageFault("--from " + raw.from + " is later than --to " + raw.to);
   if (!raw.device.empty()) options.usb.device = device(raw.device);
   if (!raw.endpoint.empty()) options.usb.endpoint = endpoint(raw.endpoint);
+  if (!raw.count.empty()) options.count = reportCount(raw.count);
+  if (!raw.every.empty()) options.every = duration("--every", raw.every);
+  if (!raw.duration.empty()) options.duration = duration("--duration", raw.duration);
   options.reports = reportIds("--report", raw.reports);
   std::string ids;
   for (const WantedReport& report : options.reports)
@@ -378,7 +434,13 @@ std::variant<Options, HelpText> parseOptions(const std::vector<std::string>& arg
   interpret(raw, options);
   refuseIdle(options);
 
-  const bool decodes = !options.listReports && !options.layout && !options.showVersion;
+  const bool decodes =
+      !options.listReports && !options.layout && !options.showVersion && !options.listDevices;
+  const bool isLive = options.follow || options.wait || options.every || options.duration;
+  if (!decodes && (isLive || options.count))
+    throw UsageFault("--count, --duration, --every, --follow and --wait are for decoding");
+  if (options.listDevices && !options.files.empty())
+    throw UsageFault("--list-devices shows all devices, and takes no FILE");
   if (options.files.empty() && decodes && isatty(STDIN_FILENO) != 0) return helpOf(app);
   if (options.files.empty()) options.files.emplace_back("-");
   interpretChanges(raw, options);

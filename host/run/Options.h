@@ -1,6 +1,7 @@
 /// The command line.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -49,6 +50,14 @@ struct Options {
   std::vector<WantedReport> across;     // none, or at least two
   bool layout = false;
   bool showVersion = false;
+
+  // Of live devices, but for the count.
+  bool listDevices = false;
+  bool follow = false;
+  bool wait = false;
+  std::optional<std::chrono::milliseconds> every;
+  std::optional<std::chrono::milliseconds> duration;
+  std::optional<std::uint64_t> count;  // reports after which all ends
 };
 
 /// The command line makes no sense; one line says why.

@@ -13,9 +13,11 @@
 
 #include "host/Plugin.h"
 #include "host/limits/Limits.h"
+#include "host/live/Hidraw.h"
 #include "host/outputs/LayoutPages.h"
 #include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
+#include "host/run/LiveRun.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
 #include "host/run/Session.h"
@@ -111,6 +113,10 @@ int carryOut(const Options& options, DescriptorSink& sink, Messages& messages) {
   const KnownReports known(plugin.reports());
   if (options.listReports) return print(sink, tableText(known));
   if (options.layout) return print(sink, layoutText(options, plugin, known));
+  if (options.listDevices) {
+    Hidraw hidraw;
+    return print(sink, deviceListText(options, known, hidraw));
+  }
   std::optional<Limits> limits;
   if (options.limits) limits = loadLimits(*options.limits, known, plugin);
   return Session(options, library, plugin, known, limits ? &*limits : nullptr, sink, messages)

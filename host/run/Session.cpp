@@ -145,10 +145,12 @@ bool Session::lacks(const WantedReport& wanted) const {
 
 int Session::run() {
   if (_options.baseline) takeBaseline();
-  for (const std::string& file : _options.files) {
-    if (interrupted()) break;
+  LiveRun live(_options, _known, _hidraw);
+  for (const std::string& file : live.files()) {
+    if (interrupted() || enough()) break;
     decodeFile(file);
   }
+  if (live.hasDevices() && !interrupted() && !enough()) decodeLive(live);
   finish();
   if (_someUnreadable) return kCannotReadOrWrite;
   if (_lacksBaseline) return kBadUsage;
@@ -183,10 +185,44 @@ void Session::decodeFile(const std::string& file) {
   _messages.clear();
 }
 
+/// Devices take one thread, beside those that read them: whoever follows one waits for each report.
+void Session::decodeLive(LiveRun& run) {
+  _file = run.firstDevice();
+  _form = nullptr;
+  _fileProblems = {};
+  _output->beginFile(_file);
+  _statistics.beginFile(_file);
+  if (_tests) _tests->beginFile(_file);
+  _live = run.begin([this](int descriptor, std::optional<Clock::time_point> until) {
+    const auto again = _output->idle();
+    _sink.flush();
+    waitUntilReadable(descriptor, again && (!until || *again < *until) ? again : until);
+    return !interrupted();
+  });
+  while (!interrupted() && !enough()) {
+    auto item = _live->next();
+    if (!item) break;
+    if (item->name != _file) {
+      _file = item->name;
+      _output->beginFile(_file);
+    }
+    if (auto* report = std::get_if<Report>(&item->what))
+      handle(*report);
+    else if (const auto* problem = std::get_if<Problem>(&item->what))
+      handle(*problem);
+    else
+      tell(std::get<Remark>(item->what));
+  }
+  _live->stop();
+  tellUnshown();
+  judgeFile();
+}
+
 /// Threads for a file that is worth them.
 void Session::shareWork(const FileBytes& bytes) {
   const Threads threads = _options.outputForm->threads;
-  if (threads == Threads::One || _options.hostWrites || _options.changes || _terminal) return;
+  const bool inOne = _options.hostWrites || _options.changes || _options.count;
+  if (threads == Threads::One || inOne || _terminal) return;
   const bool large = bytes.size() && *bytes.size() >= kLargeFile;
   const unsigned unasked = threads == Threads::ForLargeFiles && large
                                ? std::min(2u, std::thread::hardware_concurrency())
@@ -214,7 +250,7 @@ std::unique_ptr<Input> Session::open(Bytes& bytes, const std::string& file) {
 }
 
 void Session::decodeAll(Input& input) {
-  for (;;) {
+  while (!enough()) {
     Item item = input.next();
     if (interrupted() || std::holds_alternative<End>(item))
       return;  // what was cut off is no report
@@ -302,10 +338,16 @@ void Session::commit(const Jobs::Batch& batch) {
 void Session::tell(const Problem& problem) {
   (problem.endsInput() ? _someUnreadable : _someRefused) = true;
   _statistics.count(problem.code);
+  if (problem.lost) _statistics.countUnread(*problem.lost);
   auto& ofThisKind = _fileProblems[static_cast<std::size_t>(problem.code)];
   if (++ofThisKind > kShownProblems) return;
   if (_terminal) _sink.flush();  // the message belongs after it
   _messages.complain(describe(_file, problem.place), problem.message);
+}
+
+void Session::tell(const Remark& remark) {
+  if (_terminal) _sink.flush();  // the message belongs after it
+  _messages.tell(_file, remark.text);
 }
 
 /// How many problems of the file were not shown, and what is the matter with it as a whole.
@@ -320,8 +362,9 @@ void Session::tellUnshown() {
     kinds += nameOf(static_cast<ProblemCode>(i));
   }
   if (unshown == 0) return;
-  std::string text = std::to_string(unshown) + " more errors are not shown (" + kinds +
-                     "); the file was read as " + std::string(_form->description);
+  std::string text = std::to_string(unshown) + " more errors are not shown (" + kinds + ")";
+  if (_form == nullptr) return _messages.complain("vesk-decode", text);  // of live devices
+  text.append("; the file was read as ").append(_form->description);
   if (const InputForm* const other = likelyForm())
     text.append(", and looks like ").append(other->description).append(": try without -i");
   else if (_fileReports == 0)

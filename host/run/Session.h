@@ -14,12 +14,14 @@
 #include "host/changes/Tracker.h"
 #include "host/inputs/Input.h"
 #include "host/limits/LimitTests.h"
+#include "host/live/Hidraw.h"
 #include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
 #include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
 #include "host/run/FileBytes.h"
 #include "host/run/Jobs.h"
+#include "host/run/LiveRun.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
 #include "host/run/TerminalCanvas.h"
@@ -42,13 +44,15 @@ class Session {
   Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
           const KnownReports& known, Limits* limits, DescriptorSink& sink, Messages& messages);
 
-  /// The exit status. Throws OutputFault.
+  /// The exit status. Throws OutputFault, and UsageFault before anything is decoded.
   int run();
 
  private:
   ChangeRules changeRules();
   void takeBaseline();
   void decodeFile(const std::string& file);
+  void decodeLive(LiveRun& run);
+  bool enough() const { return _options.count && _statistics.reports() >= *_options.count; }
   void shareWork(const FileBytes& bytes);
   std::unique_ptr<Output> makeOutput(Plugin& plugin, Sink& sink) const;
   std::unique_ptr<Input> open(Bytes& bytes, const std::string& file);
@@ -62,6 +66,7 @@ class Session {
   void commit(const Jobs::Batch& batch);
   void count(const Report& report, const ReportInfo* info);
   void tell(const Problem& problem);
+  void tell(const Remark& remark);
   void tellUnshown();
   void judgeFile();
   void tellFailures(const Verdict& verdict);
@@ -80,6 +85,7 @@ class Session {
   const PluginLibrary& _library;
   Plugin& _plugin;
   const KnownReports& _known;
+  Hidraw _hidraw;
   DescriptorSink& _sink;
   Messages& _messages;
   const bool _terminal;  // whether the output is one
@@ -89,6 +95,7 @@ class Session {
   bool _lacksBaseline = false;
   const ChangeRules _changeRules;
   std::unique_ptr<Output> _output;
+  std::unique_ptr<Live> _live;         // keeps the devices that were read: the counts speak of them
   std::unique_ptr<Jobs> _jobs;         // null while one thread does everything
   std::optional<Plugin> _testPlugin;   // of the tests of limits
   std::unique_ptr<LimitTests> _tests;  // null without limits

@@ -14,7 +14,8 @@ namespace vesk::python {
 
 namespace {
 
-constexpr auto kUnits = std::to_array<std::string_view>({"file", "line", "packet", "byte"});
+constexpr auto kUnits =
+    std::to_array<std::string_view>({"file", "line", "packet", "byte", "report"});
 
 template <class T>
 py::object orNone(const std::optional<T>& value) {
@@ -25,8 +26,11 @@ py::object typeOrNone(const std::optional<host::ReportType>& type) {
   return type ? py::object(asString(host::nameOf(*type))) : py::object(py::none());
 }
 
-py::str deviceText(const std::optional<host::UsbSender>& sender) {
-  return asString(sender ? host::describe(*sender) : "");
+/// Who sent a report, or is at fault.
+template <class Found>
+py::str deviceText(const Found& found) {
+  if (found.device != nullptr) return asString(host::describe(*found.device));
+  return asString(found.sender ? host::describe(*found.sender) : "");
 }
 
 }  // namespace
@@ -63,7 +67,7 @@ py::tuple reportTuple(const host::Report& report, const host::ReportInfo& info, 
       source,
       asString(nameOf(report.place.unit)),
       report.place.number,
-      deviceText(report.sender),
+      deviceText(report),
       toDevice ? "to_device" : "from_device");
 }
 
@@ -77,7 +81,7 @@ py::tuple problemTuple(const host::Problem& problem, const py::object& source) {
                         orNone(problem.microseconds),
                         orNone(problem.reportId),
                         typeOrNone(problem.reportType),
-                        deviceText(problem.sender),
+                        deviceText(problem),
                         orNone(problem.expected),
                         orNone(problem.got),
                         orNone(problem.offset));

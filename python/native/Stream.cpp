@@ -54,10 +54,8 @@ template <class Make>
 void Stream::open(const std::string& name, Make make) {
   close();
   _pulse.begin();
-  _name = name;
-  _source = asString(name);
   _someFound = false;
-  _columns->beginFile(name);
+  beginSource(name);
   try {
     _bytes = make();
     const py::gil_scoped_release others;
@@ -71,7 +69,18 @@ void Stream::open(const std::string& name, Make make) {
   }
 }
 
+void Stream::beginSource(const std::string& name) {
+  _name = name;
+  _source = asString(name);
+  _columns->beginFile(name);
+}
+
 void Stream::close() {
+  if (_live) {
+    for (const std::string& remark : _live->takeRemarks()) _remarks.append(asString(remark));
+    const py::gil_scoped_release others;  // it waits for its threads
+    _live.reset();
+  }
   _reader.reset();
   _bytes.reset();
   _content = py::object();
@@ -107,9 +116,31 @@ void Stream::openFile(const py::object& file, const std::string& name) {
   open(name, [&] { return std::make_unique<PythonBytes>(file, _pulse); });
 }
 
+void Stream::openDevices(const std::vector<std::shared_ptr<NamedDevice>>& devices,
+                         const LiveOptions& options) {
+  const Use use(*this);
+  close();
+  _pulse.begin();
+  _someFound = false;
+  _devices = devices.size();
+  beginSource(devices.size() == 1 ? devices.front()->name() : std::string());
+  _live = std::make_unique<LiveFeed>(devices, options, _settings.read, _library->known(), _pulse);
+}
+
+/// The same of live devices, whose names come with their items.
+host::Item Stream::nextOfDevices() {
+  host::Item item = _live->next();
+  if (_live->name() != _name && !std::holds_alternative<host::End>(item)) {
+    const py::gil_scoped_acquire lock;
+    beginSource(std::string(_live->name()));
+  }
+  return item;
+}
+
 /// The next item of the input, without the lock. After a failure there is none any more: what an
 /// input has understood halfway is not to be gone on with.
 host::Item Stream::nextItem() {
+  if (_live) return nextOfDevices();
   if (!_reader) return host::End{};
   host::Item item = _reader->next();
   _pulse.item();
@@ -122,9 +153,13 @@ host::Item Stream::nextItem() {
 /// What can't be read at all is an error of its own. Where something was read before, the problem is
 /// one among others, so that what was read is not lost.
 void Stream::refuseWhole(const host::Problem& problem) {
-  if (!problem.endsInput() || _someFound) return;
+  if (!problem.endsInput() || _someFound || (_live && _devices > 1)) return;
+  const std::string message = host::describe(_name, problem.place) + ": " + problem.message;
+  const bool isDevice = _live != nullptr;
   close();
-  raiseValueError(host::describe(_name, problem.place) + ": " + problem.message);
+  if (!isDevice) raiseValueError(message);
+  PyErr_SetObject(PyExc_OSError, asString(message).ptr());
+  throw py::error_already_set();
 }
 
 void Stream::keep(const host::Problem& problem) {
@@ -134,21 +169,32 @@ void Stream::keep(const host::Problem& problem) {
   _problems.push_back({problem, _source});
 }
 
-bool Stream::fill(std::size_t rows) {
+bool Stream::fill(std::size_t rows, std::optional<double> seconds) {
   const Use use(*this);
+  std::optional<Pulse::Clock::time_point> end;
+  if (seconds)
+    end = Pulse::Clock::now() + std::chrono::duration_cast<Pulse::Clock::duration>(
+                                    std::chrono::duration<double>(*seconds));
+  const auto isOver = [&] {
+    return _columns->rows() >= rows ||
+           (end && _columns->rows() != 0 && Pulse::Clock::now() >= *end);
+  };
+  bool ended = false;
   try {
     const py::gil_scoped_release others;
-    while (_columns->rows() < rows) {
+    while (!isOver()) {
+      if (_live) _live->setDeadline(_columns->rows() != 0 ? end : std::nullopt);
       const host::Item item = nextItem();
       if (const auto* report = std::get_if<host::Report>(&item)) {
-        if (const auto problem = _columns->write(*report, _reader->info())) keep(*problem);
+        if (const auto problem = _columns->write(*report, info())) keep(*problem);
       } else if (const auto* problem = std::get_if<host::Problem>(&item)) {
         if (problem->endsInput() && !_someFound) {
           const py::gil_scoped_acquire lock;
           refuseWhole(*problem);
         }
         keep(*problem);
-      } else {
+      } else if (!_live || !_live->isLate()) {
+        ended = true;
         break;
       }
       _someFound = true;
@@ -157,7 +203,7 @@ bool Stream::fill(std::size_t rows) {
     close();
     throw;
   }
-  if (_columns->rows() >= rows) return true;
+  if (!ended) return true;
   close();
   _pulse.finish();
   return false;
@@ -167,15 +213,17 @@ py::object Stream::next() {
   const Use use(*this);
   try {
     host::Item item;
+    if (_live) _live->setDeadline(std::nullopt);
     {
       const py::gil_scoped_release others;
       item = nextItem();
     }
     if (const auto* report = std::get_if<host::Report>(&item)) {
       _someFound = true;
-      const host::ReportInfo* const info = _reader->info();
-      if (const auto problem = _maker->write(*report, info)) return problemTuple(*problem, _source);
-      return reportTuple(*report, *info, _maker->takeValue(), _source);
+      const host::ReportInfo* const known = info();
+      if (const auto problem = _maker->write(*report, known))
+        return problemTuple(*problem, _source);
+      return reportTuple(*report, *known, _maker->takeValue(), _source);
     }
     if (const auto* problem = std::get_if<host::Problem>(&item)) {
       refuseWhole(*problem);
@@ -206,6 +254,14 @@ py::tuple Stream::take() {
   for (std::size_t i = 0; i < taken.texts->count(); ++i)
     texts[i] = asString(taken.texts->text(static_cast<std::uint32_t>(i)));
   return py::make_tuple(tables, texts);
+}
+
+py::list Stream::takeRemarks() {
+  const Use use(*this);
+  py::list remarks;
+  if (_live)
+    for (const std::string& remark : _live->takeRemarks()) _remarks.append(asString(remark));
+  return std::exchange(_remarks, py::list());
 }
 
 py::tuple Stream::takeProblems() {

@@ -14,6 +14,7 @@
 #include "host/columns/Columns.h"
 #include "host/read/Reader.h"
 #include "python/native/Library.h"
+#include "python/native/LiveFeed.h"
 #include "python/native/Pulse.h"
 #include "python/native/ReportMaker.h"
 
@@ -51,8 +52,13 @@ class Stream {
   void openBytes(const pybind11::buffer& content, const std::string& name);
   void openFile(const pybind11::object& file, const std::string& name);
 
-  /// Decodes into the tables until they have `rows` rows together; false at the end of the input.
-  bool fill(std::size_t rows);
+  /// The same with live devices, all of them at once: what comes has the device's name.
+  void openDevices(const std::vector<std::shared_ptr<NamedDevice>>& devices,
+                   const LiveOptions& options);
+
+  /// Decodes into the tables until they have `rows` rows together, or some and `seconds` are over;
+  /// false at the end of the input. A file is not left while it is waited for.
+  bool fill(std::size_t rows, std::optional<double> seconds);
 
   /// Rows in all tables.
   std::size_t rows() const { return _columns->rows(); }
@@ -65,6 +71,9 @@ class Stream {
   /// Hands over the problems that fill() has met: a list of those that are kept, and a dict of how
   /// many there were of each code.
   pybind11::tuple takeProblems();
+
+  /// Hands over what people should know of how devices are read.
+  pybind11::list takeRemarks();
 
   /// The next report or problem, as reportTuple() and problemTuple() have it; None at the end of
   /// the input.
@@ -85,6 +94,9 @@ class Stream {
   void open(const std::string& name, Make make);
   void close();
   host::Item nextItem();
+  host::Item nextOfDevices();
+  const host::ReportInfo* info() const { return _live ? _live->info() : _reader->info(); }
+  void beginSource(const std::string& name);
   void refuseWhole(const host::Problem& problem);
   void keep(const host::Problem& problem);
 
@@ -99,9 +111,12 @@ class Stream {
   pybind11::object _content;              // what an input in memory is read from
   std::unique_ptr<host::Bytes> _bytes;    // null behind the end
   std::unique_ptr<host::Reader> _reader;  // reads them
+  std::unique_ptr<LiveFeed> _live;        // instead of both
+  std::size_t _devices = 0;               // that it reads
   bool _someFound = false;                // in the input, be they good or bad
   std::vector<Kept> _problems;
   std::array<std::uint64_t, host::kProblemCodes> _problemCounts{};
+  pybind11::list _remarks;
   bool _inUse = false;
 };
 

@@ -10,6 +10,9 @@
 
 #include "host/TimeWindow.h"
 #include "host/inputs/Forms.h"
+#include "host/live/DeviceList.h"
+#include "host/live/Hidraw.h"
+#include "host/live/Names.h"
 #include "python/native/Library.h"
 #include "python/native/ReportMaker.h"
 #include "python/native/Stream.h"
@@ -59,6 +62,37 @@ std::unique_ptr<Stream> makeStream(
   return std::make_unique<Stream>(std::move(library), std::move(settings), std::move(progress));
 }
 
+std::optional<std::chrono::milliseconds> milliseconds(std::optional<double> seconds) {
+  if (!seconds) return std::nullopt;
+  return std::chrono::milliseconds(static_cast<std::int64_t>(*seconds * 1000));
+}
+
+void openDevices(Stream& self, const std::vector<std::shared_ptr<NamedDevice>>& devices,
+                 bool follow, bool wait, std::optional<double> every,
+                 std::optional<double> duration) {
+  self.openDevices(devices, {follow, wait, milliseconds(every), milliseconds(duration)});
+}
+
+/// A tuple a device: node, bus, vendor, product, name, serial number, how many known reports it
+/// declares, why it can't be opened.
+py::list devices(const Library& library) {
+  host::Hidraw hidraw;
+  py::list devices;
+  for (const host::DeviceRow& row : host::surveyDevices(hidraw, library.known())) {
+    const bool failed = row.failure != std::errc{};
+    devices.append(py::make_tuple(
+        asString(row.device.node),
+        asString(host::busText(row.device)),
+        row.device.vendor,
+        row.device.product,
+        asString(row.device.name),
+        asString(row.device.serial),
+        row.known,
+        failed ? asString(std::make_error_code(row.failure).message()) : py::str("")));
+  }
+  return devices;
+}
+
 py::buffer_info bufferOf(const TableMemory& memory) {
   const host::Table& table = memory.table();
   return {const_cast<std::byte*>(table.rowAt(0)),
@@ -83,6 +117,11 @@ PYBIND11_MODULE(_native, module) {
       forms.append(py::make_tuple(asString(form.name), asString(form.description)));
     return forms;
   });
+  py::class_<NamedDevice, std::shared_ptr<NamedDevice>>(module, "NamedDevice")
+      .def_property_readonly("name", [](const NamedDevice& self) { return asString(self.name()); })
+      .def("close", &NamedDevice::close);
+  module.def("device_named", &deviceNamed);
+  module.def("devices", &devices);
   module.def("moment", [](const std::string& text) { return host::momentFrom(text); });
   module.def("where", [](const std::string& source, const std::string& unit, std::uint64_t number) {
     return asString(whereText(source, unit, number));
@@ -129,7 +168,15 @@ PYBIND11_MODULE(_native, module) {
       .def("open_descriptor", &Stream::openDescriptor, py::arg("descriptor"), py::arg("name"))
       .def("open_bytes", &Stream::openBytes, py::arg("content"), py::arg("name"))
       .def("open_file", &Stream::openFile, py::arg("file"), py::arg("name"))
-      .def("fill", &Stream::fill, py::arg("rows"))
+      .def("open_devices",
+           &openDevices,
+           py::arg("devices"),
+           py::arg("follow"),
+           py::arg("wait"),
+           py::arg("every"),
+           py::arg("duration"))
+      .def("fill", &Stream::fill, py::arg("rows"), py::arg("seconds"))
+      .def("take_remarks", &Stream::takeRemarks)
       .def_property_readonly("rows", &Stream::rows)
       .def("take", &Stream::take)
       .def("take_problems", &Stream::takeProblems)

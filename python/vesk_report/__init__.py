@@ -2,7 +2,7 @@
 
     import vesk_report
 
-    capture = vesk_report.read("bench.pcap")   # or bytes, a file object
+    capture = vesk_report.read("bench.pcap")   # or bytes, a file object, a device
     capture.image["D_SCAN_I"]                  # numpy, (n, 48) int32, no copy
     capture.image.frames                       # (n, 4, 48), a view of four neighbouring arrays
     capture[0xE1]                              # the table of a report ID
@@ -13,6 +13,7 @@
         ...                                    # tables of bounded size
     for report in vesk_report.reports("bench.hid"):
         ...                                    # one at a time: id, type, time, value, lines
+    live = vesk_report.read("hid:touch")       # a live device: follow=, every=, duration=
     vesk_report.Plugin().decode(b"\\xde\\x01")   # a report that is at hand
 
 A table has a row a report and a column a key of the report's object; numbers keep the kinds of the
@@ -35,6 +36,7 @@ from __future__ import annotations
 
 from . import _help, _native
 from ._capture import Capture
+from ._devices import Device, devices
 from ._errors import Error, Errors
 from ._library import REPORTS, ReportInfo
 from ._plugin import Plugin
@@ -47,6 +49,7 @@ __all__ = [
     "read",
     "batches",
     "reports",
+    "devices",
     "Plugin",
     "Capture",
     "Table",
@@ -57,13 +60,14 @@ __all__ = [
     "Errors",
     "Batches",
     "Reports",
+    "Device",
     "ReportInfo",
     "REPORTS",
     "FORMS",
 ]
 
 for _public in (Capture, Table, TextColumn, Column, Report, Error, Errors, Batches, Reports, Plugin,
-                ReportInfo, read, batches, reports):
+                Device, ReportInfo, devices, read, batches, reports):
     _public.__module__ = __name__  # where people find them, whatever file they stand in
 
 __doc__ = (__doc__ or "").format(tables=_help.tables(), forms=_help.forms())

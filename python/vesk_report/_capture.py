@@ -22,9 +22,10 @@ class Capture:
     Iteration gives the tables that have rows; ``len(capture)`` is the number of reports.
     """
 
-    def __init__(self, tables: dict[str, Table], errors: Errors) -> None:
+    def __init__(self, tables: dict[str, Table], errors: Errors, remarks: list[str]) -> None:
         self._tables = tables
         self._errors = errors
+        self._remarks = remarks
 
     @property
     def tables(self) -> dict[str, Table]:
@@ -35,6 +36,11 @@ class Capture:
     def errors(self) -> Errors:
         """What could not be decoded: a sequence of Error."""
         return self._errors
+
+    @property
+    def remarks(self) -> list[str]:
+        """What people should know of how live devices were read; empty for files."""
+        return list(self._remarks)
 
     def __getattr__(self, name: str) -> Table:
         tables: dict[str, Table] = self.__dict__.get("_tables", {})
@@ -86,4 +92,4 @@ def take(stream: _native.Stream, empty: Shapes, errors: Errors) -> Capture:
             columns = columns_of(raw)
             array = np.empty(0, row_type(columns, row_size))
         tables[name] = Table(name, decoder, columns, array, texts)
-    return Capture(tables, errors)
+    return Capture(tables, errors, stream.take_remarks())

@@ -13,6 +13,7 @@ import numpy as np
 
 from . import _native
 from ._capture import Capture, take
+from ._devices import Live, device_of
 from ._errors import Error, Errors, encoded
 from ._library import REPORTS, SHAPES, decoder_of, library
 from ._plugin import decoder as plugin_decoder
@@ -27,7 +28,7 @@ class BinaryFile(Protocol):
 
 
 Input = Union[str, "os.PathLike[str]", bytes, bytearray, memoryview, BinaryFile]
-"""What can be read: the path of a file, pipe or device node; bytes; a binary file object."""
+"""What can be read: the path of a file or pipe, a live device, bytes, a binary file object."""
 Inputs = Union[Input, Sequence[Input]]
 Ids = Union[int, str, Iterable[Union[int, str]]]
 Columns = Mapping[Union[int, str], Iterable[str]]
@@ -49,6 +50,10 @@ def read(
     start: Moment | None = None,
     end: Moment | None = None,
     columns: Columns | None = None,
+    follow: bool = False,
+    wait: bool = False,
+    every: float | None = None,
+    duration: float | None = None,
     progress: Progress | None = None,
 ) -> Capture:
     """Reads all of an input and gives its reports as tables.
@@ -61,9 +66,10 @@ def read(
     Parameters
     ----------
     source
-        what is read: the path of a file, a pipe or a device node, bytes in memory, or a binary file
-        object; or a list of such, one after another. What gzip, xz or zstd has compressed is read as
-        what it was.
+        what is read: the path of a file or a pipe, bytes in memory, or a binary file object; a live
+        device, by its node or as vesk-decode names it, "hid:1209:0001", "hid:serial=A0042",
+        "hid:touch"; or a list of such, one after another, but all devices at once and last. What gzip,
+        xz or zstd has compressed is read as what it was.
     form
         the form of the input, where its content doesn't tell: one of ``vesk_report.FORMS``
     report
@@ -81,6 +87,11 @@ def read(
     columns
         the columns to keep of some reports, ``{0x76: ["FRAME_NUMBER", "D_SCAN_I"]}``; of the others
         all are kept
+    follow, wait, every, duration
+        of live devices. A device is asked for each feature report that is chosen, once; with `follow`
+        its input reports are read, too, without an end; `wait` waits for a device that isn't there,
+        or not any more; `every` asks again after so many seconds, and `duration` ends it all after
+        so many.
     progress
         called now and then with the number of bytes that were read since the last call, as
         ``tqdm.tqdm(total=os.path.getsize(path), unit="B", unit_scale=True).update``
@@ -99,10 +110,14 @@ def read(
 
     What is wrong within an input is in ``capture.errors``, and the rest is decoded.
     """
+    live = Live(follow, wait, every, duration)
     reading = _Reading(
-        source, form, report, type, device, endpoint, start, end, columns, False, False, progress)
+        source, form, report, type, device, endpoint, start, end, columns, False, False, live, progress)
+    if (follow or every) and duration is None:
+        raise ValueError(
+            "follow= and every= have no end without duration=; batches() and reports() need none")
     while reading.open_next():
-        while reading.stream.fill(_ALL):
+        while reading.stream.fill(_ALL, None):
             pass
     return reading.take()
 
@@ -111,6 +126,7 @@ def batches(
     source: Inputs,
     *,
     rows: int = 50_000,
+    seconds: float | None = None,
     form: str | None = None,
     report: Ids | None = None,
     type: str | None = None,
@@ -119,6 +135,10 @@ def batches(
     start: Moment | None = None,
     end: Moment | None = None,
     columns: Columns | None = None,
+    follow: bool = False,
+    wait: bool = False,
+    every: float | None = None,
+    duration: float | None = None,
     progress: Progress | None = None,
     on_error: Callable[[Error], object] | None = None,
 ) -> Batches:
@@ -129,6 +149,9 @@ def batches(
     >>> for batch in batches("night.pcap", rows=50_000, columns={0x76: ["D_SCAN_I"]}):
     ...     noise.add(batch.image["D_SCAN_I"])
 
+    With `seconds` a part is handed out when it is so old, too, if there is anything in it: of a live
+    device on time, of a pipe with the next report.
+
     The errors of a part are those up to its last report. `on_error` is called with each that is kept
     when its part is handed out. The other parameters, and what is raised, are those of read().
     """
@@ -136,9 +159,12 @@ def batches(
         raise TypeError(f"rows= is a number, not {rows.__class__.__name__}")
     if rows < 1:
         raise ValueError(f"rows={rows}: a batch has at least one row")
+    live = Live(follow, wait, every, duration)
+    if seconds is not None and not (isinstance(seconds, (int, float)) and seconds > 0):
+        raise ValueError(f"seconds={seconds!r}: a number of seconds, such as 0.5")
     reading = _Reading(
-        source, form, report, type, device, endpoint, start, end, columns, False, False, progress)
-    return Batches(reading, rows, on_error)
+        source, form, report, type, device, endpoint, start, end, columns, False, False, live, progress)
+    return Batches(reading, rows, seconds, on_error)
 
 
 def reports(
@@ -153,6 +179,10 @@ def reports(
     end: Moment | None = None,
     host_writes: bool = False,
     decimal: bool = False,
+    follow: bool = False,
+    wait: bool = False,
+    every: float | None = None,
+    duration: float | None = None,
     progress: Progress | None = None,
     on_error: Callable[[Error], object] | None = None,
 ) -> Reports:
@@ -167,7 +197,8 @@ def reports(
     what is raised, are those of read().
     """
     reading = _Reading(
-        source, form, report, type, device, endpoint, start, end, None, host_writes, decimal, progress)
+        source, form, report, type, device, endpoint, start, end, None, host_writes, decimal,
+        Live(follow, wait, every, duration), progress)
     return Reports(reading, decimal, on_error)
 
 
@@ -200,16 +231,21 @@ class Batches(_Parts[Capture]):
     """An iterator of the parts of an input, made by batches()."""
 
     def __init__(
-        self, reading: _Reading, rows: int, on_error: Callable[[Error], object] | None
+        self,
+        reading: _Reading,
+        rows: int,
+        seconds: float | None,
+        on_error: Callable[[Error], object] | None,
     ) -> None:
         super().__init__(reading, on_error)
         self._rows = rows
+        self._seconds = seconds
 
     def __next__(self) -> Capture:
         reading = self._reading
         if reading is None:
             raise StopIteration
-        while self._is_open and not reading.stream.fill(self._rows):
+        while self._is_open and not reading.stream.fill(self._rows, self._seconds):
             self._is_open = reading.open_next()
         if not self._is_open:
             self.close()
@@ -236,6 +272,11 @@ class Reports(_Parts[Report]):
     def errors(self) -> Errors:
         """What could not be decoded so far."""
         return self._errors
+
+    @property
+    def remarks(self) -> list[str]:
+        """What people should know of how live devices are read, since it was asked for last."""
+        return self._reading.stream.take_remarks() if self._reading else []
 
     def __next__(self) -> Report:
         reading = self._reading
@@ -269,20 +310,30 @@ class _Reading:
         columns: Columns | None,
         host_writes: bool,
         decimal: bool,
+        live: Live,
         progress: Progress | None,
     ) -> None:
         if progress is not None and not callable(progress):
             raise TypeError("progress= is something to call with a number of bytes")
-        self._sources = _sources(source)
+        sources = [(one, device_of(one)) for one in _sources(source)]
+        files = [one for one, live_one in sources if live_one is None]
+        self._sources = iter(files)
+        self._devices = [live_one for _, live_one in sources if live_one is not None]
+        for live_one in self._devices if files else ():
+            live_one.close()  # nobody reads it while files are read
+        self._live = live
         chosen = _chosen(columns)
         self._empty = library.shapes(chosen)
         first, last = _moment(start, "start="), _moment(end, "end=")
         if first is not None and last is not None and first > last:
             raise ValueError("start= is later than end=")
+        ids = _ids(report)
+        files_only = {"form": form, "device": device, "endpoint": endpoint}
+        live.check([one.name for one in self._devices], ids, type, files_only)
         self.stream = _native.Stream(
             library=library,
             form=_optional(form, str, "form="),
-            reports=_ids(report),
+            reports=ids,
             type=_optional(type, str, "type="),
             device=_device(device),
             endpoint=_endpoint(endpoint),
@@ -298,6 +349,10 @@ class _Reading:
         """Begins the next input; false behind the last one."""
         for source in self._sources:
             _open(self.stream, source)
+            return True
+        if self._devices:
+            devices, self._devices = self._devices, []
+            self.stream.open_devices(devices, *self._live)
             return True
         return False
 
@@ -324,12 +379,12 @@ def _check(source: object) -> None:
             + source.__class__.__name__)
 
 
-def _sources(source: Any) -> Iterator[Any]:
+def _sources(source: Any) -> list[Any]:
     """All inputs, of which none is opened yet."""
     sources = list(source) if isinstance(source, (list, tuple)) else [source]
     for one in sources:
         _check(one)
-    return iter(sources)
+    return sources
 
 
 def _open(stream: _native.Stream, source: Any) -> None:

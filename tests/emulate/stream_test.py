@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """Input reports: when they come, to whom, what is kept for a slow reader; unplug and return."""
 
+import re
+import sys
 import unittest
 
 from support import FEATURES, EmulateTest, counts, inputs
@@ -224,14 +226,26 @@ print(time.monotonic() - begin > 0.5, feature(opened(), 0xDE))
 
 class Rates(EmulateTest):
     def test_a_second_at_1_kHz(self):
-        """As many as a second has, and no burst: the reader keeps up."""
-        shown = self.emulate(inputs(1000, 2064), """
+        """As many as a second has, and no burst. A busy machine may hold the reader up for longer than 64
+        reports take: those that it misses then are counted."""
+        script = """
+from node import *
 begin = time.monotonic()
 node = opened()
-for i in range(1000): os.read(node, 4096)
-print(time.monotonic() - begin)
-""", "--rate", "1000", "--stats", err=counts(sent=1000))
-        self.assertGreater(float(shown[0]), 0.99)
+came = 0
+while is_readable(node, 3):
+    os.read(node, 4096)
+    came, last = came + 1, time.monotonic()
+print(came, last - begin)
+"""
+        words = "--rate", "1000", "--stats", self.file("capture", inputs(1000, 2064)), "--"
+        status, out, err = self.run_words(*words, sys.executable, "-c", script)
+        self.assertEqual(status, 0, err)
+        sent, dropped = map(int, re.search(r": 0 requests, (\d+) reports sent, (\d+) dropped", err).groups())
+        came, seconds = out.split()
+        self.assertEqual((sent + dropped, int(came)), (1000, sent))
+        if not dropped:
+            self.assertGreater(float(seconds), 0.99)
 
 
 if __name__ == "__main__":

@@ -88,6 +88,7 @@ def tool_files(ending, zsh_folder):
         if path.is_file() and path.suffix not in (".py", ".pyc")}
     return samples | papers("vesk-decode", ending) | {
         "bin/vesk-decode",
+        "lib/udev/rules.d/60-vesk.rules",
         f"share/man/man1/vesk-decode.1{ending}",
         f"share/man/man5/vesk-limits.5{ending}",
         f"share/man/man5/vesk-ndjson.5{ending}",
