@@ -34,9 +34,9 @@ std::shared_ptr<NamedDevice> deviceNamed(const std::string& name) {
   return std::make_shared<NamedDevice>(name, std::move(opening.device));
 }
 
-LiveFeed::LiveFeed(const std::vector<std::shared_ptr<NamedDevice>>& devices, const LiveOptions& options,
-                   const host::ReadSettings& settings, const host::KnownReports& known,
-                   Pulse& pulse)
+LiveFeed::LiveFeed(const std::vector<std::shared_ptr<NamedDevice>>& devices,
+                   const LiveOptions& options, const host::ReadSettings& settings,
+                   const host::KnownReports& known, Pulse& pulse)
     : _known(known), _settings(settings), _pulse(pulse) {
   std::vector<host::LiveOperand> operands;
   for (const auto& device : devices)

@@ -351,6 +351,24 @@ TEST(Columns, RowsStayWhatTheyAreWhileTheBlockGrows) {
   }
 }
 
+TEST(Columns, LiveDevicesAreNamedAsTheyAreNow) {
+  Tabler tabler(VESK_SCRIPTED);
+  HidDevice device;
+  device.node = "/dev/hidraw3";
+  device.vendor = 0x1209;
+  device.product = 1;
+  Report report;
+  report.device = &device;
+  ASSERT_EQ(tabler.add("\x50" + key("A") + number(VESK_INT, 7), report), "");
+  device.serial = "A7";
+  ASSERT_EQ(tabler.add("\x50" + key("A") + number(VESK_INT, 7), report), "");
+  const auto deviceOf = [&](std::size_t row) {
+    return tabler->texts().text(at<std::uint32_t>(tabler["scripted"], "device", row));
+  };
+  EXPECT_EQ(deviceOf(0), "/dev/hidraw3 (1209:0001)");
+  EXPECT_EQ(deviceOf(1), "/dev/hidraw3 (1209:0001, serial A7)");
+}
+
 TEST(Columns, TextsAreKeptOnce) {
   Texts texts;
   EXPECT_EQ(texts.numberOf(""), 0u);
