@@ -64,7 +64,7 @@ TEST(Reader, ReportsOfAType) {
 
 // What has no time is in no window, and is told; a problem without one may be in it.
 TEST(Reader, ReportsOfATime) {
-  MemoryBytes bytes("F: 1.0 2 de 01\nF: 2.5 2 de 01\nX: 1\nF: 3.0 2 df 00\n");
+  MemoryBytes bytes("F: 1.0 2 de 01\nF: 2.5 2 de 01\nE: x\nF: 3.0 2 df 00\n");
   const TimeWindow window{2'000'000, 2'500'000};
   EXPECT_EQ(read(bytes, {.form = inputFormNamed("recording"), .window = window}),
             (Items{"feature 222 2", "bad_recording 3"}));
