@@ -1,9 +1,10 @@
-# What `cmake --install` lays out, in the four components that become Debian packages:
+# What `cmake --install` lays out, in the components that become Debian packages:
 #
 #     tool         vesk-decode, its man pages, completions and documents
 #     emulator     vesk-emulate, its library, man page and completions
 #     library      the plug-in, for every program that loads or links it
 #     development  headers, CMake package, pkg-config file
+#     python       the Python package
 #
 # The plug-in keeps its plain name, libvesk-report.so, beside the versioned ones and in the same
 # component: that is the name by which hosts load it.
@@ -91,6 +92,17 @@ function(vesk_install_papers component package copyright)
     DESTINATION ${folder}
     COMPONENT ${component})
 endfunction()
+# vesk_copyright_with(PACKAGE): copyright-of-PACKAGE, the licence with those of the libraries whose headers
+# are compiled in, which want to be told.
+function(vesk_copyright_with package)
+  set(others packaging/copyright-of-${package})
+  file(READ ${PROJECT_BINARY_DIR}/copyright copyright)
+  file(READ ${others} copyright_of_headers)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${others})
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/copyright-of-${package}
+       CONTENT "${copyright}${copyright_of_headers}" @ONLY)
+endfunction()
+
 vesk_install_papers(library libvesk-report ${PROJECT_BINARY_DIR}/copyright)
 vesk_install_papers(development libvesk-report-dev ${PROJECT_BINARY_DIR}/copyright)
 
@@ -150,17 +162,28 @@ if(VESK_BUILD_HOST)
     DESTINATION ${VESK_ZSH_COMPLETIONS}
     COMPONENT emulator)
 
-  # The programs have libraries' headers compiled in, whose licences want to be told.
-  file(READ ${PROJECT_BINARY_DIR}/copyright copyright)
-  foreach(program decode emulate)
-    file(READ packaging/copyright-of-vesk-${program} copyright_of_headers)
-    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
-                                           packaging/copyright-of-vesk-${program})
-    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/copyright-of-vesk-${program}
-         CONTENT "${copyright}${copyright_of_headers}" @ONLY)
-  endforeach()
+  vesk_copyright_with(vesk-decode)
+  vesk_copyright_with(vesk-emulate)
   vesk_install_papers(tool vesk-decode ${PROJECT_BINARY_DIR}/copyright-of-vesk-decode)
   vesk_install_papers(emulator vesk-emulate ${PROJECT_BINARY_DIR}/copyright-of-vesk-emulate)
+endif()
+
+# ----------------------------------------------------------------------------------------- python
+
+if(TARGET vesk-python)
+  set(VESK_PYTHON_FOLDER
+      lib/python3/dist-packages
+      CACHE STRING "Folder of Python's packages below the prefix, as Debian has it")
+  set(python_folder ${VESK_PYTHON_FOLDER}/vesk_report)
+  install(TARGETS vesk-python LIBRARY DESTINATION ${python_folder} COMPONENT python)
+  install(
+    DIRECTORY python/vesk_report/
+    DESTINATION ${python_folder}
+    COMPONENT python
+    PATTERN "__pycache__" EXCLUDE)
+  vesk_copyright_with(python3-vesk-report)
+  vesk_install_papers(python python3-vesk-report
+                      ${PROJECT_BINARY_DIR}/copyright-of-python3-vesk-report)
 endif()
 
 # --------------------------------------------------------------------------------------- packages
@@ -169,6 +192,9 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL library development)
 if(VESK_BUILD_HOST)
   list(APPEND CPACK_COMPONENTS_ALL tool emulator)
+endif()
+if(TARGET vesk-python)
+  list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -196,6 +222,7 @@ mark_as_advanced(VESK_DPKG_SHLIBDEPS)
 if(VESK_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_EMULATOR_PACKAGE_SHLIBDEPS ON)
   set(tool_needs ${same_version})
 else()
@@ -242,4 +269,18 @@ vesk-emulate runs a command that finds a HID device under /dev/hidraw which
 answers and sends what a capture holds, at its times, at a rate or as fast as
 it is read, and which misbehaves on demand. Programs that read the Vesk touch
 controller can so be built and tested without one.")
+
+# The module is for one minor version of Python, and for numpy's interface as it is there.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-vesk-report)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "${tool_needs}, python3 (>= ${VESK_PYTHON_VERSION}), python3 (<< ${VESK_PYTHON_VERSION}.~), python3-numpy"
+)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS libarchive13)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas, python3-xarray")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION
+    "decodes captures of HID reports to numpy arrays
+The Python package vesk_report reads all that vesk-decode reads, and gives the
+reports of the Vesk touch controller as numpy arrays, without a copy, in parts
+of a bounded size, or one by one.")
 include(CPack)

@@ -62,6 +62,19 @@ std::string describe(const UsbSender& sender) {
          ", endpoint " + std::to_string(sender.endpointNumber());
 }
 
+std::string idsText(const HidDevice& device) {
+  std::array<char, 16> text;
+  std::snprintf(text.data(), text.size(), "%04x:%04x", device.vendor, device.product);
+  return text.data();
+}
+
+std::string describe(const HidDevice& device) {
+  std::string text = device.node + " (" + idsText(device);
+  if (!device.name.empty()) text += " \"" + device.name + "\"";
+  if (!device.serial.empty()) text += ", serial " + device.serial;
+  return text + ")";
+}
+
 std::string describe(std::uint32_t id, std::optional<ReportType> type) {
   std::array<char, 24> name;
   std::snprintf(name.data(), name.size(), "report 0x%02X", id);

@@ -71,6 +71,12 @@ struct HidDevice {
   std::string serial;
 };
 
+/// "/dev/hidraw3 (1209:0001 \"Vesk controller\", serial A0042)", without what the device lacks.
+std::string describe(const HidDevice& device);
+
+/// "1209:0001"
+std::string idsText(const HidDevice& device);
+
 /// Which way a report goes. What a host writes is no news from the device.
 enum class Direction : std::uint8_t { FromDevice, ToDevice };
 

@@ -68,12 +68,6 @@ std::string DeviceName::fault() const {
   return {};
 }
 
-std::string idsText(const HidDevice& device) {
-  std::array<char, 16> text;
-  std::snprintf(text.data(), text.size(), "%04x:%04x", device.vendor, device.product);
-  return text.data();
-}
-
 std::string busText(const HidDevice& device) {
   constexpr auto kBuses = std::to_array<std::pair<std::uint32_t, std::string_view>>(
       {{0x03, "usb"}, {0x05, "bluetooth"}, {0x06, "virtual"}, {0x18, "i2c"}, {0x1C, "spi"}});
@@ -82,13 +76,6 @@ std::string busText(const HidDevice& device) {
   std::array<char, 16> text;
   std::snprintf(text.data(), text.size(), "0x%02x", static_cast<unsigned>(device.bus));
   return text.data();
-}
-
-std::string describe(const HidDevice& device) {
-  std::string text = device.node + " (" + idsText(device);
-  if (!device.name.empty()) text += " \"" + device.name + "\"";
-  if (!device.serial.empty()) text += ", serial " + device.serial;
-  return text + ")";
 }
 
 bool isSame(const HidDevice& one, const HidDevice& other) {

@@ -52,12 +52,6 @@ class DeviceName {
   std::variant<Node, Ids, Serial, Part> _meaning;
 };
 
-/// "/dev/hidraw3 (1209:0001 \"Vesk controller\", serial A0042)", without what the device lacks.
-std::string describe(const HidDevice& device);
-
-/// "1209:0001"
-std::string idsText(const HidDevice& device);
-
 /// "usb", "bluetooth", "i2c", ...; the bus in hexadecimal where it has no name here.
 std::string busText(const HidDevice& device);
 
