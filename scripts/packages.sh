@@ -28,5 +28,8 @@ need_packages() {
 packages_to_build="cmake ninja-build g++ libcli11-dev"
 packages_to_test="binutils bsdextrautils clang-format-14 dpkg-dev git groff-base gzip jq libgtest-dev \
   libpcap-dev parallel pkg-config python3 python3-jsonschema python3-pyte tshark xxd zsh"
+# What docs/python.md goes on to with arrays.
+packages_to_test+=" python3-dask python3-distributed python3-h5py python3-matplotlib python3-netcdf4 \
+  python3-numpy python3-pandas python3-xarray"
 packages_to_bench="libbenchmark-dev libfmt-dev nlohmann-json3-dev"
 packages_to_fuzz="clang-14 libclang-rt-14-dev nlohmann-json3-dev python3"
