@@ -1,8 +1,9 @@
-# What `cmake --install` lays out, in the three components that become Debian packages:
+# What `cmake --install` lays out, in the components that become Debian packages:
 #
 #     tool         vesk-decode, its man pages, completions and documents
 #     library      the plug-in, for every program that loads or links it
 #     development  headers, CMake package, pkg-config file
+#     python       the Python package
 #
 # The plug-in keeps its plain name, libvesk-report.so, beside the versioned ones and in the same
 # component: that is the name by which hosts load it.
@@ -90,6 +91,20 @@ function(vesk_install_papers component package copyright)
     DESTINATION ${folder}
     COMPONENT ${component})
 endfunction()
+# vesk_copyright_with(LIBRARY FILE): the licence with that of a library whose headers are compiled in,
+# which wants to be told.
+function(vesk_copyright_with library file)
+  set(parts ${PROJECT_BINARY_DIR}/copyright packaging/copyright-of-${library}
+            packaging/license-bsd-3-clause)
+  set(text "")
+  foreach(part ${parts})
+    file(READ ${part} read)
+    string(APPEND text "${read}")
+  endforeach()
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${parts})
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/${file} CONTENT "${text}" @ONLY)
+endfunction()
+
 vesk_install_papers(library libvesk-report ${PROJECT_BINARY_DIR}/copyright)
 vesk_install_papers(development libvesk-report-dev ${PROJECT_BINARY_DIR}/copyright)
 
@@ -128,13 +143,25 @@ if(VESK_BUILD_HOST)
     PATTERN "*.py" EXCLUDE
     PATTERN "__pycache__" EXCLUDE)
 
-  # The program has a library's headers compiled in, whose licence wants to be told.
-  file(READ ${PROJECT_BINARY_DIR}/copyright copyright)
-  file(READ packaging/copyright-of-cli11 copyright_of_cli11)
-  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS packaging/copyright-of-cli11)
-  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/copyright-of-tool
-       CONTENT "${copyright}${copyright_of_cli11}" @ONLY)
+  vesk_copyright_with(cli11 copyright-of-tool)
   vesk_install_papers(tool vesk-decode ${PROJECT_BINARY_DIR}/copyright-of-tool)
+endif()
+
+# ----------------------------------------------------------------------------------------- python
+
+if(TARGET vesk-python)
+  set(VESK_PYTHON_FOLDER
+      lib/python3/dist-packages
+      CACHE STRING "Folder of Python's packages below the prefix, as Debian has it")
+  set(python_folder ${VESK_PYTHON_FOLDER}/vesk_report)
+  install(TARGETS vesk-python LIBRARY DESTINATION ${python_folder} COMPONENT python)
+  install(
+    DIRECTORY python/vesk_report/
+    DESTINATION ${python_folder}
+    COMPONENT python
+    PATTERN "__pycache__" EXCLUDE)
+  vesk_copyright_with(pybind11 copyright-of-python)
+  vesk_install_papers(python python3-vesk-report ${PROJECT_BINARY_DIR}/copyright-of-python)
 endif()
 
 # --------------------------------------------------------------------------------------- packages
@@ -143,6 +170,9 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL library development)
 if(VESK_BUILD_HOST)
   list(APPEND CPACK_COMPONENTS_ALL tool)
+endif()
+if(TARGET vesk-python)
+  list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -170,6 +200,7 @@ mark_as_advanced(VESK_DPKG_SHLIBDEPS)
 if(VESK_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
   set(tool_needs ${same_version})
 else()
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6")
@@ -203,4 +234,18 @@ set(CPACK_COMPONENT_TOOL_DESCRIPTION
 vesk-decode reads hex text, dumps, binary reports, recordings of hid-recorder
 and USB captures, and writes what the reports of the Vesk touch controller say
 as text, JSON, CSV, or a recording again.")
+
+# The module is for one minor version of Python, and for numpy's interface as it is there.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-vesk-report)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "${tool_needs}, python3 (>= ${VESK_PYTHON_VERSION}), python3 (<< ${VESK_PYTHON_VERSION}.~), python3-numpy"
+)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS libarchive13)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas, python3-xarray")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION
+    "decodes captures of the Vesk controller's HID reports to numpy arrays
+The Python package vesk_report reads all that vesk-decode reads, and gives the
+reports of the Vesk touch controller as numpy arrays, without a copy, in parts
+of a bounded size, or one by one.")
 include(CPack)

@@ -44,6 +44,8 @@ Column columnOf(const Field& field) {
     column.kind = VESK_UNSIGNED_INT;
     column.isText = true;
   }
+  if (sizeOfKind(column.kind) == 0)
+    throw DecoderFault("\"" + field.key + "\" is of a kind that is not known here");
   return column;
 }
 

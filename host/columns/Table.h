@@ -63,7 +63,8 @@ class Texts {
 
 class Table {
  public:
-  /// A table of these columns behind those of every table. Their offsets are set here.
+  /// A table of these columns behind those of every table. Their offsets are set here. One that has
+  /// the name of another has "_" behind it.
   explicit Table(std::vector<Column> columns);
 
   const std::vector<Column>& columns() const { return _columns; }

@@ -20,10 +20,10 @@ namespace vesk::host {
 /// How an input is read, and what of it is wanted: as the options of the command line that have these
 /// names.
 struct ReadSettings {
-  const InputForm* form = nullptr;     // null: by the content
-  std::vector<std::uint32_t> reports;  // IDs; empty: all
-  std::optional<ReportType> type;
-  UsbSelection usb;
+  const InputForm* form = nullptr;          // null: by the content
+  std::vector<std::uint32_t> reports = {};  // IDs; empty: all
+  std::optional<ReportType> type = {};
+  UsbSelection usb = {};
   bool hostWrites = false;  // what a host sends to the device, too
 };
 

@@ -91,9 +91,14 @@ py::dict Library::shapes(const host::ColumnChoice& choice) const {
     report.type = info.type;
     columns.write(report, &info);
   }
+  const host::Tables taken = columns.take();
+  const host::Table unknown({});
   py::dict shapes;
-  for (const auto& [decoder, table] : columns.take().byDecoder)
-    shapes[asString(decoder)] = py::make_tuple(columnsOf(*table), table->rowSize());
+  for (const host::ReportInfo& info : _known.all()) {
+    const auto found = taken.byDecoder.find(info.decoder);
+    const host::Table& table = found == taken.byDecoder.end() ? unknown : *found->second;
+    shapes[asString(info.decoder)] = py::make_tuple(columnsOf(table), table.rowSize());
+  }
   return shapes;
 }
 
@@ -125,10 +130,9 @@ class Decoder::Lines final : public host::DecodingOutput {
 Decoder::Decoder(std::shared_ptr<const Library> library, bool decimal)
     : _library(std::move(library)),
       _plugin(_library->makePlugin(decimal)),
-      _maker(std::make_unique<ReportMaker>(
-          host::OutputContext{_plugin, _library->known(), nowhere})),
-      _lines(
-          std::make_unique<Lines>(host::OutputContext{_plugin, _library->known(), nowhere})) {}
+      _maker(
+          std::make_unique<ReportMaker>(host::OutputContext{_plugin, _library->known(), nowhere})),
+      _lines(std::make_unique<Lines>(host::OutputContext{_plugin, _library->known(), nowhere})) {}
 
 Decoder::~Decoder() = default;
 

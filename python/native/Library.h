@@ -30,7 +30,8 @@ class Library {
   pybind11::list reports() const;
 
   /// The columns of each decoder's table, as columnsOf() has them, and the size of a row: learned
-  /// by decoding a report of each that says nothing. A decoder that refuses such a one isn't there.
+  /// by decoding a report of each that says nothing. Of a decoder that refuses such a one only the columns
+  /// of every table are known.
   pybind11::dict shapes(const host::ColumnChoice& choice) const;
 
  private:

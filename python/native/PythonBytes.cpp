@@ -30,8 +30,7 @@ std::size_t PythonBytes::read(char* into, std::size_t room) {
   }
   if (!PyBytes_Check(piece.ptr()))
     throw py::type_error("a file object must give bytes, not " +
-                         std::string(Py_TYPE(piece.ptr())->tp_name) +
-                         ": open it in binary mode");
+                         std::string(Py_TYPE(piece.ptr())->tp_name) + ": open it in binary mode");
   const auto size = static_cast<std::size_t>(PyBytes_GET_SIZE(piece.ptr()));
   if (size > room) raiseValueError("the file object gave more bytes than it was asked for");
   std::memcpy(into, PyBytes_AS_STRING(piece.ptr()), size);

@@ -37,8 +37,7 @@ class Stream::Use {
   Stream& _stream;
 };
 
-Stream::Stream(std::shared_ptr<const Library> library, StreamSettings settings,
-               py::object progress)
+Stream::Stream(std::shared_ptr<const Library> library, StreamSettings settings, py::object progress)
     : _library(std::move(library)),
       _settings(std::move(settings)),
       _plugin(_library->makePlugin(_settings.decimal)),
@@ -97,8 +96,8 @@ void Stream::openBytes(const py::buffer& content, const std::string& name) {
   const std::string_view bytes(static_cast<const char*>(buffer.buf),
                                static_cast<std::size_t>(buffer.len));
   open(name, [&] {
-    return std::make_unique<host::MemoryBytes>(
-        bytes, [this](std::uint64_t read) { _pulse.read(read); });
+    return std::make_unique<host::MemoryBytes>(bytes,
+                                               [this](std::uint64_t read) { _pulse.read(read); });
   });
   _content = std::move(view);
 }

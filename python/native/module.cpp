@@ -42,8 +42,8 @@ std::unique_ptr<Stream> makeStream(
     std::shared_ptr<const Library> library, const std::optional<std::string>& form,
     std::vector<std::uint32_t> reports, const py::object& type,
     const std::optional<std::pair<std::uint16_t, std::uint16_t>>& device,
-    std::optional<std::uint8_t> endpoint, bool hostWrites, bool decimal,
-    ColumnNames columns, py::object progress) {
+    std::optional<std::uint8_t> endpoint, bool hostWrites, bool decimal, ColumnNames columns,
+    py::object progress) {
   StreamSettings settings;
   settings.read.form = formNamed(form);
   settings.read.reports = std::move(reports);
@@ -71,7 +71,8 @@ PYBIND11_MODULE(_native, module) {
   importNumpy();
   module.doc() = "The host's library, for the package's own use.";
   module.attr("version") = VESK_HOST_VERSION;
-  module.attr("folders") = py::make_tuple(VESK_PLUGIN_FOLDER, "/usr/lib/" VESK_MULTIARCH);
+  module.attr("folder") = VESK_PLUGIN_FOLDER;  // of libraries, as configured
+  module.attr("multiarch") = VESK_MULTIARCH;   // its part that names the machine; may be empty
 
   module.def("forms", [] {
     py::list forms;
@@ -79,10 +80,9 @@ PYBIND11_MODULE(_native, module) {
       forms.append(py::make_tuple(asString(form.name), asString(form.description)));
     return forms;
   });
-  module.def("where",
-             [](const std::string& source, const std::string& unit, std::uint64_t number) {
-               return asString(whereText(source, unit, number));
-             });
+  module.def("where", [](const std::string& source, const std::string& unit, std::uint64_t number) {
+    return asString(whereText(source, unit, number));
+  });
 
   py::class_<Library, std::shared_ptr<Library>>(module, "Library")
       .def(py::init<const std::string&>(), py::arg("path"))

@@ -14,11 +14,26 @@
     for report in vesk_report.reports("bench.hid"):
         ...                                    # one at a time: id, type, time, value, lines
     vesk_report.Plugin().decode(b"\\xde\\x01")   # a report that is at hand
+
+A table has a row a report and a column a key of the report's object; numbers keep the kinds of the
+report's fields. What the fields mean, and their units, is in vesk-reports(5), and at a glance in
+docs/reports.md of the sources. Times are datetime64[us].
+
+These are the tables, and their columns behind time, report_id, source, device and place:
+
+{tables}
+
+These are the forms of input, each also packed by gzip, xz or zstd:
+
+{forms}
+
+What can't be read at all raises: OSError, ValueError or TypeError, with the place in the message. What
+is wrong within an input is in ``capture.errors``, in the words of vesk-decode; the rest is decoded.
 """
 
 from __future__ import annotations
 
-from . import _native
+from . import _help, _native
 from ._capture import Capture
 from ._errors import Error, Errors
 from ._library import REPORTS, ReportInfo
@@ -46,6 +61,12 @@ __all__ = [
     "REPORTS",
     "FORMS",
 ]
+
+for _public in (Capture, Table, TextColumn, Column, Report, Error, Errors, Batches, Reports, Plugin,
+                ReportInfo, read, batches, reports):
+    _public.__module__ = __name__  # where people find them, whatever file they stand in
+
+__doc__ = (__doc__ or "").format(tables=_help.tables(), forms=_help.forms())
 
 __version__: str = _native.version
 

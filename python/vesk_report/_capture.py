@@ -82,7 +82,7 @@ def take(stream: _native.Stream, empty: Shapes, errors: Errors) -> Capture:
             columns = columns_of(raw)
             array = np.ndarray((rows,), row_type(columns, row_size), memory)
         else:
-            raw, row_size = empty.get(decoder, ([], 0))
+            raw, row_size = empty[decoder]
             columns = columns_of(raw)
             array = np.empty(0, row_type(columns, row_size))
         tables[name] = Table(name, decoder, columns, array, texts)

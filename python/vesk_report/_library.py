@@ -12,11 +12,12 @@ _FILE = "libvesk-report.so"
 
 
 def _folders() -> list[Path]:
-    """Where the plug-in may be: beside the package, in the lib folder of the prefix that it was built
-    or installed in, or where the system has libraries."""
+    """Where the plug-in may be: beside the package, in the library folders of the prefix that it was
+    built or installed in, or where the system has libraries."""
     package = Path(__file__).resolve().parent
-    parents = [parent / "lib" for parent in package.parents[:4]]
-    return [package, *parents, *map(Path, _native.folders), Path("/usr/local/lib"), Path("/usr/lib")]
+    prefixes = [*package.parents[:4], Path("/usr/local"), Path("/usr")]
+    libraries = [prefix / "lib" / sub for prefix in prefixes for sub in ("", _native.multiarch)]
+    return [package, *libraries, Path(_native.folder)]
 
 
 def _load() -> _native.Library:

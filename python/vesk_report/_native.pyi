@@ -3,7 +3,8 @@
 from typing import Any, Callable, Mapping, Sequence
 
 version: str
-folders: tuple[str, ...]
+folder: str
+multiarch: str
 
 Column = tuple[str, int, int, bool, bool, int]
 

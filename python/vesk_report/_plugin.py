@@ -6,7 +6,7 @@ import functools
 
 from . import _native
 from ._library import library
-from ._report import Report
+from ._report import Report, from_native
 
 
 @functools.lru_cache(maxsize=None)
@@ -45,7 +45,7 @@ class Plugin:
         vesk-decode, for a report that is unknown, too short or refused, and TypeError for what holds
         no bytes."""
         found = self._decoder.decode(_bytes(data), type)
-        return Report(*found[1:], self._decoder)
+        return from_native(found, self._decoder)
 
     def __reduce__(self) -> tuple[object, ...]:
         return functools.partial(Plugin, decimal=self._decimal), ()

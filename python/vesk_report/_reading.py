@@ -13,7 +13,7 @@ from ._capture import Capture, take
 from ._errors import Error, Errors
 from ._library import REPORTS, SHAPES, decoder_of, library
 from ._plugin import decoder as plugin_decoder
-from ._report import Report
+from ._report import Report, from_native
 
 
 class BinaryFile(Protocol):
@@ -226,7 +226,7 @@ class Reports(_Parts[Report]):
             if found is None:
                 self._is_open = reading.open_next()
             elif found[0]:
-                return Report(*found[1:], self._decoder)
+                return from_native(found, self._decoder)
             else:
                 self._errors._add([found], {found[1]: 1})
                 if self._on_error:
@@ -398,7 +398,7 @@ def _chosen(columns: Columns | None) -> dict[str, tuple[str, ...]]:
         if isinstance(names, str):
             raise TypeError(f"columns=: a list of names, such as [{names!r}], not a string")
         wanted = tuple(names)
-        known = [column[0] for column in SHAPES[decoder][0]] if decoder in SHAPES else wanted
+        known = [column[0] for column in SHAPES[decoder][0]]
         for name in wanted:
             if name not in known:
                 raise ValueError(f"columns=: {key!r} has no {name!r}; it has {', '.join(known)}")

@@ -67,7 +67,6 @@ class Report:
         place: int,
         device: str,
         direction: str,
-        plugin: _native.Decoder | None = None,
     ) -> None:
         self.id = id
         self.type = type
@@ -80,7 +79,7 @@ class Report:
         self.place = place
         self.device = device
         self.direction = direction
-        self._plugin = plugin
+        self._plugin: _native.Decoder | None = None
 
     @property
     def name(self) -> str:
@@ -112,8 +111,7 @@ class Report:
         return self.value[key]
 
     def __reduce__(self) -> Any:
-        slots = [getattr(self, name) for name in self.__slots__[:-1]]
-        return Report, tuple(slots)
+        return Report, tuple(getattr(self, name) for name in self.__slots__[:-1])
 
     def __repr__(self) -> str:
         where = f" at {self.where}" if self.source else ""
@@ -121,3 +119,10 @@ class Report:
 
     def _repr_html_(self) -> str:
         return _html.of_report(self)
+
+
+def from_native(found: tuple[Any, ...], plugin: _native.Decoder) -> Report:
+    """What a stream or a decoder has found; `plugin` decodes its lines."""
+    report = Report(*found[1:])
+    report._plugin = plugin
+    return report

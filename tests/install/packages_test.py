@@ -15,10 +15,14 @@ import unittest
 from pathlib import Path
 
 from support import (
-    BUILD, ROOT, VERSION, VERSIONS_TEXT, development_files, files_in, library_files, run, tool_files)
+    BUILD, ROOT, VERSION, VERSIONS_TEXT, development_files, files_in, library_files,
+    python_files, run, tool_files)
 
 READY = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else None
-NAMES = ["libvesk-report", "libvesk-report-dev", "vesk-decode"]
+NAMES = ["libvesk-report", "libvesk-report-dev", "python3-vesk-report", "vesk-decode"]
+
+# Whose headers are compiled into a package's files.
+PARTS = {"python3-vesk-report": "pybind11", "vesk-decode": "CLI11"}
 
 
 class Packages(unittest.TestCase):
@@ -56,6 +60,7 @@ class Packages(unittest.TestCase):
         expected = {
             "libvesk-report": library_files(".gz", self.libdir),
             "libvesk-report-dev": development_files(".gz", self.libdir),
+            "python3-vesk-report": python_files(".gz"),
             "vesk-decode": tool_files(".gz", zsh),
         }
         for name in NAMES:
@@ -76,9 +81,9 @@ class Packages(unittest.TestCase):
                 self.assertRegex(line, r"^ (\.|[^. ].*)$")
             self.assertEqual(text.replace("\n .\n", "\n\n").replace("\n ", "\n")[1:].strip(),
                              licence.strip())
-            # The program alone has something of somebody else compiled in.
-            self.assertEqual("CLI11" in "".join(stanzas), name == "vesk-decode")
-            self.assertEqual(len(stanzas), 3 if name == "vesk-decode" else 1)
+            for owner, part in PARTS.items():
+                self.assertEqual(part in "".join(stanzas), name == owner)
+            self.assertEqual(len(stanzas), 3 if name in PARTS else 1)
 
     def test_changelog(self):
         for name in NAMES:
@@ -100,7 +105,8 @@ class Packages(unittest.TestCase):
                     self.assertEqual(mode[1:], "rw-r--r--", row)
 
     def test_control(self):
-        sections = {"libvesk-report": "libs", "libvesk-report-dev": "libdevel", "vesk-decode": "utils"}
+        sections = {"libvesk-report": "libs", "libvesk-report-dev": "libdevel",
+                    "python3-vesk-report": "python", "vesk-decode": "utils"}
         for name in NAMES:
             self.assertEqual(self.field(name, "Section"), sections[name])
             self.assertEqual(self.field(name, "Version"), VERSION)
@@ -115,7 +121,11 @@ class Packages(unittest.TestCase):
         same = f"libvesk-report (= {VERSION})"
         self.assertEqual(self.field("libvesk-report-dev", "Depends"), same)
         self.assertIn(same, self.field("vesk-decode", "Depends"))
-        for name in ["libvesk-report", "vesk-decode"]:
+        python = self.field("python3-vesk-report", "Depends")
+        self.assertIn(same, python)
+        self.assertIn("python3-numpy", python)
+        self.assertRegex(python, r"python3 \(>= 3\.\d+\), python3 \(<< 3\.\d+\.~\)")
+        for name in ["libvesk-report", "python3-vesk-report", "vesk-decode"]:
             for needed in ["libc6", "libstdc++6"]:
                 self.assertIn(needed, self.field(name, "Depends"))
         self.assertEqual(self.field("vesk-decode", "Recommends"), "libarchive13")
@@ -135,6 +145,16 @@ class Packages(unittest.TestCase):
         self.assertEqual(run(program, ROOT / "samples" / "versions.hex"), VERSIONS_TEXT)
         place = self.root / "usr" / self.libdir / "libvesk-report.so"
         self.assertIn(f"at {place}\n", run(program, "--version"))
+
+    def test_vesk_report(self):
+        """The package, and the library that stands where the package of libraries has it."""
+        folder = self.root / "usr" / "lib" / "python3" / "dist-packages"
+        code = "import sys, vesk_report as v; print(len(v.read(sys.argv[1])), v.Plugin().path)"
+        environment = {**os.environ, "PYTHONPATH": str(folder)}
+        told = run("/usr/bin/python3", "-B", "-c", code, ROOT / "samples" / "versions.hex",
+                   env=environment)
+        place = self.root / "usr" / self.libdir / "libvesk-report.so"
+        self.assertEqual(told, f"2 {place}\n")
 
     def test_nothing_names_the_build(self):
         for path in self.root.rglob("*"):

@@ -60,6 +60,17 @@ def build_type_files():
     return [".cmake", f"-{build_type.lower() or 'noconfig'}.cmake", "Version.cmake"]
 
 
+def python_files(ending):
+    """All of the package's sources, and the module, which is for the Python that these tests need not
+    be run by."""
+    folder = "lib/python3/dist-packages/vesk_report"
+    sources = {
+        f"{folder}/{path.name}" for path in (ROOT / "python" / "vesk_report").iterdir()
+        if path.is_file()}
+    module = next((BUILD / "python" / "vesk_report").glob("_native.*.so")).name
+    return papers("python3-vesk-report", ending) | sources | {f"{folder}/{module}"}
+
+
 def tool_files(ending, zsh_folder):
     doc = "share/doc/vesk-decode"
     samples = {
