@@ -244,7 +244,7 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
 set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS libarchive13)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas, python3-xarray")
 set(CPACK_COMPONENT_PYTHON_DESCRIPTION
-    "decodes captures of the Vesk controller's HID reports to numpy arrays
+    "decodes captures of HID reports to numpy arrays
 The Python package vesk_report reads all that vesk-decode reads, and gives the
 reports of the Vesk touch controller as numpy arrays, without a copy, in parts
 of a bounded size, or one by one.")

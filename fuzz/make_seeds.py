@@ -173,7 +173,7 @@ def input_seeds():
 def main():
     folder = Path(sys.argv[1])
     makers = {"plugin": plugin_seeds, "format": format_seeds, "rows": rows_seeds,
-              "json": json_seeds, "input": input_seeds}
+              "json": json_seeds, "input": input_seeds, "columns": input_seeds}
     for target, seeds in makers.items():
         (folder / target).mkdir(parents=True, exist_ok=True)
         for name, content in seeds():

@@ -10,6 +10,17 @@ import numpy as np
 from . import _native
 
 
+def encoded(name: str) -> bytes:
+    """The name of an input for the native module. It may have lone surrogates, which stand for bytes
+    that are no UTF-8."""
+    return name.encode("utf-8", "surrogateescape")
+
+
+def where(source: str, unit: str, place: int) -> str:
+    """ "bench.hex:12", "bench.pcap: packet 7" """
+    return _native.where(encoded(source), unit, place)
+
+
 def time_of(microseconds: int | None) -> np.datetime64:
     return np.datetime64("NaT", "us") if microseconds is None else np.datetime64(microseconds, "us")
 
@@ -45,7 +56,7 @@ class Error:
     @property
     def where(self) -> str:
         """ "bench.hex:12", "bench.pcap: packet 7" """
-        return _native.where(self.source, self.unit, self.place)
+        return where(self.source, self.unit, self.place)
 
     @property
     def time(self) -> np.datetime64:

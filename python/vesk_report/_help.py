@@ -6,7 +6,7 @@ import textwrap
 
 from . import _native
 from ._library import NAMES, REPORTS, SHAPES
-from ._table import Column, columns_of
+from ._table import COMMON, Column, columns_of
 
 _MANY = 30  # columns of a table are listed up to here
 
@@ -22,7 +22,7 @@ def tables() -> str:
     for name, decoder in NAMES.items():
         rows = [report for report in REPORTS if report.decoder == decoder]
         ids = ", ".join(f"0x{report.id:02X}" for report in rows)
-        columns = columns_of(SHAPES[decoder][0])[5:]
+        columns = columns_of(SHAPES[decoder][0])[COMMON:]
         if len(columns) > _MANY:
             text = f"{len(columns)} columns, listed by read(b'').{name}.columns"
         else:

@@ -10,10 +10,11 @@ from typing import (
 
 from . import _native
 from ._capture import Capture, take
-from ._errors import Error, Errors
+from ._errors import Error, Errors, encoded
 from ._library import REPORTS, SHAPES, decoder_of, library
 from ._plugin import decoder as plugin_decoder
 from ._report import Report, from_native
+from ._table import COMMON
 
 
 class BinaryFile(Protocol):
@@ -314,14 +315,14 @@ def _open(stream: _native.Stream, source: Any) -> None:
         if stat.S_ISDIR(os.fstat(descriptor).st_mode):
             os.close(descriptor)
             raise IsADirectoryError(errno.EISDIR, os.strerror(errno.EISDIR), path)
-        stream.open_descriptor(descriptor, os.fsencode(path))
+        stream.open_descriptor(descriptor, encoded(os.fsdecode(path)))
     elif _holds_bytes(source):
-        stream.open_bytes(source, f"<{source.__class__.__name__}>")
+        stream.open_bytes(source, encoded(f"<{source.__class__.__name__}>"))
     else:
         name = getattr(source, "name", None)
         if not isinstance(name, str) or not name:
             name = f"<{source.__class__.__name__}>"
-        stream.open_file(source, os.fsencode(name))
+        stream.open_file(source, encoded(name))
 
 
 def _optional(value: Any, kind: Any, what: str) -> Any:
@@ -399,8 +400,9 @@ def _chosen(columns: Columns | None) -> dict[str, tuple[str, ...]]:
             raise TypeError(f"columns=: a list of names, such as [{names!r}], not a string")
         wanted = tuple(names)
         known = [column[0] for column in SHAPES[decoder][0]]
+        has_keys = len(known) > COMMON  # or nobody knows them before the first report
         for name in wanted:
-            if name not in known:
+            if has_keys and name not in known:
                 raise ValueError(f"columns=: {key!r} has no {name!r}; it has {', '.join(known)}")
         chosen[decoder] = chosen.get(decoder, ()) + wanted
     return chosen

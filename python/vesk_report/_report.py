@@ -7,7 +7,7 @@ from typing import Any
 import numpy as np
 
 from . import _html, _native
-from ._errors import time_of
+from ._errors import time_of, where
 from ._library import table_name
 
 
@@ -94,7 +94,7 @@ class Report:
     @property
     def where(self) -> str:
         """ "bench.hex:12", "bench.pcap: packet 7" """
-        return _native.where(self.source, self.unit, self.place)
+        return where(self.source, self.unit, self.place)
 
     @property
     def lines(self) -> list[str]:

@@ -17,7 +17,7 @@ if TYPE_CHECKING:
 
 # By the kinds' numbers.
 _TYPES = ("?", "u1", "u2", "u4", "i4", "i8", "u8", "f4", "f8")
-_COMMON = 5  # columns in front of those of the report
+COMMON = 5  # columns in front of those of the report
 
 
 @dataclass(frozen=True)
@@ -124,7 +124,7 @@ class Table:
     @property
     def keys(self) -> tuple[str, ...]:
         """The names of the report's own columns."""
-        return tuple(self._columns)[_COMMON:]
+        return tuple(self._columns)[COMMON:]
 
     @property
     def array(self) -> npt.NDArray[np.void]:
@@ -249,7 +249,7 @@ class Table:
                 variables[name] = ("report", values.to_numpy() if column.is_text else values)
             else:
                 variables[name] = (("report", f"channel_{column.count}"), self._array[name])
-        common = self.columns[:_COMMON]
+        common = self.columns[:COMMON]
         return xarray.Dataset(
             {name: variable for name, variable in variables.items() if name not in common},
             {name: variables[name] for name in common},

@@ -104,7 +104,8 @@ def test_a_plugin_of_other_reports(tmp_path):
     code = r"""
 import vesk_report as v
 report = b"\x50k\x01An\x04\xfek\x01Ba\x08\x03"
-capture = v.read(report.hex(" ").encode() + b"\n52 73 02 68 69\n", form="hex")
+lines = [f"F: 0.0 {len(one)} {one.hex(' ')}" for one in (report, b"\x52s\x02hi")]
+capture = v.read("\n".join(lines).encode(), form="recording")
 print(capture, list(capture.tables))
 print(capture.scripted["A"], capture.scripted["B"], list(capture.other["value"]))
 print(capture.errors)
