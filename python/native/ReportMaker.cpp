@@ -26,7 +26,7 @@ py::object typeOrNone(const std::optional<host::ReportType>& type) {
 }
 
 py::str deviceText(const std::optional<host::UsbSender>& sender) {
-  return asString(sender ? host::describe(*sender) : "");
+  return sender ? asString(host::describe(*sender)) : asName("");
 }
 
 }  // namespace
@@ -55,16 +55,16 @@ py::tuple reportTuple(const host::Report& report, const host::ReportInfo& info, 
   return py::make_tuple(
       true,
       report.id(),
-      asString(host::nameOf(info.type)),
-      asString(info.decoder),
+      asName(host::nameOf(info.type)),
+      asName(info.decoder),
       orNone(report.microseconds),
       std::move(value),
       py::bytes(reinterpret_cast<const char*>(report.bytes.data()), report.bytes.size()),
       source,
-      asString(nameOf(report.place.unit)),
+      asName(nameOf(report.place.unit)),
       report.place.number,
       deviceText(report.sender),
-      toDevice ? "to_device" : "from_device");
+      asName(toDevice ? "to_device" : "from_device"));
 }
 
 py::tuple problemTuple(const host::Problem& problem, const py::object& source) {
