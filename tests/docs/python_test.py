@@ -36,7 +36,10 @@ def run(block, variables):
     done = subprocess.run(
         ["bash", "-euc", block.text], capture_output=True, text=True, timeout=120, check=False,
         stdin=subprocess.DEVNULL,
-        env={**os.environ, "PYTHONPATH": str(PACKAGE), "PYTHONDONTWRITEBYTECODE": "1"})
+        env={
+            **os.environ, "PYTHONPATH": str(PACKAGE), "PYTHONDONTWRITEBYTECODE": "1",
+            # Another cluster on this machine, whose dashboard has the usual port, is no failure.
+            "PYTHONWARNINGS": "ignore:Port 8787 is already in use:UserWarning"})
     if done.returncode != 0 or done.stderr:
         raise AssertionError(f"{block.text}gave {done.returncode}\n{done.stderr}")
     return done.stdout
