@@ -90,6 +90,9 @@ void checkLayout(const host::Table& table) {
   demand(table.rowSize() >= end && table.rowSize() % 8 == 0, "rows hold their columns, aligned");
 }
 
+/// A "*" in a dump may stand for 16 MiB of reports: more of the same tells nothing new.
+constexpr int kMostItems = 10'000;
+
 /// Reads all, and hands tables over whenever they have so many rows. How many rows there were.
 std::size_t read(const host::InputForm* form, std::string_view given, std::size_t part) {
   host::Columns columns({plugin(), known(), nowhere}, {});
@@ -105,7 +108,7 @@ std::size_t read(const host::InputForm* form, std::string_view given, std::size_
   };
   try {
     host::Reader reader(bytes, known(), {.form = form});
-    for (;;) {
+    for (int items = 0; items < kMostItems; ++items) {
       const host::Item item = reader.next();
       if (std::holds_alternative<host::End>(item)) break;
       const auto* const report = std::get_if<host::Report>(&item);
@@ -122,7 +125,6 @@ std::size_t read(const host::InputForm* form, std::string_view given, std::size_
 }
 
 void check(std::string_view given) {
-  if (std::ranges::count(given, '*') > 2) return;  // each may stand for 16 MiB, in a dump
   const std::size_t rows = read(nullptr, given, 1 << 20);
   demand(read(nullptr, given, 1 + given.size() % 3) == rows, "parts are as many rows as the whole");
   const auto forms = host::inputForms();

@@ -1,99 +1,33 @@
 #include "host/outputs/Json.h"
 
-#include "host/outputs/JsonWriter.h"
-#include "host/outputs/Numbers.h"
+#include "host/outputs/JsonRecord.h"
 #include "host/outputs/Utf8.h"
 
 namespace vesk::host {
-
-/// A record, and a handler for Decoded::visit() that puts a value into it.
-class JsonOutput::Record : public JsonWriter {
- public:
-  void nil() { null(); }
-  void dictionaryBegin() { beginObject(); }
-  void dictionaryEnd() { endObject(); }
-
-  void number(const vesk_number& number) {
-    if (number.kind == VESK_BOOL)
-      boolean(number.value.u != 0);
-    else
-      withValue(number, [this](auto value) { JsonWriter::number(value); });
-  }
-
-  void array(std::int32_t kind, const void* values, std::size_t count) {
-    withValues(kind, values, count, [this](auto numbers) { JsonWriter::array(numbers); });
-  }
-
-  void timeMember(std::optional<std::int64_t> microseconds) {
-    if (!microseconds) return;
-    key("time");
-    raw(secondsText(*microseconds));
-  }
-
-  /// The members of this record, for raw() in another one.
-  std::string members() const { return std::string(text().substr(1, text().size() - 2)); }
-
-  /// How every record begins. `file` are the members that tell the file.
-  void header(std::string_view file, const Place& place, const std::optional<UsbSender>& sender) {
-    member("format_version", 1u);
-    key("source");
-    beginObject();
-    raw(file);
-    switch (place.unit) {
-      case Place::Unit::File:
-        break;
-      case Place::Unit::Line:
-        member("line", place.number);
-        break;
-      case Place::Unit::Packet:
-        member("packet", place.number);
-        break;
-      case Place::Unit::Offset:
-        member("offset", place.number);
-        break;
-    }
-    senderMembers(sender);
-    endObject();
-  }
-
-  void senderMembers(const std::optional<UsbSender>& sender) {
-    if (!sender) return;
-    member("bus", sender->bus);
-    member("device", sender->device);
-    member("endpoint", sender->endpointNumber());
-  }
-
-  void linesMember(const Decoded& lines) {
-    key("lines");
-    beginArray();
-    lines.visit(*this);
-    endArray();
-  }
-};
 
 JsonOutput::JsonOutput(const OutputContext& context, Framing framing)
     : DecodingOutput(context),
       _sink(context.sink),
       _framing(framing),
       _withLines(context.lines),
-      _record(std::make_unique<Record>()) {
+      _record(std::make_unique<JsonRecord>()) {
   if (_framing == Framing::Array) _sink.append('[');
 }
 
 JsonOutput::~JsonOutput() = default;
 
-void JsonOutput::beginFile(std::string_view name) {
-  Record file;
-  file.beginObject();
-  file.member("file", asUtf8(name));
-  file.endObject();
-  _fileMembers = file.members();
+void JsonOutput::beginFile(std::string_view name) { _fileMembers = JsonRecord::fileMembers(name); }
+
+JsonRecord& JsonOutput::beginReport(const Report& report, const ReportInfo& info) {
+  beginRecord(report);
+  _record->raw(membersOf(info));
+  return *_record;
 }
 
 const std::string& JsonOutput::membersOf(const ReportInfo& info) {
   const auto [entry, added] = _kindMembers.try_emplace(&info);
   if (!added) return entry->second;
-  Record members;
+  JsonRecord members;
   members.beginObject();
   members.member("report_id", info.id);
   members.member("report_type", nameOf(info.type));
@@ -129,8 +63,7 @@ void JsonOutput::writeChecked(const Report& report, const ReportInfo& info) {
   std::optional<Decoded> lines;
   if (_withLines || object.form() == VESK_NIL) lines = decodeLines(info);
 
-  beginRecord(report);
-  _record->raw(membersOf(info));
+  beginReport(report, info);
   if (report.direction == Direction::ToDevice) _record->member("direction", "to_device");
   _record->member("length", report.bytes.size());
   _record->key("value");
@@ -162,6 +95,8 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
   _record->beginObject();
   _record->member("reports", statistics.reports());
   if (statistics.toDevice() != 0) _record->member("to_device", statistics.toDevice());
+  _record->member("unchanged", unchanged());
+  if (statistics.untimed() != 0) _record->member("untimed", statistics.untimed());
   _record->key("kinds");
   _record->beginArray();
   for (const Statistics::KindCount& kind : statistics.kinds()) {

@@ -118,7 +118,9 @@ std::string Statistics::table() const {
                     describe(entry.id, entry.type).c_str(),
                     entry.info == nullptr ? "unknown" : entry.info->decoder.c_str());
   appendCount(text, _reports, "reports in all");
+  if (_unchanged) appendCount(text, *_unchanged, "the same as before, not shown");
   if (_toDevice != 0) appendCount(text, _toDevice, "from the host to the device, not among them");
+  if (_untimed != 0) appendCount(text, _untimed, "without a time, left out");
   for (std::size_t i = 0; i < kProblemCodes; ++i) {
     if (_problems[i] != 0) appendCount(text, _problems[i], nameOf(static_cast<ProblemCode>(i)));
   }

@@ -25,6 +25,11 @@ class Statistics {
 
   void count(const Report& report, const ReportInfo* info);
   void countToDevice() { ++_toDevice; }
+
+  /// How many reports were the same as before, where that was looked at.
+  void setUnchanged(std::optional<std::uint64_t> reports) { _unchanged = reports; }
+
+  void countUntimed() { ++_untimed; }
   void count(ProblemCode code) { ++_problems[static_cast<std::size_t>(code)]; }
 
   struct KindCount {
@@ -59,6 +64,9 @@ class Statistics {
   /// What hosts sent, which counts nowhere else.
   std::uint64_t toDevice() const { return _toDevice; }
 
+  /// Reports without a time, which a selection by time left out, and which count nowhere else.
+  std::uint64_t untimed() const { return _untimed; }
+
   /// All of it as a table for people.
   std::string table() const;
 
@@ -70,6 +78,8 @@ class Statistics {
   std::string _file;
   std::uint64_t _reports = 0;
   std::uint64_t _toDevice = 0;
+  std::optional<std::uint64_t> _unchanged;
+  std::uint64_t _untimed = 0;
   std::vector<KindCount> _kinds;  // in the order in which they came
   std::size_t _latest = 0;        // index of the kind that came last, which mostly comes again
   std::array<std::uint64_t, kProblemCodes> _problems{};

@@ -43,14 +43,19 @@ bool Reader::wants(std::uint32_t id) const {
          std::ranges::find(_settings.reports, id) != _settings.reports.end();
 }
 
-bool Reader::wants(const Report& report) const {
+bool Reader::wants(const Report& report) {
   if (report.direction == Direction::ToDevice && !_settings.hostWrites) return false;
-  return (!_settings.type || report.type == _settings.type) && wants(report.id());
+  if (_settings.type && report.type != _settings.type) return false;
+  if (!wants(report.id())) return false;
+  const TimeWindow::Verdict verdict = _settings.window.judge(report.microseconds);
+  if (verdict == TimeWindow::Verdict::Untimed) ++_untimed;
+  return verdict == TimeWindow::Verdict::Inside;
 }
 
 /// Where it isn't known which report a problem is with, that one may be wanted.
 bool Reader::wants(const Problem& problem) const {
   if (_settings.type && problem.reportType && problem.reportType != _settings.type) return false;
+  if (_settings.window.judge(problem.microseconds) == TimeWindow::Verdict::Outside) return false;
   return !problem.reportId || wants(*problem.reportId);
 }
 

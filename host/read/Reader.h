@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/KnownReports.h"
+#include "host/TimeWindow.h"
 #include "host/inputs/Forms.h"
 #include "host/inputs/Input.h"
 
@@ -24,6 +25,7 @@ struct ReadSettings {
   std::vector<std::uint32_t> reports = {};  // IDs; empty: all
   std::optional<ReportType> type = {};
   UsbSelection usb = {};
+  TimeWindow window = {};
   bool hostWrites = false;  // what a host sends to the device, too
 };
 
@@ -42,9 +44,12 @@ class Reader {
 
   const InputForm& form() const { return *_form; }
 
+  /// Reports that are wanted but for the window: they have no time, and so are in no window.
+  std::uint64_t untimed() const { return _untimed; }
+
  private:
   bool wants(std::uint32_t id) const;
-  bool wants(const Report& report) const;
+  bool wants(const Report& report);
   bool wants(const Problem& problem) const;
 
   const KnownReports& _known;
@@ -53,6 +58,7 @@ class Reader {
   const InputForm* _form = nullptr;
   std::unique_ptr<Input> _input;
   const ReportInfo* _info = nullptr;
+  std::uint64_t _untimed = 0;
   bool _ended = false;
 };
 

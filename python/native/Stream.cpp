@@ -113,6 +113,9 @@ host::Item Stream::nextItem() {
   if (!_reader) return host::End{};
   host::Item item = _reader->next();
   _pulse.item();
+  if (_reader->untimed() != 0)
+    throw py::value_error(_name +
+                          ": it has reports without a time, which start= and end= can't judge");
   return item;
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/TimeWindow.h"
 #include "host/inputs/Forms.h"
 #include "python/native/Library.h"
 #include "python/native/ReportMaker.h"
@@ -42,7 +43,8 @@ std::unique_ptr<Stream> makeStream(
     std::shared_ptr<const Library> library, const std::optional<std::string>& form,
     std::vector<std::uint32_t> reports, const py::object& type,
     const std::optional<std::pair<std::uint16_t, std::uint16_t>>& device,
-    std::optional<std::uint8_t> endpoint, bool hostWrites, bool decimal, ColumnNames columns,
+    std::optional<std::uint8_t> endpoint, std::optional<std::int64_t> start,
+    std::optional<std::int64_t> end, bool hostWrites, bool decimal, ColumnNames columns,
     py::object progress) {
   StreamSettings settings;
   settings.read.form = formNamed(form);
@@ -50,6 +52,7 @@ std::unique_ptr<Stream> makeStream(
   settings.read.type = typeNamed(type);
   if (device) settings.read.usb.device = {device->first, device->second};
   settings.read.usb.endpoint = endpoint;
+  settings.read.window = {start, end};
   settings.read.hostWrites = hostWrites;
   settings.decimal = decimal;
   settings.columns = choiceOf(std::move(columns));
@@ -80,6 +83,7 @@ PYBIND11_MODULE(_native, module) {
       forms.append(py::make_tuple(asString(form.name), asString(form.description)));
     return forms;
   });
+  module.def("moment", [](const std::string& text) { return host::momentFrom(text); });
   module.def("where", [](const std::string& source, const std::string& unit, std::uint64_t number) {
     return asString(whereText(source, unit, number));
   });
@@ -116,6 +120,8 @@ PYBIND11_MODULE(_native, module) {
            py::arg("type"),
            py::arg("device"),
            py::arg("endpoint"),
+           py::arg("start"),
+           py::arg("end"),
            py::arg("host_writes"),
            py::arg("decimal"),
            py::arg("columns"),

@@ -9,6 +9,7 @@ multiarch: str
 Column = tuple[str, int, int, bool, bool, int]
 
 def forms() -> list[tuple[str, str]]: ...
+def moment(text: str) -> int | None: ...
 def where(source: bytes, unit: str, number: int) -> str: ...
 
 class Library:
@@ -39,6 +40,8 @@ class Stream:
         type: str | None,
         device: tuple[int, int] | None,
         endpoint: int | None,
+        start: int | None,
+        end: int | None,
         host_writes: bool,
         decimal: bool,
         columns: Mapping[str, Sequence[str]],

@@ -2,11 +2,14 @@
 
 from __future__ import annotations
 
+import datetime
 import errno
 import os
 import stat
 from typing import (
     Any, Callable, Generic, Iterable, Iterator, Mapping, Protocol, Sequence, TypeVar, Union)
+
+import numpy as np
 
 from . import _native
 from ._capture import Capture, take
@@ -28,9 +31,11 @@ Input = Union[str, "os.PathLike[str]", bytes, bytearray, memoryview, BinaryFile]
 Inputs = Union[Input, Sequence[Input]]
 Ids = Union[int, str, Iterable[Union[int, str]]]
 Columns = Mapping[Union[int, str], Iterable[str]]
+Moment = Union[float, str, np.datetime64, datetime.datetime]
 Progress = Callable[[int], object]
 
 _ALL = 2**63 - 1
+_EPOCH = datetime.datetime(1970, 1, 1, tzinfo=datetime.timezone.utc)
 
 
 def read(
@@ -41,6 +46,8 @@ def read(
     type: str | None = None,
     device: str | tuple[int, int] | None = None,
     endpoint: int | None = None,
+    start: Moment | None = None,
+    end: Moment | None = None,
     columns: Columns | None = None,
     progress: Progress | None = None,
 ) -> Capture:
@@ -67,6 +74,10 @@ def read(
         only what this device of a USB capture sends: "1:5" or (1, 5), bus and address
     endpoint
         only what this endpoint of it sends, 0 to 15; 0 is for feature reports
+    start, end
+        only what came from this moment on, and up to that one, both included: in seconds as the input
+        counts them, as ISO 8601 with its zone, "2023-11-14T22:13:20Z", as numpy.datetime64, which is
+        UTC, or as a datetime that knows its zone
     columns
         the columns to keep of some reports, ``{0x76: ["FRAME_NUMBER", "D_SCAN_I"]}``; of the others
         all are kept
@@ -88,7 +99,8 @@ def read(
 
     What is wrong within an input is in ``capture.errors``, and the rest is decoded.
     """
-    reading = _Reading(source, form, report, type, device, endpoint, columns, False, False, progress)
+    reading = _Reading(
+        source, form, report, type, device, endpoint, start, end, columns, False, False, progress)
     while reading.open_next():
         while reading.stream.fill(_ALL):
             pass
@@ -104,6 +116,8 @@ def batches(
     type: str | None = None,
     device: str | tuple[int, int] | None = None,
     endpoint: int | None = None,
+    start: Moment | None = None,
+    end: Moment | None = None,
     columns: Columns | None = None,
     progress: Progress | None = None,
     on_error: Callable[[Error], object] | None = None,
@@ -122,7 +136,8 @@ def batches(
         raise TypeError(f"rows= is a number, not {rows.__class__.__name__}")
     if rows < 1:
         raise ValueError(f"rows={rows}: a batch has at least one row")
-    reading = _Reading(source, form, report, type, device, endpoint, columns, False, False, progress)
+    reading = _Reading(
+        source, form, report, type, device, endpoint, start, end, columns, False, False, progress)
     return Batches(reading, rows, on_error)
 
 
@@ -134,6 +149,8 @@ def reports(
     type: str | None = None,
     device: str | tuple[int, int] | None = None,
     endpoint: int | None = None,
+    start: Moment | None = None,
+    end: Moment | None = None,
     host_writes: bool = False,
     decimal: bool = False,
     progress: Progress | None = None,
@@ -150,7 +167,7 @@ def reports(
     what is raised, are those of read().
     """
     reading = _Reading(
-        source, form, report, type, device, endpoint, None, host_writes, decimal, progress)
+        source, form, report, type, device, endpoint, start, end, None, host_writes, decimal, progress)
     return Reports(reading, decimal, on_error)
 
 
@@ -247,6 +264,8 @@ class _Reading:
         type: str | None,
         device: str | tuple[int, int] | None,
         endpoint: int | None,
+        start: Moment | None,
+        end: Moment | None,
         columns: Columns | None,
         host_writes: bool,
         decimal: bool,
@@ -257,6 +276,9 @@ class _Reading:
         self._sources = _sources(source)
         chosen = _chosen(columns)
         self._empty = library.shapes(chosen)
+        first, last = _moment(start, "start="), _moment(end, "end=")
+        if first is not None and last is not None and first > last:
+            raise ValueError("start= is later than end=")
         self.stream = _native.Stream(
             library=library,
             form=_optional(form, str, "form="),
@@ -264,6 +286,8 @@ class _Reading:
             type=_optional(type, str, "type="),
             device=_device(device),
             endpoint=_endpoint(endpoint),
+            start=first,
+            end=last,
             host_writes=host_writes,
             decimal=decimal,
             columns=chosen,
@@ -385,6 +409,30 @@ def _endpoint(endpoint: int | None) -> int | None:
     if number < 0 or number & ~0x8F:
         raise ValueError(f"endpoint={endpoint}: an endpoint is 0 to 15, or 0x81 to 0x8F")
     return int(number) & 0x0F
+
+
+def _moment(moment: object, what: str) -> int | None:
+    """In microseconds."""
+    if isinstance(moment, np.datetime64):
+        found = None if np.isnat(moment) else int(moment.astype("M8[us]").astype(np.int64))
+    elif isinstance(moment, datetime.datetime):
+        zoned = moment.tzinfo is not None
+        since = moment - _EPOCH if zoned else None
+        found = None if since is None else since // datetime.timedelta(microseconds=1)
+    elif isinstance(moment, str):
+        found = _native.moment(moment)
+    elif moment is None:
+        return None
+    elif isinstance(moment, (int, float, np.number)) and not isinstance(moment, bool):
+        seconds = float(moment)
+        found = round(seconds * 1e6) if abs(seconds) < 2**63 / 1e6 else None
+    else:
+        raise TypeError(f"{what} is a moment, not {moment.__class__.__name__}")
+    if found is None:
+        raise ValueError(
+            f"{what}{moment!r}: a moment is seconds, such as 12.5, or a date and time with its zone, "
+            "such as 2023-11-14T22:13:20Z")
+    return found
 
 
 def _chosen(columns: Columns | None) -> dict[str, tuple[str, ...]]:

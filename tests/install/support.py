@@ -71,6 +71,16 @@ def python_files(ending):
     return papers("python3-vesk-report", ending) | sources | {f"{folder}/{module}"}
 
 
+def emulator_files(ending, zsh_folder, libdir):
+    return papers("vesk-emulate", ending) | {
+        "bin/vesk-emulate",
+        f"{libdir}/vesk/libvesk-emulate.so",
+        f"share/man/man1/vesk-emulate.1{ending}",
+        "share/bash-completion/completions/vesk-emulate",
+        f"{zsh_folder}/_vesk-emulate",
+    }
+
+
 def tool_files(ending, zsh_folder):
     doc = "share/doc/vesk-decode"
     samples = {
@@ -79,10 +89,17 @@ def tool_files(ending, zsh_folder):
     return samples | papers("vesk-decode", ending) | {
         "bin/vesk-decode",
         f"share/man/man1/vesk-decode.1{ending}",
+        f"share/man/man5/vesk-limits.5{ending}",
         f"share/man/man5/vesk-ndjson.5{ending}",
         f"share/man/man5/vesk-reports.5{ending}",
         "share/bash-completion/completions/vesk-decode",
         f"{zsh_folder}/_vesk-decode",
         f"{doc}/cookbook.md",
+        f"{doc}/limits.schema.json",
         f"{doc}/ndjson.schema.json",
     }
+
+
+# Arguments of vesk-emulate with which it shows that its device is there.
+EMULATED = ["--name", "Unit 7", ROOT / "samples" / "versions.hex", "--",
+            "cat", "/sys/class/hidraw/hidraw9/device/uevent"]

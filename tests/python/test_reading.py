@@ -1,6 +1,7 @@
 """Inputs: what can be read, what of it is kept, errors, progress, batches and single reports."""
 
 import array
+import datetime
 import gzip
 import io
 import json
@@ -291,6 +292,46 @@ def test_chosen_columns():
     assert capture.version.keys == () and len(capture.version) == 1
     assert capture.adc_dump_packet.keys == whole.adc_dump_packet.keys
     assert capture.image.array.dtype.itemsize < 48 * 4 + 64
+
+
+TIMED = b"F: 1700000000.0 2 de 01\nF: 1700000002.5 2 de 02\nF: 1700000003.0 2 de 01\n"
+
+
+@pytest.mark.parametrize("start, end, count", [
+    (1700000002.5, None, 2), (1700000002.500001, None, 1), (None, 1700000002.5, 2),
+    ("2023-11-14T22:13:22.5Z", "2023-11-14T23:13:22.5+01:00", 1), ("1700000001", "1700000002", 0),
+    (np.datetime64("2023-11-14T22:13:22.5"), np.datetime64("2023-11-14T22:13:23", "s"), 2),
+    (datetime.datetime(2023, 11, 14, 22, 13, 23, tzinfo=datetime.timezone.utc), None, 1),
+    (0, 1700000000, 1), (np.float64(1700000003), None, 1),
+])
+def test_times_select(start, end, count):
+    options = {"form": "recording", "start": start, "end": end}
+    assert len(vesk_report.read(TIMED, **options)) == count
+    assert len(list(vesk_report.reports(TIMED, **options))) == count
+    assert sum(map(len, vesk_report.batches(TIMED, rows=1, **options))) == count
+
+
+@pytest.mark.parametrize("start, end, error, message", [
+    ("x", None, ValueError, "start='x': a moment is seconds, such as 12.5, or a date"),
+    (None, "2023-11-14T22:13:20", ValueError, "end='2023-11-14T22:13:20': a moment is"),
+    (np.datetime64("NaT"), None, ValueError, "a moment is"),
+    (float("nan"), None, ValueError, "a moment is"),
+    (float("inf"), None, ValueError, "a moment is"),
+    (datetime.datetime(2023, 11, 14), None, ValueError, "with its zone"),
+    (2, 1, ValueError, "start= is later than end="),
+    ([], None, TypeError, "start= is a moment, not list"),
+])
+def test_moments_that_are_none(start, end, error, message):
+    with pytest.raises(error) as raised:
+        vesk_report.read(TIMED, form="recording", start=start, end=end)
+    assert message in str(raised.value)
+
+
+def test_what_has_no_time_is_in_no_window():
+    for function in (vesk_report.read, vesk_report.batches, vesk_report.reports):
+        with pytest.raises(ValueError, match="<bytes>: it has reports without a time"):
+            list(function(STATES, start=0))
+        assert len(list(function(STATES, report="image", start=0))) == 0
 
 
 def test_progress_is_told_in_steps_that_add_up(tmp_path):
