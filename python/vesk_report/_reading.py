@@ -275,7 +275,7 @@ class _Reading:
             raise TypeError("progress= is something to call with a number of bytes")
         self._sources = _sources(source)
         chosen = _chosen(columns)
-        self._empty = library.shapes(chosen)
+        self._empty = library.shapes(chosen) if chosen else SHAPES
         first, last = _moment(start, "start="), _moment(end, "end=")
         if first is not None and last is not None and first > last:
             raise ValueError("start= is later than end=")
