@@ -30,7 +30,7 @@ py::object typeOrNone(const std::optional<host::ReportType>& type) {
 template <class Found>
 py::str deviceText(const Found& found) {
   if (found.device != nullptr) return asString(host::describe(*found.device));
-  return asString(found.sender ? host::describe(*found.sender) : "");
+  return found.sender ? asString(host::describe(*found.sender)) : asName("");
 }
 
 }  // namespace
@@ -44,7 +44,7 @@ void ReportMaker::writeChecked(const host::Report& /*report*/, const host::Repor
   _value = builder.take();
 }
 
-std::string_view nameOf(host::Place::Unit unit) { return kUnits[static_cast<std::size_t>(unit)]; }
+std::string_view unitName(host::Place::Unit unit) { return kUnits[static_cast<std::size_t>(unit)]; }
 
 std::string whereText(const std::string& source, const std::string& unit, std::uint64_t number) {
   for (std::size_t i = 0; i < kUnits.size(); ++i)
@@ -59,16 +59,16 @@ py::tuple reportTuple(const host::Report& report, const host::ReportInfo& info, 
   return py::make_tuple(
       true,
       report.id(),
-      asString(host::nameOf(info.type)),
-      asString(info.decoder),
+      asName(host::nameOf(info.type)),
+      asName(info.decoder),
       orNone(report.microseconds),
       std::move(value),
       py::bytes(reinterpret_cast<const char*>(report.bytes.data()), report.bytes.size()),
       source,
-      asString(nameOf(report.place.unit)),
+      asName(unitName(report.place.unit)),
       report.place.number,
       deviceText(report),
-      toDevice ? "to_device" : "from_device");
+      asName(toDevice ? "to_device" : "from_device"));
 }
 
 py::tuple problemTuple(const host::Problem& problem, const py::object& source) {
@@ -76,7 +76,7 @@ py::tuple problemTuple(const host::Problem& problem, const py::object& source) {
                         asString(host::nameOf(problem.code)),
                         asString(problem.message),
                         source,
-                        asString(nameOf(problem.place.unit)),
+                        asString(unitName(problem.place.unit)),
                         problem.place.number,
                         orNone(problem.microseconds),
                         orNone(problem.reportId),

@@ -30,7 +30,7 @@ pybind11::tuple reportTuple(const host::Report& report, const host::ReportInfo& 
 pybind11::tuple problemTuple(const host::Problem& problem, const pybind11::object& source);
 
 /// "file", "line", "packet" or "byte": what a place counts.
-std::string_view nameOf(host::Place::Unit unit);
+std::string_view unitName(host::Place::Unit unit);
 
 /// "bench.hex:12", as messages of the command line have it.
 std::string whereText(const std::string& source, const std::string& unit, std::uint64_t number);

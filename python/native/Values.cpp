@@ -2,12 +2,12 @@
 
 #define NPY_NO_DEPRECATED_API NPY_1_7_API_VERSION
 #include <numpy/arrayobject.h>
+#include <numpy/arrayscalars.h>
 
 #include <cstring>
 #include <type_traits>
 #include <utility>
 
-#include "host/outputs/Numbers.h"
 #include "python/native/Text.h"
 
 namespace py = pybind11;
@@ -47,17 +47,22 @@ py::object stolen(PyObject* object) {
   return py::reinterpret_steal<py::object>(object);
 }
 
+/// One of numpy's scalars, made as numpy itself makes it, without the detour over its descriptions.
+template <class Scalar, class Value>
+py::object scalar(PyTypeObject& type, Value value) {
+  py::object made = stolen(type.tp_alloc(&type, 0));
+  auto& into = reinterpret_cast<Scalar*>(made.ptr())->obval;
+  into = static_cast<std::remove_reference_t<decltype(into)>>(value);
+  return made;
+}
+
 }  // namespace
 
 void importNumpy() {
   if (_import_array() < 0) throw py::error_already_set();
 }
 
-void ValueBuilder::key(std::string_view name) {
-  PyObject* key = asString(name).release().ptr();
-  PyUnicode_InternInPlace(&key);
-  _key = py::reinterpret_steal<py::object>(key);
-}
+void ValueBuilder::key(std::string_view name) { _key = asName(name); }
 
 void ValueBuilder::put(py::object value) {
   if (!_key) {
@@ -68,21 +73,30 @@ void ValueBuilder::put(py::object value) {
 }
 
 void ValueBuilder::number(const vesk_number& number) {
-  const int type = numpyType(number.kind);
-  host::withValues(number.kind, nullptr, 0, [&](auto numbers) {
-    using Number = std::remove_cvref_t<decltype(*numbers.data())>;
-    Number value;
-    if constexpr (std::is_floating_point_v<Number>)
-      value = static_cast<Number>(number.value.d);
-    else if constexpr (std::is_signed_v<Number>)
-      value = static_cast<Number>(number.value.i);
-    else
-      value = static_cast<Number>(number.value.u);
-    PyArray_Descr* const descr = PyArray_DescrFromType(type);
-    PyObject* const scalar = PyArray_Scalar(&value, descr, nullptr);
-    Py_DECREF(descr);
-    put(stolen(scalar));
-  });
+  const auto& value = number.value;
+  switch (number.kind) {
+    case VESK_BOOL:
+      return put(py::reinterpret_borrow<py::object>(value.u != 0 ? PyArrayScalar_True
+                                                                 : PyArrayScalar_False));
+    case VESK_UNSIGNED_CHAR:
+      return put(scalar<PyUInt8ScalarObject>(PyUInt8ArrType_Type, value.u));
+    case VESK_UNSIGNED_SHORT:
+      return put(scalar<PyUInt16ScalarObject>(PyUInt16ArrType_Type, value.u));
+    case VESK_UNSIGNED_INT:
+      return put(scalar<PyUInt32ScalarObject>(PyUInt32ArrType_Type, value.u));
+    case VESK_INT:
+      return put(scalar<PyInt32ScalarObject>(PyInt32ArrType_Type, value.i));
+    case VESK_LONG_LONG:
+      return put(scalar<PyInt64ScalarObject>(PyInt64ArrType_Type, value.i));
+    case VESK_UNSIGNED_LONG_LONG:
+      return put(scalar<PyUInt64ScalarObject>(PyUInt64ArrType_Type, value.u));
+    case VESK_FLOAT:
+      return put(scalar<PyFloat32ScalarObject>(PyFloat32ArrType_Type, value.d));
+    case VESK_DOUBLE:
+      return put(scalar<PyFloat64ScalarObject>(PyFloat64ArrType_Type, value.d));
+    default:
+      numpyType(number.kind);  // which says that there is none
+  }
 }
 
 void ValueBuilder::string(std::string_view text) { put(asString(text)); }

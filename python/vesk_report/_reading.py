@@ -323,7 +323,7 @@ class _Reading:
             live_one.close()  # nobody reads it while files are read
         self._live = live
         chosen = _chosen(columns)
-        self._empty = library.shapes(chosen)
+        self._empty = library.shapes(chosen) if chosen else SHAPES
         first, last = _moment(start, "start="), _moment(end, "end=")
         if first is not None and last is not None and first > last:
             raise ValueError("start= is later than end=")
