@@ -1,8 +1,10 @@
-# What `cmake --install` lays out, in the three components that become Debian packages:
+# What `cmake --install` lays out, in the components that become Debian packages:
 #
 #     tool         vesk-decode, its man pages, completions and documents
+#     emulator     vesk-emulate, its library, man page and completions
 #     library      the plug-in, for every program that loads or links it
 #     development  headers, CMake package, pkg-config file
+#     python       the Python package
 #
 # The plug-in keeps its plain name, libvesk-report.so, beside the versioned ones and in the same
 # component: that is the name by which hosts load it.
@@ -90,6 +92,17 @@ function(vesk_install_papers component package copyright)
     DESTINATION ${folder}
     COMPONENT ${component})
 endfunction()
+# vesk_copyright_with(PACKAGE): copyright-of-PACKAGE, the licence with those of the libraries whose headers
+# are compiled in, which want to be told.
+function(vesk_copyright_with package)
+  set(others packaging/copyright-of-${package})
+  file(READ ${PROJECT_BINARY_DIR}/copyright copyright)
+  file(READ ${others} copyright_of_headers)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${others})
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/copyright-of-${package}
+       CONTENT "${copyright}${copyright_of_headers}" @ONLY)
+endfunction()
+
 vesk_install_papers(library libvesk-report ${PROJECT_BINARY_DIR}/copyright)
 vesk_install_papers(development libvesk-report-dev ${PROJECT_BINARY_DIR}/copyright)
 
@@ -101,7 +114,7 @@ if(VESK_BUILD_HOST)
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
     COMPONENT tool)
   install(
-    FILES docs/vesk-ndjson.5 docs/vesk-reports.5
+    FILES docs/vesk-limits.5 docs/vesk-ndjson.5 docs/vesk-reports.5
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man5
     COMPONENT tool)
   install(
@@ -115,10 +128,16 @@ if(VESK_BUILD_HOST)
     DESTINATION ${VESK_ZSH_COMPLETIONS}
     COMPONENT tool)
 
+  # Access to live devices. udev looks here whatever the folder of libraries is called.
+  install(
+    FILES packaging/60-vesk.rules
+    DESTINATION lib/udev/rules.d
+    COMPONENT tool)
+
   # The cookbook's commands work in the folder that it is installed to.
   set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/vesk-decode)
   install(
-    FILES docs/cookbook.md docs/ndjson.schema.json
+    FILES docs/cookbook.md docs/limits.schema.json docs/ndjson.schema.json
     DESTINATION ${doc_folder}
     COMPONENT tool)
   install(
@@ -128,13 +147,43 @@ if(VESK_BUILD_HOST)
     PATTERN "*.py" EXCLUDE
     PATTERN "__pycache__" EXCLUDE)
 
-  # The program has a library's headers compiled in, whose licence wants to be told.
-  file(READ ${PROJECT_BINARY_DIR}/copyright copyright)
-  file(READ packaging/copyright-of-cli11 copyright_of_cli11)
-  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS packaging/copyright-of-cli11)
-  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/copyright-of-tool
-       CONTENT "${copyright}${copyright_of_cli11}" @ONLY)
-  vesk_install_papers(tool vesk-decode ${PROJECT_BINARY_DIR}/copyright-of-tool)
+  install(
+    FILES docs/vesk-emulate.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+    COMPONENT emulator)
+  install(
+    FILES packaging/vesk-emulate.bash
+    RENAME vesk-emulate
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    COMPONENT emulator)
+  install(
+    FILES packaging/vesk-emulate.zsh
+    RENAME _vesk-emulate
+    DESTINATION ${VESK_ZSH_COMPLETIONS}
+    COMPONENT emulator)
+
+  vesk_copyright_with(vesk-decode)
+  vesk_copyright_with(vesk-emulate)
+  vesk_install_papers(tool vesk-decode ${PROJECT_BINARY_DIR}/copyright-of-vesk-decode)
+  vesk_install_papers(emulator vesk-emulate ${PROJECT_BINARY_DIR}/copyright-of-vesk-emulate)
+endif()
+
+# ----------------------------------------------------------------------------------------- python
+
+if(TARGET vesk-python)
+  set(VESK_PYTHON_FOLDER
+      lib/python3/dist-packages
+      CACHE STRING "Folder of Python's packages below the prefix, as Debian has it")
+  set(python_folder ${VESK_PYTHON_FOLDER}/vesk_report)
+  install(TARGETS vesk-python LIBRARY DESTINATION ${python_folder} COMPONENT python)
+  install(
+    DIRECTORY python/vesk_report/
+    DESTINATION ${python_folder}
+    COMPONENT python
+    PATTERN "__pycache__" EXCLUDE)
+  vesk_copyright_with(python3-vesk-report)
+  vesk_install_papers(python python3-vesk-report
+                      ${PROJECT_BINARY_DIR}/copyright-of-python3-vesk-report)
 endif()
 
 # --------------------------------------------------------------------------------------- packages
@@ -142,7 +191,10 @@ endif()
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL library development)
 if(VESK_BUILD_HOST)
-  list(APPEND CPACK_COMPONENTS_ALL tool)
+  list(APPEND CPACK_COMPONENTS_ALL tool emulator)
+endif()
+if(TARGET vesk-python)
+  list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -170,6 +222,8 @@ mark_as_advanced(VESK_DPKG_SHLIBDEPS)
 if(VESK_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_EMULATOR_PACKAGE_SHLIBDEPS ON)
   set(tool_needs ${same_version})
 else()
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6")
@@ -203,4 +257,30 @@ set(CPACK_COMPONENT_TOOL_DESCRIPTION
 vesk-decode reads hex text, dumps, binary reports, recordings of hid-recorder
 and USB captures, and writes what the reports of the Vesk touch controller say
 as text, JSON, CSV, or a recording again.")
+
+set(CPACK_DEBIAN_EMULATOR_PACKAGE_NAME vesk-emulate)
+set(CPACK_DEBIAN_EMULATOR_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_EMULATOR_PACKAGE_DEPENDS ${tool_needs})
+set(CPACK_DEBIAN_EMULATOR_PACKAGE_RECOMMENDS libarchive13)
+set(CPACK_DEBIAN_EMULATOR_PACKAGE_SUGGESTS vesk-decode)
+set(CPACK_COMPONENT_EMULATOR_DESCRIPTION
+    "emulates HID devices from captures of their reports
+vesk-emulate runs a command that finds a HID device under /dev/hidraw which
+answers and sends what a capture holds, at its times, at a rate or as fast as
+it is read, and which misbehaves on demand. Programs that read the Vesk touch
+controller can so be built and tested without one.")
+
+# The module is for one minor version of Python, and for numpy's interface as it is there.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-vesk-report)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "${tool_needs}, python3 (>= ${VESK_PYTHON_VERSION}), python3 (<< ${VESK_PYTHON_VERSION}.~), python3-numpy"
+)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS libarchive13)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas, python3-xarray")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION
+    "decodes captures of HID reports to numpy arrays
+The Python package vesk_report reads all that vesk-decode reads, and gives the
+reports of the Vesk touch controller as numpy arrays, without a copy, in parts
+of a bounded size, or one by one.")
 include(CPack)

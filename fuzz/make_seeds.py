@@ -170,10 +170,37 @@ def input_seeds():
         b"F: 12.4 2 de 01\nO: -1.5 1 de\nE: 1.000000 3 de 01\nX: 1\n")
 
 
+def limits_seeds():
+    """The samples, and what they have not."""
+    for path in sorted((SAMPLES / "limits").iterdir()):
+        yield path.name, path.read_bytes()
+    yield "parts", b'''{"reports": {
+      "0xD2": {"schema": {"properties": {"SDK": {"anyOf": [{"pattern": "a+"}, {"not": {"minLength": 3}}]}}}},
+      "0xD0": {"schema": {"enum": ["a", ""]}},
+      "0xDF": {"schema": {"properties": {"Timestamp": {"minimum": -9223372036854775807, "multipleOf": 3},
+        "Wallclock": {"exclusiveMaximum": 1.5e3}}}},
+      "0x76": {"units": {"TMON_DEG_C": "K"}, "optional": true, "schema": {"required": ["TMON_DEG_C"],
+        "patternProperties": {"^D": {"contains": {"if": {"const": 3}, "then": {"multipleOf": 2},
+          "else": {"maximum": 5}}, "uniqueItems": true, "items": {"oneOf": [{"minimum": -3}, {"maximum": 3.5}]}}},
+        "properties": {"TMON_DEG_C": {"const": 0}, "D_SCAN_I": {"items": {"enum": [0, 1]}}}}}}}'''
+
+
+def descriptor_seeds():
+    """Items as devices have them."""
+    page, end = bytes.fromhex("0600ff0901a101"), b"\xc0"
+    state, image = bytes.fromhex("85de75089501b102"), bytes.fromhex("857675089617038102")
+    yield "state", page + state + end
+    yield "two", page + state + image + end
+    yield "without-ids", bytes.fromhex("050975019503810295058103750895029102")
+    yield "pushed", page + bytes.fromhex("8501750895 01a4 8502 95028102 b4 8102") + end
+    yield "long-item", bytes.fromhex("fe03f0010203") + state
+
+
 def main():
     folder = Path(sys.argv[1])
     makers = {"plugin": plugin_seeds, "format": format_seeds, "rows": rows_seeds,
-              "json": json_seeds, "input": input_seeds}
+              "json": json_seeds, "input": input_seeds, "limits": limits_seeds,
+              "columns": input_seeds, "descriptor": descriptor_seeds}
     for target, seeds in makers.items():
         (folder / target).mkdir(parents=True, exist_ok=True)
         for name, content in seeds():

@@ -22,6 +22,8 @@ constexpr auto kProblemNames = std::to_array<std::string_view>({
     "unanswered_request",
     "mismatched_reply",
     "decoder_failed",
+    "lost_reports",
+    "device_lost",
     "unsupported_input",
     "unreadable_input",
 });
@@ -58,6 +60,7 @@ Problem problemWith(const Report& report, ProblemCode code, std::string_view com
   problem.reportId = report.id();
   problem.reportType = report.type;
   problem.sender = report.sender;
+  problem.device = report.device;
   return problem;
 }
 

@@ -26,6 +26,8 @@ enum class ProblemCode : std::uint8_t {
   UnansweredRequest,
   MismatchedReply,
   DecoderFailed,
+  LostReports,
+  DeviceLost,
   UnsupportedInput,
   UnreadableInput,  // stays the last
 };
@@ -47,11 +49,13 @@ struct Problem {
   std::optional<std::uint64_t> expected;
   std::optional<std::uint64_t> got;
   std::optional<std::uint64_t> offset;
+  std::optional<std::uint64_t> lost;  // reports that had no room
+  const HidDevice* device = nullptr;  // the live one that it is about, as a report's
 
   /// True if the input as a whole can't be read, false if a part of it is wrong: a capture goes on
   /// behind the packet of an interface that isn't supported.
   bool endsInput() const {
-    return code == ProblemCode::UnreadableInput ||
+    return code == ProblemCode::UnreadableInput || code == ProblemCode::DeviceLost ||
            (code == ProblemCode::UnsupportedInput && place.unit != Place::Unit::Packet);
   }
 };

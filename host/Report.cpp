@@ -20,6 +20,22 @@ std::optional<ReportType> reportTypeNamed(std::string_view name) {
   return std::nullopt;
 }
 
+std::string_view nameOf(Place::Unit unit) {
+  switch (unit) {
+    case Place::Unit::File:
+      break;
+    case Place::Unit::Line:
+      return "line";
+    case Place::Unit::Packet:
+      return "packet";
+    case Place::Unit::Offset:
+      return "offset";
+    case Place::Unit::Report:
+      return "report";
+  }
+  return "";
+}
+
 std::string describe(std::string_view file, const Place& place) {
   std::string text(file);
   switch (place.unit) {
@@ -34,6 +50,9 @@ std::string describe(std::string_view file, const Place& place) {
     case Place::Unit::Offset:
       text += ": byte ";
       break;
+    case Place::Unit::Report:
+      text += ": report ";
+      break;
   }
   return text + std::to_string(place.number);
 }
@@ -41,6 +60,19 @@ std::string describe(std::string_view file, const Place& place) {
 std::string describe(const UsbSender& sender) {
   return "device " + std::to_string(sender.bus) + ":" + std::to_string(sender.device) +
          ", endpoint " + std::to_string(sender.endpointNumber());
+}
+
+std::string idsText(const HidDevice& device) {
+  std::array<char, 16> text;
+  std::snprintf(text.data(), text.size(), "%04x:%04x", device.vendor, device.product);
+  return text.data();
+}
+
+std::string describe(const HidDevice& device) {
+  std::string text = device.node + " (" + idsText(device);
+  if (!device.name.empty()) text += " \"" + device.name + "\"";
+  if (!device.serial.empty()) text += ", serial " + device.serial;
+  return text + ")";
 }
 
 std::string describe(std::uint32_t id, std::optional<ReportType> type) {

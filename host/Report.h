@@ -30,14 +30,18 @@ std::optional<ReportType> reportTypeNamed(std::string_view name);
 /// be longer is refused, which keeps memory bounded whatever an input says.
 inline constexpr std::size_t kLongestReport = 65536;
 
-/// Where in its file something stands. Lines and packets count from 1, bytes from 0.
+/// Where in its file something stands. Lines, packets and the reports of a live device count from 1,
+/// bytes from 0.
 struct Place {
-  enum class Unit : std::uint8_t { File, Line, Packet, Offset };
+  enum class Unit : std::uint8_t { File, Line, Packet, Offset, Report };
   Unit unit = Unit::File;
   std::uint64_t number = 0;
 };
 
-/// "FILE:12", "FILE: packet 12", "FILE: byte 12", or "FILE".
+/// "line", "packet", "offset", "report"; empty for a file as a whole.
+std::string_view nameOf(Place::Unit unit);
+
+/// "FILE:12", "FILE: packet 12", "FILE: byte 12", "FILE: report 12", or "FILE".
 std::string describe(std::string_view file, const Place& place);
 
 /// Who sent a report, where a capture can hold several devices.
@@ -55,6 +59,24 @@ struct UsbSender {
 /// "device 1:5, endpoint 1"
 std::string describe(const UsbSender& sender);
 
+/// A HID device of this machine, as the system tells of it. Texts are as the device gives them, and
+/// empty where it has none.
+struct HidDevice {
+  std::string node;       // "/dev/hidraw3"
+  std::uint32_t bus = 0;  // as Linux counts them: 3 is USB
+  std::uint16_t vendor = 0;
+  std::uint16_t product = 0;
+  std::string name;
+  std::string path;  // where it is plugged in
+  std::string serial;
+};
+
+/// "/dev/hidraw3 (1209:0001 \"Vesk controller\", serial A0042)", without what the device lacks.
+std::string describe(const HidDevice& device);
+
+/// "1209:0001"
+std::string idsText(const HidDevice& device);
+
 /// Which way a report goes. What a host writes is no news from the device.
 enum class Direction : std::uint8_t { FromDevice, ToDevice };
 
@@ -67,6 +89,7 @@ struct Report {
   std::string_view preamble;  // a recording's lines on the device, for those that write recordings
   std::optional<UsbSender> sender;
   Direction direction = Direction::FromDevice;
+  const HidDevice* device = nullptr;  // the live one that it came from; outlives the outputs
 
   std::uint32_t id() const { return bytes.front(); }
 };

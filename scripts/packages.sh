@@ -23,11 +23,17 @@ need_packages() {
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
-# What the product, its tests, the benchmarks and the fuzzers are made with, each besides the first. Of
-# the tests' packages many are tools whose output vesk-decode reads, or that the documents use.
-packages_to_build="cmake ninja-build g++ libcli11-dev"
+# What the product, its Python package, its tests, the benchmarks and the fuzzers are made with, each
+# besides the first. Of the tests' packages many are tools whose output vesk-decode reads, or that the
+# documents use.
+packages_to_build="cmake ninja-build g++ libcli11-dev libvalijson-dev nlohmann-json3-dev"
+packages_to_python="pybind11-dev python3 python3-dev python3-numpy"
 packages_to_test="binutils bsdextrautils clang-format-14 dpkg-dev git groff-base gzip jq libgtest-dev \
-  libpcap-dev parallel pkg-config python3 python3-jsonschema python3-pyte tshark xxd zsh"
+  libpcap-dev mypy parallel perl pkg-config python3 python3-jsonschema python3-pandas python3-pip \
+  python3-pyte python3-pytest python3-setuptools python3-venv python3-wheel python3-xarray tshark xxd zsh \
+  $packages_to_python"
+# What docs/python.md goes on to with arrays.
+packages_to_test+=" python3-dask python3-distributed python3-h5py python3-matplotlib python3-netcdf4"
 packages_to_bench="libbenchmark-dev libfmt-dev nlohmann-json3-dev"
 packages_to_fuzz="clang-14 libclang-rt-14-dev nlohmann-json3-dev python3"
 

@@ -30,6 +30,25 @@ namespace {
   throw DecoderFault("its object is not as that of the first such report: " + std::string(what));
 }
 
+/// The column of a field, without its place in a row.
+Column columnOf(const Field& field) {
+  Column column;
+  column.name = field.key;
+  if (const auto* number = std::get_if<vesk_number>(&field.value)) {
+    column.kind = number->kind;
+  } else if (const auto* array = std::get_if<ArrayValue>(&field.value)) {
+    column.kind = array->kind;
+    column.count = array->count;
+    column.isArray = true;
+  } else {
+    column.kind = VESK_UNSIGNED_INT;
+    column.isText = true;
+  }
+  if (sizeOfKind(column.kind) == 0)
+    throw DecoderFault("\"" + field.key + "\" is of a kind that is not known here");
+  return column;
+}
+
 }  // namespace
 
 /// Writes an object's values into a row. It is a handler for Decoded::visit().
@@ -98,100 +117,113 @@ class Columns::Filler {
 };
 
 Columns::Columns(const OutputContext& context, ColumnChoice choice)
-    : DecodingOutput(context), _choice(std::move(choice)) {}
+    : DecodingOutput(context), _choice(std::move(choice)), _texts(std::make_unique<Texts>()) {}
 
 Columns::~Columns() = default;
 
-void Columns::beginFile(std::string_view name) { _source = _texts.numberOf(name); }
+void Columns::beginFile(std::string_view name) {
+  _file = name;
+  _source = _texts->numberOf(name);
+}
 
 const Table* Columns::table(std::string_view decoder) const {
   const auto found = _shapes.find(decoder);
   return found == _shapes.end() ? nullptr : found->second->table.get();
 }
 
-std::map<std::string, std::unique_ptr<Table>, std::less<>> Columns::take() {
-  std::map<std::string, std::unique_ptr<Table>, std::less<>> taken;
+Tables Columns::take() {
+  Tables taken;
   for (const auto& [decoder, shape] : _shapes) {
     if (shape->table->rows() == 0) continue;
     const auto& columns = shape->table->columns();
     auto next =
         std::make_unique<Table>(std::vector(columns.begin() + kCommonColumns, columns.end()));
     shape->table->fit();
-    taken.emplace(decoder, std::exchange(shape->table, std::move(next)));
+    taken.byDecoder.emplace(decoder, std::exchange(shape->table, std::move(next)));
   }
+  taken.texts = std::exchange(_texts, std::make_unique<Texts>());
+  _rows = 0;
+  _source = _texts->numberOf(_file);
+  _sender.reset();
+  _device = 0;
   return taken;
 }
 
 Columns::Shape& Columns::shapeOf(const ReportInfo& info, const Decoded& object) {
   if (const auto known = _byInfo.find(&info); known != _byInfo.end()) return *known->second;
   auto& shape = _shapes[info.decoder];
-  if (shape == nullptr) {
-    auto learned = std::make_unique<Shape>();
-    learned->hasObject = object.form() != VESK_NIL;
-    const auto chosen = _choice.find(info.decoder);
-    std::vector<Column> columns;
-    auto fields = fieldsOf(object);
-    if (!learned->hasObject) fields.push_back({"", std::string()});
-    for (Field& field : fields) {
-      Entry entry{field.key, {}, true};
-      entry.column.name = field.key;
-      if (field.key.empty()) entry.column.name = learned->hasObject ? "value" : "lines";
-      if (const auto* number = std::get_if<vesk_number>(&field.value)) {
-        entry.column.kind = number->kind;
-      } else if (const auto* array = std::get_if<ArrayValue>(&field.value)) {
-        entry.column.kind = array->kind;
-        entry.column.count = array->count;
-        entry.column.isArray = true;
-      } else {
-        entry.column.kind = VESK_UNSIGNED_INT;
-        entry.column.isText = true;
-      }
-      entry.isKept = chosen == _choice.end() ||
-                     std::ranges::find(chosen->second, entry.column.name) != chosen->second.end();
-      if (entry.isKept) columns.push_back(entry.column);
-      learned->entries.push_back(std::move(entry));
-    }
-    learned->table = std::make_unique<Table>(std::move(columns));
-    std::size_t index = kCommonColumns;
-    for (Entry& entry : learned->entries)
-      if (entry.isKept) entry.column = learned->table->columns()[index++];
-    shape = std::move(learned);
-  }
+  if (shape == nullptr) shape = learn(info, object);
   _byInfo.emplace(&info, shape.get());
   return *shape;
 }
 
+std::unique_ptr<Columns::Shape> Columns::learn(const ReportInfo& info,
+                                               const Decoded& object) const {
+  auto shape = std::make_unique<Shape>();
+  shape->hasObject = object.form() != VESK_NIL;
+  std::vector<Field> fields = fieldsOf(object);
+  if (!shape->hasObject) fields.push_back({"", std::string()});
+  const auto chosen = _choice.find(info.decoder);
+  const auto isChosen = [&](const std::string& name) {
+    return chosen == _choice.end() ||
+           std::ranges::find(chosen->second, name) != chosen->second.end();
+  };
+  std::vector<Column> kept;
+  for (Field& field : fields) {
+    Column column = columnOf(field);
+    if (field.key.empty()) column.name = shape->hasObject ? "value" : "lines";
+    const bool isKept = isChosen(column.name);
+    if (isKept) kept.push_back(column);
+    shape->entries.push_back({std::move(field.key), std::move(column), isKept});
+  }
+  shape->table = std::make_unique<Table>(std::move(kept));
+  std::size_t index = kCommonColumns;
+  for (Entry& entry : shape->entries)
+    if (entry.isKept) entry.column = shape->table->columns()[index++];
+  return shape;
+}
+
 void Columns::writeChecked(const Report& report, const ReportInfo& info) {
   const Decoded object = decode(info, Plugin::Mode::Object);
+  std::optional<Decoded> lines;  // which may be refused where the object is just missing
+  if (object.form() == VESK_NIL) lines = decodeLines(info);
   Shape& shape = shapeOf(info, object);
-  if (shape.hasObject != (object.form() != VESK_NIL)) refuseOtherShape("it has none, or has one");
+  if (shape.hasObject == lines.has_value())
+    refuseOtherShape(shape.hasObject ? "there is none" : "there is one");
   std::byte* const row = shape.table->nextRow();
-  Filler filler(shape, _texts, row);
-  if (shape.hasObject) {
-    object.visit(filler);
-  } else {
-    const Decoded lines = decodeLines(info);
-    std::string_view text = lines.text();
+  Filler filler(shape, *_texts, row);
+  if (lines) {
+    std::string_view text = lines->text();
     if (text.ends_with('\n')) text.remove_suffix(1);
     filler.string(text);
+  } else {
+    object.visit(filler);
   }
   filler.finish();
   writeCommon(report, *shape.table, row);
   shape.table->commitRow();
+  ++_rows;
+}
+
+/// The number of the text that says who sent a report. A live device may have come back as another
+/// one in the same place, so that it is asked each time.
+std::uint32_t Columns::deviceOf(const Report& report) {
+  if (report.device != nullptr) return _texts->numberOf(describe(*report.device));
+  if (report.sender != _sender) {
+    _sender = report.sender;
+    _device = _texts->numberOf(_sender ? describe(*_sender) : "");
+  }
+  return _device;
 }
 
 void Columns::writeCommon(const Report& report, const Table& table, std::byte* row) {
-  if (report.sender != _sender) {
-    _sender = report.sender;
-    _device = _texts.numberOf(_sender ? describe(*_sender) : "");
-  }
   const auto put = [&](std::size_t column, const auto& value) {
     std::memcpy(row + table.columns()[column].offset, &value, sizeof value);
   };
   put(kTimeColumn, report.microseconds.value_or(kNoTime));
   put(kReportIdColumn, static_cast<std::uint8_t>(report.id()));
   put(kSourceColumn, _source);
-  put(kDeviceColumn, _device);
+  put(kDeviceColumn, deviceOf(report));
   put(kPlaceColumn, report.place.number);
 }
 

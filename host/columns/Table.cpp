@@ -1,7 +1,6 @@
 #include "host/columns/Table.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "host/outputs/Numbers.h"
@@ -49,7 +48,10 @@ std::uint32_t Texts::numberOf(std::string_view text) {
 }
 
 Table::Table(std::vector<Column> columns) : _columns(commonColumns()) {
-  std::ranges::move(columns, std::back_inserter(_columns));
+  for (Column& column : columns) {
+    while (find(column.name) != nullptr) column.name += '_';
+    _columns.push_back(std::move(column));
+  }
   std::size_t end = 0;
   for (Column& column : _columns) {
     column.offset = aligned(end, sizeOfKind(column.kind));

@@ -32,8 +32,9 @@ inline constexpr std::int64_t kNoTime = std::numeric_limits<std::int64_t>::min()
 
 struct Column {
   std::string name;
-  std::int32_t kind = VESK_BOOL;  // a vesk_kind: of numbers, or VESK_UNSIGNED_INT of a text's number
-  std::size_t count = 1;          // numbers in a row
+  std::int32_t kind =
+      VESK_BOOL;          // a vesk_kind: of numbers, or VESK_UNSIGNED_INT of a text's number
+  std::size_t count = 1;  // numbers in a row
   bool isArray = false;
   bool isText = false;     // its numbers are those of Texts
   std::size_t offset = 0;  // in a row, in bytes
@@ -62,7 +63,8 @@ class Texts {
 
 class Table {
  public:
-  /// A table of these columns behind those of every table. Their offsets are set here.
+  /// A table of these columns behind those of every table. Their offsets are set here. One that has
+  /// the name of another has "_" behind it.
   explicit Table(std::vector<Column> columns);
 
   const std::vector<Column>& columns() const { return _columns; }

@@ -25,6 +25,26 @@ constexpr auto kClasses = makeClasses();
 
 int classOf(char character) { return kClasses[static_cast<unsigned char>(character)]; }
 
+/// Appends bytes from the front of the text for as long as they are written as the first one is: two
+/// digits, and one separator or none behind them. Where it came to.
+std::size_t appendPairs(std::string_view text, std::vector<std::uint8_t>& bytes) {
+  const bool apart = text.size() > 2 && classOf(text[2]) == kSeparator;
+  // The same for all, so that no step waits for what the one before it has read.
+  const std::size_t step = apart ? 3 : 2;
+  const std::size_t before = bytes.size();
+  bytes.resize(before + text.size() / step);
+  auto next = bytes.begin() + static_cast<std::ptrdiff_t>(before);
+  std::size_t i = 0;
+  for (; i + step <= text.size(); i += step) {
+    const int high = classOf(text[i]);
+    const int low = classOf(text[i + 1]);
+    if ((high | low) < 0 || (apart && classOf(text[i + 2]) != kSeparator)) break;
+    *next++ = static_cast<std::uint8_t>(high << 4 | low);
+  }
+  bytes.erase(next, bytes.end());
+  return i;
+}
+
 /// The run of characters around `at` that no separator interrupts.
 std::string_view tokenAt(std::string_view text, std::size_t at) {
   std::size_t begin = at;
@@ -61,7 +81,7 @@ std::optional<ReportType> typeWord(std::string_view word) {
 }
 
 std::optional<std::string> appendHex(std::string_view text, std::vector<std::uint8_t>& bytes) {
-  for (std::size_t i = 0; i < text.size();) {
+  for (std::size_t i = appendPairs(text, bytes); i < text.size();) {
     const int high = classOf(text[i]);
     if (high == kSeparator) {
       ++i;

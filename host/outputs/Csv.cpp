@@ -3,24 +3,10 @@
 #include <array>
 #include <utility>
 
+#include "host/outputs/CsvField.h"
 #include "host/outputs/Numbers.h"
 
 namespace vesk::host {
-
-namespace {
-
-/// A field as RFC 4180 has it: in quotes where it holds what would end it.
-void appendField(std::string& row, std::string_view text) {
-  if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
-    row += text;
-    return;
-  }
-  row += '"';
-  for (const char character : text) row.append(character == '"' ? 2 : 1, character);
-  row += '"';
-}
-
-}  // namespace
 
 /// A row and the names of its columns. It is a handler for Decoded::visit().
 class CsvOutput::Row {
@@ -56,8 +42,8 @@ class CsvOutput::Row {
 
   void column(std::string_view name, std::string_view field) {
     separate();
-    if (_named) appendField(_names, name);
-    appendField(_fields, field);
+    if (_named) appendCsvField(_names, name);
+    appendCsvField(_fields, field);
   }
 
   /// Empty where the sender isn't known: every table has the same columns.
@@ -70,7 +56,7 @@ class CsvOutput::Row {
   template <class T>
   void numberColumn(std::string_view name, T value) {
     separate();
-    if (_named) appendField(_names, name);
+    if (_named) appendCsvField(_names, name);
     std::array<char, kNumberRoom> text;
     _fields.append(text.data(), putNumber(text.data(), value));
   }

@@ -20,6 +20,16 @@ enum class Threads : std::uint8_t {
   ForLargeFiles,  // more are worth it, asked for or not
 };
 
+/// Whether a form shows an array's elements by themselves when --elements asks for it.
+enum class ElementsShown : std::uint8_t { Never, IfAsked };
+
+/// What a form can't do without.
+enum class Needs : std::uint8_t {
+  Nothing,
+  Terminal,  // standard output is one, and the context has a Canvas
+  Limits,    // it shows what they say, and nothing else
+};
+
 /// A row of the table.
 struct OutputForm {
   std::string_view name;         // for -o
@@ -29,8 +39,9 @@ struct OutputForm {
   /// Makes an output, which the context must outlive.
   std::unique_ptr<Output> (*make)(const OutputContext& context);
 
-  std::string_view alias = {};   // another name for -o, if there is one
-  bool drawsOnTerminal = false;  // it needs a Canvas, and one standard output
+  std::string_view alias = {};  // another name for -o, if there is one
+  ElementsShown elements = ElementsShown::Never;
+  Needs needs = Needs::Nothing;
 };
 
 /// All forms. The first one is that of those who ask for none.

@@ -1,99 +1,33 @@
 #include "host/outputs/Json.h"
 
-#include "host/outputs/JsonWriter.h"
-#include "host/outputs/Numbers.h"
+#include "host/outputs/JsonRecord.h"
 #include "host/outputs/Utf8.h"
 
 namespace vesk::host {
-
-/// A record, and a handler for Decoded::visit() that puts a value into it.
-class JsonOutput::Record : public JsonWriter {
- public:
-  void nil() { null(); }
-  void dictionaryBegin() { beginObject(); }
-  void dictionaryEnd() { endObject(); }
-
-  void number(const vesk_number& number) {
-    if (number.kind == VESK_BOOL)
-      boolean(number.value.u != 0);
-    else
-      withValue(number, [this](auto value) { JsonWriter::number(value); });
-  }
-
-  void array(std::int32_t kind, const void* values, std::size_t count) {
-    withValues(kind, values, count, [this](auto numbers) { JsonWriter::array(numbers); });
-  }
-
-  void timeMember(std::optional<std::int64_t> microseconds) {
-    if (!microseconds) return;
-    key("time");
-    raw(secondsText(*microseconds));
-  }
-
-  /// The members of this record, for raw() in another one.
-  std::string members() const { return std::string(text().substr(1, text().size() - 2)); }
-
-  /// How every record begins. `file` are the members that tell the file.
-  void header(std::string_view file, const Place& place, const std::optional<UsbSender>& sender) {
-    member("format_version", 1u);
-    key("source");
-    beginObject();
-    raw(file);
-    switch (place.unit) {
-      case Place::Unit::File:
-        break;
-      case Place::Unit::Line:
-        member("line", place.number);
-        break;
-      case Place::Unit::Packet:
-        member("packet", place.number);
-        break;
-      case Place::Unit::Offset:
-        member("offset", place.number);
-        break;
-    }
-    senderMembers(sender);
-    endObject();
-  }
-
-  void senderMembers(const std::optional<UsbSender>& sender) {
-    if (!sender) return;
-    member("bus", sender->bus);
-    member("device", sender->device);
-    member("endpoint", sender->endpointNumber());
-  }
-
-  void linesMember(const Decoded& lines) {
-    key("lines");
-    beginArray();
-    lines.visit(*this);
-    endArray();
-  }
-};
 
 JsonOutput::JsonOutput(const OutputContext& context, Framing framing)
     : DecodingOutput(context),
       _sink(context.sink),
       _framing(framing),
       _withLines(context.lines),
-      _record(std::make_unique<Record>()) {
+      _record(std::make_unique<JsonRecord>()) {
   if (_framing == Framing::Array) _sink.append('[');
 }
 
 JsonOutput::~JsonOutput() = default;
 
-void JsonOutput::beginFile(std::string_view name) {
-  Record file;
-  file.beginObject();
-  file.member("file", asUtf8(name));
-  file.endObject();
-  _fileMembers = file.members();
+void JsonOutput::beginFile(std::string_view name) { _fileMembers = JsonRecord::fileMembers(name); }
+
+JsonRecord& JsonOutput::beginReport(const Report& report, const ReportInfo& info) {
+  beginRecord(report);
+  _record->raw(membersOf(info));
+  return *_record;
 }
 
 const std::string& JsonOutput::membersOf(const ReportInfo& info) {
   const auto [entry, added] = _kindMembers.try_emplace(&info);
   if (!added) return entry->second;
-  Record members;
+  JsonRecord members;
   members.beginObject();
   members.member("report_id", info.id);
   members.member("report_type", nameOf(info.type));
@@ -112,7 +46,7 @@ template <class Found>
 void JsonOutput::beginRecord(const Found& found) {
   _record->clear();
   _record->beginObject();
-  _record->header(_fileMembers, found.place, found.sender);
+  _record->header(_fileMembers, found);
   _record->timeMember(found.microseconds);
 }
 
@@ -129,8 +63,7 @@ void JsonOutput::writeChecked(const Report& report, const ReportInfo& info) {
   std::optional<Decoded> lines;
   if (_withLines || object.form() == VESK_NIL) lines = decodeLines(info);
 
-  beginRecord(report);
-  _record->raw(membersOf(info));
+  beginReport(report, info);
   if (report.direction == Direction::ToDevice) _record->member("direction", "to_device");
   _record->member("length", report.bytes.size());
   _record->key("value");
@@ -150,6 +83,7 @@ void JsonOutput::write(const Problem& problem) {
   _record->member("expected", problem.expected);
   _record->member("got", problem.got);
   _record->member("offset", problem.offset);
+  _record->member("lost", problem.lost);
   _record->endObject();
   endRecord();
 }
@@ -162,6 +96,8 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
   _record->beginObject();
   _record->member("reports", statistics.reports());
   if (statistics.toDevice() != 0) _record->member("to_device", statistics.toDevice());
+  _record->member("unchanged", unchanged());
+  if (statistics.untimed() != 0) _record->member("untimed", statistics.untimed());
   _record->key("kinds");
   _record->beginArray();
   for (const Statistics::KindCount& kind : statistics.kinds()) {
@@ -186,6 +122,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
     _record->beginObject();
     _record->member("counter", stream->info->counter->key);
     _record->senderMembers(stream->sender);
+    if (stream->device != nullptr) _record->member("file", asUtf8(stream->device->node));
     _record->member("reports", numbers.lost());
     _record->member("late", numbers.late());
     _record->member("doubled", numbers.doubled());
@@ -193,7 +130,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
     _record->member("gap_count", numbers.gapCount());
     _record->key("gaps");
     _record->beginArray();
-    for (const Sequence::Gap& gap : numbers.gaps(statistics.file())) {
+    for (const Sequence::Gap& gap : numbers.gaps(stream->fileOr(statistics.file()))) {
       _record->beginObject();
       _record->member("before", asUtf8(gap.before));
       _record->member("first", gap.first);
@@ -205,6 +142,7 @@ bool JsonOutput::writeStatistics(const Statistics& statistics) {
   }
   _record->endArray();
   if (statistics.unfollowed() != 0) _record->member("unfollowed", statistics.unfollowed());
+  if (statistics.unread() != 0) _record->member("unread", statistics.unread());
   _record->endObject();
   endRecord();
   return true;

@@ -8,7 +8,9 @@
 
 namespace vesk::host {
 
-class JsonOutput final : public DecodingOutput {
+class JsonRecord;
+
+class JsonOutput : public DecodingOutput {
  public:
   enum class Framing : std::uint8_t { Lines, Array };
 
@@ -21,21 +23,24 @@ class JsonOutput final : public DecodingOutput {
   bool writeStatistics(const Statistics& statistics) override;
   void finish() override;
 
- private:
-  class Record;
-
+ protected:
   bool tellsDirection() const override { return true; }
   void writeChecked(const Report& report, const ReportInfo& info) override;
+
+  /// The record at hand, with what records on this report begin with.
+  JsonRecord& beginReport(const Report& report, const ReportInfo& info);
+  void endRecord();
+
+ private:
   template <class Found>
   void beginRecord(const Found& found);
-  void endRecord();
   const std::string& membersOf(const ReportInfo& info);
 
   Sink& _sink;
   Framing _framing;
   bool _withLines;
   bool _first = true;
-  std::unique_ptr<Record> _record;  // complete before any of it is written
+  std::unique_ptr<JsonRecord> _record;  // complete before any of it is written
 
   // Most of what stands around a value is the same for all records of a file, or of a kind of
   // report.

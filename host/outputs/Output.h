@@ -24,6 +24,9 @@
 
 namespace vesk::host {
 
+struct ChangeRules;
+struct Verdict;  // host/limits/Verdict.h
+
 /// Lines before the reports that say where each came from.
 enum class Headers : std::uint8_t { None, Plain, Coloured };
 
@@ -33,8 +36,11 @@ struct OutputContext {
   const KnownReports& known;
   Sink& sink;
   Headers headers = Headers::None;
-  bool lines = false;  // a report's lines, too, where there is room for them beside its object
-  Canvas* canvas = nullptr;  // for a form that draws on a terminal, and for no other
+  bool lines = false;     // a report's lines, too, where there is room for them beside its object
+  bool elements = false;  // each element of an array by itself, instead of the array
+  bool colours = false;   // the sink wants colours
+  const ChangeRules* changes = nullptr;  // where changes are wanted instead of reports
+  Canvas* canvas = nullptr;              // for a form that draws on a terminal, and for no other
 };
 
 using Clock = std::chrono::steady_clock;
@@ -65,8 +71,15 @@ class Output {
   /// something is held back still and nothing comes until then.
   virtual std::optional<Clock::time_point> idle() { return std::nullopt; }
 
+  /// Writes what limits say of the file that has ended, if this form has a place for it; false if
+  /// it has none.
+  virtual bool writeVerdict(const Verdict& /*verdict*/) { return false; }
+
   /// What has to stand at the end.
   virtual void finish() {}
+
+  /// Reports that were the same as before, which a form for changes doesn't show; none in others.
+  virtual std::optional<std::uint64_t> unchanged() const { return std::nullopt; }
 
   /// What was passed over on the way and why, for people; empty if nothing was.
   virtual std::string leftOut() const { return {}; }

@@ -37,8 +37,9 @@ void appendStream(std::string& text, const Statistics::Stream& stream, std::stri
   const Sequence& numbers = stream.numbers;
   std::string by = " by " + stream.info->counter->key;
   if (stream.sender) by += ", " + describe(*stream.sender);
+  if (stream.device != nullptr) by += ", " + stream.device->node;
   appendCount(text, numbers.lost(), "lost" + by);
-  const auto gaps = numbers.gaps(file);
+  const auto gaps = numbers.gaps(stream.fileOr(file));
   for (const Sequence::Gap& gap : gaps) {
     const std::string missing = gap.first == gap.last
                                     ? std::to_string(gap.first)
@@ -59,7 +60,7 @@ void appendStream(std::string& text, const Statistics::Stream& stream, std::stri
 Statistics::Statistics(const KnownReports& known) : _known(known) {}
 
 void Statistics::beginFile(std::string_view name) {
-  for (Stream& stream : _streams) stream.numbers.endStream(_file);
+  for (Stream& stream : _streams) stream.numbers.endStream(stream.fileOr(_file));
   _file = name;
 }
 
@@ -78,7 +79,7 @@ void Statistics::count(const Report& report, const ReportInfo* info) {
 /// Null if there are too many.
 Statistics::Stream* Statistics::streamOf(const Report& report, const ReportInfo& info) {
   const auto matches = [&](const Stream& stream) {
-    return stream.info == &info && stream.sender == report.sender;
+    return stream.info == &info && stream.sender == report.sender && stream.device == report.device;
   };
   if (_latestStream < _streams.size() && matches(_streams[_latestStream]))
     return &_streams[_latestStream];
@@ -86,7 +87,7 @@ Statistics::Stream* Statistics::streamOf(const Report& report, const ReportInfo&
   if (found == _streams.end() && _streams.size() == kMostStreams) return nullptr;
   _latestStream = static_cast<std::size_t>(found - _streams.begin());
   if (found != _streams.end()) return &*found;
-  return &_streams.emplace_back(Stream{&info, report.sender});
+  return &_streams.emplace_back(Stream{&info, report.sender, report.device});
 }
 
 Statistics::KindCount& Statistics::entryFor(const Report& report, const ReportInfo* info) {
@@ -118,13 +119,16 @@ std::string Statistics::table() const {
                     describe(entry.id, entry.type).c_str(),
                     entry.info == nullptr ? "unknown" : entry.info->decoder.c_str());
   appendCount(text, _reports, "reports in all");
+  if (_unchanged) appendCount(text, *_unchanged, "the same as before, not shown");
   if (_toDevice != 0) appendCount(text, _toDevice, "from the host to the device, not among them");
+  if (_untimed != 0) appendCount(text, _untimed, "without a time, left out");
   for (std::size_t i = 0; i < kProblemCodes; ++i) {
     if (_problems[i] != 0) appendCount(text, _problems[i], nameOf(static_cast<ProblemCode>(i)));
   }
   for (const Stream* stream : streams()) appendStream(text, *stream, _file);
   if (_unfollowed != 0)
     appendCount(text, _unfollowed, "whose numbers were not followed: too many senders");
+  if (_unread != 0) appendCount(text, _unread, "lost in the queue: the output was too slow");
   return text;
 }
 

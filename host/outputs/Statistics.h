@@ -20,11 +20,17 @@ class Statistics {
   /// Counts what `known` numbers; it must outlive the counts.
   explicit Statistics(const KnownReports& known);
 
-  /// A file is a stream of its own for each of its senders.
+  /// A file is a stream of its own for each of its senders. Live devices are told apart by
+  /// themselves, and begin no files.
   void beginFile(std::string_view name);
 
   void count(const Report& report, const ReportInfo* info);
   void countToDevice() { ++_toDevice; }
+
+  /// How many reports were the same as before, where that was looked at.
+  void setUnchanged(std::optional<std::uint64_t> reports) { _unchanged = reports; }
+
+  void countUntimed() { ++_untimed; }
   void count(ProblemCode code) { ++_problems[static_cast<std::size_t>(code)]; }
 
   struct KindCount {
@@ -38,7 +44,13 @@ class Statistics {
   struct Stream {
     const ReportInfo* info;           // of its reports, which have a counter
     std::optional<UsbSender> sender;  // none where the input doesn't tell
+    const HidDevice* device;          // null but for a live one
     Sequence numbers = {};
+
+    /// Where its places are: its device, or else the file that is being read.
+    std::string_view fileOr(std::string_view file) const {
+      return device != nullptr ? std::string_view(device->node) : file;
+    }
   };
 
   const std::vector<KindCount>& kinds() const { return _kinds; }
@@ -59,6 +71,13 @@ class Statistics {
   /// What hosts sent, which counts nowhere else.
   std::uint64_t toDevice() const { return _toDevice; }
 
+  /// Reports without a time, which a selection by time left out, and which count nowhere else.
+  std::uint64_t untimed() const { return _untimed; }
+  /// Reports of live devices that had no room, since the output was too slow; the numbers of their
+  /// streams miss them, too.
+  void countUnread(std::uint64_t reports) { _unread += reports; }
+  std::uint64_t unread() const { return _unread; }
+
   /// All of it as a table for people.
   std::string table() const;
 
@@ -70,12 +89,15 @@ class Statistics {
   std::string _file;
   std::uint64_t _reports = 0;
   std::uint64_t _toDevice = 0;
+  std::optional<std::uint64_t> _unchanged;
+  std::uint64_t _untimed = 0;
   std::vector<KindCount> _kinds;  // in the order in which they came
   std::size_t _latest = 0;        // index of the kind that came last, which mostly comes again
   std::array<std::uint64_t, kProblemCodes> _problems{};
   std::vector<Stream> _streams;   // in the order in which they came
   std::size_t _latestStream = 0;  // index of the one that the latest number is of
   std::uint64_t _unfollowed = 0;
+  std::uint64_t _unread = 0;
 };
 
 }  // namespace vesk::host

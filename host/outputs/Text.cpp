@@ -1,7 +1,7 @@
 #include "host/outputs/Text.h"
 
 #include "host/outputs/Colour.h"
-#include "host/outputs/Terminal.h"
+#include "host/outputs/Origin.h"
 
 namespace vesk::host {
 
@@ -17,12 +17,7 @@ void TextOutput::writeChecked(const Report& report, const ReportInfo& info) {
 }
 
 void TextOutput::writeHeader(const Report& report, const ReportInfo& info) {
-  std::string header = "# " + describe(printable(_file), report.place);
-  if (report.microseconds) header += ", " + secondsText(*report.microseconds) + " s";
-  if (report.sender) header += ", " + describe(*report.sender);
-  header += ", " + describe(report.id(), info.type) + ", " + info.decoder + ", " +
-            countedBytes(report.bytes.size());
-  if (report.direction == Direction::ToDevice) header += ", to the device";
+  std::string header = originLine(_file, report, info);
   if (_headers == Headers::Coloured) header = coloured(Colour::Cyan, header);
   _sink.appendControls(header);
   _sink.append('\n');

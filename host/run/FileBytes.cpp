@@ -13,15 +13,20 @@
 
 namespace vesk::host {
 
-FileBytes::FileBytes(const std::string& path, BeforeRead beforeRead)
-    : _descriptor(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)),
-      _owned(path != "-"),
-      _beforeRead(std::move(beforeRead)) {
+FileBytes::FileBytes(int descriptor, bool owned, BeforeRead beforeRead)
+    : _descriptor(descriptor), _owned(owned), _beforeRead(std::move(beforeRead)) {
   struct stat status {};
   if (_descriptor < 0 || fstat(_descriptor, &status) != 0)
     throw InputFault("cannot open: " + std::generic_category().message(errno));
   if (S_ISREG(status.st_mode)) _size = static_cast<std::uint64_t>(status.st_size);
 }
+
+FileBytes::FileBytes(const std::string& path, BeforeRead beforeRead)
+    : FileBytes(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC), path != "-",
+                std::move(beforeRead)) {}
+
+FileBytes::FileBytes(int descriptor, BeforeRead beforeRead)
+    : FileBytes(descriptor, true, std::move(beforeRead)) {}
 
 FileBytes::~FileBytes() {
   if (_owned) close(_descriptor);

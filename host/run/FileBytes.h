@@ -23,6 +23,9 @@ class FileBytes final : public Bytes {
 
   /// Opens `path`, or standard input for "-". Throws InputFault.
   FileBytes(const std::string& path, BeforeRead beforeRead);
+
+  /// Reads an open descriptor, which is closed in the end. Throws InputFault.
+  FileBytes(int descriptor, BeforeRead beforeRead);
   ~FileBytes() override;
 
   /// Bytes read so far, and how many there are where that is known.
@@ -30,6 +33,7 @@ class FileBytes final : public Bytes {
   std::optional<std::uint64_t> size() const { return _size; }
 
  private:
+  FileBytes(int descriptor, bool owned, BeforeRead beforeRead);
   std::size_t read(char* into, std::size_t room) override;
   bool wouldWait() const;
 

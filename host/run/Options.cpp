@@ -32,6 +32,8 @@ constexpr unsigned kMostJobs = 64;
 constexpr const char* kExamples = R"(Examples:
   vesk-decode capture.hex                     decode lines of hex digits
   vesk-decode -o ndjson usb.pcapng | jq .     one JSON record a report
+  vesk-decode /dev/hidraw3                    ask a controller for its feature reports
+  vesk-decode --follow -o hid hid:vesk > a.hid  record a controller now, and look later
   vesk-decode -o csv --report 0x76 usb.pcap   image frames for a spreadsheet
   vesk-decode -o recording a.pcap > a.hid     convert to a recording
   xxd report.bin | vesk-decode --headers      say where each report comes from
@@ -39,9 +41,10 @@ constexpr const char* kExamples = R"(Examples:
 Exit status:
   0  everything was decoded
   1  some reports were malformed, unknown or refused
-  2  the command line makes no sense
+  2  the command line makes no sense, or the file of limits
   3  an input can't be read, or the output can't be written
-  4  the plug-in can't be loaded)";
+  4  the plug-in can't be loaded
+  5  everything was decoded, and a limit was not kept)";
 
 [[noreturn]] void refuseChoice(const std::string& option, const std::string& name,
                                const auto& choices, auto nameOfChoice) {
@@ -71,23 +74,24 @@ const OutputForm& outputForm(const std::string& name) {
 }
 
 /// What can't be decimal is hexadecimal without 0x, too.
-std::uint32_t reportId(std::string_view text) {
+std::uint32_t reportId(const std::string& option, std::string_view text) {
   auto id = parseDecimalOrHex<unsigned>(text);
   if (!id && text.size() <= 2) id = parseNumber<unsigned>(text, 16);
   if (!id || *id > 255)
-    throw UsageFault("--report " + std::string(text) + ": an ID is 0 to 255, such as 0x76");
+    throw UsageFault(option + " " + std::string(text) + ": an ID is 0 to 255, such as 0x76");
   return *id;
 }
 
 /// IDs with commas between them.
-std::vector<WantedReport> reportIds(const std::vector<std::string>& lists) {
+std::vector<WantedReport> reportIds(const std::string& option,
+                                    const std::vector<std::string>& lists) {
   std::vector<WantedReport> reports;
   for (std::string_view rest : lists) {
     for (;;) {
       const std::size_t comma = rest.find(',');
       const std::string_view text = rest.substr(0, comma);
-      if (text.empty()) throw UsageFault("--report: an ID in its list is empty");
-      reports.push_back({reportId(text), std::string(text)});
+      if (text.empty()) throw UsageFault(option + ": an ID in its list is empty");
+      reports.push_back({reportId(option, text), std::string(text)});
       if (comma == std::string_view::npos) break;
       rest.remove_prefix(comma + 1);
     }
@@ -121,6 +125,36 @@ unsigned jobs(const std::string& text) {
   return *count;
 }
 
+std::optional<std::int64_t> moment(const std::string& option, const std::string& text) {
+  if (text.empty()) return std::nullopt;
+  if (const auto found = momentFrom(text)) return found;
+  throw UsageFault(option + " " + text +
+                   ": a time is in the capture's seconds, such as 12.5, or in ISO 8601 with its "
+                   "zone, such as 2023-11-14T22:13:20Z");
+}
+
+/// A whole number with its unit.
+std::chrono::milliseconds duration(const std::string& option, const std::string& text) {
+  constexpr auto kUnits = std::to_array<std::pair<std::string_view, std::uint64_t>>(
+      {{"ms", 1}, {"s", 1000}, {"m", 60'000}, {"h", 3'600'000}});
+  constexpr std::uint64_t kMost = 1000ull * 24 * 3'600'000;  // far from where a clock ends
+  const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+  const std::string_view unit = std::string_view(text).substr(digits);
+  const auto value = parseNumber<std::uint64_t>(std::string_view(text).substr(0, digits));
+  for (const auto& [name, milliseconds] : kUnits)
+    if (unit == name && value && *value >= 1 && *value <= kMost / milliseconds)
+      return std::chrono::milliseconds(*value * milliseconds);
+  throw UsageFault(option + " " + text +
+                   ": a time is a whole number with ms, s, m or h, such as 500ms");
+}
+
+std::uint64_t reportCount(const std::string& text) {
+  const auto count = parseDecimalOrHex<std::uint64_t>(text);
+  if (!count || *count < 1)
+    throw UsageFault("--count " + text + ": a number of reports is 1 or more");
+  return *count;
+}
+
 constexpr const char* kEmptyValue = "its value is empty";
 
 /// What the library that parses would read otherwise than people mean it: the plug-in's own option
@@ -149,8 +183,9 @@ std::string selectionText(const std::vector<std::pair<std::string_view, std::str
 
 /// Options as they stand on the command line.
 struct RawOptions {
-  std::string input, output{outputForms().front().name}, jobs, type, device, endpoint, plugin,
-      colour = "auto";
+  std::string input, output{outputForms().front().name}, limits, jobs, type, from, to, device,
+      endpoint, plugin, baseline, across, colour = "auto";
+  std::string count, every, duration;
   std::vector<std::string> reports;
   bool decimal = false;
 };
@@ -189,7 +224,10 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
         app.add_flag(names, value, description)->group(group);
       };
 
-  app.add_option("FILE", options.files, "Files to decode, in order; - is standard input")
+  app.add_option("FILE",
+                 options.files,
+                 "Files to decode, in order; - is standard input. Behind them, live devices:\n"
+                 "/dev/hidraw3, hid:VID:PID, hid:NAME or hid:serial=TEXT")
       ->type_name("");
   text("Input", "-i,--input", raw.input, inputHelp(), "FORM");
   text("Input", "--device", raw.device, "Only what this device of a USB capture sends", "BUS:DEV");
@@ -203,6 +241,7 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
   flag("Output", "--decimal", raw.decimal, "Samples in decimal, in text; -decimal is the same");
   flag("Output", "--headers", options.headers, "In text, a line before each report on its origin");
   flag("Output", "--lines", options.lines, "In JSON, add each report's text lines");
+  flag("Output", "--elements", options.elements, "Of an array, show each element by itself");
   flag("Output",
        "--stats",
        options.statistics,
@@ -211,11 +250,23 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
        "--host-writes",
        options.hostWrites,
        "In text and JSON, show what the host of a USB capture sends to the device, too");
+  text("Output", "--limits", raw.limits, "Tell of each file whether it keeps these limits", "FILE");
   text("Output",
        "--jobs",
        raw.jobs,
        "Decode text and NDJSON in so many threads; without it, large files to NDJSON in two",
        "N");
+  flag("Output", "--changes", options.changes, "In JSON, what changed instead of the reports");
+  text("Output",
+       "--baseline",
+       raw.baseline,
+       "Changes since the last report of each kind in this capture",
+       "FILE");
+  text("Output",
+       "--across",
+       raw.across,
+       "Changes from the report of the first ID to those of the others",
+       "ID,ID[,ID...]");
   text("Output", "--color", raw.colour, "Colours: auto, always or never", "WHEN");
 
   app.add_option("--report", raw.reports, "Only reports with these IDs")
@@ -228,9 +279,46 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
        raw.type,
        "Only reports of this type: input, output or feature",
        "TYPE");
+  text(
+      "Selection",
+      "--from",
+      raw.from,
+      "Only reports from this time on: seconds of the capture, or ISO 8601 as 2023-11-14T22:13:20Z",
+      "TIME");
+  text("Selection", "--to", raw.to, "Only reports up to this time", "TIME");
+
+  text("Selection",
+       "--count",
+       raw.count,
+       "End behind so many reports, of all files and devices together",
+       "N");
+
+  flag("Live devices",
+       "--list-devices",
+       options.listDevices,
+       "Show the HID devices of this machine: their nodes, names and known reports");
+  flag("Live devices",
+       "--follow",
+       options.follow,
+       "Behind its feature reports, go on with a device's input reports as they come");
+  text("Live devices",
+       "--every",
+       raw.every,
+       "Ask for the feature reports again and again, so often: 5s, 500ms, 2m",
+       "TIME");
+  text("Live devices", "--duration", raw.duration, "End after this time", "TIME");
+  flag("Live devices",
+       "--wait",
+       options.wait,
+       "Wait for a device to appear, and for its return when it is unplugged");
 
   text("Plug-in", "--plugin", raw.plugin, "Load this plug-in instead of the installed one", "FILE");
   flag("Plug-in", "--list-reports", options.listReports, "Show the reports that it knows");
+  flag(
+      "Plug-in",
+      "--layout",
+      options.layout,
+      "Show which byte of a report says what, as text, ndjson or json; --report and --type choose");
 
   flag(
       "Help", "-v,--verbose", options.verbose, "Tell which plug-in and which input forms are used");
@@ -241,21 +329,82 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
 void interpret(const RawOptions& raw, Options& options) {
   if (!raw.input.empty()) options.inputForm = &inputForm(raw.input);
   options.outputForm = &outputForm(raw.output);
+  if (!raw.limits.empty()) options.limits = raw.limits;
+  if (options.outputForm->needs == Needs::Limits && !options.limits)
+    throw UsageFault("--output " + raw.output + " shows what --limits FILE finds: give both");
+  if (options.limits && (options.listReports || options.showVersion))
+    throw UsageFault("--limits is for decoding: leave it away, or the option that shows something");
   options.colour = choose("--color", raw.colour, kColourChoices);
   if (!raw.jobs.empty()) options.jobs = jobs(raw.jobs);
   if (!raw.type.empty()) options.type = choose("--type", raw.type, kTypes);
+  options.window = {moment("--from", raw.from), moment("--to", raw.to)};
+  if (options.window.from && options.window.to && *options.window.from > *options.window.to)
+    throw UsageFault("--from " + raw.from + " is later than --to " + raw.to);
   if (!raw.device.empty()) options.usb.device = device(raw.device);
   if (!raw.endpoint.empty()) options.usb.endpoint = endpoint(raw.endpoint);
-  options.reports = reportIds(raw.reports);
+  if (!raw.count.empty()) options.count = reportCount(raw.count);
+  if (!raw.every.empty()) options.every = duration("--every", raw.every);
+  if (!raw.duration.empty()) options.duration = duration("--duration", raw.duration);
+  options.reports = reportIds("--report", raw.reports);
   std::string ids;
   for (const WantedReport& report : options.reports)
     ids.append(ids.empty() ? "" : ",").append(report.text);
   options.selection = selectionText({{"--device", raw.device},
                                      {"--endpoint", raw.endpoint},
                                      {"--report", ids},
-                                     {"--type", raw.type}});
+                                     {"--type", raw.type},
+                                     {"--from", raw.from},
+                                     {"--to", raw.to}});
   if (raw.decimal) options.pluginArguments.emplace_back("-decimal");
   if (!raw.plugin.empty()) options.plugin = raw.plugin;
+}
+
+constexpr std::string_view kChanges = "changes";
+
+/// What asks for changes, and what makes no sense with them.
+void interpretChanges(const RawOptions& raw, Options& options) {
+  const std::string_view form = options.outputForm->name;
+  const bool inJson = form == "ndjson" || form == "json";
+  if (options.changes && !inJson && form != kChanges)
+    throw UsageFault("--changes is for -o ndjson and -o json; for people there is -o changes");
+  if (form == kChanges) options.changes = true;
+  if (!raw.baseline.empty()) options.baseline = raw.baseline;
+  if (!raw.across.empty()) options.across = reportIds("--across", {raw.across});
+  const auto needsChanges = [&](bool given, const std::string& option) {
+    if (given && !options.changes)
+      throw UsageFault(option + " is for changes: -o changes, or -o ndjson --changes");
+  };
+  needsChanges(options.baseline.has_value(), "--baseline");
+  needsChanges(!options.across.empty(), "--across");
+  if (options.baseline && !options.across.empty())
+    throw UsageFault("--baseline and --across: choose one of both to compare with");
+  if (options.changes && options.hostWrites)
+    throw UsageFault("--host-writes: what the host sends is no change of the device");
+  if (options.changes && inJson && options.lines)
+    throw UsageFault("--lines: a record of a change has no lines");
+  if (options.baseline == "-" && std::ranges::find(options.files, "-") != options.files.end())
+    throw UsageFault("--baseline -: standard input is decoded already");
+}
+
+/// What would be ignored is a mistake.
+void refuseIdle(const Options& options) {
+  const bool idleElements = options.outputForm->elements == ElementsShown::Never;
+  if (options.elements && !options.layout && !options.changes && idleElements) {
+    std::string known = "--layout, --changes";
+    for (const OutputForm& form : outputForms())
+      if (form.elements == ElementsShown::IfAsked) known.append(", -o ").append(form.name);
+    throw UsageFault("--elements goes with " + known);
+  }
+  if (!options.layout) return;
+  constexpr std::string_view kForms[] = {"text", "ndjson", "json"};
+  if (std::ranges::find(kForms, options.outputForm->name) == std::end(kForms))
+    throw UsageFault("--layout goes with -o text, ndjson or json");
+  if (!options.files.empty())
+    throw UsageFault("--layout reads no file, and " + options.files.front() +
+                     " is one; -o explain shows the layout of its reports");
+  if (options.changes) throw UsageFault("--layout shows what may change; leave --changes away");
+  if (options.window.isBounded()) throw UsageFault("--layout has no times for --from and --to");
+  if (options.listReports) throw UsageFault("--layout and --list-reports: choose one of them");
 }
 
 /// The library's help has two empty lines between groups; one is enough.
@@ -283,10 +432,18 @@ std::variant<Options, HelpText> parseOptions(const std::vector<std::string>& arg
     throw UsageFault(error.what());
   }
   interpret(raw, options);
+  refuseIdle(options);
 
-  const bool decodes = !options.listReports && !options.showVersion;
+  const bool decodes =
+      !options.listReports && !options.layout && !options.showVersion && !options.listDevices;
+  const bool isLive = options.follow || options.wait || options.every || options.duration;
+  if (!decodes && (isLive || options.count))
+    throw UsageFault("--count, --duration, --every, --follow and --wait are for decoding");
+  if (options.listDevices && !options.files.empty())
+    throw UsageFault("--list-devices shows all devices, and takes no FILE");
   if (options.files.empty() && decodes && isatty(STDIN_FILENO) != 0) return helpOf(app);
   if (options.files.empty()) options.files.emplace_back("-");
+  interpretChanges(raw, options);
   return options;
 }
 

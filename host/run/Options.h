@@ -1,6 +1,7 @@
 /// The command line.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "host/Report.h"
+#include "host/TimeWindow.h"
 #include "host/inputs/Forms.h"
 #include "host/outputs/Forms.h"
 
@@ -28,19 +30,34 @@ struct Options {
   const OutputForm* outputForm = &outputForms().front();  // never null
   std::vector<WantedReport> reports;                      // empty: all
   std::optional<ReportType> type;
+  TimeWindow window;
   UsbSelection usb;
   std::string selection;  // the options that select, as they were written; empty: all
   std::vector<std::string> pluginArguments;
   std::optional<std::string> plugin;
   ColourChoice colour = ColourChoice::Auto;
-  std::optional<unsigned> jobs;  // threads; none: as the input is worth
+  std::optional<std::string> limits;  // their file
+  std::optional<unsigned> jobs;       // threads; none: as the input is worth
   bool headers = false;
   bool lines = false;
+  bool elements = false;
   bool statistics = false;
   bool hostWrites = false;
   bool verbose = false;
   bool listReports = false;
+  bool changes = false;                 // instead of reports: -o changes, or --changes
+  std::optional<std::string> baseline;  // the capture to compare with; "-" is standard input
+  std::vector<WantedReport> across;     // none, or at least two
+  bool layout = false;
   bool showVersion = false;
+
+  // Of live devices, but for the count.
+  bool listDevices = false;
+  bool follow = false;
+  bool wait = false;
+  std::optional<std::chrono::milliseconds> every;
+  std::optional<std::chrono::milliseconds> duration;
+  std::optional<std::uint64_t> count;  // reports after which all ends
 };
 
 /// The command line makes no sense; one line says why.

@@ -2,16 +2,22 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <exception>
 #include <new>
 #include <optional>
 #include <variant>
+#include <vector>
 
 #include "host/Plugin.h"
+#include "host/limits/Limits.h"
+#include "host/live/Hidraw.h"
+#include "host/outputs/LayoutPages.h"
 #include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
+#include "host/run/LiveRun.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
 #include "host/run/Session.h"
@@ -66,6 +72,26 @@ std::string tableText(const KnownReports& known) {
   return text;
 }
 
+/// The maps of the kinds that --report and --type choose, which must be known.
+std::string layoutText(const Options& options, Plugin& plugin, const KnownReports& known) {
+  for (const WantedReport& wanted : options.reports)
+    if (std::ranges::find(known.all(), wanted.id, &ReportInfo::id) == known.all().end())
+      throw UsageFault("--report " + wanted.text +
+                       ": no decoder knows this report; --list-reports shows the known ones");
+  std::vector<KindLayout> kinds;
+  for (const ReportInfo& info : known.all()) {
+    const bool isWanted =
+        options.reports.empty() ||
+        std::ranges::find(options.reports, info.id, &WantedReport::id) != options.reports.end();
+    if (isWanted && (!options.type || info.type == options.type))
+      kinds.push_back({&info, layoutOf(plugin, info)});
+  }
+  if (kinds.empty()) throw UsageFault("--layout: nothing matches " + options.selection);
+  if (options.outputForm->name != "text")
+    return layoutRecords(kinds, options.elements, options.outputForm->name == "json");
+  return layoutTables(kinds, options.elements, wantsColours(options.colour, STDOUT_FILENO));
+}
+
 /// A progress line among the decoded text of a terminal would only disturb.
 Messages messagesFor(const Options& options) {
   const bool progress = isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0;
@@ -86,7 +112,15 @@ int carryOut(const Options& options, DescriptorSink& sink, Messages& messages) {
   Plugin plugin(library, options.pluginArguments);
   const KnownReports known(plugin.reports());
   if (options.listReports) return print(sink, tableText(known));
-  return Session(options, library, plugin, known, sink, messages).run();
+  if (options.layout) return print(sink, layoutText(options, plugin, known));
+  if (options.listDevices) {
+    Hidraw hidraw;
+    return print(sink, deviceListText(options, known, hidraw));
+  }
+  std::optional<Limits> limits;
+  if (options.limits) limits = loadLimits(*options.limits, known, plugin);
+  return Session(options, library, plugin, known, limits ? &*limits : nullptr, sink, messages)
+      .run();
 }
 
 }  // namespace
@@ -105,6 +139,9 @@ int run(int count, const char* const* arguments) {
     return status;
   } catch (const UsageFault& fault) {
     messages.complain(kProgram, std::string(fault.what()) + "; --help shows the options");
+    return kBadUsage;
+  } catch (const LimitsFault& fault) {
+    messages.complain(fault.place(), fault.what());
     return kBadUsage;
   } catch (const PluginFault& fault) {
     messages.complain(kProgram, fault.what());

@@ -5,10 +5,13 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <numeric>
 #include <system_error>
+#include <utility>
 #include <variant>
 
 #include "host/inputs/Compressed.h"
+#include "host/run/BaselineFile.h"
 #include "host/run/Signals.h"
 #include "text/numbers.h"
 
@@ -31,7 +34,7 @@ Headers headersFor(const Options& options, const DescriptorSink& sink) {
 std::unique_ptr<TerminalCanvas> canvasFor(const Options& options, const DescriptorSink& sink,
                                           Messages& messages) {
   const OutputForm& form = *options.outputForm;
-  if (!form.drawsOnTerminal) return nullptr;
+  if (form.needs != Needs::Terminal) return nullptr;
   if (isatty(sink.descriptor()) == 0)
     throw UsageFault("-o " + std::string(form.name) +
                      " draws on a terminal, and standard output is none");
@@ -48,31 +51,111 @@ bool wantsColours(ColourChoice choice, int descriptor) {
 }
 
 Session::Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
-                 const KnownReports& known, DescriptorSink& sink, Messages& messages)
+                 const KnownReports& known, Limits* limits, DescriptorSink& sink,
+                 Messages& messages)
     : _options(options),
       _library(library),
+      _plugin(plugin),
       _known(known),
       _sink(sink),
       _messages(messages),
       _terminal(isatty(sink.descriptor()) != 0),
       _terminalSink(sink),
       _canvas(canvasFor(options, sink, messages)),
+      _changeRules(changeRules()),
       _output(makeOutput(plugin, _terminal ? static_cast<Sink&>(_terminalSink) : sink)),
-      _statistics(known) {}
+      _statistics(known) {
+  if (limits == nullptr) return;
+  _testPlugin.emplace(library, options.pluginArguments);
+  _tests = std::make_unique<LimitTests>(OutputContext{*_testPlugin, known, sink}, *limits);
+}
 
 std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
-  return _options.outputForm->make(
-      {plugin, _known, sink, headersFor(_options, _sink), _options.lines, _canvas.get()});
+  return _options.outputForm->make({.plugin = plugin,
+                                    .known = _known,
+                                    .sink = sink,
+                                    .headers = headersFor(_options, _sink),
+                                    .lines = _options.lines,
+                                    .elements = _options.elements,
+                                    .colours = wantsColours(_options.colour, _sink.descriptor()),
+                                    .changes = _options.changes ? &_changeRules : nullptr,
+                                    .canvas = _canvas.get()});
+}
+
+/// How reports are compared. Throws UsageFault for IDs that can't be compared across.
+ChangeRules Session::changeRules() {
+  ChangeRules rules;
+  if (_options.baseline) rules.baseline = &_baseline;
+  for (const WantedReport& report : _options.across) {
+    const ReportInfo* const info = _known.find(report.id, std::nullopt);
+    const std::string option = "--across " + report.text;
+    if (info == nullptr) throw UsageFault(option + ": no decoder reads it");
+    if (std::ranges::find(rules.across, info) != rules.across.end())
+      throw UsageFault(option + ": the ID is named twice");
+    if (!rules.across.empty() && rules.across.front()->decoder != info->decoder)
+      throw UsageFault(option + ": " + info->decoder + " reads it, and " +
+                       rules.across.front()->decoder +
+                       " reads the first one; reports are compared "
+                       "that one decoder reads");
+    rules.across.push_back(info);
+  }
+  if (rules.across.size() == 1)
+    throw UsageFault("--across " + _options.across.front().text + ": it takes two IDs or more");
+  rules.tell = [this](std::string_view where, std::string_view what) {
+    _messages.tell(where, what);
+  };
+  rules.lacksBaseline = [this](const Report& report, const ReportInfo& info) {
+    _lacksBaseline = true;
+    _messages.complain(describe(_file, report.place),
+                       describe(info.id, info.type) + ": the baseline, " + *_options.baseline +
+                           ", has none; this one takes its place");
+  };
+  return rules;
+}
+
+/// Reads the capture of --baseline. Throws UsageFault.
+void Session::takeBaseline() {
+  const std::string& file = *_options.baseline;
+  std::uint64_t problems = 0;
+  const auto tellProblem = [&](const Problem& problem) {
+    if (!wanted(problem)) return;
+    _someRefused = true;
+    if (++problems <= kShownProblems)
+      _messages.complain(describe(file, problem.place), problem.message);
+  };
+  const auto tellForm = [&](std::string_view form) {
+    if (_options.verbose) _messages.tell(file, "the baseline, read as " + std::string(form));
+  };
+  const auto isWanted = [this](const Report& report) { return wanted(report); };
+  _baseline = readBaseline(file, {_plugin, _known, isWanted, tellProblem, tellForm});
+  if (problems > kShownProblems)
+    _messages.complain(
+        file, std::to_string(problems - kShownProblems) + " more errors of it are not shown");
+  for (const WantedReport& report : _options.reports)
+    if (lacks(report) && !interrupted())
+      throw UsageFault("--baseline " + file + ": it has no report " + report.text +
+                       ", which --report asks for");
+}
+
+/// Whether the baseline has no report of an ID.
+bool Session::lacks(const WantedReport& wanted) const {
+  return std::ranges::none_of(_baseline,
+                              [&](const auto& entry) { return entry.first->id == wanted.id; });
 }
 
 int Session::run() {
-  for (const std::string& file : _options.files) {
-    if (interrupted()) break;
+  if (_options.baseline) takeBaseline();
+  LiveRun live(_options, _known, _hidraw);
+  for (const std::string& file : live.files()) {
+    if (interrupted() || enough()) break;
     decodeFile(file);
   }
+  if (live.hasDevices() && !interrupted() && !enough()) decodeLive(live);
   finish();
   if (_someUnreadable) return kCannotReadOrWrite;
-  return _someRefused ? kSomeRefused : kAllDecoded;
+  if (_lacksBaseline) return kBadUsage;
+  if (_someRefused) return kSomeRefused;
+  return _someLimitNotKept ? kLimitNotKept : kAllDecoded;
 }
 
 void Session::decodeFile(const std::string& file) {
@@ -80,9 +163,11 @@ void Session::decodeFile(const std::string& file) {
   _form = nullptr;
   _fileProblems = {};
   _fileReports = 0;
+  takePreamble();
   _output->beginFile(file);
   _statistics.beginFile(file);
   _messages.beginFile();
+  if (_tests) _tests->beginFile(file);
   try {
     FileBytes bytes(file,
                     [this](const FileBytes& read, bool wait) { return beforeRead(read, wait); });
@@ -96,13 +181,48 @@ void Session::decodeFile(const std::string& file) {
   if (_jobs) _jobs->commitAll();
   _jobs.reset();
   tellUnshown();
+  judgeFile();
   _messages.clear();
+}
+
+/// Devices take one thread, beside those that read them: whoever follows one waits for each report.
+void Session::decodeLive(LiveRun& run) {
+  _file = run.firstDevice();
+  _form = nullptr;
+  _fileProblems = {};
+  _output->beginFile(_file);
+  _statistics.beginFile(_file);
+  if (_tests) _tests->beginFile(_file);
+  _live = run.begin([this](int descriptor, std::optional<Clock::time_point> until) {
+    const auto again = _output->idle();
+    _sink.flush();
+    waitUntilReadable(descriptor, again && (!until || *again < *until) ? again : until);
+    return !interrupted();
+  });
+  while (!interrupted() && !enough()) {
+    auto item = _live->next();
+    if (!item) break;
+    if (item->name != _file) {
+      _file = item->name;
+      _output->beginFile(_file);
+    }
+    if (auto* report = std::get_if<Report>(&item->what))
+      handle(*report);
+    else if (const auto* problem = std::get_if<Problem>(&item->what))
+      handle(*problem);
+    else
+      tell(std::get<Remark>(item->what));
+  }
+  _live->stop();
+  tellUnshown();
+  judgeFile();
 }
 
 /// Threads for a file that is worth them.
 void Session::shareWork(const FileBytes& bytes) {
   const Threads threads = _options.outputForm->threads;
-  if (threads == Threads::One || _options.hostWrites || _terminal) return;
+  const bool inOne = _options.hostWrites || _options.changes || _options.count;
+  if (threads == Threads::One || inOne || _terminal) return;
   const bool large = bytes.size() && *bytes.size() >= kLargeFile;
   const unsigned unasked = threads == Threads::ForLargeFiles && large
                                ? std::min(2u, std::thread::hardware_concurrency())
@@ -130,7 +250,7 @@ std::unique_ptr<Input> Session::open(Bytes& bytes, const std::string& file) {
 }
 
 void Session::decodeAll(Input& input) {
-  for (;;) {
+  while (!enough()) {
     Item item = input.next();
     if (interrupted() || std::holds_alternative<End>(item))
       return;  // what was cut off is no report
@@ -144,16 +264,35 @@ void Session::decodeAll(Input& input) {
 void Session::handle(Report& report) {
   const ReportInfo* info = _known.find(report.id(), report.type);
   if (info != nullptr) report.type = info->type;
-  _someFound = true;
-  if (!wanted(report)) return;
-  _matchedIds.set(report.id());
+  if (!report.preamble.empty()) keepPreamble(report.preamble);
+  if (!selects(report)) return;
+  const std::string preamble = takePreamble();
+  report.preamble = preamble;
   if (report.direction == Direction::ToDevice) return handleToDevice(report, info);
+  if (_tests) _tests->write(report, info);
   if (_jobs)
     _jobs->add(report, info);
   else if (const auto problem = _output->write(report, info))
     tell(*problem);
   else
     count(report, info);
+}
+
+/// Keeps what a recording says of its devices in front of a report for the first report that is
+/// selected. Each description is kept once, and the last one, which may be a mere "D: 1", at the end:
+/// it tells whose report comes next.
+void Session::keepPreamble(std::string_view lines) {
+  constexpr std::size_t kMost = std::size_t{64} * 1024;
+  if (_preamble.find(lines) == std::string::npos && _preamble.size() + lines.size() <= kMost)
+    _preamble += lines;
+  _lastLines = lines;
+}
+
+std::string Session::takePreamble() {
+  if (_lastLines.empty()) return {};
+  if (!_preamble.ends_with(_lastLines)) _preamble += _lastLines;
+  _lastLines.clear();
+  return std::exchange(_preamble, {});
 }
 
 void Session::count(const Report& report, const ReportInfo* info) {
@@ -171,6 +310,8 @@ void Session::handle(const Problem& problem) {
   if (problem.reportId) _someFound = true;
   if (!wanted(problem)) return;
   if (problem.reportId) _matchedIds.set(*problem.reportId);
+  if (problem.reportId) _someInWindow = true;
+  if (_tests) _tests->write(problem);
   if (_jobs) return _jobs->add(problem);
   _output->write(problem);
   tell(problem);
@@ -197,10 +338,16 @@ void Session::commit(const Jobs::Batch& batch) {
 void Session::tell(const Problem& problem) {
   (problem.endsInput() ? _someUnreadable : _someRefused) = true;
   _statistics.count(problem.code);
+  if (problem.lost) _statistics.countUnread(*problem.lost);
   auto& ofThisKind = _fileProblems[static_cast<std::size_t>(problem.code)];
   if (++ofThisKind > kShownProblems) return;
   if (_terminal) _sink.flush();  // the message belongs after it
   _messages.complain(describe(_file, problem.place), problem.message);
+}
+
+void Session::tell(const Remark& remark) {
+  if (_terminal) _sink.flush();  // the message belongs after it
+  _messages.tell(_file, remark.text);
 }
 
 /// How many problems of the file were not shown, and what is the matter with it as a whole.
@@ -215,13 +362,46 @@ void Session::tellUnshown() {
     kinds += nameOf(static_cast<ProblemCode>(i));
   }
   if (unshown == 0) return;
-  std::string text = std::to_string(unshown) + " more errors are not shown (" + kinds +
-                     "); the file was read as " + std::string(_form->description);
+  std::string text = std::to_string(unshown) + " more errors are not shown (" + kinds + ")";
+  if (_form == nullptr) return _messages.complain("vesk-decode", text);  // of live devices
+  text.append("; the file was read as ").append(_form->description);
   if (const InputForm* const other = likelyForm())
     text.append(", and looks like ").append(other->description).append(": try without -i");
   else if (_fileReports == 0)
     text += ", and no report in it was decoded: it may be something else";
   _messages.complain(_file, text);
+}
+
+/// What the limits say of the file that has ended.
+void Session::judgeFile() {
+  if (!_tests) return;
+  const std::string leftOutBefore = std::exchange(_leftOut, _output->leftOut());
+  const Verdict verdict =
+      _tests->endFile({std::accumulate(_fileProblems.begin(), _fileProblems.end(), 0ULL),
+                       interrupted(),
+                       _leftOut != leftOutBefore,
+                       !_options.selection.empty()});
+  const bool shown = _output->writeVerdict(verdict);
+  if (_terminal) _sink.flush();
+  if (!shown) tellFailures(verdict);
+  if (verdict.passed()) return _messages.tell(_file, verdict.summary());
+  _someLimitNotKept = true;
+  _messages.complain(_file, verdict.summary());
+}
+
+/// The first failures, where the output has no place for them.
+void Session::tellFailures(const Verdict& verdict) {
+  std::size_t failures = 0;
+  for (const PanelResults& panel : verdict.panels)
+    for (const LimitResult& result : panel.tests) {
+      if (result.outcome != LimitResult::Outcome::Failed || ++failures > kShownProblems) continue;
+      _messages.complain(describe(verdict.nameOf(panel), result.place.value_or(Place{})),
+                         nameOf(result) + " " + fullComplaint(result));
+    }
+  if (failures > kShownProblems)
+    _messages.complain(
+        _file,
+        std::to_string(failures - kShownProblems) + " more failures are not shown; -o tap has all");
 }
 
 /// The form that a file shows which was read as another one; null if that can't be told.
@@ -245,15 +425,44 @@ bool Session::wanted(std::uint32_t id) const {
          std::ranges::find(_options.reports, id, &WantedReport::id) != _options.reports.end();
 }
 
+bool Session::selects(const Report& report) {
+  _someFound = true;
+  if (!wanted(report)) return false;
+  _matchedIds.set(report.id());
+  return isInWindow(report);
+}
+
 bool Session::wanted(const Report& report) const {
   return (!_options.type || report.type == _options.type) && wanted(report.id());
 }
 
 /// A problem with a report that isn't selected is none. Where it isn't known which report it is
-/// with, that one may be selected.
+/// with, or when it came, that one may be selected.
 bool Session::wanted(const Problem& problem) const {
+  if (_options.window.judge(problem.microseconds) == TimeWindow::Verdict::Outside) return false;
   if (_options.type && problem.reportType && problem.reportType != _options.type) return false;
   return !problem.reportId || wanted(*problem.reportId);
+}
+
+/// Whether a report, selected else, is in the window of --from and --to. What has no time is in no
+/// window, and counted.
+bool Session::isInWindow(const Report& report) {
+  switch (_options.window.judge(report.microseconds)) {
+    case TimeWindow::Verdict::Inside:
+      _someInWindow = true;
+      return true;
+    case TimeWindow::Verdict::Untimed:
+      _statistics.countUntimed();
+      return false;
+    case TimeWindow::Verdict::Outside:
+      break;
+  }
+  const std::int64_t time = *report.microseconds;
+  if (!_timesOutside) _timesOutside = {time, time};
+  auto& [first, last] = *_timesOutside;
+  first = std::min(first, time);
+  last = std::max(last, time);
+  return false;
 }
 
 /// While a pipe is silent its follower has everything that came through it.
@@ -266,6 +475,17 @@ std::optional<Clock::time_point> Session::beforeRead(const FileBytes& bytes, boo
   }
   _messages.progress(bytes.bytesRead(), bytes.size(), _statistics.reports());
   return again;
+}
+
+/// Left out, and perhaps wanted: as little as an error may this pass for a good end.
+void Session::tellUntimed() {
+  const std::uint64_t untimed = _statistics.untimed();
+  if (untimed == 0) return;
+  _someRefused = true;
+  _messages.complain("vesk-decode",
+                     "left out: " + std::to_string(untimed) +
+                         (untimed == 1 ? " report" : " reports") +
+                         " without a time, which --from and --to can't select");
 }
 
 /// A selection that nothing passes is a mistake more often than not, and so is an ID in decimal that
@@ -283,10 +503,16 @@ void Session::tellUnmatched() {
     meant.append(meant.empty() ? "; did you mean 0x" : ",0x").append(report.text);
   }
   const bool byDevice = _options.usb.device || _options.usb.endpoint;
-  const bool unmatched = _matchedIds.none() && !_options.selection.empty();
+  const bool unmatched = (_matchedIds.none() || !_someInWindow) && !_options.selection.empty();
   if (unmatched && (_someFound || byDevice)) written = _options.selection;
   if (written.empty() || (unmatched && !_someFound && !byDevice)) return;
-  if (!meant.empty()) meant += '?';
+  if (unmatched && _matchedIds.any()) {  // but for the window
+    if (!_timesOutside) return;          // nothing has a time, which is told
+    meant = "; the times of the reports go from " + secondsText(_timesOutside->first) + " to " +
+            secondsText(_timesOutside->second) + " s";
+  } else if (!meant.empty()) {
+    meant += '?';
+  }
   _messages.tell("vesk-decode", "nothing matches " + written + meant);
 }
 
@@ -295,7 +521,9 @@ void Session::finish() {
     _someRefused = true;
     _messages.complain("vesk-decode", leftOut);
   }
+  tellUntimed();
   tellUnmatched();
+  _statistics.setUnchanged(_output->unchanged());
   const bool written = _options.statistics && _output->writeStatistics(_statistics);
   _output->finish();
   _sink.flush();

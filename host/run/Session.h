@@ -4,17 +4,24 @@
 #include <array>
 #include <bitset>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "host/KnownReports.h"
 #include "host/Plugin.h"
+#include "host/changes/Tracker.h"
 #include "host/inputs/Input.h"
+#include "host/limits/LimitTests.h"
+#include "host/live/Hidraw.h"
 #include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
 #include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
 #include "host/run/FileBytes.h"
 #include "host/run/Jobs.h"
+#include "host/run/LiveRun.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
 #include "host/run/TerminalCanvas.h"
@@ -28,47 +35,70 @@ enum ExitStatus : int {
   kBadUsage = 2,
   kCannotReadOrWrite = 3,
   kNoPlugin = 4,
+  kLimitNotKept = 5,
 };
 
 class Session {
  public:
+  /// `limits` is null where none are wanted.
   Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
-          const KnownReports& known, DescriptorSink& sink, Messages& messages);
+          const KnownReports& known, Limits* limits, DescriptorSink& sink, Messages& messages);
 
-  /// The exit status. Throws OutputFault.
+  /// The exit status. Throws OutputFault, and UsageFault before anything is decoded.
   int run();
 
  private:
+  ChangeRules changeRules();
+  void takeBaseline();
   void decodeFile(const std::string& file);
+  void decodeLive(LiveRun& run);
+  bool enough() const { return _options.count && _statistics.reports() >= *_options.count; }
   void shareWork(const FileBytes& bytes);
   std::unique_ptr<Output> makeOutput(Plugin& plugin, Sink& sink) const;
   std::unique_ptr<Input> open(Bytes& bytes, const std::string& file);
   void decodeAll(Input& input);
   void handle(Report& report);
+  bool selects(const Report& report);
+  void keepPreamble(std::string_view lines);
+  std::string takePreamble();
   void handleToDevice(const Report& report, const ReportInfo* info);
   void handle(const Problem& problem);
   void commit(const Jobs::Batch& batch);
   void count(const Report& report, const ReportInfo* info);
   void tell(const Problem& problem);
+  void tell(const Remark& remark);
   void tellUnshown();
+  void judgeFile();
+  void tellFailures(const Verdict& verdict);
   const InputForm* likelyForm() const;
+  bool lacks(const WantedReport& wanted) const;
   bool wanted(std::uint32_t id) const;
   bool wanted(const Report& report) const;
   bool wanted(const Problem& problem) const;
+  bool isInWindow(const Report& report);
+  void tellUntimed();
   void tellUnmatched();
   std::optional<Clock::time_point> beforeRead(const FileBytes& bytes, bool wouldWait);
   void finish();
 
   const Options& _options;
   const PluginLibrary& _library;
+  Plugin& _plugin;
   const KnownReports& _known;
+  Hidraw _hidraw;
   DescriptorSink& _sink;
   Messages& _messages;
   const bool _terminal;  // whether the output is one
   TerminalSink _terminalSink;
   std::unique_ptr<TerminalCanvas> _canvas;  // for a form that draws on it
+  Baseline _baseline;                       // filled before anything is compared with it
+  bool _lacksBaseline = false;
+  const ChangeRules _changeRules;
   std::unique_ptr<Output> _output;
-  std::unique_ptr<Jobs> _jobs;  // null while one thread does everything
+  std::unique_ptr<Live> _live;         // keeps the devices that were read: the counts speak of them
+  std::unique_ptr<Jobs> _jobs;         // null while one thread does everything
+  std::optional<Plugin> _testPlugin;   // of the tests of limits
+  std::unique_ptr<LimitTests> _tests;  // null without limits
   Statistics _statistics;
   std::string _file;
   const InputForm* _form = nullptr;  // of the file, once it is known
@@ -76,8 +106,19 @@ class Session {
   std::uint64_t _fileReports = 0;       // decoded
   std::bitset<kReportIds> _matchedIds;  // that the selection let pass
   bool _someFound = false;              // reports, selected or not
+  bool _someInWindow = false;           // of the selected ones
   bool _someRefused = false;
   bool _someUnreadable = false;
+
+  // Of selected reports that are not in the window, the first and the last time.
+  std::optional<std::pair<std::int64_t, std::int64_t>> _timesOutside;
+
+  // Lines on the devices of a recording, of reports that were left out: each description once, and
+  // the last lines, which tell whose report comes next.
+  std::string _preamble;
+  std::string _lastLines;
+  bool _someLimitNotKept = false;
+  std::string _leftOut;  // what the output had left out when the last file ended
 };
 
 /// Whether colours are wanted on a descriptor.

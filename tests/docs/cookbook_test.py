@@ -98,9 +98,10 @@ class Cookbook(unittest.TestCase):
         else:
             self.assertEqual(outcome.stdout, "", "the page does not show the output of\n" + block.text)
 
-    def test_ten_tasks(self):
-        titles = [title for title, _ in tasks()]
-        self.assertEqual([title.split(".")[0] for title in titles], [str(i) for i in range(1, 11)])
+    def test_tasks_have_numbers(self):
+        numbers = [title.split(".")[0] for title, _ in tasks()]
+        self.assertEqual(numbers, [str(i + 1) for i in range(len(numbers))])
+        self.assertGreaterEqual(len(numbers), 12)
 
     def test_nothing_else_is_left_out(self):
         left_out = [b for _, blocks in tasks() for b in blocks if b.language != "sh"]

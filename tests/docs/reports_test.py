@@ -3,7 +3,8 @@
 
 Keys and kinds are compared with what the C interface gives. For offsets, each byte of a report is
 changed by itself: the keys and lines that change must be those of the fields that the page has there.
-Names of values are compared for every value.
+They are also compared with the map that `vesk-decode --layout` finds. Names of values are compared for
+every value.
 
 VESK_DECODE names the program and VESK_PLUGIN the library.
 """
@@ -396,6 +397,82 @@ class ReportsPage(unittest.TestCase):
             elif old != new:
                 changed[key] = None
         return changed
+
+    # The map that the program finds.
+
+    def layouts(self):
+        shown = subprocess.run([PROGRAM, "--layout", "-o", "ndjson"], capture_output=True, check=True)
+        records = [json.loads(line) for line in shown.stdout.splitlines()]
+        return {record["report_id"]: record["layout"]["fields"] for record in records}
+
+    @staticmethod
+    def bits_of(field):
+        if "size" in field:
+            return 8 * field["offset"], 8 * (field["offset"] + field["size"])
+        first = 8 * field["offset"] + field["bit"]
+        return first, first + field["bits"]
+
+    @staticmethod
+    def plain(label):
+        """A label without the blanks that align what follows."""
+        return re.sub(r" +", " ", label).replace(f" {VALUE}", VALUE)
+
+    def test_layouts(self):
+        layouts = self.layouts()
+        self.assertEqual(sorted(layouts), sorted(self.known))
+        for section, size in self.fixed():
+            with self.subTest(str(section)):
+                fields = layouts[section.report_id]
+                self.assertEqual(fields[0]["role"], "report_id")
+                self.assertEqual(self.bits_of(fields[-1])[1], 8 * size)
+                self.check_values(section, fields)
+                self.check_lines(section, fields)
+                self.check_unused(section, fields)
+
+    def check_values(self, section, fields):
+        """Each key has its kind and its bits, to the last one."""
+        expected = [(field.key, field.kind, field.first_bit, field.end_bit)
+                    for field in section.fields if field.has_value]
+        found = []
+        for field in fields:
+            for value in field["values"]:
+                kind = value["kind"]
+                if "count" in value:
+                    kind = f"{value['count']} × {kind}"
+                found.append((value.get("key"), kind, *self.bits_of(field)))
+        self.assertCountEqual(found, expected)
+
+    def check_lines(self, section, fields):
+        """Each line is that of the field which begins in the same byte."""
+        expected = [(field.first_bit // 8, self.plain(field.label),
+                     field.blob if section.report_id == 0xE2 else None)
+                    for field in section.fields if field.label]
+        found = []
+        for field in fields:
+            for line in field["lines"]:
+                heading = line.get("heading")
+                label, above = (line["label"], heading) if line["label"] else (heading, None)
+                found.append((field["offset"], self.plain(label), above))
+        self.assertCountEqual(found, expected)
+
+    def check_unused(self, section, fields):
+        """What shows nowhere has no row, or is a part of an option byte that the text does not show."""
+        for field in fields[1:]:
+            covering = [row for row in section.fields if row.covers(*self.bits_of(field))]
+            if field["role"] == "nowhere":
+                self.assertEqual([row for row in covering if row.has_value], [], field)
+                self.assertTrue(not covering or "bit" in field, field)
+            else:
+                self.assertTrue(covering, field)
+
+    def test_layouts_of_texts(self):
+        layouts = self.layouts()
+        _, text = layouts[0xD0]
+        self.assertEqual((text["values"], text["lines"][0]["line"]), ([{"kind": self.text_row()["Kind"]}], 1))
+        lines = [(field["lines"][0]["line"], field["values"]) for field in layouts[0xD2][1:]]
+        self.assertEqual(lines, [
+            (int(row["Line"]), [{"key": codes(row["Key"])[0], "kind": row["Kind"]}])
+            for row in self.lines_table()])
 
     # Reports of text.
 

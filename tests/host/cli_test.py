@@ -218,7 +218,7 @@ class CommandLine(HostTest):
     def test_empty_values(self):
         """As from a variable that isn't set."""
         options = ("--input", "--device", "--endpoint", "--output", "--jobs", "--color", "--report")
-        for option in (*options, "--type", "--plugin"):
+        for option in (*options, "--type", "--plugin", "--limits"):
             with self.subTest(option=option):
                 self.expect_usage(f"{option}: its value is empty", option, "", SAMPLES / "tour.hex")
                 self.expect_usage(f"{option}: its value is empty", f"{option}=", SAMPLES / "tour.hex")

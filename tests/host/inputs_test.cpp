@@ -254,7 +254,13 @@ TEST(Hex, Separators) {
                            "de:01:af",
                            " de,\t01 , af ",
                            "0xde01af",
-                           "de0x010xaf"})
+                           "de0x010xaf",
+                           "de 01af",
+                           "de01 af",
+                           "de 01  af ",
+                           "de 010xaf",
+                           "de01,0xaf",
+                           "de:01 af,"})
     EXPECT_EQ(hex(text), expected) << text;
   EXPECT_TRUE(hex("").empty());
   EXPECT_TRUE(hex(" ,: ").empty());
@@ -264,6 +270,8 @@ TEST(Hex, Complaints) {
   const std::pair<const char*, const char*> cases[] = {
       {"de 0", "odd number of digits in \"0\""},
       {"d", "odd number of digits in \"d\""},
+      {"de 01 af0 02", "odd number of digits in \"af0\""},
+      {"de 01 0g 02", "\"g\" is no hexadecimal digit, in \"0g\""},
       {"de013 02", "odd number of digits in \"de013\""},
       {"0x", "\"x\" is no hexadecimal digit, in \"0x\""},
       {"0xg1", "\"x\" is no hexadecimal digit, in \"0xg1\""},

@@ -18,7 +18,7 @@ PROGRAM = os.environ["VESK_DECODE"]
 # A sanitizer reserves terabytes of addresses.
 SANITIZED = bool(os.environ.get("VESK_SANITIZE"))
 
-ALL_DECODED, SOME_REFUSED, BAD_USAGE, CANNOT_READ_OR_WRITE, NO_PLUGIN = range(5)
+ALL_DECODED, SOME_REFUSED, BAD_USAGE, CANNOT_READ_OR_WRITE, NO_PLUGIN, LIMIT_NOT_KEPT = range(6)
 
 
 def load_maker():
@@ -73,6 +73,12 @@ class Run:
 def forms(option):
     """The names of all forms of input or output, as the program tells them."""
     return Run(option, "?").err.split("choose one of ")[1].split(";")[0].split(", ")
+
+
+def output(form):
+    """The options for a form of output, with limits where it needs them."""
+    limits = ["--limits", SAMPLES / "limits" / "open-short.json"]
+    return ["-o", form, *(limits if form in ("tap", "results", "junit") else [])]
 
 
 class HostTest(unittest.TestCase):

@@ -9,8 +9,8 @@ import unittest
 from pathlib import Path
 
 from support import (
-    BUILD, HEADERS, ROOT, VERSION, VERSIONS_TEXT, development_files, files_in, library_files, run,
-    tool_files)
+    BUILD, EMULATED, HEADERS, ROOT, VERSION, VERSIONS_TEXT, development_files, emulator_files, files_in,
+    library_files, python_files, run, tool_files)
 
 HERE = Path(__file__).resolve().parent
 
@@ -50,7 +50,7 @@ class Installed(unittest.TestCase):
         zsh = next(self.tree.rglob("_vesk-decode")).parent.relative_to(self.tree)
         expected = (
             library_files("", self.libdir) | development_files("", self.libdir)
-            | tool_files("", zsh))
+            | tool_files("", zsh) | emulator_files("", zsh, self.libdir) | python_files(""))
         self.assertEqual(sorted(files_in(self.tree)), sorted(expected))
 
     def test_nothing_points_to_the_build(self):
@@ -132,10 +132,23 @@ class Installed(unittest.TestCase):
         built = re.search(r"^build=\$root/(\S+)$", (ROOT / "scripts" / "decode").read_text(), re.M)
         self.assertEqual(told[1], built[1])
 
+    def test_python_package(self):
+        """From the moved tree, with the plug-in that stands there."""
+        folder = self.tree / "lib" / "python3" / "dist-packages"
+        code = ("import sys, vesk_report as v; c = v.read(sys.argv[1]);"
+                "print(len(c), v.__version__, v.Plugin().path)")
+        environment = {**os.environ, "PYTHONPATH": str(folder)}
+        told = run("/usr/bin/python3", "-B", "-c", code, ROOT / "samples" / "versions.hex",
+                   env=environment)
+        self.assertEqual(told, f"2 {VERSION} {self.tree / self.libdir}/libvesk-report.so\n")
+
     def test_vesk_decode(self):
         program = self.tree / "bin" / "vesk-decode"
         self.assertEqual(run(program, ROOT / "samples" / "versions.hex"), VERSIONS_TEXT)
         self.assertIn(f"{self.tree / self.libdir}/libvesk-report.so", run(program, "--version"))
+
+    def test_vesk_emulate(self):
+        self.assertIn("\nHID_NAME=Unit 7\n", run(self.tree / "bin" / "vesk-emulate", *EMULATED))
 
 
 if __name__ == "__main__":

@@ -15,10 +15,16 @@ import unittest
 from pathlib import Path
 
 from support import (
-    BUILD, ROOT, VERSION, VERSIONS_TEXT, development_files, files_in, library_files, run, tool_files)
+    BUILD, EMULATED, ROOT, VERSION, VERSIONS_TEXT, development_files, emulator_files, files_in,
+    library_files, python_files, run, tool_files)
 
 READY = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else None
-NAMES = ["libvesk-report", "libvesk-report-dev", "vesk-decode"]
+PROGRAMS = ["vesk-decode", "vesk-emulate"]
+NAMES = ["libvesk-report", "libvesk-report-dev", "python3-vesk-report", *PROGRAMS]
+
+# What of somebody else is compiled into a package's files.
+PARTS = {"python3-vesk-report": ["pybind11"], "vesk-decode": ["CLI11", "valijson", "nlohmann"],
+         "vesk-emulate": ["CLI11"]}
 
 
 class Packages(unittest.TestCase):
@@ -56,7 +62,9 @@ class Packages(unittest.TestCase):
         expected = {
             "libvesk-report": library_files(".gz", self.libdir),
             "libvesk-report-dev": development_files(".gz", self.libdir),
+            "python3-vesk-report": python_files(".gz"),
             "vesk-decode": tool_files(".gz", zsh),
+            "vesk-emulate": emulator_files(".gz", zsh, self.libdir),
         }
         for name in NAMES:
             self.assertEqual(
@@ -76,9 +84,12 @@ class Packages(unittest.TestCase):
                 self.assertRegex(line, r"^ (\.|[^. ].*)$")
             self.assertEqual(text.replace("\n .\n", "\n\n").replace("\n ", "\n")[1:].strip(),
                              licence.strip())
-            # The program alone has something of somebody else compiled in.
-            self.assertEqual("CLI11" in "".join(stanzas), name == "vesk-decode")
-            self.assertEqual(len(stanzas), 3 if name == "vesk-decode" else 1)
+            words = "".join(stanzas)
+            for library in ["CLI11", "pybind11", "valijson", "nlohmann"]:
+                self.assertEqual(library in words, library in PARTS.get(name, []), library)
+            self.assertEqual(len(stanzas), {"vesk-decode": 4}.get(name, 3 if name in PARTS else 1))
+            if name in PROGRAMS:
+                self.assertTrue(stanzas[1].startswith(f"Files: usr/bin/{name}\n"), stanzas[1])
 
     def test_changelog(self):
         for name in NAMES:
@@ -94,19 +105,20 @@ class Packages(unittest.TestCase):
             for row in run("dpkg-deb", "-c", path).splitlines():
                 mode, owner, _, _, _, file = row.split(None, 5)
                 self.assertEqual(owner, "root/root", row)
-                if mode[0] == "d" or file == "./usr/bin/vesk-decode":
+                if mode[0] == "d" or file in [f"./usr/bin/{one}" for one in PROGRAMS]:
                     self.assertEqual(mode[1:], "rwxr-xr-x", row)
                 elif mode[0] == "-":
                     self.assertEqual(mode[1:], "rw-r--r--", row)
 
     def test_control(self):
-        sections = {"libvesk-report": "libs", "libvesk-report-dev": "libdevel", "vesk-decode": "utils"}
+        sections = {"libvesk-report": "libs", "libvesk-report-dev": "libdevel",
+                    "python3-vesk-report": "python", "vesk-decode": "utils", "vesk-emulate": "utils"}
         for name in NAMES:
             self.assertEqual(self.field(name, "Section"), sections[name])
             self.assertEqual(self.field(name, "Version"), VERSION)
             self.assertRegex(self.field(name, "Maintainer"), r"^.+ <.+@.+>$")
             summary, *body = self.field(name, "Description").split("\n")
-            self.assertRegex(summary, r"^decode[rs] .{20,60}$")
+            self.assertRegex(summary, r"^(decode[rs]|emulates) .{20,60}$")
             self.assertGreaterEqual(len(body), 2)
             for line in body:
                 self.assertRegex(line, r"^ \S.{0,79}$")
@@ -114,11 +126,15 @@ class Packages(unittest.TestCase):
     def test_dependencies(self):
         same = f"libvesk-report (= {VERSION})"
         self.assertEqual(self.field("libvesk-report-dev", "Depends"), same)
-        self.assertIn(same, self.field("vesk-decode", "Depends"))
-        for name in ["libvesk-report", "vesk-decode"]:
+        python = self.field("python3-vesk-report", "Depends")
+        self.assertIn("python3-numpy", python)
+        self.assertRegex(python, r"python3 \(>= 3\.\d+\), python3 \(<< 3\.\d+\.~\)")
+        for name in PARTS:
+            self.assertIn(same, self.field(name, "Depends"))
+            self.assertEqual(self.field(name, "Recommends"), "libarchive13")
+        for name in ["libvesk-report", *PARTS]:
             for needed in ["libc6", "libstdc++6"]:
                 self.assertIn(needed, self.field(name, "Depends"))
-        self.assertEqual(self.field("vesk-decode", "Recommends"), "libarchive13")
 
     def test_library_is_registered(self):
         """Programs that link it learn the package, and the linker's cache is brought up to date."""
@@ -135,6 +151,20 @@ class Packages(unittest.TestCase):
         self.assertEqual(run(program, ROOT / "samples" / "versions.hex"), VERSIONS_TEXT)
         place = self.root / "usr" / self.libdir / "libvesk-report.so"
         self.assertIn(f"at {place}\n", run(program, "--version"))
+
+    def test_vesk_report(self):
+        """The package, and the library that stands where the package of libraries has it."""
+        folder = self.root / "usr" / "lib" / "python3" / "dist-packages"
+        code = "import sys, vesk_report as v; print(len(v.read(sys.argv[1])), v.Plugin().path)"
+        environment = {**os.environ, "PYTHONPATH": str(folder)}
+        told = run("/usr/bin/python3", "-B", "-c", code, ROOT / "samples" / "versions.hex",
+                   env=environment)
+        place = self.root / "usr" / self.libdir / "libvesk-report.so"
+        self.assertEqual(told, f"2 {place}\n")
+
+    def test_vesk_emulate(self):
+        program = self.root / "usr" / "bin" / "vesk-emulate"
+        self.assertIn("\nHID_NAME=Unit 7\n", run(program, *EMULATED))
 
     def test_nothing_names_the_build(self):
         for path in self.root.rglob("*"):

@@ -60,6 +60,27 @@ def build_type_files():
     return [".cmake", f"-{build_type.lower() or 'noconfig'}.cmake", "Version.cmake"]
 
 
+def python_files(ending):
+    """All of the package's sources, and the module, which is for the Python that these tests need not
+    be run by."""
+    folder = "lib/python3/dist-packages/vesk_report"
+    sources = {
+        f"{folder}/{path.name}" for path in (ROOT / "python" / "vesk_report").iterdir()
+        if path.is_file()}
+    module = next((BUILD / "python" / "vesk_report").glob("_native.*.so")).name
+    return papers("python3-vesk-report", ending) | sources | {f"{folder}/{module}"}
+
+
+def emulator_files(ending, zsh_folder, libdir):
+    return papers("vesk-emulate", ending) | {
+        "bin/vesk-emulate",
+        f"{libdir}/vesk/libvesk-emulate.so",
+        f"share/man/man1/vesk-emulate.1{ending}",
+        "share/bash-completion/completions/vesk-emulate",
+        f"{zsh_folder}/_vesk-emulate",
+    }
+
+
 def tool_files(ending, zsh_folder):
     doc = "share/doc/vesk-decode"
     samples = {
@@ -67,11 +88,19 @@ def tool_files(ending, zsh_folder):
         if path.is_file() and path.suffix not in (".py", ".pyc")}
     return samples | papers("vesk-decode", ending) | {
         "bin/vesk-decode",
+        "lib/udev/rules.d/60-vesk.rules",
         f"share/man/man1/vesk-decode.1{ending}",
+        f"share/man/man5/vesk-limits.5{ending}",
         f"share/man/man5/vesk-ndjson.5{ending}",
         f"share/man/man5/vesk-reports.5{ending}",
         "share/bash-completion/completions/vesk-decode",
         f"{zsh_folder}/_vesk-decode",
         f"{doc}/cookbook.md",
+        f"{doc}/limits.schema.json",
         f"{doc}/ndjson.schema.json",
     }
+
+
+# Arguments of vesk-emulate with which it shows that its device is there.
+EMULATED = ["--name", "Unit 7", ROOT / "samples" / "versions.hex", "--",
+            "cat", "/sys/class/hidraw/hidraw9/device/uevent"]

@@ -153,7 +153,7 @@ std::uint64_t Capture::keep(std::span<const std::uint8_t> bytes) {
 Tables Capture::takeFollowed() {
   Tables tables;
   if (_columns == nullptr) return tables;
-  for (auto& [decoder, table] : _columns->take()) {
+  for (auto& [decoder, table] : _columns->take().byDecoder) {
     const auto entries = _followed.find(decoder);
     if (entries != _followed.end())
       tables[decoder] = {std::move(table), std::exchange(entries->second, {})};
@@ -201,9 +201,9 @@ std::variant<host::Report, host::Problem> Capture::at(std::size_t number) {
 
 Selected Capture::columns(const Wanted& wanted, std::span<const std::uint32_t> entries) {
   Selected selected;
-  selected.columns = columnsOf(wanted, _module, _name);
+  const auto columns = columnsOf(wanted, _module, _name);
   std::map<std::string, std::vector<std::uint32_t>, std::less<>> numbers;
-  host::Output& output = *selected.columns;
+  host::Output& output = *columns;
   for (const std::uint32_t number : entries) {
     const Index::Kind& kind = _index.kinds()[_index.at(number).kind];
     if (kind.info == 0 || kind.problem != 0 || kind.has(Index::Kind::kToDevice)) continue;
@@ -213,7 +213,9 @@ Selected Capture::columns(const Wanted& wanted, std::span<const std::uint32_t> e
     if (!output.write(std::get<host::Report>(found), &info))
       numbers[info.decoder].push_back(number);
   }
-  for (auto& [decoder, table] : selected.columns->take())
+  host::Tables taken = columns->take();
+  selected.texts = std::move(taken.texts);
+  for (auto& [decoder, table] : taken.byDecoder)
     selected.tables[decoder] = {std::move(table), std::move(numbers[decoder])};
   return selected;
 }

@@ -47,7 +47,7 @@ using Tables = std::map<std::string, Rows, std::less<>>;
 
 /// Tables, and the texts that numbers in them stand for.
 struct Selected {
-  std::unique_ptr<host::Columns> columns;
+  std::unique_ptr<host::Texts> texts;
   Tables tables;
 };
 

@@ -98,7 +98,7 @@ const host::InputForm* inputForm(std::string_view name) {
 
 const host::OutputForm& outputForm(std::string_view name) {
   const host::OutputForm* const form = host::outputFormNamed(name);
-  if (form == nullptr || form->drawsOnTerminal)
+  if (form == nullptr || form->needs != host::Needs::Nothing)
     throw std::invalid_argument("no form of output is " + std::string(name));
   return *form;
 }
@@ -239,7 +239,9 @@ VESK_CALL(about) std::int32_t about() {
       reply.text(form.name);
       reply.text(form.description);
     }
-    const auto shown = [](const host::OutputForm& form) { return !form.drawsOnTerminal; };
+    const auto shown = [](const host::OutputForm& form) {
+      return form.needs == host::Needs::Nothing;
+    };
     reply.u32(static_cast<std::size_t>(std::ranges::count_if(host::outputForms(), shown)));
     for (const host::OutputForm& form : host::outputForms()) {
       if (!shown(form)) continue;
@@ -448,7 +450,7 @@ VESK_CALL(columns) std::int32_t columns(std::uint32_t handle) {
     const Wanted wanted = wantedIn(all.arguments);
     const auto entries = entriesIn(all.arguments);
     all.selected = of(all.captures, handle).columns(wanted, entries);
-    put(all.reply, all.selected.tables, &all.selected.columns->texts());
+    put(all.reply, all.selected.tables, all.selected.texts.get());
   });
 }
 
