@@ -316,6 +316,26 @@ LayoutMap layoutOf(Plugin& plugin, const ReportInfo& info, std::span<const std::
   return map;
 }
 
+std::string shapeOf(std::span<const std::uint8_t> bytes, const ReportInfo& info) {
+  if (!info.nulTerminated) return std::to_string(bytes.size());
+  std::string shape(bytes.size(), 'a');
+  const auto text = bytes.subspan(1);
+  const auto end = static_cast<std::size_t>(std::ranges::find(text, 0) - text.begin());
+  for (std::size_t i = 0; i < end; ++i)
+    if (text[i] == '\n') shape[i + 1] = '\n';
+  if (end < text.size()) shape[end + 1] = '\0';
+  return shape;
+}
+
+bool fits(const LayoutMap& map, std::size_t lineCount, std::span<const Field> values) {
+  if (!map.whyNot.empty()) return true;
+  return map.lineCount == lineCount &&
+         std::ranges::equal(map.keys, values, [](const LayoutKey& key, const Field& field) {
+           const auto* array = std::get_if<ArrayValue>(&field.value);
+           return key.name == field.key && key.count == (array == nullptr ? 0 : array->count);
+         });
+}
+
 std::string placeOf(const LayoutField& field) {
   const std::size_t first = field.firstByte();
   const std::size_t last = field.lastByte();

@@ -18,6 +18,7 @@
 
 #include "host/KnownReports.h"
 #include "host/Plugin.h"
+#include "host/Value.h"
 
 namespace vesk::host {
 
@@ -94,6 +95,13 @@ struct LayoutMap {
 /// The map of a kind of report. `came` is a report of it that came, if there is one: then the map
 /// is as long as that, and of a text it has the lines.
 LayoutMap layoutOf(Plugin& plugin, const ReportInfo& info, std::span<const std::uint8_t> came = {});
+
+/// What decides where a report's fields stand: its length, or the places where a text's lines end.
+/// Reports of one kind and one shape have one map, if they fit it.
+std::string shapeOf(std::span<const std::uint8_t> bytes, const ReportInfo& info);
+
+/// Whether a report has the lines and keys that a map knows; where there is no map, that fits, too.
+bool fits(const LayoutMap& map, std::size_t lineCount, std::span<const Field> values);
 
 /// "5..12", "4 bit 0", "393 bits 1..7", "1 bit 4..2 bit 7".
 std::string placeOf(const LayoutField& field);

@@ -40,29 +40,6 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
 }
 
-/// What decides where a report's fields stand: its length, or the places where a text's lines end.
-std::string shapeOf(std::span<const std::uint8_t> bytes, const ReportInfo& info) {
-  if (!info.nulTerminated) return std::to_string(bytes.size());
-  std::string shape(bytes.size(), 'a');
-  const auto text = bytes.subspan(1);
-  const auto end = static_cast<std::size_t>(std::ranges::find(text, 0) - text.begin());
-  for (std::size_t i = 0; i < end; ++i)
-    if (text[i] == '\n') shape[i + 1] = '\n';
-  if (end < text.size()) shape[end + 1] = '\0';
-  return shape;
-}
-
-/// Whether a report has the lines and keys that a map knows; where there is no map, that fits, too.
-bool fits(const LayoutMap& map, const std::vector<std::string>& lines,
-          const std::vector<Field>& values) {
-  if (!map.whyNot.empty()) return true;
-  return map.lineCount == lines.size() &&
-         std::ranges::equal(map.keys, values, [](const LayoutKey& key, const Field& field) {
-           const auto* array = std::get_if<ArrayValue>(&field.value);
-           return key.name == field.key && key.count == (array == nullptr ? 0 : array->count);
-         });
-}
-
 // --------------------------------------------------------------------------------------- the cells
 
 /// "ee 8f 00 00"; of bits in a byte, that byte and its bits, the field's: "62 ......1.".
@@ -185,10 +162,10 @@ const ExplainOutput::Known& ExplainOutput::knownOf(const Report& report, const R
                                                    const std::vector<Field>& values) {
   std::string shape = shapeOf(report.bytes, info);
   Known& known = _known[&info];
-  if (known.shape != shape || !fits(known.map, lines, values)) {
+  if (known.shape != shape || !fits(known.map, lines.size(), values)) {
     known.map = layoutOf(_plugin, info, report.bytes);
     known.shape = std::move(shape);
-    if (!fits(known.map, lines, values))
+    if (!fits(known.map, lines.size(), values))
       known.map.whyNot = "its lines and keys change with its contents";
     known.fields = _elements ? known.map.fields : known.map.withArrays();
   }

@@ -18,6 +18,7 @@
 
 #include "host/Value.h"
 #include "host/columns/Table.h"
+#include "host/layout/LayoutMap.h"
 #include "host/outputs/Json.h"
 #include "host/outputs/Numbers.h"
 #include "viewer/native/Arguments.h"
@@ -34,6 +35,13 @@ namespace vesk::viewer {
 namespace {
 
 constexpr std::uint32_t kAllKeys = 0xFFFFFFFF;
+constexpr std::uint32_t kNoElement = 0xFFFFFFFF;
+
+/// The map of the report of a kind that was looked at last; the next one mostly has its shape.
+struct KnownLayout {
+  std::string shape;
+  host::LayoutMap map;
+};
 
 /// A file that is written anew in another form, in steps.
 struct Conversion {
@@ -52,6 +60,7 @@ struct Calls {
   // What addresses in the reply point at.
   std::vector<std::uint32_t> numbers;
   std::vector<Index::Entry> entries;
+  std::map<const host::ReportInfo*, KnownLayout> layouts;
   Tables tables;
   Selected selected;
   std::optional<Rendering> rendering;
@@ -176,6 +185,9 @@ class Shown final : public host::DecodingOutput {
     for (const host::Field& line : _lines) reply.text(std::get<std::string>(line.value));
   }
 
+  const std::vector<host::Field>& fields() const { return _fields; }
+  std::size_t lineCount() const { return _lines.size(); }
+
  private:
   void writeChecked(const host::Report& /*report*/, const host::ReportInfo& info) override {
     _lines = fieldsOf(decodeLines(info));
@@ -194,6 +206,45 @@ class Shown final : public host::DecodingOutput {
   std::vector<host::Field> _fields;
   std::vector<host::Field> _lines;
 };
+
+host::LayoutMap noLayout(const char* why) {
+  host::LayoutMap map;
+  map.whyNot = why;
+  return map;
+}
+
+/// The map of a report that is shown, which a map of other contents may not fit.
+const host::LayoutMap& layoutFor(Calls& all, const host::Report& report,
+                                 const host::ReportInfo& info, const Shown& shown) {
+  KnownLayout& known = all.layouts[&info];
+  std::string shape = shapeOf(report.bytes, info);
+  if (known.shape == shape && fits(known.map, shown.lineCount(), shown.fields())) return known.map;
+  known.map = layoutOf(all.module.plugin, info, report.bytes);
+  known.shape = std::move(shape);
+  if (!fits(known.map, shown.lineCount(), shown.fields()))
+    known.map = noLayout("its lines and keys change with its contents");
+  return known.map;
+}
+
+void put(Reply& reply, const host::LayoutMap& map) {
+  reply.text(map.whyNot);
+  reply.u32(map.fields.size());
+  for (const host::LayoutField& field : map.fields) {
+    reply.u32(field.firstBit);
+    reply.u32(field.bitCount);
+    reply.u8(static_cast<std::size_t>(field.role));
+    reply.u32(field.values.size());
+    for (const host::LayoutValue& value : field.values) {
+      reply.u32(value.index);
+      reply.u32(value.element.value_or(kNoElement));
+    }
+    reply.u32(field.lines.size());
+    for (const host::LayoutLine& line : field.lines) {
+      reply.u32(line.first);
+      reply.u32(line.count);
+    }
+  }
+}
 
 /// The lines of a report; empty where it can't be decoded.
 class LinesOf final : public host::DecodingOutput {
@@ -441,6 +492,26 @@ VESK_CALL(decode) std::int32_t decode(std::uint32_t handle, std::uint32_t entry)
     reply.u8(problem ? static_cast<std::size_t>(problem->code) + 1 : 0);
     reply.text(problem ? problem->message : "");
     shown.putTo(reply);
+  });
+}
+
+/// Gives which bytes of an entry say what: why that isn't known, or an empty text; a count of
+/// layout fields, and for each its first bit, its bits and its role; a count of values, and for
+/// each the number of its field, as decode() has them, and of its element, or kNoElement; a count
+/// of lines, and for each the first one's number and how many they are.
+VESK_CALL(layout) std::int32_t layout(std::uint32_t handle, std::uint32_t entry) {
+  return answered([=](Calls& all) {
+    Capture& capture = of(all.captures, handle);
+    const auto found = capture.at(entry);
+    const auto* const report = std::get_if<host::Report>(&found);
+    const host::ReportInfo* const info = report == nullptr ? nullptr : capture.infoOf(*report);
+    host::Collector nowhere;
+    Shown shown({all.module.plugin, all.module.known, nowhere});
+    host::Output& output = shown;
+    if (info == nullptr || output.write(*report, info))
+      put(all.reply, noLayout("it can't be decoded"));
+    else
+      put(all.reply, layoutFor(all, *report, *info, shown));
   });
 }
 
