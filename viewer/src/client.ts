@@ -17,6 +17,7 @@ import {
   type Decoded,
   type Entry,
   type EntryKind,
+  type Layout,
   type Progress,
   type Wanted,
 } from "./decoder.js";
@@ -29,6 +30,7 @@ import type {
   ReadingEnd,
   RenderedBlob,
 } from "./protocol.js";
+import type { Course, Summary } from "./series.js";
 
 export interface FileProgress extends Progress {
   size: number; // bytes of the file, unpacked
@@ -37,7 +39,8 @@ export interface FileProgress extends Progress {
 
 export interface ReadOptions {
   form?: string;
-  follow?: Wanted;
+  follow?: Wanted; // tables with each step
+  reduce?: string[]; // other decoders, for summary() and course()
   onProgress?: (progress: FileProgress) => void;
 }
 
@@ -72,8 +75,8 @@ export class Client {
   open(file: File, options: ReadOptions = {}): RemoteCapture {
     const number = ++this.files;
     if (options.onProgress) this.listeners.set(number, options.onProgress);
-    const { form = "", follow = {} } = options;
-    const done = this.call("open", number, file, file.name, form, follow);
+    const { form = "", follow = {}, reduce = [] } = options;
+    const done = this.call("open", number, file, file.name, form, { follow, reduce });
     return new RemoteCapture(this, number, file.name, done);
   }
 
@@ -81,7 +84,8 @@ export class Client {
   openLive(name: string, options: Omit<ReadOptions, "form"> = {}): RemoteCapture {
     const number = ++this.files;
     if (options.onProgress) this.listeners.set(number, options.onProgress);
-    const opened = this.call("openLive", number, name, options.follow ?? {});
+    const { follow = {}, reduce = [] } = options;
+    const opened = this.call("openLive", number, name, { follow, reduce });
     const done = opened.then(() => ({ cancelled: false, entries: 0 }));
     return new RemoteCapture(this, number, name, done);
   }
@@ -180,6 +184,19 @@ export class RemoteCapture {
 
   decode(entry: number): Promise<Decoded> {
     return this.client.call("decode", this.file, entry);
+  }
+
+  layout(entry: number): Promise<Layout> {
+    return this.client.call("layout", this.file, entry);
+  }
+
+  /** What was read so far of a decoder that is reduced; null if it isn't. */
+  summary(decoder: string): Promise<Summary | null> {
+    return this.client.call("summary", this.file, decoder);
+  }
+
+  course(decoder: string, column: string, element: number): Promise<Course> {
+    return this.client.call("course", this.file, decoder, column, element);
   }
 
   async columns(wanted: Wanted, entries: ArrayLike<number>): Promise<Map<string, Table>> {

@@ -105,6 +105,24 @@ export interface Decoded {
   lines: string[]; // they may be there though the object can't be made
 }
 
+/** Some bits of a report, and what they say. */
+export interface LayoutField {
+  firstBit: number; // from the lowest bit of byte 0
+  bits: number;
+  role: LayoutRole;
+  values: { field: number; element: number | null }[]; // by the numbers of Decoded.fields
+  lines: { first: number; count: number }[]; // by the numbers of Decoded.lines
+}
+
+export type LayoutRole = "id" | "shown" | "nowhere" | "newline" | "end";
+const roles: readonly LayoutRole[] = ["id", "shown", "nowhere", "newline", "end"];
+
+/** Which bytes of an entry say what, as the plug-in was seen to read them. */
+export interface Layout {
+  whyNot: string; // it isn't known since ...; empty if it is
+  fields: LayoutField[]; // in the order of their bits, elements of arrays each by themselves
+}
+
 export interface Column {
   name: string;
   kind: Kind;
@@ -202,6 +220,7 @@ interface Exports {
 }
 
 const keptInMemory = 256 << 20;
+const noElement = 0xffffffff;
 
 export class Decoder {
   private exports!: Exports;
@@ -554,6 +573,27 @@ export class Capture {
     const fields = Array.from({ length: reply.u32() }, () => fieldOf(reply));
     const lines = Array.from({ length: reply.u32() }, () => reply.text());
     return { bytes, problem: code === "" ? null : { code, message }, fields, lines };
+  }
+
+  /** Which bytes of an entry say what. The first of a kind takes some milliseconds. */
+  layout(entry: number): Layout {
+    const reply = this.decoder.call("layout", null, this.handle, entry);
+    const whyNot = reply.text();
+    const fields = Array.from({ length: reply.u32() }, () => ({
+      firstBit: reply.u32(),
+      bits: reply.u32(),
+      role: roles[reply.u8()]!,
+      values: Array.from({ length: reply.u32() }, () => {
+        const field = reply.u32();
+        const element = reply.u32();
+        return { field, element: element === noElement ? null : element };
+      }),
+      lines: Array.from({ length: reply.u32() }, () => ({
+        first: reply.u32(),
+        count: reply.u32(),
+      })),
+    }));
+    return { whyNot, fields };
   }
 
   /** Columns of some entries, by decoder; without those that are no report of a wanted decoder. */

@@ -1,11 +1,12 @@
 /** What the page and its worker say to each other. */
-import type { About, Capture, Decoded, Entry, EntryKind, Progress, Wanted } from "./decoder.js";
+import type { About, Capture, Decoded, Entry, EntryKind, Layout, Progress, Wanted } from "./decoder.js";
+import type { Course, Summary } from "./series.js";
 
 /** What the page asks for; `file` is the number that the page gave a file. */
 export interface Calls {
   start(module: ArrayBuffer): About;
-  open(file: number, blob: Blob, name: string, form: string, follow: Wanted): ReadingEnd;
-  openLive(file: number, name: string, follow: Wanted): void;
+  open(file: number, blob: Blob, name: string, form: string, told: Told): ReadingEnd;
+  openLive(file: number, name: string, told: Told): void;
   append(file: number, reports: LiveReport[]): Omit<Progress, "followed">;
   cancel(file: number): void;
   close(file: number): void;
@@ -15,9 +16,19 @@ export interface Calls {
   selectKinds(file: number, kinds: readonly number[]): Uint32Array;
   search(file: number, text: string, first: number, end: number): Uint32Array;
   decode(file: number, entry: number): Decoded;
+  layout(file: number, entry: number): Layout;
+  summary(file: number, decoder: string): Summary | null;
+  course(file: number, decoder: string, column: string, element: number): Course;
   columns(file: number, wanted: Wanted, entries: Uint32Array): PlainTables;
   render(file: number, form: string, entries: Uint32Array, lines: boolean): RenderedBlob;
   statistics(file: number): unknown;
+}
+
+/** What the page wants to know of a file's reports while it is read. A decoder stands in one of
+ *  them. */
+export interface Told {
+  follow: Wanted; // tables, with each step
+  reduce: string[]; // decoders, for summary() and course()
 }
 
 export interface LiveReport {

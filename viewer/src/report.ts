@@ -1,0 +1,264 @@
+/** One report: its lines, its fields and its bytes. What says the same lights up together: point at a
+ *  byte, a value or a line, or go over the bytes with the arrow keys. */
+import type { Decoded, Layout, LayoutField } from "./decoder.js";
+import { element, hexByte, made, numberText } from "./dom.js";
+
+const bytesInRow = 16;
+const nothing = "Point at a byte, a value or a line to see what belongs together.";
+
+export class ReportView {
+  private readonly lines = element("report");
+  private readonly problem = element("problem");
+  private readonly fields = element("fields");
+  private readonly dump = element("dump");
+  private readonly where = element("where");
+  private decoded: Decoded | null = null;
+  private layout: Layout | null = null;
+  private byteElements: HTMLElement[] = [];
+  private valueElements = new Map<string, HTMLElement>();
+  private lineElements: HTMLElement[] = [];
+  private ofByte: number[][] = []; // layout fields that have bits in it
+  private ofValue = new Map<string, number[]>();
+  private ofLine = new Map<number, number[]>();
+  private lit: HTMLElement[] = [];
+  private cursor = 0; // the byte that the keys are at
+
+  constructor(panel: HTMLElement) {
+    panel.onpointerover = ({ target }) => this.point(target as HTMLElement);
+    panel.onpointerleave = () => this.dark();
+    this.dump.onkeydown = (event) => {
+      const steps: Record<string, number> = {
+        ArrowLeft: -1,
+        ArrowRight: 1,
+        ArrowUp: -bytesInRow,
+        ArrowDown: bytesInRow,
+        Home: -Infinity,
+        End: Infinity,
+      };
+      const step = steps[event.key];
+      if (step === undefined || this.byteElements.length === 0) return;
+      event.preventDefault();
+      this.cursor = Math.min(Math.max(this.cursor + step, 0), this.byteElements.length - 1);
+      this.goToByte();
+    };
+    this.dump.onfocus = () => this.goToByte();
+  }
+
+  /** Shows a report, or what is wrong with it. What lights up comes with setLayout(). */
+  show(number: number, decoded: Decoded): void {
+    this.decoded = decoded;
+    this.layout = null;
+    this.lit = [];
+    this.cursor = 0;
+    this.ofByte = [];
+    this.ofValue.clear();
+    this.ofLine.clear();
+    this.problem.hidden = decoded.problem === null;
+    this.problem.textContent = decoded.problem?.message ?? "";
+    this.showLines();
+    this.showFields();
+    this.showBytes();
+    this.where.textContent = "";
+    this.lines.dataset["entry"] = String(number);
+  }
+
+  clear(): void {
+    this.show(-1, { bytes: new Uint8Array(), problem: null, fields: [], lines: [] });
+    delete this.lines.dataset["entry"];
+  }
+
+  setLayout(layout: Layout): void {
+    this.layout = layout;
+    layout.fields.forEach((field, index) => {
+      for (let byte = firstByte(field); byte <= lastByte(field); ++byte)
+        (this.ofByte[byte] ??= []).push(index);
+      for (const value of field.values) {
+        add(this.ofValue, keyOf(value.field, value.element), index);
+        if (value.element !== null) add(this.ofValue, keyOf(value.field, null), index);
+      }
+      for (const { first, count } of field.lines)
+        for (let line = first; line < first + count; ++line) add(this.ofLine, line, index);
+    });
+    const isKnown = layout.whyNot === "";
+    this.where.textContent = isKnown ? nothing : `Which byte says what isn't known: ${layout.whyNot}.`;
+  }
+
+  private showLines(): void {
+    const { lines } = this.decoded!;
+    this.lineElements = lines.map((line, index) => {
+      const one = made("span", "line", line);
+      one.dataset["line"] = String(index);
+      return one;
+    });
+    this.lines.replaceChildren(
+      ...this.lineElements.flatMap((one, index) => (index === 0 ? [one] : ["\n", one])),
+    );
+  }
+
+  private showFields(): void {
+    this.valueElements.clear();
+    const rows = this.decoded!.fields.map(({ key, kind, value }, index) => {
+      const cell = made("td");
+      const isArray = typeof value === "object" && value !== null;
+      if (isArray)
+        cell.append(
+          ...[...value].flatMap((one, element) => [
+            this.valueElement(index, element, numberText(one, kind)),
+            " ",
+          ]),
+        );
+      else if (value !== null)
+        cell.append(
+          this.valueElement(
+            index,
+            null,
+            typeof value === "string" ? JSON.stringify(value) : numberText(value, kind),
+          ),
+        );
+      const name = made("th", "", key || "(text)");
+      name.scope = "row";
+      const row = made("tr", "", [
+        name,
+        made("td", "kind", isArray ? `${kind}[${value.length}]` : kind),
+        cell,
+      ]);
+      // The row as a whole is all of an array.
+      if (isArray) name.dataset["value"] = keyOf(index, null);
+      return row;
+    });
+    this.fields.querySelector("tbody")!.replaceChildren(...rows);
+    this.fields.hidden = rows.length === 0;
+  }
+
+  private valueElement(field: number, index: number | null, text: string): HTMLElement {
+    const key = keyOf(field, index);
+    const one = made("span", "value", text);
+    one.dataset["value"] = key;
+    this.valueElements.set(key, one);
+    return one;
+  }
+
+  private showBytes(): void {
+    const { bytes } = this.decoded!;
+    this.byteElements = Array.from(bytes, (byte, at) => {
+      const one = made("span", "byte", hexByte(byte));
+      one.dataset["byte"] = String(at);
+      return one;
+    });
+    const rows: Node[] = [];
+    for (let at = 0; at < bytes.length; at += bytesInRow) {
+      const part = bytes.subarray(at, at + bytesInRow);
+      rows.push(
+        made("span", "offset", at.toString(16).toUpperCase().padStart(4, "0")),
+        made("span", "bytes", this.byteElements.slice(at, at + bytesInRow)),
+        made("span", "ascii", String.fromCharCode(...part.map((one) => (isInk(one) ? one : 46)))),
+      );
+    }
+    this.dump.replaceChildren(...rows);
+    this.dump.hidden = bytes.length === 0;
+  }
+
+  private point(target: HTMLElement): void {
+    const one = target.closest<HTMLElement>("[data-byte],[data-value],[data-line]");
+    if (one === null) return;
+    const { byte, value, line } = one.dataset;
+    if (byte !== undefined) this.lightByte(Number(byte));
+    else if (value !== undefined) this.light(this.ofValue.get(value) ?? []);
+    else this.light(this.ofLine.get(Number(line)) ?? []);
+  }
+
+  private goToByte(): void {
+    this.lightByte(this.cursor);
+    this.byteElements[this.cursor]?.scrollIntoView({ block: "nearest" });
+  }
+
+  private lightByte(byte: number): void {
+    this.cursor = byte;
+    this.light(this.ofByte[byte] ?? []);
+  }
+
+  private light(indexes: readonly number[]): void {
+    if (this.layout === null || this.layout.whyNot !== "") return;
+    this.dark();
+    const fields = indexes.map((index) => this.layout!.fields[index]!);
+    const lit = new Set<HTMLElement | undefined>();
+    for (const field of fields) {
+      for (let byte = firstByte(field); byte <= lastByte(field); ++byte)
+        lit.add(this.byteElements[byte]);
+      for (const value of field.values)
+        lit.add(this.valueElements.get(keyOf(value.field, value.element)));
+      for (const { first, count } of field.lines)
+        for (let line = first; line < first + count; ++line) lit.add(this.lineElements[line]);
+    }
+    lit.delete(undefined);
+    this.lit = [...lit] as HTMLElement[];
+    for (const one of this.lit) one.classList.add("lit");
+    if (fields.length > 0) this.where.textContent = this.textOf(fields);
+  }
+
+  private dark(): void {
+    for (const one of this.lit) one.classList.remove("lit");
+    this.lit = [];
+  }
+
+  /** "Bytes 4..7: FRAME_NUMBER, unsigned int". */
+  private textOf(fields: LayoutField[]): string {
+    const names = new Set(fields.map((field) => this.nameOf(field)));
+    const [first] = fields;
+    const last = fields.at(-1)!;
+    const isRun = fields.every((one, at) => {
+      const before = fields[at - 1];
+      return before === undefined || before.firstBit + before.bits === one.firstBit;
+    });
+    const place = isRun
+      ? placeOf(first!.firstBit, last.firstBit + last.bits)
+      : `${fields.length} places`;
+    const [name] = names;
+    return `${place}: ${names.size === 1 ? name : `${name} … ${[...names].at(-1)}`}`;
+  }
+
+  private nameOf({ role, values, lines }: LayoutField): string {
+    if (role === "id") return "the report ID";
+    if (role === "newline") return "the end of a line";
+    if (role === "end") return "the end of the text";
+    if (role === "nowhere") return "shown nowhere";
+    const names = values.map(({ field, element }) => {
+      const { key, kind } = this.decoded!.fields[field]!;
+      return `${key || "text"}${element === null ? "" : `[${element}]`}, ${kind}`;
+    });
+    if (names.length > 0) return names.join("; ");
+    return lines.length > 0 ? "in the lines only" : "which lines and keys there are";
+  }
+}
+
+function isInk(byte: number): boolean {
+  return byte >= 0x20 && byte < 0x7f;
+}
+
+function firstByte(field: LayoutField): number {
+  return field.firstBit >> 3;
+}
+
+function lastByte(field: LayoutField): number {
+  return (field.firstBit + field.bits - 1) >> 3;
+}
+
+function placeOf(begin: number, end: number): string {
+  const first = begin >> 3;
+  const last = (end - 1) >> 3;
+  if (begin % 8 === 0 && end % 8 === 0)
+    return first === last ? `Byte ${first}` : `Bytes ${first}..${last}`;
+  if (first !== last) return `Byte ${first} bit ${begin % 8} .. byte ${last} bit ${(end - 1) % 8}`;
+  if (end - begin === 1) return `Byte ${first} bit ${begin % 8}`;
+  return `Byte ${first} bits ${begin % 8}..${(end - 1) % 8}`;
+}
+
+function keyOf(field: number, index: number | null): string {
+  return index === null ? String(field) : `${field}.${index}`;
+}
+
+function add<K>(map: Map<K, number[]>, key: K, index: number): void {
+  const known = map.get(key);
+  if (known === undefined) map.set(key, [index]);
+  else known.push(index);
+}

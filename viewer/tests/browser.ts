@@ -1,0 +1,43 @@
+/** A browser, and the page in it. */
+import assert from "node:assert/strict";
+import { mkdtempSync } from "node:fs";
+import { createRequire } from "node:module";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { pathToFileURL } from "node:url";
+import type { Browser, BrowserContextOptions, Page } from "playwright-core";
+import { fromEnvironment } from "./support.js";
+
+export const pagePath = fromEnvironment("VESK_PAGE");
+export const packages = fromEnvironment("VESK_PACKAGES");
+const { chromium } = createRequire(join(packages, "x.js"))("playwright-core");
+
+/** For captures; the test removes it. */
+export const folder = mkdtempSync(join(tmpdir(), "vesk-viewer-"));
+
+export function launched(): Promise<Browser> {
+  const executablePath = process.env["VESK_CHROMIUM"] ?? "/usr/bin/chromium";
+  return chromium.launch({ executablePath, args: ["--no-sandbox"] });
+}
+
+/** The page, opened from disk; whatever it says on the console is a fault, and so is a request. */
+export async function opened(from: Browser, options: BrowserContextOptions = {}): Promise<Page> {
+  const page = await from.newPage(options);
+  page.on("console", (message) => assert.fail(`the console says: ${message.text()}`));
+  page.on("pageerror", (fault) => assert.fail(fault.message));
+  page.on("request", (request) => {
+    assert.match(request.url(), /^(file|blob):/);
+  });
+  await page.goto(pathToFileURL(pagePath).href);
+  return page;
+}
+
+export async function choose(page: Page, path: string): Promise<void> {
+  await page.setInputFiles("#choose", path);
+}
+
+export async function shownLines(page: Page, entry: number): Promise<string> {
+  // It may be empty, or stand behind another tab.
+  await page.waitForSelector(`#report[data-entry="${entry}"]`, { state: "attached" });
+  return (await page.textContent("#report"))!;
+}
