@@ -20,7 +20,10 @@ let chosen = -1;
 let rows = 0; // that the list shows
 
 const report = new ReportView(element("one"));
-const frames = new FramesView(element("frames"), tell, (entry) => void choose(entry).catch(tell));
+const frames = new FramesView(element("frames"), tell, (entry) => {
+  scrollTo(entry);
+  void choose(entry).catch(tell);
+});
 const tabs = [element<HTMLButtonElement>("tab-one"), element<HTMLButtonElement>("tab-frames")];
 
 function showTab(tab: HTMLButtonElement): void {
