@@ -79,8 +79,9 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
     const store = blobStore(mostKept);
     const capture = decoder.open(name, source, { form, follow: followed(told), store });
     open.capture = capture;
-    while (!open.cancelled) {
-      const progress = capture.read(stepBytes, stepEntries);
+    // The first steps are short, so that the first report shows at once.
+    for (let part = 1 / 16; !open.cancelled; part = Math.min(1, 2 * part)) {
+      const progress = capture.read(part * stepBytes, part * stepEntries);
       reduceInto(open, progress);
       post({ file, progress, size: source.size, note: unpacked.note });
       if (progress.ended) break;
