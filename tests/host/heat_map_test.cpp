@@ -14,7 +14,8 @@ namespace {
 ArrayValue floats(const std::vector<float>& values) {
   ArrayValue array{VESK_FLOAT, values.size()};
   array.words.resize((values.size() + 1) / 2);
-  std::memcpy(array.words.data(), values.data(), values.size() * sizeof(float));
+  if (!values.empty())
+    std::memcpy(array.words.data(), values.data(), values.size() * sizeof(float));
   return array;
 }
 
