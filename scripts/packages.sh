@@ -28,7 +28,7 @@ need_packages() {
 # documents use.
 packages_to_build="cmake ninja-build g++ libcli11-dev libvalijson-dev nlohmann-json3-dev"
 packages_to_python="pybind11-dev python3 python3-dev python3-numpy"
-packages_to_test="binutils bsdextrautils clang-format-14 dpkg-dev git groff-base gzip jq libgtest-dev \
+packages_to_test="binutils bsdextrautils clang-format-14 dpkg-dev file git groff-base gzip jq libgtest-dev \
   libpcap-dev mypy parallel perl pkg-config python3 python3-jsonschema python3-pandas python3-pip \
   python3-pyte python3-pytest python3-setuptools python3-venv python3-wheel python3-xarray tshark xxd zsh \
   $packages_to_python"
