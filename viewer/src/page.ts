@@ -3,8 +3,10 @@ import { Client, type RemoteCapture } from "./client.js";
 import type { Entry } from "./decoder.js";
 import { element, hexId, made } from "./dom.js";
 import { embeddedBytes, workerUrl } from "./embedded.js";
-import { FramesView, imageDecoder } from "./frames.js";
 import { ReportView } from "./report.js";
+import { Tabs } from "./tabs.js";
+import type { ViewHost } from "./view.js";
+import { views } from "./views/all.js";
 
 const list = element("list");
 const state = element("state");
@@ -20,21 +22,14 @@ let chosen = -1;
 let rows = 0; // that the list shows
 
 const report = new ReportView(element("one"));
-const frames = new FramesView(element("frames"), tell, (entry) => {
-  scrollTo(entry);
-  void choose(entry).catch(tell);
-});
-const tabs = [element<HTMLButtonElement>("tab-one"), element<HTMLButtonElement>("tab-frames")];
-
-function showTab(tab: HTMLButtonElement): void {
-  for (const one of tabs) {
-    const isShown = one === tab;
-    one.setAttribute("aria-selected", String(isShown));
-    one.tabIndex = isShown ? 0 : -1;
-    element(one.getAttribute("aria-controls")!).hidden = !isShown;
-  }
-  frames.setShown(tab.id === "tab-frames");
-}
+const host: ViewHost = {
+  tell,
+  moved(entry) {
+    scrollTo(entry);
+    void choose(entry).catch(tell);
+  },
+};
+const tabs = new Tabs(element("tabs"), element("one"), "Report", views(host));
 
 async function newClient(): Promise<Client> {
   const [url, module] = await Promise.all([workerUrl(), embeddedBytes("module")]);
@@ -102,7 +97,7 @@ async function choose(number: number): Promise<void> {
   const decoded = await from.decode(number);
   if (chosen !== number || from !== file) return;
   report.show(number, decoded);
-  frames.goToEntry(number);
+  tabs.goToEntry(number);
   const [layout] = await Promise.all([
     decoded.problem === null ? from.layout(number) : null,
     showList(),
@@ -118,13 +113,11 @@ async function open(opened: File): Promise<void> {
   chosen = -1;
   rows = 0;
   report.clear();
-  showTab(tabs[0]!);
-  tabs[1]!.disabled = true;
   let last = 0;
-  let looked = 0; // entries, when the frames were looked at
+  let looked = 0; // entries, when the views were
   const begun = performance.now();
   const reading = ready.open(opened, {
-    reduce: [imageDecoder],
+    reduce: tabs.reduced,
     onProgress: ({ entries, position, size, note, ended }) => {
       if (file !== reading) return;
       count = entries;
@@ -133,10 +126,10 @@ async function open(opened: File): Promise<void> {
       if (chosen < 0 && entries > 0) void choose(0).catch(tell);
       if (performance.now() - last < 100 && !ended) return;
       last = performance.now();
-      // All of its frames are looked through each time, so ever more rarely.
+      // All entries are looked through each time, so ever more rarely.
       if (!ended && last - begun > 400 && entries > 1.5 * looked) {
         looked = entries;
-        void showFrames().catch(tell);
+        void tabs.refresh().catch(tell);
       }
       // A full list stays as it is while more is read: drawn over and over it would be garbage.
       if (rows < shown) void showList().catch(tell);
@@ -144,21 +137,14 @@ async function open(opened: File): Promise<void> {
     },
   });
   file = reading;
-  const { counter } = ready.about.reports.find(({ decoder }) => decoder === imageDecoder) ?? {};
-  frames.open(reading, counter);
+  tabs.open(reading, ready.about);
   cancel.hidden = false;
   const { cancelled, entries } = await reading.done;
   if (file !== reading) return;
   cancel.hidden = true;
-  await showFrames();
+  await tabs.refresh();
   state.dataset["read"] = String(entries);
   if (cancelled) state.textContent += " Reading was cancelled.";
-}
-
-async function showFrames(): Promise<void> {
-  const from = file;
-  const count = await frames.refresh();
-  if (from === file) tabs[1]!.disabled = count === 0;
 }
 
 // Ready before anybody asks for it.
@@ -184,12 +170,3 @@ list.onkeydown = (event) => {
   scrollTo(chosen + step);
   void choose(chosen + step).catch(tell);
 };
-for (const tab of tabs) {
-  tab.onclick = () => showTab(tab);
-  tab.onkeydown = ({ key }) => {
-    const other = tabs[1 - tabs.indexOf(tab)]!;
-    if ((key !== "ArrowLeft" && key !== "ArrowRight") || other.disabled) return;
-    showTab(other);
-    other.focus();
-  };
-}

@@ -114,7 +114,7 @@ test("a report that is wrong says what", async () => {
   await shownLines(page, 0);
   await page.waitForSelector("#problem:not([hidden])");
   assert.match((await page.textContent("#problem"))!, /3 bytes/);
-  assert.ok(await page.locator("#tab-frames").isDisabled());
+  assert.ok(await page.locator("#tab-frames").isHidden());
   await page.close();
 });
 

@@ -1,9 +1,9 @@
 /** Image frames: their scans as heat maps, a player, and what channels do over the capture. */
 import uPlot from "uplot";
-import type { RemoteCapture } from "./client.js";
-import type { Table } from "./decoder.js";
-import { element, made, numberText } from "./dom.js";
-import { aroundColours, risingColours } from "./palette.js";
+import type { RemoteCapture } from "../client.js";
+import type { About, Table } from "../decoder.js";
+import { element, made, numberText } from "../dom.js";
+import { aroundColours, risingColours } from "../palette.js";
 import {
   picturesOf,
   placeIn,
@@ -16,10 +16,13 @@ import {
   type Quantity,
   type Range,
   type Scan,
-} from "./pictures.js";
-import type { Summary } from "./series.js";
+} from "../pictures.js";
+import { colours, drawMark, faultColour, fitPlots, ink, newPlot, shortText } from "../plots.js";
+import type { Summary } from "../series.js";
+import { panelOf } from "../tabs.js";
+import { indexOf, type Copies, type View, type ViewHost } from "../view.js";
 
-export const imageDecoder = "parseVeskImage";
+const imageDecoder = "parseVeskImage";
 
 const chunkFrames = 256;
 const keptChunks = 6;
@@ -42,7 +45,13 @@ interface Drawing {
   high: HTMLElement;
 }
 
-export class FramesView {
+export class FramesView implements View {
+  readonly name = "frames";
+  readonly title = "Image frames";
+  readonly decoders = [imageDecoder];
+  readonly reduced = [imageDecoder];
+  readonly copies: Copies = {};
+  private readonly panel = panelOf(this.name);
   private file: RemoteCapture | null = null;
   private counter = "";
   private entries: Uint32Array = new Uint32Array();
@@ -59,12 +68,7 @@ export class FramesView {
   private noise: uPlot | null = null;
   private isShown = false;
 
-  /** `tell` is told what went wrong, and `moved` the entry of the frame where somebody has gone. */
-  constructor(
-    private readonly panel: HTMLElement,
-    private readonly tell: (fault: unknown) => void,
-    private readonly moved: (entry: number) => void,
-  ) {
+  constructor(private readonly host: ViewHost) {
     for (const id of ["quantity", "minus"]) select(id).onchange = () => this.restyle();
     for (const id of ["scale", "low", "high"]) select(id).onchange = () => this.rescale();
     for (const id of ["over", "statistic"]) select(id).onchange = () => this.plot();
@@ -76,16 +80,15 @@ export class FramesView {
       ["on", 1],
     ] as const)
       element(id).onclick = () => this.step(step);
-    panel.onkeydown = (event) => this.key(event);
-    new ResizeObserver(() => this.resize()).observe(panel);
+    this.panel.onkeydown = (event) => this.key(event);
+    new ResizeObserver(() => fitPlots(this.course, this.noise)).observe(this.panel);
     matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => this.plot());
   }
 
-  /** Shows another file's frames, or none. `counter` is the key of their number. */
-  open(file: RemoteCapture | null, counter = ""): void {
+  open(file: RemoteCapture | null, about: About): void {
     this.stop();
     this.file = file;
-    this.counter = counter;
+    this.counter = about.reports.find(({ decoder }) => decoder === imageDecoder)?.counter ?? "";
     this.entries = new Uint32Array();
     this.summary = null;
     this.scans = [];
@@ -95,31 +98,21 @@ export class FramesView {
     this.channel = 0;
   }
 
-  /** Takes in what was read since; gives how many frames there are. */
-  async refresh(): Promise<number> {
-    const file = this.file;
-    if (file === null) return 0;
-    const isFrame = (kind: { decoder: string; problem: string; toDevice: boolean }) =>
-      kind.decoder === imageDecoder && kind.problem === "" && !kind.toDevice;
-    const senders = (await file.kinds()).filter(isFrame);
-    const [entries, summary] = await Promise.all([
-      file.select(isFrame),
-      file.summary(imageDecoder),
-    ]);
-    if (file !== this.file) return 0;
+  async refresh(entries: Uint32Array, senders: number): Promise<void> {
+    const { file } = this;
+    const summary = (await file?.summary(imageDecoder)) ?? null;
+    if (file !== this.file) return;
     this.entries = entries;
     this.summary = summary;
     if (summary !== null && this.scans.length === 0 && summary.rows > 0) this.begin(summary);
     input("scrub").max = String(Math.max(0, entries.length - 1));
-    this.showLost(new Set(senders.map(({ sender }) => JSON.stringify(sender))).size);
+    this.showLost(senders);
     if (this.isShown) {
       this.redraw();
       this.plot();
     }
-    return entries.length;
   }
 
-  /** Draws from now on, or draws nothing. */
   setShown(isShown: boolean): void {
     this.isShown = isShown;
     if (!isShown) return this.stop();
@@ -127,15 +120,9 @@ export class FramesView {
     this.plot();
   }
 
-  /** Goes to an entry, if it is a frame. */
   goToEntry(entry: number): void {
-    let [low, high] = [0, this.entries.length];
-    while (low < high) {
-      const middle = (low + high) >> 1;
-      if (this.entries[middle]! < entry) low = middle + 1;
-      else high = middle;
-    }
-    if (this.entries[low] === entry && low !== this.current) this.show(low);
+    const frame = indexOf(this.entries, entry);
+    if (frame >= 0 && frame !== this.current) this.show(frame);
   }
 
   // ------------------------------------------------------------------------------------ the player
@@ -179,7 +166,7 @@ export class FramesView {
   private goTo(frame: number): void {
     this.show(frame);
     const entry = this.entries[this.current];
-    if (entry !== undefined && this.timer === 0) this.moved(entry);
+    if (entry !== undefined && this.timer === 0) this.host.moved(entry);
   }
 
   private show(frame: number): void {
@@ -278,7 +265,7 @@ export class FramesView {
         const { left, width } = canvas.getBoundingClientRect();
         return Math.min(Math.max(Math.floor(((event.clientX - left) / width) * count), 0), count - 1);
       };
-      canvas.onpointermove = (event) => void this.pointAt(picture, channelAt(event)).catch(this.tell);
+      canvas.onpointermove = (event) => void this.pointAt(picture, channelAt(event)).catch(this.host.tell);
       canvas.onclick = (event) => {
         const scan = this.scans.indexOf(picture.scan);
         select("over").value = `scan ${scan}`;
@@ -312,7 +299,7 @@ export class FramesView {
   private redraw(): void {
     this.drawn = -1;
     this.pending ??= this.drawCurrent()
-      .catch(this.tell)
+      .catch(this.host.tell)
       .finally(() => {
         this.pending = null;
         if (this.isShown && this.drawn !== this.current && this.entries.length > 0) this.redraw();
@@ -383,7 +370,7 @@ export class FramesView {
     canvas.width = 1000;
     canvas.height = 8;
     const pen = penOf(canvas);
-    pen.fillStyle = "#d55e00";
+    pen.fillStyle = faultColour;
     for (const { row } of jumps) pen.fillRect(Math.min((row / rows) * 1000, 998), 0, 2, 8);
     const count = jumps.length + moreJumps;
     const [first] = jumps;
@@ -430,7 +417,7 @@ export class FramesView {
 
   private plot(): void {
     if (!this.isShown) return;
-    void Promise.all([this.plotCourse(), this.plotChannels()]).catch(this.tell);
+    void Promise.all([this.plotCourse(), this.plotChannels()]).catch(this.host.tell);
   }
 
   private scanOf(what: string): Scan | null {
@@ -473,20 +460,13 @@ export class FramesView {
     });
     this.course?.destroy();
     const xOf = (row: number) => x[Math.min(Math.floor(row / first!.rowsInPart), x.length - 1)]!;
-    this.course = this.newPlot(element("course"), series, data, bands, (plot) => {
-      const line = (row: number, stroke: string, dash: number[]) => {
-        const at = plot.valToPos(xOf(row), "x", true);
-        plot.ctx.strokeStyle = stroke;
-        plot.ctx.setLineDash(dash);
-        plot.ctx.beginPath();
-        plot.ctx.moveTo(at, plot.bbox.top);
-        plot.ctx.lineTo(at, plot.bbox.top + plot.bbox.height);
-        plot.ctx.stroke();
-      };
-      plot.ctx.save();
-      for (const { row } of summary.jumps.slice(0, 500)) line(row, "#d55e00", [4, 4]);
-      line(this.current, ink(), []);
-      plot.ctx.restore();
+    this.course = newPlot(element("course"), series, data, {
+      bands,
+      draw: (plot) => {
+        for (const { row } of summary.jumps.slice(0, 500))
+          drawMark(plot, xOf(row), faultColour, [4, 4]);
+        drawMark(plot, xOf(this.current), ink());
+      },
     });
     this.course.over.onclick = () => {
       const part = this.course!.cursor.idx;
@@ -511,62 +491,12 @@ export class FramesView {
       series.push({ label: part.name, stroke, points: { show: true, size: 5 } });
     }
     this.noise?.destroy();
-    this.noise = this.newPlot(element("noise"), series, data, [], () => undefined);
+    this.noise = newPlot(element("noise"), series, data);
     this.noise.over.onclick = () => {
       const channel = this.noise!.cursor.idx;
       if (channel !== null && channel !== undefined) this.chooseChannel(channel);
     };
   }
-
-  private newPlot(
-    into: HTMLElement,
-    series: uPlot.Series[],
-    data: uPlot.AlignedData,
-    bands: uPlot.Band[],
-    draw: (plot: uPlot) => void,
-  ): uPlot {
-    const stroke = ink();
-    const grid = { stroke: "#8884", width: 1 };
-    return new uPlot(
-      {
-        width: Math.max(200, into.clientWidth),
-        height: 200,
-        scales: { x: { time: false } },
-        axes: [
-          { stroke, grid, ticks: grid },
-          { stroke, grid, ticks: grid, size: 70 },
-        ],
-        series: series.map((one, i) =>
-          i === 0 ? one : { ...one, width: 1.5, value: (_, value) => shortText(value) },
-        ),
-        bands,
-        hooks: { draw: [draw] },
-      },
-      data,
-      into,
-    );
-  }
-
-  private resize(): void {
-    for (const [plot, id] of [
-      [this.course, "course"],
-      [this.noise, "noise"],
-    ] as const) {
-      const width = element(id).clientWidth;
-      if (plot !== null && width > 0 && width !== plot.width) plot.setSize({ width, height: 200 });
-    }
-  }
-}
-
-/** Blue and orange, which people with any colour vision tell apart. */
-const colours = ["#0072b2", "#d98200"];
-
-function ink(): string {
-  return getComputedStyle(document.body).color;
-}
-
-function shortText(value: number | null): string {
-  return value === null ? "–" : String(Number(value.toPrecision(6)));
 }
 
 /** Pictures of a few pixels, which no graphics processor has to hold. */

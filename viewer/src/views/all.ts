@@ -1,0 +1,7 @@
+/** All views, in the order of their tabs. */
+import type { View, ViewHost } from "../view.js";
+import { FramesView } from "./frames.js";
+
+export function views(host: ViewHost): View[] {
+  return [new FramesView(host)];
+}
