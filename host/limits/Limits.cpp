@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <fstream>
+#include <system_error>
 #include <utility>
 
 #include "host/limits/JsonFile.h"
@@ -169,14 +171,20 @@ Limits parseLimits(std::string_view text, const std::string& name, const KnownRe
 }
 
 Limits loadLimits(const std::string& path, const KnownReports& known, Plugin& plugin) {
+  // Streams tell no reasons, but the system's is still there.
+  const auto fail = [&](const char* what) {
+    throw LimitsFault(path, std::string(what) + std::generic_category().message(errno));
+  };
+  errno = 0;
   std::ifstream file(path, std::ios::binary);
+  if (!file) fail("cannot open: ");
   std::string text;
   std::array<char, 65536> piece;
   while (file && text.size() <= kLargestFile) {
     file.read(piece.data(), piece.size());
     text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
   }
-  if (!file.eof() && text.size() <= kLargestFile) throw LimitsFault(path, "cannot be read");
+  if (!file.eof() && text.size() <= kLargestFile) fail("cannot read: ");
   if (text.size() > kLargestFile) throw LimitsFault(path, "too large for a file of limits");
   return parseLimits(text, path, known, plugin);
 }

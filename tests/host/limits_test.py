@@ -155,9 +155,10 @@ class Refusals(LimitsTest):
         self.refuse({"a/b~c": 3}, ": /a~1b~0c", '"a/b~c" is unknown here; known are title, serial, reports')
 
     def test_files_that_cannot_be_read(self):
-        for path in ("/none", self.folder):
+        reasons = {"/none": "cannot open: No such file or directory", self.folder: "cannot read: Is a directory"}
+        for path, reason in reasons.items():
             run = Run("--limits", path, stdin=hex_lines(STATE))
-            self.assertEqual((run.status, run.out, run.err), (BAD_USAGE, b"", f"{path}: cannot be read\n"))
+            self.assertEqual((run.status, run.out, run.err), (BAD_USAGE, b"", f"{path}: {reason}\n"))
 
     def test_reports(self):
         listed = "--list-reports shows the known ones"
