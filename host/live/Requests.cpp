@@ -29,10 +29,6 @@ bool isTimeout(std::errc failure) {
 
 }  // namespace
 
-bool Selection::has(std::uint32_t id) const {
-  return ids.empty() || std::ranges::find(ids, id) != ids.end();
-}
-
 RequestPlan planRequests(const KnownReports& known, const DeclaredReports& declared,
                          const Selection& selection) {
   RequestPlan plan;

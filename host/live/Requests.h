@@ -9,19 +9,11 @@
 
 #include "host/KnownReports.h"
 #include "host/Problem.h"
+#include "host/Selection.h"
 #include "host/live/Descriptor.h"
 #include "host/live/Device.h"
 
 namespace vesk::host {
-
-/// What --report and --type choose.
-struct Selection {
-  std::vector<std::uint32_t> ids;  // none: all
-  std::optional<ReportType> type;  // none: all
-
-  bool has(std::uint32_t id) const;
-  bool has(ReportType wanted) const { return !type || *type == wanted; }
-};
 
 /// The feature reports to ask for, in the order of the tables, and what people should know of how
 /// they were chosen.

@@ -30,7 +30,10 @@ class Statistics {
   /// How many reports were the same as before, where that was looked at.
   void setUnchanged(std::optional<std::uint64_t> reports) { _unchanged = reports; }
 
-  void countUntimed() { ++_untimed; }
+
+  /// How many reports a selection by time left out, since they have none.
+  void setUntimed(std::uint64_t reports) { _untimed = reports; }
+
   void count(ProblemCode code) { ++_problems[static_cast<std::size_t>(code)]; }
 
   struct KindCount {

@@ -1,6 +1,5 @@
 #include "host/read/Reader.h"
 
-#include <algorithm>
 #include <utility>
 #include <variant>
 
@@ -26,7 +25,7 @@ Item Reader::next() {
         if (_info != nullptr) report->type = _info->type;
         if (_settings.wants(*report) && isInWindow(*report)) return item;
       } else if (const auto* problem = std::get_if<Problem>(&item)) {
-        if (_settings.wants(*problem)) return item;
+        if (_settings.selection.has(*problem)) return item;
       } else {
         _ended = true;
       }
@@ -39,25 +38,13 @@ Item Reader::next() {
 }
 
 bool Reader::isInWindow(const Report& report) {
-  const TimeWindow::Verdict verdict = _settings.window.judge(report.microseconds);
+  const TimeWindow::Verdict verdict = _settings.selection.window.judge(report.microseconds);
   if (verdict == TimeWindow::Verdict::Untimed) ++_untimed;
   return verdict == TimeWindow::Verdict::Inside;
 }
 
-bool ReadSettings::wants(std::uint32_t id) const {
-  return reports.empty() || std::ranges::find(reports, id) != reports.end();
-}
-
 bool ReadSettings::wants(const Report& report) const {
-  if (report.direction == Direction::ToDevice && !hostWrites) return false;
-  return (!type || report.type == type) && wants(report.id());
-}
-
-/// Where it isn't known which report it is with, or when it was, it may be a wanted one.
-bool ReadSettings::wants(const Problem& problem) const {
-  if (type && problem.reportType && problem.reportType != type) return false;
-  if (window.judge(problem.microseconds) == TimeWindow::Verdict::Outside) return false;
-  return !problem.reportId || wants(*problem.reportId);
+  return (report.direction == Direction::FromDevice || hostWrites) && selection.has(report);
 }
 
 }  // namespace vesk::host

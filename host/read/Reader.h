@@ -2,39 +2,29 @@
 /// that it is of, and no more of it than is wanted.
 ///
 ///     FileBytes bytes("bench.pcap.gz", beforeRead);
-///     Reader reader(bytes, known, {.reports = {0x76}});
+///     Reader reader(bytes, known, {.selection = {.ids = {0x76}}});
 ///     for (Item item = reader.next(); !std::holds_alternative<End>(item); item = reader.next()) ...
 #pragma once
 
 #include <cstdint>
 #include <memory>
-#include <optional>
-#include <vector>
 
 #include "host/KnownReports.h"
-#include "host/TimeWindow.h"
+#include "host/Selection.h"
 #include "host/inputs/Forms.h"
 #include "host/inputs/Input.h"
 
 namespace vesk::host {
 
-/// How an input is read, and what of it is wanted: as the options of the command line that have these
-/// names.
+/// How an input is read, and what of it is wanted.
 struct ReadSettings {
-  const InputForm* form = nullptr;          // null: by the content
-  std::vector<std::uint32_t> reports = {};  // IDs; empty: all
-  std::optional<ReportType> type = {};
+  const InputForm* form = nullptr;  // null: by the content
+  Selection selection = {};
   UsbSelection usb = {};
-  TimeWindow window = {};
   bool hostWrites = false;  // what a host sends to the device, too
 
   /// Whether a report is wanted, whatever its time is.
   bool wants(const Report& report) const;
-
-  /// Whether a problem is one with what is wanted.
-  bool wants(const Problem& problem) const;
-
-  bool wants(std::uint32_t id) const;
 };
 
 class Reader {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/live/DeviceList.h"
+#include "host/run/Sieve.h"
 #include "host/run/Signals.h"
 
 namespace vesk::host {
@@ -18,8 +19,7 @@ constexpr std::string_view kHidraws = "/dev/hidraw";
 
 LiveRun::LiveRun(const Options& options, const KnownReports& known, Backend& backend)
     : _options(options), _known(known), _backend(backend) {
-  for (const WantedReport& report : options.reports) _settings.selection.ids.push_back(report.id);
-  _settings.selection.type = options.type;
+  _settings.selection = selectionOf(options);
   _settings.follow = options.follow;
   _settings.wait = options.wait;
   _settings.verbose = options.verbose;

@@ -21,6 +21,7 @@
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
 #include "host/run/Session.h"
+#include "host/run/Sieve.h"
 #include "host/run/Signals.h"
 
 namespace vesk::host {
@@ -78,12 +79,10 @@ std::string layoutText(const Options& options, Plugin& plugin, const KnownReport
     if (std::ranges::find(known.all(), wanted.id, &ReportInfo::id) == known.all().end())
       throw UsageFault("--report " + wanted.text +
                        ": no decoder knows this report; --list-reports shows the known ones");
+  const Selection selection = selectionOf(options);
   std::vector<KindLayout> kinds;
   for (const ReportInfo& info : known.all()) {
-    const bool isWanted =
-        options.reports.empty() ||
-        std::ranges::find(options.reports, info.id, &WantedReport::id) != options.reports.end();
-    if (isWanted && (!options.type || info.type == options.type))
+    if (selection.has(info.id) && selection.has(info.type))
       kinds.push_back({&info, layoutOf(plugin, info)});
   }
   if (kinds.empty()) throw UsageFault("--layout: nothing matches " + options.selection);

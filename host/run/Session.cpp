@@ -13,7 +13,6 @@
 #include "host/inputs/Compressed.h"
 #include "host/run/BaselineFile.h"
 #include "host/run/Signals.h"
-#include "text/numbers.h"
 
 namespace vesk::host {
 
@@ -64,6 +63,7 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
       _canvas(canvasFor(options, sink, messages)),
       _changeRules(changeRules()),
       _output(makeOutput(plugin, _terminal ? static_cast<Sink&>(_terminalSink) : sink)),
+      _sieve(options, known),
       _statistics(known) {
   if (limits == nullptr) return;
   _testPlugin.emplace(library, options.pluginArguments);
@@ -118,7 +118,7 @@ void Session::takeBaseline() {
   const std::string& file = *_options.baseline;
   std::uint64_t problems = 0;
   const auto tellProblem = [&](const Problem& problem) {
-    if (!wanted(problem)) return;
+    if (!_sieve.selection().has(problem)) return;
     _someRefused = true;
     if (++problems <= kShownProblems)
       _messages.complain(describe(file, problem.place), problem.message);
@@ -126,7 +126,7 @@ void Session::takeBaseline() {
   const auto tellForm = [&](std::string_view form) {
     if (_options.verbose) _messages.tell(file, "the baseline, read as " + std::string(form));
   };
-  const auto isWanted = [this](const Report& report) { return wanted(report); };
+  const auto isWanted = [this](const Report& report) { return _sieve.selection().has(report); };
   _baseline = readBaseline(file, {_plugin, _known, isWanted, tellProblem, tellForm});
   if (problems > kShownProblems)
     _messages.complain(
@@ -163,7 +163,7 @@ void Session::decodeFile(const std::string& file) {
   _form = nullptr;
   _fileProblems = {};
   _fileReports = 0;
-  takePreamble();
+  _preamble.take();
   _output->beginFile(file);
   _statistics.beginFile(file);
   _messages.beginFile();
@@ -264,9 +264,9 @@ void Session::decodeAll(Input& input) {
 void Session::handle(Report& report) {
   const ReportInfo* info = _known.find(report.id(), report.type);
   if (info != nullptr) report.type = info->type;
-  if (!report.preamble.empty()) keepPreamble(report.preamble);
-  if (!selects(report)) return;
-  const std::string preamble = takePreamble();
+  if (!report.preamble.empty()) _preamble.keep(report.preamble);
+  if (!_sieve.passes(report)) return;
+  const std::string preamble = _preamble.take();
   report.preamble = preamble;
   if (report.direction == Direction::ToDevice) return handleToDevice(report, info);
   if (_tests) _tests->write(report, info);
@@ -276,23 +276,6 @@ void Session::handle(Report& report) {
     tell(*problem);
   else
     count(report, info);
-}
-
-/// Keeps what a recording says of its devices in front of a report for the first report that is
-/// selected. Each description is kept once, and the last one, which may be a mere "D: 1", at the end:
-/// it tells whose report comes next.
-void Session::keepPreamble(std::string_view lines) {
-  constexpr std::size_t kMost = std::size_t{64} * 1024;
-  if (_preamble.find(lines) == std::string::npos && _preamble.size() + lines.size() <= kMost)
-    _preamble += lines;
-  _lastLines = lines;
-}
-
-std::string Session::takePreamble() {
-  if (_lastLines.empty()) return {};
-  if (!_preamble.ends_with(_lastLines)) _preamble += _lastLines;
-  _lastLines.clear();
-  return std::exchange(_preamble, {});
 }
 
 void Session::count(const Report& report, const ReportInfo* info) {
@@ -307,10 +290,7 @@ void Session::handleToDevice(const Report& report, const ReportInfo* info) {
 }
 
 void Session::handle(const Problem& problem) {
-  if (problem.reportId) _someFound = true;
-  if (!wanted(problem)) return;
-  if (problem.reportId) _matchedIds.set(*problem.reportId);
-  if (problem.reportId) _someInWindow = true;
+  if (!_sieve.passes(problem)) return;
   if (_tests) _tests->write(problem);
   if (_jobs) return _jobs->add(problem);
   _output->write(problem);
@@ -420,51 +400,6 @@ const InputForm* Session::likelyForm() const {
   }
 }
 
-bool Session::wanted(std::uint32_t id) const {
-  return _options.reports.empty() ||
-         std::ranges::find(_options.reports, id, &WantedReport::id) != _options.reports.end();
-}
-
-bool Session::selects(const Report& report) {
-  _someFound = true;
-  if (!wanted(report)) return false;
-  _matchedIds.set(report.id());
-  return isInWindow(report);
-}
-
-bool Session::wanted(const Report& report) const {
-  return (!_options.type || report.type == _options.type) && wanted(report.id());
-}
-
-/// A problem with a report that isn't selected is none. Where it isn't known which report it is
-/// with, or when it came, that one may be selected.
-bool Session::wanted(const Problem& problem) const {
-  if (_options.window.judge(problem.microseconds) == TimeWindow::Verdict::Outside) return false;
-  if (_options.type && problem.reportType && problem.reportType != _options.type) return false;
-  return !problem.reportId || wanted(*problem.reportId);
-}
-
-/// Whether a report, selected else, is in the window of --from and --to. What has no time is in no
-/// window, and counted.
-bool Session::isInWindow(const Report& report) {
-  switch (_options.window.judge(report.microseconds)) {
-    case TimeWindow::Verdict::Inside:
-      _someInWindow = true;
-      return true;
-    case TimeWindow::Verdict::Untimed:
-      _statistics.countUntimed();
-      return false;
-    case TimeWindow::Verdict::Outside:
-      break;
-  }
-  const std::int64_t time = *report.microseconds;
-  if (!_timesOutside) _timesOutside = {time, time};
-  auto& [first, last] = *_timesOutside;
-  first = std::min(first, time);
-  last = std::max(last, time);
-  return false;
-}
-
 /// While a pipe is silent its follower has everything that came through it.
 std::optional<Clock::time_point> Session::beforeRead(const FileBytes& bytes, bool wouldWait) {
   std::optional<Clock::time_point> again;
@@ -479,7 +414,8 @@ std::optional<Clock::time_point> Session::beforeRead(const FileBytes& bytes, boo
 
 /// Left out, and perhaps wanted: as little as an error may this pass for a good end.
 void Session::tellUntimed() {
-  const std::uint64_t untimed = _statistics.untimed();
+  const std::uint64_t untimed = _sieve.untimed();
+  _statistics.setUntimed(untimed);
   if (untimed == 0) return;
   _someRefused = true;
   _messages.complain("vesk-decode",
@@ -488,41 +424,14 @@ void Session::tellUntimed() {
                          " without a time, which --from and --to can't select");
 }
 
-/// A selection that nothing passes is a mistake more often than not, and so is an ID in decimal that
-/// nothing has: everything else shows IDs in hexadecimal.
-void Session::tellUnmatched() {
-  std::string written;
-  std::string meant;
-  for (const WantedReport& report : _options.reports) {
-    const auto hexadecimal = parseNumber<std::uint32_t>(report.text, 16);
-    const bool isDecimal = parseNumber<std::uint32_t>(report.text).has_value();
-    const auto isMeant = [&](const ReportInfo& info) { return info.id == hexadecimal; };
-    if (!isDecimal || _matchedIds.test(report.id) || std::ranges::none_of(_known.all(), isMeant))
-      continue;
-    written.append(written.empty() ? "--report " : ",").append(report.text);
-    meant.append(meant.empty() ? "; did you mean 0x" : ",0x").append(report.text);
-  }
-  const bool byDevice = _options.usb.device || _options.usb.endpoint;
-  const bool unmatched = (_matchedIds.none() || !_someInWindow) && !_options.selection.empty();
-  if (unmatched && (_someFound || byDevice)) written = _options.selection;
-  if (written.empty() || (unmatched && !_someFound && !byDevice)) return;
-  if (unmatched && _matchedIds.any()) {  // but for the window
-    if (!_timesOutside) return;          // nothing has a time, which is told
-    meant = "; the times of the reports go from " + secondsText(_timesOutside->first) + " to " +
-            secondsText(_timesOutside->second) + " s";
-  } else if (!meant.empty()) {
-    meant += '?';
-  }
-  _messages.tell("vesk-decode", "nothing matches " + written + meant);
-}
-
 void Session::finish() {
   if (const std::string leftOut = _output->leftOut(); !leftOut.empty()) {
     _someRefused = true;
     _messages.complain("vesk-decode", leftOut);
   }
   tellUntimed();
-  tellUnmatched();
+  if (const std::string unmatched = _sieve.unmatched(); !unmatched.empty())
+    _messages.tell("vesk-decode", unmatched);
   _statistics.setUnchanged(_output->unchanged());
   const bool written = _options.statistics && _output->writeStatistics(_statistics);
   _output->finish();

@@ -2,12 +2,10 @@
 #pragma once
 
 #include <array>
-#include <bitset>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "host/KnownReports.h"
 #include "host/Plugin.h"
@@ -24,6 +22,8 @@
 #include "host/run/LiveRun.h"
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
+#include "host/run/Preamble.h"
+#include "host/run/Sieve.h"
 #include "host/run/TerminalCanvas.h"
 
 namespace vesk::host {
@@ -58,9 +58,6 @@ class Session {
   std::unique_ptr<Input> open(Bytes& bytes, const std::string& file);
   void decodeAll(Input& input);
   void handle(Report& report);
-  bool selects(const Report& report);
-  void keepPreamble(std::string_view lines);
-  std::string takePreamble();
   void handleToDevice(const Report& report, const ReportInfo* info);
   void handle(const Problem& problem);
   void commit(const Jobs::Batch& batch);
@@ -72,12 +69,7 @@ class Session {
   void tellFailures(const Verdict& verdict);
   const InputForm* likelyForm() const;
   bool lacks(const WantedReport& wanted) const;
-  bool wanted(std::uint32_t id) const;
-  bool wanted(const Report& report) const;
-  bool wanted(const Problem& problem) const;
-  bool isInWindow(const Report& report);
   void tellUntimed();
-  void tellUnmatched();
   std::optional<Clock::time_point> beforeRead(const FileBytes& bytes, bool wouldWait);
   void finish();
 
@@ -99,24 +91,15 @@ class Session {
   std::unique_ptr<Jobs> _jobs;         // null while one thread does everything
   std::optional<Plugin> _testPlugin;   // of the tests of limits
   std::unique_ptr<LimitTests> _tests;  // null without limits
+  Sieve _sieve;
   Statistics _statistics;
   std::string _file;
   const InputForm* _form = nullptr;  // of the file, once it is known
   std::array<std::uint64_t, kProblemCodes> _fileProblems{};
-  std::uint64_t _fileReports = 0;       // decoded
-  std::bitset<kReportIds> _matchedIds;  // that the selection let pass
-  bool _someFound = false;              // reports, selected or not
-  bool _someInWindow = false;           // of the selected ones
+  std::uint64_t _fileReports = 0;  // decoded
+  Preamble _preamble;
   bool _someRefused = false;
   bool _someUnreadable = false;
-
-  // Of selected reports that are not in the window, the first and the last time.
-  std::optional<std::pair<std::int64_t, std::int64_t>> _timesOutside;
-
-  // Lines on the devices of a recording, of reports that were left out: each description once, and
-  // the last lines, which tell whose report comes next.
-  std::string _preamble;
-  std::string _lastLines;
   bool _someLimitNotKept = false;
   std::string _leftOut;  // what the output had left out when the last file ended
 };

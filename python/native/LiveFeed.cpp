@@ -14,7 +14,7 @@ namespace {
 
 host::LiveSettings liveSettings(const LiveOptions& options, const host::ReadSettings& settings) {
   host::LiveSettings live;
-  live.selection = {settings.reports, settings.type};
+  live.selection = settings.selection;
   live.follow = options.follow;
   live.wait = options.wait;
   live.every = options.every;
@@ -73,10 +73,10 @@ host::Item LiveFeed::next() {
     _name = item->name;
     if (auto* report = std::get_if<host::Report>(&item->what)) {
       _info = _known.find(report->id(), report->type);
-      const auto verdict = _settings.window.judge(report->microseconds);
+      const auto verdict = _settings.selection.window.judge(report->microseconds);
       if (_settings.wants(*report) && verdict == host::TimeWindow::Verdict::Inside) return *report;
     } else if (auto* problem = std::get_if<host::Problem>(&item->what)) {
-      if (_settings.wants(*problem)) return std::move(*problem);
+      if (_settings.selection.has(*problem)) return std::move(*problem);
     } else {
       _remarks.push_back(std::get<host::Remark>(item->what).text);
     }

@@ -51,11 +51,11 @@ std::unique_ptr<Stream> makeStream(
     py::object progress) {
   StreamSettings settings;
   settings.read.form = formNamed(form);
-  settings.read.reports = std::move(reports);
-  settings.read.type = typeNamed(type);
+  settings.read.selection.ids = std::move(reports);
+  settings.read.selection.type = typeNamed(type);
   if (device) settings.read.usb.device = {device->first, device->second};
   settings.read.usb.endpoint = endpoint;
-  settings.read.window = {start, end};
+  settings.read.selection.window = {start, end};
   settings.read.hostWrites = hostWrites;
   settings.decimal = decimal;
   settings.columns = choiceOf(std::move(columns));

@@ -53,23 +53,23 @@ TEST(Reader, AllThatAnInputHolds) {
 
 TEST(Reader, ReportsOfAnId) {
   MemoryBytes bytes(kMixed);
-  EXPECT_EQ(read(bytes, {.reports = {0xDE, 0xDF}}),
+  EXPECT_EQ(read(bytes, {.selection = {.ids = {0xDE, 0xDF}}}),
             (Items{"feature 222 2", "bad_hex 3", "feature 223 2"}));
 }
 
 TEST(Reader, ReportsOfAType) {
   MemoryBytes bytes(kMixed);
-  EXPECT_EQ(read(bytes, {.type = ReportType::Input}), (Items{"input 118 2", "bad_hex 3"}));
+  EXPECT_EQ(read(bytes, {.selection = {.type = ReportType::Input}}), (Items{"input 118 2", "bad_hex 3"}));
 }
 
 // What has no time is in no window, and is told; a problem without one may be in it.
 TEST(Reader, ReportsOfATime) {
   MemoryBytes bytes("F: 1.0 2 de 01\nF: 2.5 2 de 01\nE: x\nF: 3.0 2 df 00\n");
   const TimeWindow window{2'000'000, 2'500'000};
-  EXPECT_EQ(read(bytes, {.form = inputFormNamed("recording"), .window = window}),
+  EXPECT_EQ(read(bytes, {.form = inputFormNamed("recording"), .selection = {.window = window}}),
             (Items{"feature 222 2", "bad_recording 3"}));
   MemoryBytes untimed("de 01\nde 02\n");
-  Reader reader(untimed, known(), {.window = window});
+  Reader reader(untimed, known(), {.selection = {.window = window}});
   EXPECT_TRUE(std::holds_alternative<End>(reader.next()));
   EXPECT_EQ(reader.untimed(), 2u);
 }
