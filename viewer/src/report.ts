@@ -76,6 +76,16 @@ export class ReportView {
     this.where.textContent = "";
   }
 
+  /** Marks where a text stands in the lines, if the browser can. */
+  highlight(text: string): void {
+    const marks = globalThis.CSS?.highlights;
+    if (marks === undefined) return;
+    marks.delete("hit");
+    if (text === "") return;
+    const ranges = this.lineElements.flatMap((line) => rangesOf(line, text));
+    if (ranges.length > 0) marks.set("hit", new Highlight(...ranges));
+  }
+
   setLayout(layout: Layout): void {
     this.layout = layout;
     layout.fields.forEach((field, index) => {
@@ -253,6 +263,21 @@ function headingOf(entry: Entry, file: string, beginning: number | null): string
   if (time !== null) parts.push(timeText(time));
   if (time !== null && beginning !== null) parts.push(`${sinceText(time - beginning)} s`);
   return `Report ${number}: ${parts.filter((one) => one !== "").join(", ")}`;
+}
+
+/** Where a text stands in an element's. */
+function rangesOf(element: HTMLElement, text: string): Range[] {
+  const node = element.firstChild;
+  const ranges: Range[] = [];
+  if (node === null) return ranges;
+  const all = element.textContent!;
+  for (let at = all.indexOf(text); at >= 0; at = all.indexOf(text, at + text.length)) {
+    const range = new Range();
+    range.setStart(node, at);
+    range.setEnd(node, at + text.length);
+    ranges.push(range);
+  }
+  return ranges;
 }
 
 function isInk(byte: number): boolean {
