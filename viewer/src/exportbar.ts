@@ -24,7 +24,7 @@ export class ExportBar {
     private readonly tell: (what: unknown) => void,
   ) {
     this.form.id = "export-form";
-    const label = made("label", "", [new Text("The shown reports as "), this.form]);
+    const label = made("label", "", [new Text("The listed ones as "), this.form]);
     this.buttons = (["Save", "Copy"] as const).map((title) => {
       const button = made("button", "", title);
       button.type = "button";
