@@ -1,172 +1,282 @@
-/** The page: files, the list of their reports, and a report's lines. */
+/** The page: it joins its parts, which know nothing of each other. */
+import { Choosing } from "./choosing.js";
 import { Client, type RemoteCapture } from "./client.js";
-import type { Entry } from "./decoder.js";
-import { element, hexId, made } from "./dom.js";
+import { CopyBar } from "./copybar.js";
+import { fillAbout, fillHelp } from "./dialogs.js";
+import { element } from "./dom.js";
 import { embeddedBytes, workerUrl } from "./embedded.js";
+import { ExportBar } from "./exportbar.js";
+import { FileBar } from "./filebar.js";
+import { Files, type OpenFile } from "./files.js";
+import { isEmpty } from "./filter.js";
+import { FilterBar } from "./filterbar.js";
+import { FormChoice } from "./formchoice.js";
+import { listenToKeys } from "./keys.js";
+import { LinkKeeper, type Link } from "./links.js";
+import { deviceOf, ReportList } from "./list.js";
+import { Paced } from "./paced.js";
 import { ReportView } from "./report.js";
+import { stemOf } from "./saving.js";
+import { Selection } from "./selection.js";
+import { Status } from "./status.js";
 import { Tabs } from "./tabs.js";
-import type { ViewHost } from "./view.js";
+import type { Copies, ViewHost } from "./view.js";
 import { views } from "./views/all.js";
 
-const list = element("list");
-const state = element("state");
-const cancel = element<HTMLButtonElement>("cancel");
+const status = new Status(element("state"));
+const tell = (what: unknown) => status.tell(what);
+const attempt = (work: Promise<unknown>) => void work.catch(tell);
 
-const rowHeight = 24;
-const shown = 200;
-
-let client: Promise<Client> | null;
-let file: RemoteCapture | null = null;
-let count = 0;
-let chosen = -1;
-let rows = 0; // that the list shows
-
+const host: ViewHost = { tell, moved: (entry) => goTo(entry) };
 const report = new ReportView(element("one"));
-const host: ViewHost = {
-  tell,
-  moved(entry) {
-    scrollTo(entry);
-    void choose(entry).catch(tell);
-  },
-};
 const tabs = new Tabs(element("tabs"), element("one"), "Report", views(host));
+const files = new Files(newClient, () => tabs.reduced);
+const fileBar = new FileBar(element("files"), files, tell);
+const formChoice = new FormChoice(element("as"), element<HTMLSelectElement>("form"), files, tell);
+const list = new ReportList(element("list"), tell);
+const selection = new Selection(tell);
+const filterBar = new FilterBar(element("filters"), selection, tell);
+const links = new LinkKeeper(shownLink);
+const copyBar = new CopyBar(element("copies"), copied, tell);
+const exportBar = new ExportBar(
+  element("export"),
+  () => ({ capture, rows: selection.rows, isFiltered: !isEmpty(selection.filter) }),
+  tell,
+);
+const cancel = element<HTMLButtonElement>("cancel");
+const help = element<HTMLDialogElement>("help");
+
+let capture: RemoteCapture | null = null; // that is shown
+let chosen = -1;
 
 async function newClient(): Promise<Client> {
   const [url, module] = await Promise.all([workerUrl(), embeddedBytes("module")]);
   const made = await Client.create(url, module);
   URL.revokeObjectURL(url);
-  made.onBroken = (reason) => {
-    state.textContent = `${reason}. Choose the file again.`;
-    client = null;
-    file = null;
-  };
   return made;
 }
 
-function tell(fault: unknown): void {
-  state.textContent = fault instanceof Error ? fault.message : String(fault);
+// -------------------------------------------------------------------------------------- the files
+
+const growing = new Paced(() => selection.grow(files.current?.entries ?? 0), 100, tell);
+// They look through all entries each time.
+const refreshing = new Paced(refresh, 400, tell);
+
+async function refresh(): Promise<void> {
+  await tabs.refresh();
+  copyBar.draw();
+  if (files.current !== null) follow(files.current);
 }
 
-/** The columns of an entry's row. */
-function cellsOf({ kind, time, length, place, number }: Entry): HTMLElement[] {
-  const id = kind.id === null ? "" : hexId(kind.id);
-  const seconds = time === null ? "" : (time / 1e6).toFixed(6);
-  const name = kind.problem || kind.report?.name || kind.decoder;
-  const where = `${kind.unit} ${place}`;
-  const cells = { number, seconds, type: kind.type ?? "", id, name, length: `${length} B`, where };
-  return Object.entries(cells).map(([name, text]) => made("span", name, `${text} `));
+files.onShown = (file, about) => {
+  capture = file?.capture ?? null;
+  chosen = -1;
+  status.setRead(null);
+  status.clear();
+  report.clear();
+  list.open(capture);
+  selection.open(capture);
+  tabs.open(capture, about);
+  copyBar.draw();
+  if (file === null) return;
+  advance(file);
+  // One that was read before is there at once.
+  if (capture !== null && file.reading !== "going on") attempt(finish(file));
+};
+
+files.onChanged = (file) => {
+  fileBar.draw(file);
+  const { current } = files;
+  if (current === null) showNothing();
+  else if (file === null || file === current) advance(current);
+};
+
+files.onRead = (file) => {
+  if (file === files.current) attempt(finish(file));
+};
+
+/** More of the shown file is there, or all of it. */
+function advance(file: OpenFile): void {
+  status.show(textOf(file));
+  cancel.hidden = file.reading !== "going on";
+  formChoice.draw(file);
+  if (file.capture === null || file.entries === 0 || status.isRead) return;
+  // The views come first: which bytes say what is found out by trying, and takes its time.
+  if (chosen < 0) attempt(refreshing.now());
+  else refreshing.ask();
+  growing.ask();
+  follow(file);
+  if (chosen < 0 && (links.wanted?.report ?? null) === null) attempt(choose(0));
 }
 
-async function showList(): Promise<void> {
-  const from = file;
-  if (from === null) return;
-  const section = list.parentElement!;
-  const first = Math.max(0, Math.floor(section.scrollTop / rowHeight) - 20);
-  const entries = await from.entries(first, shown);
-  if (from !== file) return;
-  rows = entries.length;
-  list.style.height = `${count * rowHeight}px`;
-  list.style.boxSizing = "border-box";
-  list.style.paddingTop = `${first * rowHeight}px`;
-  list.replaceChildren(
-    ...entries.map((entry) => {
-      const row = document.createElement("div");
-      row.setAttribute("role", "option");
-      row.setAttribute("aria-selected", String(entry.number === chosen));
-      row.append(...cellsOf(entry));
-      if (entry.kind.problem !== "") row.className = "wrong";
-      row.onclick = () => void choose(entry.number).catch(tell);
-      return row;
-    }),
-  );
+/** All of a file is read. */
+async function finish(file: OpenFile): Promise<void> {
+  await growing.now();
+  await refreshing.now();
+  if (file.capture === null || file.capture !== capture) return;
+  list.redraw();
+  giveUp(file);
+  if (chosen < 0) attempt(choose(0));
+  status.setRead(file.entries);
 }
 
-/** Brings a row of the list into sight. */
-function scrollTo(number: number): void {
-  const section = list.parentElement!;
-  const top = number * rowHeight;
-  if (top < section.scrollTop) section.scrollTop = top;
-  else if (top + rowHeight > section.scrollTop + section.clientHeight)
-    section.scrollTop = top + rowHeight - section.clientHeight;
+function textOf({ name, entries, position, size, form, note, fault, reading }: OpenFile): string {
+  const parts = [`${name}: ${entries} ${entries === 1 ? "report" : "reports"}`];
+  if (reading === "waiting") parts.push("waiting for others");
+  if (reading === "going on")
+    parts.push(`${size === 0 ? 100 : Math.floor((100 * position) / size)} % read`);
+  if (form !== "") parts.push(`read as ${form}`);
+  const sentences = [`${parts.join(", ")}.`, note, fault];
+  if (reading === "cancelled") sentences.push("Reading was cancelled.");
+  if (reading === "over" && fault === "" && entries === 0 && size > 0)
+    sentences.push("If it is in another form, choose that.");
+  return sentences.filter((one) => one !== "").join(" ");
+}
+
+function showNothing(): void {
+  const { wanted } = links;
+  cancel.hidden = true;
+  formChoice.draw(null);
+  const what = wanted?.report === null ? "what the link shows" : `report ${wanted?.report}`;
+  if (wanted === null || wanted.file === "")
+    status.show("Drop captures here, or open files. They stay on this computer.");
+  else status.show(`Open ${wanted.file} to see ${what}: a link can't open a file by itself.`);
+}
+
+// ---------------------------------------------------------------------------------- list and report
+
+selection.onChanged = (goesOn) => {
+  list.setRows(selection.rows, goesOn);
+  list.setDevices(areSeveralDevices());
+  filterBar.draw();
+};
+
+function areSeveralDevices(): boolean {
+  const devices = selection.kinds.map(deviceOf).filter((one) => one !== "");
+  return new Set(devices).size > 1;
 }
 
 async function choose(number: number): Promise<void> {
-  if (file === null || number < 0 || number >= count) return;
+  const from = capture;
+  if (from === null || number < 0 || number >= (files.current?.entries ?? 0)) return;
   chosen = number;
-  const from = file;
-  const decoded = await from.decode(number);
-  if (chosen !== number || from !== file) return;
-  report.show(number, decoded);
+  links.changed();
+  const [decoded, [entry]] = await Promise.all([from.decode(number), from.entries(number, 1)]);
+  if (chosen !== number || from !== capture) return;
+  report.show(entry!, decoded, from.name, list.beginning);
+  report.highlight(selection.filter.text);
+  list.choose(number);
   tabs.goToEntry(number);
-  const [layout] = await Promise.all([
-    decoded.problem === null ? from.layout(number) : null,
-    showList(),
-  ]);
-  if (chosen === number && from === file && layout !== null) report.setLayout(layout);
+  copyBar.draw();
+  if (decoded.problem !== null) return;
+  const layout = await from.layout(number);
+  if (chosen === number && from === capture) report.setLayout(layout);
 }
 
-async function open(opened: File): Promise<void> {
-  client ??= newClient();
-  const ready = await client;
-  if (file !== null) void file.close();
-  count = 0;
-  chosen = -1;
-  rows = 0;
-  report.clear();
-  let last = 0;
-  let looked = 0; // entries, when the views were
-  const begun = performance.now();
-  const reading = ready.open(opened, {
-    reduce: tabs.reduced,
-    onProgress: ({ entries, position, size, note, ended }) => {
-      if (file !== reading) return;
-      count = entries;
-      const part = size === 0 ? 100 : Math.floor((100 * position) / size);
-      state.textContent = `${opened.name}: ${entries} reports, ${part} % read. ${note}`;
-      if (chosen < 0 && entries > 0) void choose(0).catch(tell);
-      if (performance.now() - last < 100 && !ended) return;
-      last = performance.now();
-      // All entries are looked through each time, so ever more rarely.
-      if (!ended && last - begun > 400 && entries > 1.5 * looked) {
-        looked = entries;
-        void tabs.refresh().catch(tell);
-      }
-      // A full list stays as it is while more is read: drawn over and over it would be garbage.
-      if (rows < shown) void showList().catch(tell);
-      else list.style.height = `${count * rowHeight}px`;
-    },
-  });
-  file = reading;
-  tabs.open(reading, ready.about);
-  cancel.hidden = false;
-  const { cancelled, entries } = await reading.done;
-  if (file !== reading) return;
-  cancel.hidden = true;
-  await tabs.refresh();
-  state.dataset["read"] = String(entries);
-  if (cancelled) state.textContent += " Reading was cancelled.";
+/** Somebody goes to a report. */
+function goTo(entry: number): void {
+  links.done();
+  attempt(choose(entry));
 }
 
-// Ready before anybody asks for it.
-client = newClient();
-client.catch(tell);
+list.onChosen = goTo;
+list.onEntered = () => tabs.enter();
+filterBar.onStep = (by) => list.step(by);
+filterBar.onFilter = ({ text }) => {
+  report.highlight(text);
+  links.changed();
+};
+tabs.onShown = () => {
+  copyBar.draw();
+  links.changed();
+};
 
-element<HTMLInputElement>("choose").onchange = ({ target }) => {
-  const [first] = (target as HTMLInputElement).files ?? [];
-  if (first) void open(first).catch(tell);
+/** What the tab shows, for the clipboard. */
+function copied(): { copies: Copies; stem: string } {
+  const stem = stemOf(capture?.name ?? "");
+  if (tabs.view !== null) return { copies: tabs.view.copies, stem: `${stem}-${tabs.current}` };
+  const [from, entry] = [capture, chosen];
+  if (from === null || entry < 0) return { copies: {}, stem };
+  const rendered = async (form: string) => {
+    const { blob, leftOut } = await from.render(form, [entry]);
+    if (leftOut !== "") throw new Error(leftOut);
+    return blob.text();
+  };
+  const copies = { csv: () => rendered("csv"), json: () => rendered("json") };
+  return { copies, stem: `${stem}-${entry}` };
+}
+
+// ----------------------------------------------------------------------------------------- the links
+
+function shownLink(): Link {
+  const { current } = files;
+  return {
+    file: current?.name ?? "",
+    report: chosen < 0 ? null : chosen,
+    view: tabs.view === null ? "" : tabs.current,
+    filter: selection.filter,
+  };
+}
+
+links.onLink = (link) => {
+  const file = link.file === "" ? files.current : files.all.find(({ name }) => name === link.file);
+  if (file === undefined || file === null) {
+    tell(`Open ${link.file || "a file"} to see what the link shows.`);
+    return;
+  }
+  if (file !== files.current) attempt(files.show(file));
+  else {
+    if (link.view === "") tabs.show("one");
+    follow(file);
+    if (file.reading !== "going on") giveUp(file);
+  }
 };
-cancel.onclick = () => void file?.cancel();
-document.ondragover = (event) => event.preventDefault();
-document.ondrop = (event) => {
-  event.preventDefault();
-  const [first] = event.dataTransfer?.files ?? [];
-  if (first) void open(first).catch(tell);
+
+/** Goes where the link leads, as far as that has been read. */
+function follow(file: OpenFile): void {
+  const link = links.wanted;
+  if (link === null || (link.file !== "" && link.file !== file.name) || file.entries === 0) return;
+  if (JSON.stringify(link.filter) !== JSON.stringify(selection.filter)) filterBar.set(link.filter);
+  if (link.report !== null && chosen !== link.report) {
+    if (link.report >= file.entries) return;
+    attempt(choose(link.report));
+  }
+  if (link.view !== "" && link.view !== tabs.current && !tabs.show(link.view)) return;
+  links.done();
+}
+
+/** All of the file is read: what the link leads to isn't in it. */
+function giveUp(file: OpenFile): void {
+  const link = links.wanted;
+  if (link === null || (link.file !== "" && link.file !== file.name)) return;
+  if (link.report !== null && link.report >= file.entries)
+    tell(`The link leads to report ${link.report}, which ${file.name} doesn't have.`);
+  else if (link.view !== "") tell(`The link leads to a view that ${file.name} has nothing for.`);
+  links.done();
+}
+
+// ------------------------------------------------------------------------------------- what one does
+
+new Choosing(element<HTMLInputElement>("choose"), files, tell);
+cancel.onclick = () => files.current && files.cancel(files.current);
+fillHelp(help);
+element("help-open").onclick = () => help.showModal();
+fillAbout(element<HTMLDialogElement>("about"), async () => (await files.about()).version);
+element("drawer").onclick = () => {
+  const isHidden = document.querySelector("main")!.classList.toggle("wide");
+  element("drawer").setAttribute("aria-expanded", String(!isHidden));
 };
-list.parentElement!.onscroll = () => void showList().catch(tell);
-list.onkeydown = (event) => {
-  const step = { ArrowDown: 1, ArrowUp: -1 }[event.key];
-  if (step === undefined) return;
-  event.preventDefault();
-  scrollTo(chosen + step);
-  void choose(chosen + step).catch(tell);
-};
+listenToKeys({
+  "/": () => filterBar.focus(),
+  "?": () => help.showModal(),
+  n: () => list.step(1),
+  N: () => list.step(-1),
+});
+showNothing();
+attempt(
+  files.about().then((about) => {
+    formChoice.setForms(about);
+    exportBar.setForms(about);
+    formChoice.draw(files.current);
+  }),
+);

@@ -14,6 +14,7 @@ export class Tabs {
   private readonly tabs: Tab[] = [];
   private file: RemoteCapture | null = null;
   private shown!: Tab;
+  private readonly panels: HTMLElement;
 
   /** `report` is the panel of the report, which is always there. */
   constructor(
@@ -22,6 +23,7 @@ export class Tabs {
     reportTitle: string,
     views: readonly View[],
   ) {
+    this.panels = report.parentElement!;
     this.add(report, reportTitle, null);
     for (const view of views) this.add(panelOf(view.name), view.title, view);
     bar.onkeydown = (event) => this.key(event);
@@ -86,6 +88,12 @@ export class Tabs {
     return true;
   }
 
+  /** Goes on by keyboard in what is shown. */
+  enter(): void {
+    const { panel, view } = this.shown;
+    (view === null ? panel.querySelector<HTMLElement>("[tabindex]")! : panel).focus();
+  }
+
   goToEntry(entry: number): void {
     for (const { view } of this.tabs) view?.goToEntry(entry);
   }
@@ -102,7 +110,7 @@ export class Tabs {
     button.onclick = () => this.show(panel.id);
     panel.setAttribute("role", "tabpanel");
     panel.setAttribute("aria-labelledby", button.id);
-    if (!panel.isConnected) this.bar.parentElement!.append(panel);
+    if (!panel.isConnected) this.panels.append(panel);
     this.bar.append(button);
     this.tabs.push({ button, panel, view });
   }

@@ -31,9 +31,11 @@ function post(message: Message): void {
 
 /** Lets messages in. A timer would be held back to 4 ms each time. */
 const channel = new MessageChannel();
+const paused: (() => void)[] = [];
+channel.port1.onmessage = () => paused.shift()?.();
 function pause(): Promise<void> {
   return new Promise((resolve) => {
-    channel.port1.onmessage = () => resolve();
+    paused.push(resolve);
     channel.port2.postMessage(null);
   });
 }
