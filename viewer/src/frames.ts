@@ -101,12 +101,13 @@ export class FramesView {
     if (file === null) return 0;
     const isFrame = (kind: { decoder: string; problem: string; toDevice: boolean }) =>
       kind.decoder === imageDecoder && kind.problem === "" && !kind.toDevice;
-    const senders = (await file.kinds()).filter(isFrame);
-    const [entries, summary] = await Promise.all([
+    const [kinds, entries, summary] = await Promise.all([
+      file.kinds(),
       file.select(isFrame),
       file.summary(imageDecoder),
     ]);
     if (file !== this.file) return 0;
+    const senders = kinds.filter(isFrame);
     this.entries = entries;
     this.summary = summary;
     if (summary !== null && this.scans.length === 0 && summary.rows > 0) this.begin(summary);

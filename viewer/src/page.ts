@@ -130,6 +130,11 @@ async function open(opened: File): Promise<void> {
       count = entries;
       const part = size === 0 ? 100 : Math.floor((100 * position) / size);
       state.textContent = `${opened.name}: ${entries} reports, ${part} % read. ${note}`;
+      // The pictures are asked for first: which bytes say what is found out by trying, and takes time.
+      if (looked === 0 && entries > 0) {
+        looked = entries;
+        void showFrames().catch(tell);
+      }
       if (chosen < 0 && entries > 0) void choose(0).catch(tell);
       if (performance.now() - last < 100 && !ended) return;
       last = performance.now();
