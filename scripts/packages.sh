@@ -1,5 +1,17 @@
 # To be sourced: need_packages PACKAGE... installs what is missing of these Debian packages.
 
+# as_root COMMAND...
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then
+    "$@"
+  elif command -v sudo >/dev/null; then
+    sudo "$@"
+  else
+    echo "This needs root: $*" >&2
+    return 1
+  fi
+}
+
 need_packages() {
   local package missing=()
   for package; do
@@ -9,17 +21,9 @@ need_packages() {
   [ ${#missing[@]} -eq 0 ] && return
 
   echo "Installing ${missing[*]}" >&2
-  local as_root=()
-  if [ "$(id -u)" -ne 0 ]; then
-    if ! command -v sudo >/dev/null; then
-      echo "This needs root: apt-get install ${missing[*]}" >&2
-      return 1
-    fi
-    as_root=(sudo)
-  fi
   # Not on stdout, which is for decoded reports.
-  "${as_root[@]}" apt-get update -qq >&2
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+  as_root apt-get update -qq >&2
+  as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
@@ -37,8 +41,10 @@ packages_to_test+=" python3-dask python3-distributed python3-h5py python3-matplo
 packages_to_bench="libbenchmark-dev libfmt-dev nlohmann-json3-dev"
 packages_to_fuzz="clang-14 libclang-rt-14-dev nlohmann-json3-dev python3"
 
-# What the viewer's page is made with: no other build needs it. node and npm come as scripts/viewer finds
-# them.
+# What the viewer's page is made with: no other build needs it.
 packages_to_view="cmake ninja-build clang-19 lld-19 llvm-19 libc++-19-dev-wasm32 \
   libc++abi-19-dev-wasm32 libclang-rt-19-dev-wasm32 wasi-libc"
+# Other builds of node than Debian's bring npm along.
+command -v node >/dev/null || packages_to_view+=" nodejs"
+command -v npm >/dev/null || packages_to_view+=" npm"
 packages_to_test_view="chromium gzip xz-utils zstd"

@@ -1,9 +1,17 @@
 /** Makes the page of its parts: node build.mjs MODULE.wasm NODE_MODULES OUT.html
  *  With --tests instead of a page's name, bundles the tests to that folder: ... --tests FOLDER */
 import { createHash } from "node:crypto";
-import { readdirSync, readFileSync, writeFileSync } from "node:fs";
+import {
+  existsSync,
+  mkdirSync,
+  readdirSync,
+  readFileSync,
+  renameSync,
+  rmSync,
+  writeFileSync,
+} from "node:fs";
 import { createRequire } from "node:module";
-import { dirname, join, resolve } from "node:path";
+import { basename, dirname, join, resolve } from "node:path";
 import { fileURLToPath } from "node:url";
 import { gzipSync } from "node:zlib";
 
@@ -72,6 +80,14 @@ function read(...path) {
   return readFileSync(join(...path), "utf8");
 }
 
+/** What is as it has to be stays: tests that run may read it. */
+function write(path, contents) {
+  const bytes = Buffer.from(contents);
+  if (existsSync(path) && readFileSync(path).equals(bytes)) return;
+  writeFileSync(`${path}.new`, bytes);
+  renameSync(`${path}.new`, path);
+}
+
 async function makePage(out) {
   const script = (await bundled("page.ts", "iife")).replaceAll("</script", "<\\/script");
   const style = (await bundled("page.css", undefined)).replaceAll("</style", "<\\/style");
@@ -95,12 +111,12 @@ async function makePage(out) {
   parts.notices = packed(notices());
   const template = read(here, "src/page.html");
   const page = template.replace(/{{(\w+)}}/g, (_, name) => parts[name]);
-  writeFileSync(out, page);
+  write(out, page);
 }
 
 async function makeTests(folder) {
   const isTest = (name) => name.endsWith(".test.ts");
-  await esbuild.build({
+  const { outputFiles } = await esbuild.build({
     ...common,
     entryPoints: readdirSync(join(here, "tests"))
       .filter(isTest)
@@ -116,7 +132,12 @@ async function makeTests(folder) {
     banner: {
       js: 'import { createRequire as old } from "node:module"; const require = old(import.meta.url);',
     },
+    write: false,
   });
+  mkdirSync(folder, { recursive: true });
+  const names = outputFiles.map(({ path }) => basename(path));
+  for (const old of readdirSync(folder)) if (!names.includes(old)) rmSync(join(folder, old));
+  for (const { path, contents } of outputFiles) write(path, contents);
 }
 
 if (output[0] === "--tests") await makeTests(output[1]);

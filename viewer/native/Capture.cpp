@@ -10,6 +10,9 @@ namespace vesk::viewer {
 
 namespace {
 
+/// So many rows are reduced at once: they fit into a processor's cache.
+constexpr std::size_t kHeldRows = 256;
+
 /// The outputs write nowhere.
 class Nowhere final : public host::Sink {
  public:
@@ -84,6 +87,16 @@ void Capture::add(host::Report report) {
   addFound(report, info);
 }
 
+void Capture::reduce(const std::vector<std::string>& decoders) {
+  for (const std::string& decoder : decoders) {
+    const auto isRead = [&](const host::ReportInfo& info) { return info.decoder == decoder; };
+    const auto& known = _module.known.all();
+    const auto info = std::ranges::find_if(known, isRead);
+    const bool counts = info != known.end() && info->counter;
+    _reduced.try_emplace(decoder, Reduced{Series(counts ? info->counter->key : ""), {}});
+  }
+}
+
 /// Decoding each report once tells now what can't be decoded.
 void Capture::addFound(const host::Report& report, const host::ReportInfo* info) {
   const auto number = static_cast<std::uint32_t>(_index.size());
@@ -109,18 +122,52 @@ void Capture::addFound(const host::Report& report, const host::ReportInfo* info)
     kind.flags |= Index::Kind::kToDevice;
     _statistics.countToDevice();
   } else {
-    if (_columns == nullptr) _columns = columnsOf(_wanted, _module, _name);
-    host::Output& output = *_columns;
+    const auto reduced = info != nullptr ? _reduced.find(info->decoder) : _reduced.end();
+    const bool isReduced = reduced != _reduced.end();
+    host::Output& output = isReduced ? reducing() : following();
     if (const auto problem = output.write(report, info)) {
       kind.problem = static_cast<std::uint8_t>(static_cast<unsigned>(problem->code) + 1);
       entry.message = _index.numberOf(problem->message);
       _statistics.count(problem->code);
     } else {
       _statistics.count(report, info);
-      if (_wanted.contains(info->decoder)) _followed[info->decoder].push_back(number);
+      if (isReduced)
+        reduced->second.senders.push_back(kind.sender);
+      else if (_wanted.contains(info->decoder))
+        _followed[info->decoder].push_back(number);
     }
+    if (_held != nullptr && _held->rows() >= kHeldRows) reduceHeld();
   }
   _index.add(kind, entry);
+}
+
+host::Output& Capture::following() {
+  if (_columns == nullptr) _columns = columnsOf(_wanted, _module, _name);
+  return *_columns;
+}
+
+host::Output& Capture::reducing() {
+  if (_held == nullptr) {
+    Wanted all;
+    for (const auto& [decoder, reduced] : _reduced) all[decoder];
+    _held = columnsOf(all, _module, _name);
+  }
+  return *_held;
+}
+
+void Capture::reduceHeld() {
+  if (_held == nullptr || _held->rows() == 0) return;
+  for (const auto& [decoder, table] : _held->take().byDecoder) {
+    Reduced& reduced = _reduced.find(decoder)->second;
+    reduced.series.add(*table, reduced.senders);
+    reduced.senders.clear();
+  }
+}
+
+const Series* Capture::series(std::string_view decoder) {
+  reduceHeld();
+  const auto found = _reduced.find(decoder);
+  return found == _reduced.end() ? nullptr : &found->second.series;
 }
 
 void Capture::addFound(const host::Problem& problem) {

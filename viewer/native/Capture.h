@@ -7,6 +7,7 @@
 ///
 ///     Capture capture(module, 1, "bench.pcap", nullptr);
 ///     capture.follow({{"parseVeskImage", {{"FRAME_NUMBER", "TEMPERATURE"}}}});
+///     capture.reduce({"parseBaseline"});
 ///     while (!capture.ended()) capture.read(4 << 20, 8192);  // and show how far it is
 ///     capture.report(1000);
 #pragma once
@@ -25,9 +26,11 @@
 
 #include "host/columns/Columns.h"
 #include "host/inputs/Forms.h"
+#include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
 #include "viewer/native/Index.h"
 #include "viewer/native/Module.h"
+#include "viewer/native/Series.h"
 #include "viewer/native/SourceBytes.h"
 #include "viewer/native/Stream.h"
 
@@ -62,6 +65,10 @@ class Capture {
   /// What takeFollowed() is to give. Comes before the first report.
   void follow(Wanted wanted) { _wanted = std::move(wanted); }
 
+  /// The decoders, others than those that are followed, that series() is to know. Comes before the
+  /// first report.
+  void reduce(const std::vector<std::string>& decoders);
+
   /// Reads on, up to about so many bytes of the file, and so many entries.
   void read(std::uint64_t bytes, std::size_t entries);
 
@@ -82,6 +89,9 @@ class Capture {
   /// What was followed of the reports that came since the last call, by their decoder.
   Tables takeFollowed();
 
+  /// What all reports of a decoder so far come to; null if it isn't reduced.
+  const Series* series(std::string_view decoder);
+
   /// An entry as it was found: a report, whose bytes are read again and stay until the next call,
   /// or the problem that stands in its place. Throws std::out_of_range, and host::InputFault if the
   /// file is gone.
@@ -95,9 +105,18 @@ class Capture {
   Selected columns(const Wanted& wanted, std::span<const std::uint32_t> entries);
 
  private:
+  /// What is reduced of a decoder's reports, and who sent those whose rows are held.
+  struct Reduced {
+    Series series;
+    std::vector<std::uint32_t> senders;
+  };
+
   void readNext();
   void addFound(const host::Report& report, const host::ReportInfo* info);
   void addFound(const host::Problem& problem);
+  host::Output& following();
+  host::Output& reducing();
+  void reduceHeld();
   std::uint64_t keep(std::span<const std::uint8_t> bytes);
 
   Module& _module;
@@ -112,6 +131,8 @@ class Capture {
   Wanted _wanted;
   std::unique_ptr<host::Columns> _columns;  // null until the first report came; decodes each once
   std::map<std::string, std::vector<std::uint32_t>, std::less<>> _followed;
+  std::map<std::string, Reduced, std::less<>> _reduced;  // by decoder
+  std::unique_ptr<host::Columns> _held;  // rows that are to be reduced; null before the first one
   bool _ended = false;
 };
 

@@ -125,6 +125,13 @@ Wanted wantedIn(Arguments& arguments) {
   return wanted;
 }
 
+/// A count, and so many texts.
+std::vector<std::string> textsIn(Arguments& arguments) {
+  std::vector<std::string> texts(arguments.u32());
+  for (std::string& text : texts) text = arguments.text();
+  return texts;
+}
+
 /// A count, and so many numbers of entries.
 std::vector<std::uint32_t> entriesIn(Arguments& arguments) {
   std::vector<std::uint32_t> entries(arguments.u32());
@@ -155,6 +162,10 @@ void put(Reply& reply, const Tables& tables, const host::Texts* texts) {
   }
   reply.u32(texts == nullptr ? 0 : texts->count());
   for (std::uint32_t i = 0; texts != nullptr && i < texts->count(); ++i) reply.text(texts->text(i));
+}
+
+void put(Reply& reply, const std::vector<double>& numbers) {
+  reply.append(numbers.data(), numbers.size() * sizeof(double));
 }
 
 /// What a report says. Its lines stay where only its object can't be made.
@@ -305,14 +316,15 @@ VESK_CALL(about) std::int32_t about() {
   });
 }
 
-/// Takes the file's name, the name of its form, or an empty one, and what is to be followed
-/// (wantedIn()). Gives a handle.
+/// Takes the file's name, the name of its form, or an empty one, what is to be followed
+/// (wantedIn()), and a count of decoders to reduce, and their names. Gives a handle.
 VESK_CALL(open) std::int32_t open(std::int32_t source) {
   return answered([=](Calls& all) {
     std::string name(all.arguments.text());
     const host::InputForm* const form = inputForm(all.arguments.text());
     auto capture = std::make_unique<Capture>(all.module, source, std::move(name), form);
     capture->follow(wantedIn(all.arguments));
+    capture->reduce(textsIn(all.arguments));
     all.captures[++all.handles] = std::move(capture);
     all.reply.u32(all.handles);
   });
@@ -323,6 +335,7 @@ VESK_CALL(openLive) std::int32_t openLive(std::int32_t source) {
   return answered([=](Calls& all) {
     auto capture = std::make_unique<Capture>(all.module, source, std::string(all.arguments.text()));
     capture->follow(wantedIn(all.arguments));
+    capture->reduce(textsIn(all.arguments));
     all.captures[++all.handles] = std::move(capture);
     all.reply.u32(all.handles);
   });
@@ -512,6 +525,61 @@ VESK_CALL(layout) std::int32_t layout(std::uint32_t handle, std::uint32_t entry)
       put(all.reply, noLayout("it can't be decoded"));
     else
       put(all.reply, layoutFor(all, *report, *info, shown));
+  });
+}
+
+/// Takes a decoder. Gives whether it is reduced, and if so what its reports so far come to: their
+/// number; a count of columns, and for each its name, its count, whether it is an array, and the
+/// number of its first channel; a count of channels, and as many numbers of the first report, the
+/// least, the most, means and noises; a count of jumps, and for each its row and the numbers before
+/// and behind; how many jumps aren't among them; and the first time and the last one, or NaN.
+VESK_CALL(summary) std::int32_t summary(std::uint32_t handle) {
+  return answered([=](Calls& all) {
+    Reply& reply = all.reply;
+    const Series* const series = of(all.captures, handle).series(all.arguments.text());
+    reply.u8(series != nullptr);
+    if (series == nullptr) return;
+    reply.u32(series->rows());
+    reply.u32(series->columns().size());
+    for (const Series::Channels& column : series->columns()) {
+      reply.text(column.name);
+      reply.u32(column.count);
+      reply.u8(column.isArray);
+      reply.u32(column.first);
+    }
+    reply.u32(series->start().size());
+    put(reply, series->start());
+    put(reply, series->least());
+    put(reply, series->most());
+    put(reply, series->mean());
+    put(reply, series->noise());
+    reply.u32(series->jumps().size());
+    for (const Series::Jump& jump : series->jumps()) {
+      reply.u32(jump.row);
+      reply.u32(jump.from);
+      reply.u32(jump.to);
+    }
+    reply.u32(series->moreJumps());
+    reply.number(series->firstTime());
+    reply.number(series->lastTime());
+  });
+}
+
+/// Takes a decoder that is reduced and a column. Gives an element of it over the capture: how many
+/// rows make a part, the number of rows, a count of parts, and as many times (of the first row, or
+/// NaN), least and most numbers.
+VESK_CALL(course) std::int32_t course(std::uint32_t handle, std::uint32_t element) {
+  return answered([=](Calls& all) {
+    const std::string_view decoder = all.arguments.text();
+    const Series* const series = of(all.captures, handle).series(decoder);
+    if (series == nullptr) throw std::out_of_range(std::string(decoder) + " is not reduced");
+    const std::size_t channel = series->channel(all.arguments.text(), element);
+    all.reply.u32(series->rowsInPart());
+    all.reply.u32(series->rows());
+    all.reply.u32(series->times().size());
+    put(all.reply, series->times());
+    put(all.reply, series->least(channel));
+    put(all.reply, series->most(channel));
   });
 }
 

@@ -15,6 +15,7 @@
  *  What can't be done throws DecoderError. A module that broke off throws DecoderBroken, then and
  *  from then on: make a new one and open the files again. */
 import { bytesOf, numbersAt, Reader, Writer, type Kind, type Numbers } from "./reply.js";
+import { courseOf, summaryOf, type Course, type Summary } from "./series.js";
 import { ChunkStore, type Source, type Store } from "./sources.js";
 
 export type { Kind, Numbers } from "./reply.js";
@@ -200,7 +201,8 @@ export interface Progress {
 
 export interface OpenOptions {
   form?: string; // as for -i; by the file's first bytes if it isn't given
-  follow?: Wanted; // columns that come with reading, for overviews
+  follow?: Wanted; // columns that come with reading
+  reduce?: readonly string[]; // other decoders, for summary() and course()
   store?: Store; // for the bytes of reports that are made of text; 256 MiB of memory if not given
 }
 
@@ -245,7 +247,7 @@ export class Decoder {
   open(name: string, source: Source, options: OpenOptions = {}): Capture {
     const number = this.addSource(source, options.store);
     const given = new Writer().text(name).text(options.form ?? "");
-    putWanted(given, options.follow ?? {});
+    putTold(given, options);
     const handle = this.call("open", given, number).u32();
     return new Capture(this, handle, number, name, source);
   }
@@ -255,7 +257,7 @@ export class Decoder {
     const source = new ChunkStore(0);
     const number = this.addSource(source, options.store);
     const given = new Writer().text(name);
-    putWanted(given, options.follow ?? {});
+    putTold(given, options);
     return new Capture(this, this.call("openLive", given, number).u32(), number, name, source);
   }
 
@@ -432,6 +434,13 @@ export class Decoder {
   }
 }
 
+/** What comes with reading. */
+function putTold(given: Writer, { follow = {}, reduce = [] }: OpenOptions): void {
+  putWanted(given, follow);
+  given.u32(reduce.length);
+  for (const decoder of reduce) given.text(decoder);
+}
+
 function putWanted(given: Writer, wanted: Wanted): void {
   const decoders = Object.entries(wanted);
   given.u32(decoders.length);
@@ -594,6 +603,19 @@ export class Capture {
       })),
     }));
     return { whyNot, fields };
+  }
+
+  /** What all reports of a decoder so far come to; null if it isn't reduced. */
+  summary(decoder: string): Summary | null {
+    const reply = this.decoder.call("summary", new Writer().text(decoder), this.handle);
+    return reply.u8() !== 0 ? summaryOf(reply) : null;
+  }
+
+  /** An element of a column over the capture, of a decoder that is reduced. Throws DecoderError if
+   *  there is none, or not yet. */
+  course(decoder: string, column: string, element: number): Course {
+    const given = new Writer().text(decoder).text(column);
+    return courseOf(this.decoder.call("course", given, this.handle, element));
   }
 
   /** Columns of some entries, by decoder; without those that are no report of a wanted decoder. */

@@ -1,9 +1,8 @@
 /** The worker: the decoder, and the files that it reads. Reading goes on in steps, between which it
  *  answers, so that what is read already can be looked at, and reading be cancelled. */
 import { decompressed } from "./compressed.js";
-import { Decoder, DecoderBroken, type Capture, type Progress, type Wanted } from "./decoder.js";
-import type { Calls, LiveReport, Message, Method, Request, Told } from "./protocol.js";
-import { Series } from "./series.js";
+import { Decoder, DecoderBroken, type Capture } from "./decoder.js";
+import type { Calls, LiveReport, Message, Method, Request } from "./protocol.js";
 import { BlobSource, blobStore } from "./sources.js";
 
 /** Of reports that are made of text. The browser holds them, on disk if they are many. */
@@ -19,7 +18,6 @@ const renderedAtOnce = 4096;
 interface OpenFile {
   capture: Capture | null; // null while a compressed one is unpacked
   cancelled: boolean;
-  series: Map<string, Series>; // by decoder
 }
 
 let decoder: Decoder;
@@ -40,26 +38,6 @@ function pause(): Promise<void> {
   });
 }
 
-function newFile(reduce: string[]): OpenFile {
-  const counterOf = (name: string) =>
-    decoder.about.reports.find((report) => report.decoder === name)?.counter ?? "";
-  const series = new Map(reduce.map((name) => [name, new Series(counterOf(name))]));
-  return { capture: null, cancelled: false, series };
-}
-
-/** What is reduced is followed, too, but goes no further than here. */
-function followed({ follow, reduce }: Told): Wanted {
-  return { ...follow, ...Object.fromEntries(reduce.map((name) => [name, "all" as const])) };
-}
-
-function reduceInto({ series }: OpenFile, progress: Progress): void {
-  for (const [name, one] of series) {
-    const table = progress.followed.get(name);
-    if (table) one.add(table);
-    progress.followed.delete(name);
-  }
-}
-
 function of(file: number): Capture {
   const capture = files.get(file)?.capture;
   if (!capture) throw new Error("the file was closed");
@@ -73,18 +51,17 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
   },
 
   async open(file, blob, name, form, told) {
-    const open = newFile(told.reduce);
+    const open: OpenFile = { capture: null, cancelled: false };
     files.set(file, open);
     const unpacked = await decompressed(blob, () => open.cancelled);
     if (open.cancelled) return { cancelled: true, entries: 0 };
     const source = new BlobSource(unpacked.blob);
     const store = blobStore(mostKept);
-    const capture = decoder.open(name, source, { form, follow: followed(told), store });
+    const capture = decoder.open(name, source, { ...told, form, store });
     open.capture = capture;
     // The first steps are short, so that the first report shows at once.
     for (let part = 1 / 16; !open.cancelled; part = Math.min(1, 2 * part)) {
       const progress = capture.read(part * stepBytes, part * stepEntries);
-      reduceInto(open, progress);
       post({ file, progress, size: source.size, note: unpacked.note });
       if (progress.ended) break;
       await pause();
@@ -93,16 +70,14 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
   },
 
   openLive(file, name, told) {
-    const open = newFile(told.reduce);
-    open.capture = decoder.openLive(name, { follow: followed(told), store: blobStore(mostKept) });
-    files.set(file, open);
+    const capture = decoder.openLive(name, { ...told, store: blobStore(mostKept) });
+    files.set(file, { capture, cancelled: false });
   },
 
   append(file, reports: LiveReport[]) {
     const capture = of(file);
     for (const { bytes, type, microseconds } of reports) capture.append(bytes, type, microseconds);
     const progress = capture.read();
-    reduceInto(files.get(file)!, progress);
     post({ file, progress, size: progress.position, note: "" });
     return { ...progress, followed: undefined };
   },
@@ -127,14 +102,8 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
   search: (file, text, first, end) => of(file).search(text, first, end),
   decode: (file, entry) => of(file).decode(entry),
   layout: (file, entry) => of(file).layout(entry),
-  summary: (file, decoder) => files.get(file)?.series.get(decoder)?.summary() ?? null,
-
-  course(file, name, column, element) {
-    const series = files.get(file)?.series.get(name);
-    if (series === undefined) throw new Error(`${name} is not reduced`);
-    return series.course(column, element);
-  },
-
+  summary: (file, decoder) => of(file).summary(decoder),
+  course: (file, decoder, column, element) => of(file).course(decoder, column, element),
   columns: (file, wanted, entries) => of(file).columns(wanted, entries),
   statistics: (file) => of(file).statistics(),
 
