@@ -125,11 +125,11 @@ function textOf({ name, entries, position, size, form, note, fault, reading }: O
   if (reading === "waiting") parts.push("waiting for others");
   if (reading === "going on")
     parts.push(`${size === 0 ? 100 : Math.floor((100 * position) / size)} % read`);
-  if (form !== "") parts.push(`read as ${form}`);
+  if (form !== "" && size > 0) parts.push(`read as ${form}`);
   const sentences = [`${parts.join(", ")}.`, note, fault];
   if (reading === "cancelled") sentences.push("Reading was cancelled.");
-  if (reading === "over" && fault === "" && entries === 0 && size > 0)
-    sentences.push("If it is in another form, choose that.");
+  if (reading === "over" && fault === "" && entries === 0)
+    sentences.push(size === 0 ? "It is empty." : "If it is in another form, choose that.");
   return sentences.filter((one) => one !== "").join(" ");
 }
 

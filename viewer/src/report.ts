@@ -60,12 +60,13 @@ export class ReportView {
   show(entry: Entry, decoded: Decoded, file: string, beginning: number | null): void {
     this.put(decoded);
     this.heading.textContent = headingOf(entry, file, beginning);
+    this.heading.hidden = false;
     this.lines.dataset["entry"] = String(entry.number);
   }
 
   clear(): void {
     this.put({ bytes: new Uint8Array(), problem: null, fields: [], lines: [] });
-    this.heading.textContent = "";
+    this.heading.hidden = true;
     delete this.lines.dataset["entry"];
   }
 
