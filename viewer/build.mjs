@@ -92,7 +92,10 @@ async function makePage(out) {
     module: packed(readFileSync(modulePath)),
     worker: packed(await bundled("worker.ts", "iife")),
   };
+  const [, version] = /project\(VeskReport VERSION (\S+)/.exec(read(here, "../CMakeLists.txt"));
+  parts.version = version;
   parts.notices = packed(notices());
+  writeFileSync(out.replace(/\.html$/, ".notices"), notices());
   const template = read(here, "src/page.html");
   const page = template.replace(/{{(\w+)}}/g, (_, name) => parts[name]);
   writeFileSync(out, page);

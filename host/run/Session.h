@@ -25,6 +25,7 @@
 #include "host/run/Messages.h"
 #include "host/run/Options.h"
 #include "host/run/TerminalCanvas.h"
+#include "host/run/ViewerPage.h"
 
 namespace vesk::host {
 
@@ -44,7 +45,7 @@ class Session {
   Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
           const KnownReports& known, Limits* limits, DescriptorSink& sink, Messages& messages);
 
-  /// The exit status. Throws OutputFault, and UsageFault before anything is decoded.
+  /// The exit status. Throws OutputFault, and UsageFault or PageFault before anything is decoded.
   int run();
 
  private:
@@ -91,6 +92,7 @@ class Session {
   const bool _terminal;  // whether the output is one
   TerminalSink _terminalSink;
   std::unique_ptr<TerminalCanvas> _canvas;  // for a form that draws on it
+  std::unique_ptr<ViewerPage> _page;        // for a form that puts reports into it
   Baseline _baseline;                       // filled before anything is compared with it
   bool _lacksBaseline = false;
   const ChangeRules _changeRules;
@@ -109,6 +111,7 @@ class Session {
   bool _someInWindow = false;           // of the selected ones
   bool _someRefused = false;
   bool _someUnreadable = false;
+  bool _isRefused = false;  // what should have been written
 
   // Of selected reports that are not in the window, the first and the last time.
   std::optional<std::pair<std::int64_t, std::int64_t>> _timesOutside;

@@ -1,4 +1,5 @@
 /** The page: files, the list of their reports, and a report's lines. */
+import { openCarried } from "./carried.js";
 import { Client, type RemoteCapture } from "./client.js";
 import type { Entry } from "./decoder.js";
 import { element, hexId, made } from "./dom.js";
@@ -164,6 +165,8 @@ async function showFrames(): Promise<void> {
 // Ready before anybody asks for it.
 client = newClient();
 client.catch(tell);
+const openOne = (one: File) => void open(one).catch(tell);
+void openCarried(([first]) => openOne(first!), openOne).catch(tell);
 
 element<HTMLInputElement>("choose").onchange = ({ target }) => {
   const [first] = (target as HTMLInputElement).files ?? [];
