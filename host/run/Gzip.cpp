@@ -12,12 +12,15 @@ namespace {
 
 constexpr int kGzipFormat = 16;  // in the argument that is the window, too
 
+// Hex digits of samples come to 32 % of their size by it, to 27 % in three times the time by 6.
+constexpr int kLevel = 4;
+
 }  // namespace
 
 Gzip::Gzip() {
   constexpr int kUsualMemory = 8;
   if (deflateInit2(&_stream,
-                   Z_DEFAULT_COMPRESSION,
+                   kLevel,
                    Z_DEFLATED,
                    MAX_WBITS + kGzipFormat,
                    kUsualMemory,

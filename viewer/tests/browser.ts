@@ -21,14 +21,18 @@ export function launched(): Promise<Browser> {
 }
 
 /** The page, opened from disk; whatever it says on the console is a fault, and so is a request. */
-export async function opened(from: Browser, options: BrowserContextOptions = {}): Promise<Page> {
+export async function opened(
+  from: Browser,
+  options: BrowserContextOptions = {},
+  path = pagePath,
+): Promise<Page> {
   const page = await from.newPage(options);
   page.on("console", (message) => assert.fail(`the console says: ${message.text()}`));
   page.on("pageerror", (fault) => assert.fail(fault.message));
   page.on("request", (request) => {
     assert.match(request.url(), /^(file|blob):/);
   });
-  await page.goto(pathToFileURL(pagePath).href);
+  await page.goto(pathToFileURL(path).href);
   return page;
 }
 
