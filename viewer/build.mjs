@@ -1,4 +1,5 @@
-/** Makes the page of its parts: node build.mjs MODULE.wasm NODE_MODULES OUT.html
+/** Makes the page of its parts, and lays its notices beside it, OUT.notices:
+ *  node build.mjs MODULE.wasm NODE_MODULES OUT.html
  *  With --tests instead of a page's name, bundles the tests to that folder: ... --tests FOLDER */
 import { createHash } from "node:crypto";
 import { readdirSync, readFileSync, writeFileSync } from "node:fs";

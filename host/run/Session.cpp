@@ -156,7 +156,18 @@ bool Session::lacks(const WantedReport& wanted) const {
                               [&](const auto& entry) { return entry.first->id == wanted.id; });
 }
 
+/// What the page shows is decoded by the plug-in that is part of it.
+void Session::tellOtherPlugin() const {
+  const std::string_view version = _library.api().plugin_version;
+  if (!_page || version == _page->version()) return;
+  _messages.tell("vesk-decode",
+                 "the page decodes as version " + std::string(_page->version()) +
+                     " does; the plug-in of this run, " + _library.path() + ", is of version " +
+                     std::string(version));
+}
+
 int Session::run() {
+  tellOtherPlugin();
   if (_options.baseline) takeBaseline();
   LiveRun live(_options, _known, _hidraw);
   for (const std::string& file : live.files()) {

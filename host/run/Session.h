@@ -77,6 +77,7 @@ class Session {
   bool wanted(const Report& report) const;
   bool wanted(const Problem& problem) const;
   bool isInWindow(const Report& report);
+  void tellOtherPlugin() const;
   void tellUntimed();
   void tellUnmatched();
   std::optional<Clock::time_point> beforeRead(const FileBytes& bytes, bool wouldWait);

@@ -177,6 +177,15 @@ class Contents(PagesTest):
         self.assertEqual(run.status, LIMIT_NOT_KEPT)
         self.assertEqual(run.out, self.run_html(FORMS / "tour.hid").out)
 
+    def test_a_plug_in_that_is_not_the_pages(self):
+        plugin = os.environ["VESK_NEWER_PLUGIN"]
+        version = Run("--plugin", plugin, "--version").out.decode().split()[3]
+        told, captures = contents_of(self.run_html("--plugin", plugin, stdin=b"feature ab 5a\n").out)
+        self.assertEqual(told["captures"][0]["reports"], 1)
+        run = self.run_html("--plugin", plugin, stdin=b"feature ab 5a\n")
+        self.expect(run, ALL_DECODED, err=f"vesk-decode: the page decodes as version {told['program']} does; the "
+                                          f"plug-in of this run, {plugin}, is of version {version}\n")
+
     def test_more_threads_change_nothing(self):
         path = self.file("many.bin", packet(1) * 3000)
         self.assertEqual(self.run_html("--jobs", 3, path).out, self.run_html(path).out)

@@ -85,7 +85,9 @@ function noteOf(
   const { captures, selection, interrupted, problems, moreProblems } = contents;
   const all = captures.reduce((sum, { reports }) => sum + reports, 0);
   const what = captures.length === 1 ? captures[0]!.name : counted(captures.length, "capture");
-  note.append(made("summary", "", `Inside this page: ${what}, ${counted(all, "report")}`));
+  const errors = problems.length + moreProblems;
+  const wrong = errors > 0 ? `; ${counted(errors, "error")} came up` : "";
+  note.append(made("summary", "", `Inside this page: ${what}, ${counted(all, "report")}${wrong}`));
   const line = (text: string) => note.append(made("p", "", text));
   line(
     "Whoever has this page can read all of it: serial numbers and version texts, too. " +
@@ -100,9 +102,8 @@ function noteOf(
   }
   if (carried.length > 0)
     line("Places are lines of the recordings inside, and not of the files.");
-  if (problems.length > 0) {
-    const count = problems.length + moreProblems;
-    line(`When this page was made, ${counted(count, "error")} came up:`);
+  if (errors > 0) {
+    line(`When this page was made, ${counted(errors, "error")} came up:`);
     const texts = problems.map(({ where, what }) => `${where}: ${what}`);
     if (moreProblems > 0) texts.push(`and ${moreProblems} more like these`);
     note.append(made("ul", "problems", texts.map((text) => made("li", "", text))));
