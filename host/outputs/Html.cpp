@@ -62,9 +62,9 @@ struct HtmlOutput::Capture {
         sink(*packing, text),
         recording({.plugin = context.plugin, .known = context.known, .sink = sink}) {}
 
-  bool isOf(const Report& report) const {
-    if (!report.sender) return !sender;
-    return sender && sender->bus == report.sender->bus && sender->device == report.sender->device;
+  bool isOf(const std::optional<UsbSender>& other) const {
+    if (!other) return !sender;
+    return sender && sender->bus == other->bus && sender->device == other->device;
   }
 
   void count(const Report& report, const ReportInfo* info) {
@@ -150,7 +150,7 @@ std::optional<Problem> HtmlOutput::tryToWrite(const Report& report, const Report
 /// Where a report goes; null if there are too many of them.
 HtmlOutput::Capture* HtmlOutput::captureOf(const Report& report) {
   for (std::size_t i = _ended; i < _captures.size(); ++i)
-    if (_captures[i]->file == _file && _captures[i]->isOf(report)) return _captures[i].get();
+    if (_captures[i]->file == _file && _captures[i]->isOf(report.sender)) return _captures[i].get();
   if (_captures.size() - _ended == kMostCaptures) {
     _tooMany = "-o html: more than " + std::to_string(kMostCaptures) + " devices in " +
                printable(_file) + "; choose one with --device BUS:DEV";
@@ -226,11 +226,17 @@ std::string HtmlOutput::description() const {
   json.beginArray();
   for (const std::string& file : _files) {
     std::string name;
+    std::vector<const Capture*> namedSo;
     for (std::size_t i = 0; i < _captures.size(); ++i) {
       const Capture& capture = *_captures[i];
       if (capture.file != file || capture.reports == 0) continue;
-      // The devices of one file share its name.
-      if (name.empty() || !capture.sender) name = uniqueName(file);
+      // The devices of one file share its name. It may have been given twice.
+      const auto isSame = [&](const Capture* other) { return other->isOf(capture.sender); };
+      if (name.empty() || std::ranges::any_of(namedSo, isSame)) {
+        name = uniqueName(file);
+        namedSo.clear();
+      }
+      namedSo.push_back(&capture);
       describeCapture(i, name);
     }
     if (name.empty()) describeEmpty(file);

@@ -132,6 +132,14 @@ class Contents(PagesTest):
             self.assertEqual(list(captures.values()), [alone])
             self.assertEqual(told["selection"], "--device 1:9")
 
+    def test_a_file_that_is_given_twice(self):
+        path = self.file("panels.pcap", two_panels(220, 3))
+        told, captures = self.contents(self.run_html(path, path))
+        self.assertEqual([(row["name"], row["device"][:10]) for row in told["captures"]], [
+            ("panels.pcap", "device 1:5"), ("panels.pcap", "device 1:9"),
+            ("panels.pcap (2)", "device 1:5"), ("panels.pcap (2)", "device 1:9")])
+        self.assertEqual(captures["capture-1"], captures["capture-3"])
+
     def test_endpoints_are_told(self):
         told, _ = self.contents(self.run_html(FORMS / "tour-usbmon.pcap"))
         self.assertEqual(told["captures"][0]["device"], "device 1:5, endpoints 0, 1")
