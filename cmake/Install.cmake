@@ -5,6 +5,7 @@
 #     library      the plug-in, for every program that loads or links it
 #     development  headers, CMake package, pkg-config file
 #     python       the Python package
+#     viewer       the viewer's page, where it was built
 #
 # The plug-in keeps its plain name, libvesk-report.so, beside the versioned ones and in the same
 # component: that is the name by which hosts load it.
@@ -69,13 +70,21 @@ install(
 
 # ------------------------------------------------------------------- licence and changelog, for each
 
-# The licence as Debian writes it down: each line indented, an empty one a dot.
+# vesk_debian_text(VARIABLE TEXT): as Debian writes licences down, each line indented, an empty one a dot.
+function(vesk_debian_text variable text)
+  string(REGEX REPLACE "\n+$" "" text "${text}")
+  string(REGEX REPLACE "\n[ \t]*\n" "\n.\n" text "${text}")
+  string(REGEX REPLACE "\n[ \t]*\n" "\n.\n" text "${text}") # two empty lines share a line end
+  string(REPLACE "\n" "\n " text " ${text}")
+  set(${variable}
+      "${text}"
+      PARENT_SCOPE)
+endfunction()
+
 file(READ LICENSE VESK_LICENSE)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS LICENSE)
 string(REGEX REPLACE "^.*developers\n\n" "" VESK_LICENSE "${VESK_LICENSE}")
-string(REGEX REPLACE "\n+$" "" VESK_LICENSE "${VESK_LICENSE}")
-string(REPLACE "\n\n" "\n.\n" VESK_LICENSE "${VESK_LICENSE}")
-string(REPLACE "\n" "\n " VESK_LICENSE " ${VESK_LICENSE}")
+vesk_debian_text(VESK_LICENSE "${VESK_LICENSE}")
 configure_file(packaging/copyright.in copyright @ONLY)
 
 # vesk_install_papers(COMPONENT PACKAGE FILE): FILE is the package's copyright.
@@ -186,6 +195,40 @@ if(TARGET vesk-python)
                       ${PROJECT_BINARY_DIR}/copyright-of-python3-vesk-report)
 endif()
 
+# ----------------------------------------------------------------------------------------- viewer
+
+# scripts/viewer builds the page, with tools that nothing else needs, and lays its notices beside it.
+set(VESK_VIEWER_PAGE
+    ""
+    CACHE FILEPATH "vesk-viewer.html as scripts/viewer built it, to be installed; empty: none is")
+if(VESK_VIEWER_PAGE)
+  get_filename_component(page ${VESK_VIEWER_PAGE} ABSOLUTE BASE_DIR ${CMAKE_BINARY_DIR})
+  string(REGEX REPLACE "\\.html$" ".notices" notices ${page})
+  foreach(file ${page} ${notices})
+    if(NOT EXISTS ${file})
+      message(FATAL_ERROR "VESK_VIEWER_PAGE: there is no ${file}; scripts/viewer builds it")
+    endif()
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+  endforeach()
+  file(READ ${page} text)
+  string(FIND "${text}" "id=\"carried\" data-version=\"${PROJECT_VERSION}\"></script>" place)
+  if(place EQUAL -1)
+    message(FATAL_ERROR "VESK_VIEWER_PAGE: ${page} is no page of ${PROJECT_VERSION}; see scripts/viewer")
+  endif()
+  install(
+    FILES ${page}
+    RENAME vesk-viewer.html
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/vesk
+    COMPONENT viewer)
+  file(READ ${notices} text)
+  vesk_debian_text(VESK_NOTICES "${text}")
+  configure_file(packaging/copyright-of-vesk-viewer.in notices-of-vesk-viewer @ONLY)
+  file(READ ${PROJECT_BINARY_DIR}/copyright text)
+  file(READ ${PROJECT_BINARY_DIR}/notices-of-vesk-viewer notices_text)
+  file(WRITE ${PROJECT_BINARY_DIR}/copyright-of-vesk-viewer "${text}${notices_text}")
+  vesk_install_papers(viewer vesk-viewer ${PROJECT_BINARY_DIR}/copyright-of-vesk-viewer)
+endif()
+
 # --------------------------------------------------------------------------------------- packages
 
 set(CPACK_GENERATOR DEB)
@@ -195,6 +238,9 @@ if(VESK_BUILD_HOST)
 endif()
 if(TARGET vesk-python)
   list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
+if(VESK_VIEWER_PAGE)
+  list(APPEND CPACK_COMPONENTS_ALL viewer)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -251,7 +297,7 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_NAME vesk-decode)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS ${tool_needs})
 set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS libarchive13)
-set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "jq, parallel")
+set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "jq, parallel, vesk-viewer")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION
     "decodes captures of the Vesk controller's HID reports
 vesk-decode reads hex text, dumps, binary reports, recordings of hid-recorder
@@ -283,4 +329,14 @@ set(CPACK_COMPONENT_PYTHON_DESCRIPTION
 The Python package vesk_report reads all that vesk-decode reads, and gives the
 reports of the Vesk touch controller as numpy arrays, without a copy, in parts
 of a bounded size, or one by one.")
+
+set(CPACK_DEBIAN_VIEWER_PACKAGE_NAME vesk-viewer)
+set(CPACK_DEBIAN_VIEWER_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_VIEWER_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_VIEWER_PACKAGE_ENHANCES vesk-decode)
+set(CPACK_COMPONENT_VIEWER_DESCRIPTION
+    "decodes captures of HID reports in a browser
+A page that shows the reports of the Vesk touch controller from all captures
+that vesk-decode reads, from disk and without a network. vesk-decode puts
+reports into it, for whoever has nothing but a browser.")
 include(CPack)

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "host/Plugin.h"
+#include "host/ProgramFolder.h"
 
 namespace vesk::host {
 
@@ -16,12 +17,9 @@ constexpr const char* kLibraryName = "libvesk-report.so";
 /// Where the library may be, seen from the program: as built, as installed, and as configured.
 std::vector<fs::path> usualFolders() {
   std::vector<fs::path> folders;
-  std::error_code failed;
-  const fs::path program = fs::read_symlink("/proc/self/exe", failed);
-  if (!failed) {
-    const fs::path beside = program.parent_path();
-    const fs::path lib = beside.parent_path() / "lib";
-    folders = {beside, lib, lib / VESK_MULTIARCH};
+  if (const auto beside = programFolder()) {
+    const fs::path lib = beside->parent_path() / "lib";
+    folders = {*beside, lib, lib / VESK_MULTIARCH};
   }
   folders.emplace_back(VESK_PLUGIN_FOLDER);
   return folders;

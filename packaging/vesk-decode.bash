@@ -13,21 +13,21 @@ _vesk_decode() {
 
   case $previous in
     -i | --input) values='hex dump xxd-p binary recording usb usbhid-dump usbmon packets array csv log' ;;
-    -o | --output) values='text ndjson json csv changes explain recording screen tap results junit' ;;
+    -o | --output) values='text ndjson json csv changes explain recording html screen tap results junit' ;;
     --color) values='auto always never' ;;
     --type) values='input output feature' ;;
     --report | --across)
       values=$("$program" --list-reports 2>/dev/null | awk 'NR > 1 { print $2 }')
       [[ $current == *,* ]] && before=${current%,*}, # the IDs that are there already
       ;;
-    --plugin | --baseline | --limits) compopt -o filenames ;;
+    --plugin | --viewer | --baseline | --limits) compopt -o filenames ;;
     --device | --endpoint | --jobs | --from | --to | --count | --every | --duration) return ;;
     *)
       if [[ $current == -* ]]; then
         values='-i --input --device --endpoint -o --output --decimal -decimal --headers --lines
-                --elements --stats --host-writes --limits --jobs --color --report --type --from --to
-                --count --list-devices --follow --every --duration --wait --plugin --changes --baseline
-                --across --list-reports --layout -v --verbose --version -h --help'
+                --elements --stats --host-writes --limits --jobs --viewer --color --report --type --from
+                --to --count --list-devices --follow --every --duration --wait --plugin --changes
+                --baseline --across --list-reports --layout -v --verbose --version -h --help'
       else
         compopt -o filenames
       fi

@@ -32,6 +32,7 @@ _arguments -s -S \
     changes\:"what differs from the report before"
     explain\:"which byte of each report says what"
     recording\:"a recording, undecoded"
+    html\:"a page for a browser that shows the reports inside"
     screen\:"the latest frame as a picture on the terminal"
     tap\:"with --limits, each test as TAP has it"
     results\:"with --limits, a table of the tests"
@@ -47,6 +48,7 @@ _arguments -s -S \
   '--changes[in JSON, what changed instead of the reports]' \
   '--baseline=[changes since the last reports in this capture]:file:_files' \
   '--across=[changes from the report of the first ID to the others]:ID:_vesk_decode_reports' \
+  '--viewer=[put the reports into this page]:file:_files' \
   '--color=[colours]:when:(auto always never)' \
   '*--report=[only reports with these IDs]:ID:_vesk_decode_reports' \
   '--type=[only reports of this type]:type:(input output feature)' \

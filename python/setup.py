@@ -2,9 +2,9 @@
 
     pip wheel --no-build-isolation .        in this folder
 
-needs what the package is built with: a compiler, cmake, ninja, libcli11-dev, pybind11-dev, python3-dev,
-python3-numpy. VESK_BUILD names a build folder that is to be used, and is brought up to date; else one
-is made.
+needs what the package is built with: a compiler, cmake, ninja, libcli11-dev, zlib1g-dev, pybind11-dev,
+python3-dev, python3-numpy. VESK_BUILD names a build folder that is to be used, and is brought up to date;
+else one is made.
 """
 
 import os

@@ -30,7 +30,7 @@ need_packages() {
 # What the product, its Python package, its tests, the benchmarks and the fuzzers are made with, each
 # besides the first. Of the tests' packages many are tools whose output vesk-decode reads, or that the
 # documents use.
-packages_to_build="cmake ninja-build g++ libcli11-dev libvalijson-dev nlohmann-json3-dev"
+packages_to_build="cmake ninja-build g++ libcli11-dev libvalijson-dev nlohmann-json3-dev zlib1g-dev"
 packages_to_python="pybind11-dev python3 python3-dev python3-numpy"
 packages_to_test="binutils bsdextrautils clang-format-14 dpkg-dev file git groff-base gzip jq libgtest-dev \
   libpcap-dev mypy parallel perl pkg-config python3 python3-jsonschema python3-pandas python3-pip \

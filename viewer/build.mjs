@@ -1,4 +1,5 @@
-/** Makes the page of its parts: node build.mjs MODULE.wasm NODE_MODULES OUT.html
+/** Makes the page of its parts, and lays its notices beside it, OUT.notices:
+ *  node build.mjs MODULE.wasm NODE_MODULES OUT.html
  *  With --tests instead of a page's name, bundles the tests to that folder: ... --tests FOLDER */
 import { createHash } from "node:crypto";
 import {
@@ -108,7 +109,10 @@ async function makePage(out) {
     module: packed(readFileSync(modulePath)),
     worker: packed(await bundled("worker.ts", "iife")),
   };
+  const [, version] = /project\(VeskReport VERSION (\S+)/.exec(read(here, "../CMakeLists.txt"));
+  parts.version = version;
   parts.notices = packed(notices());
+  writeFileSync(out.replace(/\.html$/, ".notices"), notices());
   const template = read(here, "src/page.html");
   const page = template.replace(/{{(\w+)}}/g, (_, name) => parts[name]);
   write(out, page);

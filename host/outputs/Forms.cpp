@@ -6,6 +6,7 @@
 #include "host/outputs/Changes.h"
 #include "host/outputs/Csv.h"
 #include "host/outputs/Explain.h"
+#include "host/outputs/Html.h"
 #include "host/outputs/Json.h"
 #include "host/outputs/JsonChanges.h"
 #include "host/outputs/Junit.h"
@@ -51,6 +52,15 @@ constexpr auto kForms = std::to_array<OutputForm>({
      {},
      ElementsShown::IfAsked},
     {"recording", "a recording, undecoded", Threads::One, made<RecordingOutput>, "hid"},
+#ifndef VESK_PAGE  // a page makes none
+    {"html",
+     "a page for a browser that shows the reports inside",
+     Threads::One,
+     made<HtmlOutput>,
+     {},
+     ElementsShown::Never,
+     Needs::Page},
+#endif
     {"screen",
      "the latest frame as a picture on the terminal",
      Threads::One,

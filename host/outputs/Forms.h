@@ -28,6 +28,7 @@ enum class Needs : std::uint8_t {
   Nothing,
   Terminal,  // standard output is one, and the context has a Canvas
   Limits,    // it shows what they say, and nothing else
+  Page,      // standard output is no terminal, and the context has a Page
 };
 
 /// A row of the table.

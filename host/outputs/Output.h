@@ -19,6 +19,7 @@
 #include "host/Problem.h"
 #include "host/Report.h"
 #include "host/outputs/Canvas.h"
+#include "host/outputs/Page.h"
 #include "host/outputs/Sink.h"
 #include "host/outputs/Statistics.h"
 
@@ -41,6 +42,7 @@ struct OutputContext {
   bool colours = false;   // the sink wants colours
   const ChangeRules* changes = nullptr;  // where changes are wanted instead of reports
   Canvas* canvas = nullptr;              // for a form that draws on a terminal, and for no other
+  const Page* page = nullptr;            // for a form that puts reports into it, and for no other
 };
 
 using Clock = std::chrono::steady_clock;
@@ -83,6 +85,10 @@ class Output {
 
   /// What was passed over on the way and why, for people; empty if nothing was.
   virtual std::string leftOut() const { return {}; }
+
+  /// Why nothing will be written at the end, for people, in a form that writes all or nothing; empty
+  /// if nothing is in its way.
+  virtual std::string refusal() const { return {}; }
 
  protected:
   /// Writes all of a report, or writes nothing and returns what is wrong with it.

@@ -36,6 +36,7 @@ constexpr const char* kExamples = R"(Examples:
   vesk-decode --follow -o hid hid:vesk > a.hid  record a controller now, and look later
   vesk-decode -o csv --report 0x76 usb.pcap   image frames for a spreadsheet
   vesk-decode -o recording a.pcap > a.hid     convert to a recording
+  vesk-decode -o html usb.pcapng > usb.html   a page that shows the reports in any browser
   xxd report.bin | vesk-decode --headers      say where each report comes from
 
 Exit status:
@@ -184,7 +185,7 @@ std::string selectionText(const std::vector<std::pair<std::string_view, std::str
 /// Options as they stand on the command line.
 struct RawOptions {
   std::string input, output{outputForms().front().name}, limits, jobs, type, from, to, device,
-      endpoint, plugin, baseline, across, colour = "auto";
+      endpoint, plugin, viewer, baseline, across, colour = "auto";
   std::string count, every, duration;
   std::vector<std::string> reports;
   bool decimal = false;
@@ -267,6 +268,11 @@ void declare(CLI::App& app, Options& options, RawOptions& raw) {
        raw.across,
        "Changes from the report of the first ID to those of the others",
        "ID,ID[,ID...]");
+  text("Output",
+       "--viewer",
+       raw.viewer,
+       "For -o html, put the reports into this vesk-viewer.html instead of the installed one",
+       "FILE");
   text("Output", "--color", raw.colour, "Colours: auto, always or never", "WHEN");
 
   app.add_option("--report", raw.reports, "Only reports with these IDs")
@@ -357,6 +363,7 @@ void interpret(const RawOptions& raw, Options& options) {
                                      {"--to", raw.to}});
   if (raw.decimal) options.pluginArguments.emplace_back("-decimal");
   if (!raw.plugin.empty()) options.plugin = raw.plugin;
+  if (!raw.viewer.empty()) options.viewer = raw.viewer;
 }
 
 constexpr std::string_view kChanges = "changes";
@@ -386,8 +393,26 @@ void interpretChanges(const RawOptions& raw, Options& options) {
     throw UsageFault("--baseline -: standard input is decoded already");
 }
 
+/// What a page shows is decoded where it is looked at.
+void refuseIdleInPage(const Options& options) {
+  const std::string form(options.outputForm->name);
+  if (options.outputForm->needs != Needs::Page) {
+    if (options.viewer) throw UsageFault("--viewer goes with -o html");
+    return;
+  }
+  const auto refuse = [&](bool given, const std::string& option) {
+    if (given) throw UsageFault(option + ": -o " + form + " holds reports undecoded");
+  };
+  refuse(options.headers, "--headers");
+  refuse(options.lines, "--lines");
+  refuse(!options.pluginArguments.empty(), "--decimal");
+  if (options.hostWrites)
+    throw UsageFault("--host-writes: -o " + form + " holds what devices send, as a recording");
+}
+
 /// What would be ignored is a mistake.
 void refuseIdle(const Options& options) {
+  refuseIdleInPage(options);
   const bool idleElements = options.outputForm->elements == ElementsShown::Never;
   if (options.elements && !options.layout && !options.changes && idleElements) {
     std::string known = "--layout, --changes";

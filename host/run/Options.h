@@ -35,6 +35,7 @@ struct Options {
   std::string selection;  // the options that select, as they were written; empty: all
   std::vector<std::string> pluginArguments;
   std::optional<std::string> plugin;
+  std::optional<std::string> viewer;  // the page that reports go into, for the form that does so
   ColourChoice colour = ColourChoice::Auto;
   std::optional<std::string> limits;  // their file
   std::optional<unsigned> jobs;       // threads; none: as the input is worth

@@ -23,6 +23,7 @@
 #include "host/run/Session.h"
 #include "host/run/Sieve.h"
 #include "host/run/Signals.h"
+#include "host/run/ViewerPage.h"
 
 namespace vesk::host {
 
@@ -145,6 +146,9 @@ int run(int count, const char* const* arguments) {
   } catch (const PluginFault& fault) {
     messages.complain(kProgram, fault.what());
     return kNoPlugin;
+  } catch (const PageFault& fault) {
+    messages.complain(kProgram, fault.what());
+    return kCannotReadOrWrite;
   } catch (const OutputFault& fault) {
     messages.complain(kProgram, std::string("cannot write standard output: ") + fault.what());
     return kCannotReadOrWrite;

@@ -41,6 +41,17 @@ std::unique_ptr<TerminalCanvas> canvasFor(const Options& options, const Descript
       sink.descriptor(), wantsColours(options.colour, sink.descriptor()), messages);
 }
 
+/// The viewer's page, for a form that puts reports into it. Throws UsageFault, PageFault.
+std::unique_ptr<ViewerPage> pageFor(const Options& options, const DescriptorSink& sink) {
+  const OutputForm& form = *options.outputForm;
+  if (form.needs != Needs::Page) return nullptr;
+  if (isatty(sink.descriptor()) != 0)
+    throw UsageFault("-o " + std::string(form.name) +
+                     " writes a page for a browser, and standard output is a terminal; write it to "
+                     "a file: > report.html");
+  return std::make_unique<ViewerPage>(options);
+}
+
 }  // namespace
 
 bool wantsColours(ColourChoice choice, int descriptor) {
@@ -61,6 +72,7 @@ Session::Session(const Options& options, const PluginLibrary& library, Plugin& p
       _terminal(isatty(sink.descriptor()) != 0),
       _terminalSink(sink),
       _canvas(canvasFor(options, sink, messages)),
+      _page(pageFor(options, sink)),
       _changeRules(changeRules()),
       _output(makeOutput(plugin, _terminal ? static_cast<Sink&>(_terminalSink) : sink)),
       _sieve(options, known),
@@ -79,7 +91,8 @@ std::unique_ptr<Output> Session::makeOutput(Plugin& plugin, Sink& sink) const {
                                     .elements = _options.elements,
                                     .colours = wantsColours(_options.colour, _sink.descriptor()),
                                     .changes = _options.changes ? &_changeRules : nullptr,
-                                    .canvas = _canvas.get()});
+                                    .canvas = _canvas.get(),
+                                    .page = _page.get()});
 }
 
 /// How reports are compared. Throws UsageFault for IDs that can't be compared across.
@@ -143,7 +156,18 @@ bool Session::lacks(const WantedReport& wanted) const {
                               [&](const auto& entry) { return entry.first->id == wanted.id; });
 }
 
+/// What the page shows is decoded by the plug-in that is part of it.
+void Session::tellOtherPlugin() const {
+  const std::string_view version = _library.api().plugin_version;
+  if (!_page || version == _page->version()) return;
+  _messages.tell("vesk-decode",
+                 "the page decodes as version " + std::string(_page->version()) +
+                     " does; the plug-in of this run, " + _library.path() + ", is of version " +
+                     std::string(version));
+}
+
 int Session::run() {
+  tellOtherPlugin();
   if (_options.baseline) takeBaseline();
   LiveRun live(_options, _known, _hidraw);
   for (const std::string& file : live.files()) {
@@ -152,7 +176,7 @@ int Session::run() {
   }
   if (live.hasDevices() && !interrupted() && !enough()) decodeLive(live);
   finish();
-  if (_someUnreadable) return kCannotReadOrWrite;
+  if (_someUnreadable || _isRefused) return kCannotReadOrWrite;
   if (_lacksBaseline) return kBadUsage;
   if (_someRefused) return kSomeRefused;
   return _someLimitNotKept ? kLimitNotKept : kAllDecoded;
@@ -199,7 +223,8 @@ void Session::decodeLive(LiveRun& run) {
     waitUntilReadable(descriptor, again && (!until || *again < *until) ? again : until);
     return !interrupted();
   });
-  while (!interrupted() && !enough()) {
+  // A device sends on and on, and what is refused stays so.
+  while (!interrupted() && !enough() && _output->refusal().empty()) {
     auto item = _live->next();
     if (!item) break;
     if (item->name != _file) {
@@ -438,6 +463,10 @@ void Session::finish() {
   _sink.flush();
   if (_canvas) _canvas->giveBack();
   if (_options.statistics && !written) _messages.show(_statistics.table());
+  const std::string refusal = _output->refusal();
+  if (refusal.empty()) return;
+  _isRefused = true;
+  _messages.complain("vesk-decode", refusal);
 }
 
 }  // namespace vesk::host

@@ -25,6 +25,7 @@
 #include "host/run/Preamble.h"
 #include "host/run/Sieve.h"
 #include "host/run/TerminalCanvas.h"
+#include "host/run/ViewerPage.h"
 
 namespace vesk::host {
 
@@ -44,7 +45,7 @@ class Session {
   Session(const Options& options, const PluginLibrary& library, Plugin& plugin,
           const KnownReports& known, Limits* limits, DescriptorSink& sink, Messages& messages);
 
-  /// The exit status. Throws OutputFault, and UsageFault before anything is decoded.
+  /// The exit status. Throws OutputFault, and UsageFault or PageFault before anything is decoded.
   int run();
 
  private:
@@ -69,6 +70,7 @@ class Session {
   void tellFailures(const Verdict& verdict);
   const InputForm* likelyForm() const;
   bool lacks(const WantedReport& wanted) const;
+  void tellOtherPlugin() const;
   void tellUntimed();
   std::optional<Clock::time_point> beforeRead(const FileBytes& bytes, bool wouldWait);
   void finish();
@@ -83,6 +85,7 @@ class Session {
   const bool _terminal;  // whether the output is one
   TerminalSink _terminalSink;
   std::unique_ptr<TerminalCanvas> _canvas;  // for a form that draws on it
+  std::unique_ptr<ViewerPage> _page;        // for a form that puts reports into it
   Baseline _baseline;                       // filled before anything is compared with it
   bool _lacksBaseline = false;
   const ChangeRules _changeRules;
@@ -100,6 +103,7 @@ class Session {
   Preamble _preamble;
   bool _someRefused = false;
   bool _someUnreadable = false;
+  bool _isRefused = false;  // what should have been written
   bool _someLimitNotKept = false;
   std::string _leftOut;  // what the output had left out when the last file ended
 };

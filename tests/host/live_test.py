@@ -28,11 +28,13 @@ from support import (
     SOME_REFUSED,
     HostTest,
     Run,
+    contents_of,
     forms,
     hex_lines,
     image,
     output,
     packet,
+    stand_in,
 )
 
 EMULATE = os.environ["VESK_EMULATE"]
@@ -239,7 +241,7 @@ class Following(LiveTest):
 
     def test_every_form_of_output(self):
         """Of one kind of report, each says of the device what it says of the capture, but where and when."""
-        for form in set(forms("--output")) - {"screen", "recording"}:  # which have tests of their own
+        for form in set(forms("--output")) - {"screen", "recording", "html"}:  # which have tests of their own
             with self.subTest(form):
                 options = output(form) + ["--report", "0xE3"]
                 live = self.decode(*options, "--color", "never", NODE)
@@ -250,6 +252,19 @@ class Following(LiveTest):
                     r'|"(line|report)":\d+|,"product":.*?"EMULATED"'
                 )
                 self.assertEqual(re.sub(place, "", live.out.decode()), re.sub(place, "", file.out.decode()))
+
+    def test_a_page_of_two_devices(self):
+        page = self.file("stand-in.html", stand_in())
+        run = self.decode("-o", "html", "--viewer", page, "--report", "0xE3,0xD0", NODE, SECOND, captures=[TOUR, TOUR])
+        self.assertEqual((run.status, run.err), (ALL_DECODED, ""))
+        told, captures = contents_of(run.out)
+        self.assertEqual([(row["name"], row["reports"], row["untimed"]) for row in told["captures"]],
+                         [("hidraw9", 2, 0), ("hidraw10", 2, 0)])
+        values = [record["value"] for record in Run("-o", "ndjson", "--report", "0xE3,0xD0", TOUR).records()]
+        for recording in captures.values():
+            self.assertIn(b"\nN: Sample controller\n", recording)
+            records = Run("-o", "ndjson", stdin=recording).records()
+            self.assertEqual([record["value"] for record in records], values)
 
     def test_limits_are_of_one_device(self):
         limits = "--limits", SAMPLES / "limits" / "open-short.json"

@@ -1,8 +1,11 @@
 """What the tests of vesk-decode share: how to run it, and reports to run it on."""
 
+import base64
+import gzip
 import importlib.util
 import json
 import os
+import re
 import resource
 import struct
 import subprocess
@@ -79,6 +82,28 @@ def output(form):
     """The options for a form of output, with limits where it needs them."""
     limits = ["--limits", SAMPLES / "limits" / "open-short.json"]
     return ["-o", form, *(limits if form in ("tap", "results", "junit") else [])]
+
+
+def page_with(version, title="stand-in"):
+    """What the program needs of the viewer's page: the place for reports, and its end."""
+    return (f'<!doctype html>\n<html><title>{title}</title>\n<script type="text/plain" id="carried" '
+            f'data-version="{version}"></script>\n<script>go()</script>\n</html>\n')
+
+
+def stand_in(version=None, title="stand-in"):
+    """A page in the place of the viewer's, of the program's version."""
+    return page_with(version or Run("--version").out.decode().split()[1], title).encode()
+
+
+def contents_of(page):
+    """What a page with reports says of them, and its recordings by the names of their blocks."""
+    blocks = re.findall(rb'<script type="text/plain" id="(carried|capture-\d+)".*?>(.*?)</script>', page)
+    (_, told), *captures = blocks
+    told = json.loads(base64.b64decode(told, validate=True))
+    captures = {
+        name.decode(): gzip.decompress(base64.b64decode(content, validate=True)) for name, content in captures}
+    assert list(captures) == sorted(row["block"] for row in told["captures"] if "block" in row)
+    return told, captures
 
 
 class HostTest(unittest.TestCase):

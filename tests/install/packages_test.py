@@ -7,6 +7,7 @@
 import gzip
 import os
 import re
+import shutil
 import stat
 import subprocess
 import sys
@@ -39,6 +40,7 @@ class Packages(unittest.TestCase):
             subprocess.run(
                 [os.environ["CPACK"], "-B", folder], cwd=BUILD, check=True, capture_output=True)
         cls.files = {path.name.split("_")[0]: path for path in folder.glob("*.deb")}
+        cls.files.pop("vesk-viewer", None)  # see Viewer
         cls.root = cls.scratch / "root"
         cls.trees = {}
         for name, path in cls.files.items():
@@ -132,6 +134,8 @@ class Packages(unittest.TestCase):
         for name in PARTS:
             self.assertIn(same, self.field(name, "Depends"))
             self.assertEqual(self.field(name, "Recommends"), "libarchive13")
+        self.assertIn("vesk-viewer", self.field("vesk-decode", "Suggests").split(", "))
+        self.assertIn("zlib1g", self.field("vesk-decode", "Depends"))
         for name in ["libvesk-report", *PARTS]:
             for needed in ["libc6", "libstdc++6"]:
                 self.assertIn(needed, self.field(name, "Depends"))
@@ -172,6 +176,79 @@ class Packages(unittest.TestCase):
                 content = path.read_bytes()
                 for place in [ROOT, BUILD, self.scratch]:
                     self.assertNotIn(str(place).encode(), content, path)
+
+
+class Viewer(unittest.TestCase):
+    """The package of the viewer's page, made of one that has what the program looks at. Nothing is
+    compiled for it."""
+
+    PAGE = f'<html><script type="text/plain" id="carried" data-version="{VERSION}"></script>\n</html>\n'
+    NOTICES = 'Somebody\n\n Their words; and "yours" [1] $2 @3@\n\n\n====\nEnd\n'
+
+    @classmethod
+    def setUpClass(cls):
+        cls.scratch = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        cls.page = cls.scratch / "vesk-viewer.html"
+        cls.notices = cls.scratch / "vesk-viewer.notices"
+
+    def configured(self, build):
+        return subprocess.run(
+            [os.environ["CMAKE"], "-S", ROOT, "-B", self.scratch / build, "-G", os.environ["GENERATOR"],
+             f"-DCMAKE_MAKE_PROGRAM={os.environ['MAKE_PROGRAM']}", f"-DCMAKE_C_COMPILER={os.environ['CC']}",
+             f"-DCMAKE_CXX_COMPILER={os.environ['CXX']}", "-DCMAKE_INSTALL_PREFIX=/usr",
+             "-DVESK_BUILD_HOST=OFF", "-DVESK_BUILD_TESTS=OFF", "-DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON",
+             f"-DVESK_VIEWER_PAGE={self.page}"],
+            capture_output=True, text=True, check=False)
+
+    def test_package(self):
+        self.page.write_text(self.PAGE)
+        self.notices.write_text(self.NOTICES)
+        done = self.configured("build")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        subprocess.run([os.environ["CPACK"], "-D", "CPACK_COMPONENTS_ALL=viewer", "-B", self.scratch],
+                       cwd=self.scratch / "build", check=True, capture_output=True)
+        self.check(self.scratch / f"vesk-viewer_{VERSION}_all.deb", self.PAGE, self.NOTICES)
+
+    @unittest.skipUnless(READY and [*READY.glob("vesk-viewer_*.deb")], "no such package is named")
+    def test_ready_package(self):
+        self.check(READY / f"vesk-viewer_{VERSION}_all.deb")
+
+    def check(self, package, page=None, notices=None):
+        tree = self.scratch / "tree"
+        run("dpkg-deb", "-x", package, tree)
+        papers = "usr/share/doc/vesk-viewer"
+        self.assertEqual(sorted(files_in(tree)), [f"{papers}/changelog.gz", f"{papers}/copyright",
+                                                  "usr/share/vesk/vesk-viewer.html"])
+        if page is not None:
+            self.assertEqual((tree / "usr/share/vesk/vesk-viewer.html").read_text(), page)
+        first, ours, theirs = (tree / papers / "copyright").read_text().split("\n\n")
+        self.assertRegex(first, r"^Format: https://\S+/copyright-format/1\.0/\n")
+        self.assertRegex(ours, r"^Files: \*\nCopyright: 2026 .*\nLicense: Expat\n")
+        head, text = theirs.split("License: Expat and those below\n")
+        self.assertTrue(head.startswith("Files: usr/share/vesk/vesk-viewer.html\n"), head)
+        for line in text.splitlines():
+            self.assertRegex(line, r"^ .*\S")
+        if notices is not None:
+            self.assertEqual(re.sub("^ [.]?", "", text, flags=re.M), notices)
+        fields = run("dpkg-deb", "-f", package)
+        for field in ["Section: utils", "Architecture: all", "Enhances: vesk-decode",
+                      "Description: decodes captures of HID reports in a browser"]:
+            self.assertIn(f"{field}\n", fields)
+        self.assertNotIn("Depends", fields)
+        shutil.rmtree(tree)
+
+    def test_what_is_no_page(self):
+        for page, notices, message in (
+            (None, "x", "there is no"), (self.PAGE, None, "there is no"),
+            (self.PAGE.replace(VERSION, "0.9"), "x", "is no page of"),
+        ):
+            for path, text in ((self.page, page), (self.notices, notices)):
+                path.unlink(missing_ok=True)
+                if text is not None:
+                    path.write_text(text)
+            done = self.configured("refused")
+            self.assertNotEqual(done.returncode, 0)
+            self.assertIn(message, " ".join(done.stderr.split()))
 
 
 if __name__ == "__main__":

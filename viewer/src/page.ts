@@ -1,4 +1,5 @@
 /** The page: it joins its parts, which know nothing of each other. */
+import { openCarried } from "./carried.js";
 import { Choosing } from "./choosing.js";
 import { Client, type RemoteCapture } from "./client.js";
 import { CopyBar } from "./copybar.js";
@@ -280,3 +281,4 @@ attempt(
     formChoice.draw(files.current);
   }),
 );
+attempt(openCarried((carried) => attempt(files.open(carried))));

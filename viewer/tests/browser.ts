@@ -25,6 +25,7 @@ export async function opened(
   from: Browser | BrowserContext,
   options: BrowserContextOptions = {},
   hash = "",
+  path = pagePath,
 ): Promise<Page> {
   const page = "contexts" in from ? await from.newPage(options) : await from.newPage();
   page.on("console", (message) => assert.fail(`the console says: ${message.text()}`));
@@ -32,7 +33,7 @@ export async function opened(
   page.on("request", (request) => {
     assert.match(request.url(), /^(file|blob):/);
   });
-  await page.goto(pathToFileURL(pagePath).href + hash);
+  await page.goto(pathToFileURL(path).href + hash);
   return page;
 }
 
