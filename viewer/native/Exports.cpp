@@ -17,8 +17,10 @@
 #include <vector>
 
 #include "host/Value.h"
+#include "host/changes/Tracker.h"
 #include "host/columns/Table.h"
 #include "host/layout/LayoutMap.h"
+#include "host/outputs/Changes.h"
 #include "host/outputs/Json.h"
 #include "host/outputs/Numbers.h"
 #include "viewer/native/Arguments.h"
@@ -36,6 +38,7 @@ namespace {
 
 constexpr std::uint32_t kAllKeys = 0xFFFFFFFF;
 constexpr std::uint32_t kNoElement = 0xFFFFFFFF;
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 /// The map of the report of a kind that was looked at last; the next one mostly has its shape.
 struct KnownLayout {
@@ -257,6 +260,47 @@ class LinesOf final : public host::DecodingOutput {
   void writeChecked(const host::Report& /*report*/, const host::ReportInfo& info) override {
     text = decodeLines(info).text();
   }
+};
+
+/// What differs between each report and the one before it from its sender.
+class NewsOf final : public host::DecodingOutput {
+ public:
+  explicit NewsOf(const host::OutputContext& context)
+      : DecodingOutput(context), _tracker(host::ChangeRules()) {}
+
+  std::uint32_t entry = 0;  // that is written next
+  std::uint32_t count = 0;  // of reports that differ
+  Reply reply;              // what differs
+
+ private:
+  void writeChecked(const host::Report& report, const host::ReportInfo& info) override {
+    const auto decoded = [&](host::Plugin::Mode mode) {
+      return mode == host::Plugin::Mode::Text ? decodeLines(info) : decode(info, mode);
+    };
+    for (const host::Comparison& comparison : _tracker.follow(report, info, decoded)) {
+      ++count;
+      reply.u32(entry);
+      reply.text(describe(comparison.restart));
+      reply.u32(comparison.changes.size());
+      for (const host::Change& change : comparison.changes) put(change);
+    }
+  }
+
+  void put(const host::Change& change) {
+    const auto* const number = std::get_if<host::NumberChange>(&change.what);
+    const bool differs = number != nullptr && number->difference.has_value();
+    const auto* const whole =
+        differs ? std::get_if<host::WholeDifference>(&*number->difference) : nullptr;
+    reply.text(change.key);
+    reply.u32(change.line);
+    reply.u8(number == nullptr ? 0 : static_cast<std::size_t>(number->course));
+    reply.text(whole == nullptr ? ""
+                                : (whole->negative ? "-" : "+") + std::to_string(whole->magnitude));
+    reply.large((number == nullptr ? std::nullopt : number->rate).value_or(kNone));
+    reply.u8(number != nullptr && number->isBits);
+  }
+
+  host::Tracker _tracker;
 };
 
 }  // namespace
@@ -512,6 +556,29 @@ VESK_CALL(layout) std::int32_t layout(std::uint32_t handle, std::uint32_t entry)
       put(all.reply, noLayout("it can't be decoded"));
     else
       put(all.reply, layoutFor(all, *report, *info, shown));
+  });
+}
+
+/// Takes some entries, in order. Gives those that differ from the one of their kind and sender
+/// before them among these: a count, and for each its number, what is concluded of the firmware, or
+/// an empty text, and a count of changes. A change has its key, and its line, from 1, if the text
+/// alone changed; what became of a number that counts (host::Course); the difference of whole
+/// numbers, or an empty text; a rate a second, or NaN; and whether the number is a row of bits.
+VESK_CALL(changes) std::int32_t changes(std::uint32_t handle) {
+  return answered([=](Calls& all) {
+    Capture& capture = of(all.captures, handle);
+    host::Collector nowhere;
+    NewsOf news({all.module.plugin, all.module.known, nowhere});
+    host::Output& output = news;
+    for (const std::uint32_t entry : entriesIn(all.arguments)) {
+      const auto found = capture.at(entry);
+      const auto* const report = std::get_if<host::Report>(&found);
+      if (report == nullptr || report->direction != host::Direction::FromDevice) continue;
+      news.entry = entry;
+      output.write(*report, capture.infoOf(*report));
+    }
+    all.reply.u32(news.count);
+    all.reply.append(news.reply.bytes().data(), news.reply.bytes().size());
   });
 }
 
