@@ -24,7 +24,7 @@ export const firstLine = 5;
 /** The report of each golden case whose name begins so, some seconds after each other. */
 export function casesOf(prefix: string, seconds = 2): Timed[] {
   return cases()
-    .filter(({ name }) => name.startsWith(`tests/cases/${prefix}-`))
+    .filter(({ name }) => name.startsWith(`tests/cases/${prefix}`))
     .map(({ name }, at) => {
       const text = sectionOf(readFileSync(join(root, name), "utf8"), "report").join(" ");
       const [type, ...digits] = text.trim().split(/\s+/);

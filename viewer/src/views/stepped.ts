@@ -255,7 +255,10 @@ export abstract class SteppedView implements View {
     if (!shown.follows) return shown;
     [shown.difference = null] = await file.changes([base, now.entry.number]);
     const steps = stream.numberBetween(base, now.entry.number);
-    if (steps > 1) shown.between = await stream.turns(base, now.entry.number);
+    if (steps === 1) return shown;
+    shown.between = await stream.turns(base, now.entry.number);
+    if (shown.difference !== null)
+      shown.difference = afterSteps(shown.difference, shown.between);
     return shown;
   }
 
@@ -285,11 +288,11 @@ export abstract class SteppedView implements View {
       warned.push(`Fell or wrapped: ${keysOf([difference]).join(", ")}.`);
     else if (turns.length > 0)
       warned.push(
-        `On the way here ${countText(turns.length, "time")}: ${turns[0]!.restart}. ` +
-          "What grew since then is more or less than the difference says.",
+        `Between the two reports ${countText(turns.length, "time")}: ${turns[0]!.restart}. ` +
+          "The differences don't say how much came in between.",
       );
     else if (between.length > 0)
-      warned.push(`On the way here fell or wrapped: ${keysOf(between).join(", ")}.`);
+      warned.push(`Between the two reports fell or wrapped: ${keysOf(between).join(", ")}.`);
     for (const text of warned) this.news.append(made("p", "warning", `⚠ ${text}`));
   }
 
@@ -377,6 +380,26 @@ function isTurn({ restart, changes }: Difference): boolean {
 function isTurned({ course }: Change): boolean {
   return course === "fell" || course === "wrapped";
 }
+
+/** What became of numbers over many steps. Only the steps tell what fell on the way, and how often
+ *  something wrapped. */
+function afterSteps(difference: Difference, between: Difference[]): Difference {
+  const turned = between.flatMap(({ changes }) => changes.filter(isTurned));
+  const isUnknown =
+    turned.some(({ course }) => course === "fell") || between.some((one) => one.restart !== "");
+  const changes = difference.changes.map((change): Change => {
+    if (change.course === "" || change.difference === null) return change;
+    const plain = change.difference - (change.course === "wrapped" ? wrapSize : 0n);
+    if (isUnknown) return { ...change, difference: plain, course: "", rate: null };
+    const wraps = turned.filter(({ key }) => key === change.key).length;
+    if (wraps === 0) return change;
+    const grown = plain + BigInt(wraps) * wrapSize;
+    return { ...change, difference: grown, course: "wrapped", rate: null };
+  });
+  return { ...difference, restart: "", changes };
+}
+
+const wrapSize = 2n ** 32n; // other numbers than those of 32 bits don't wrap
 
 function keysOf(differences: Difference[]): string[] {
   const keys = differences.flatMap(({ changes }) => changes.filter(isTurned));
