@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
@@ -262,11 +263,12 @@ class LinesOf final : public host::DecodingOutput {
   }
 };
 
-/// What differs between each report and the one before it from its sender.
+/// What differs between each report and the one before it from its sender. With `turns`, only what
+/// fell or wrapped, and what is concluded: in a long capture everything else changes all the time.
 class NewsOf final : public host::DecodingOutput {
  public:
-  explicit NewsOf(const host::OutputContext& context)
-      : DecodingOutput(context), _tracker(host::ChangeRules()) {}
+  NewsOf(const host::OutputContext& context, bool turns)
+      : DecodingOutput(context), _tracker(host::ChangeRules()), _turns(turns) {}
 
   std::uint32_t entry = 0;  // that is written next
   std::uint32_t count = 0;  // of reports that differ
@@ -277,13 +279,22 @@ class NewsOf final : public host::DecodingOutput {
     const auto decoded = [&](host::Plugin::Mode mode) {
       return mode == host::Plugin::Mode::Text ? decodeLines(info) : decode(info, mode);
     };
-    for (const host::Comparison& comparison : _tracker.follow(report, info, decoded)) {
+    for (host::Comparison& comparison : _tracker.follow(report, info, decoded)) {
+      if (_turns) std::erase_if(comparison.changes, std::not_fn(isTurn));
+      if (_turns && comparison.changes.empty() && comparison.restart == host::Restart::None)
+        continue;
       ++count;
       reply.u32(entry);
       reply.text(describe(comparison.restart));
       reply.u32(comparison.changes.size());
       for (const host::Change& change : comparison.changes) put(change);
     }
+  }
+
+  static bool isTurn(const host::Change& change) {
+    const auto* const number = std::get_if<host::NumberChange>(&change.what);
+    return number != nullptr &&
+           (number->course == host::Course::Fell || number->course == host::Course::Wrapped);
   }
 
   void put(const host::Change& change) {
@@ -301,6 +312,7 @@ class NewsOf final : public host::DecodingOutput {
   }
 
   host::Tracker _tracker;
+  bool _turns;
 };
 
 }  // namespace
@@ -563,12 +575,13 @@ VESK_CALL(layout) std::int32_t layout(std::uint32_t handle, std::uint32_t entry)
 /// before them among these: a count, and for each its number, what is concluded of the firmware, or
 /// an empty text, and a count of changes. A change has its key, and its line, from 1, if the text
 /// alone changed; what became of a number that counts (host::Course); the difference of whole
-/// numbers, or an empty text; a rate a second, or NaN; and whether the number is a row of bits.
-VESK_CALL(changes) std::int32_t changes(std::uint32_t handle) {
+/// numbers, or an empty text; a rate a second, or NaN; and whether the number is a row of bits. With
+/// `turns`, only what NewsOf has then.
+VESK_CALL(changes) std::int32_t changes(std::uint32_t handle, std::uint32_t turns) {
   return answered([=](Calls& all) {
     Capture& capture = of(all.captures, handle);
     host::Collector nowhere;
-    NewsOf news({all.module.plugin, all.module.known, nowhere});
+    NewsOf news({all.module.plugin, all.module.known, nowhere}, turns != 0);
     host::Output& output = news;
     for (const std::uint32_t entry : entriesIn(all.arguments)) {
       const auto found = capture.at(entry);

@@ -201,9 +201,9 @@ export class RemoteCapture {
   }
 
   /** What became of some entries, in order: of those that differ from the one of their kind and sender
-   *  before them among these. */
-  changes(entries: ArrayLike<number>): Promise<Difference[]> {
-    return this.client.call("changes", this.file, Uint32Array.from(entries));
+   *  before them among these. `turns` leaves out all but what fell or wrapped, and restarts. */
+  changes(entries: ArrayLike<number>, turns = false): Promise<Difference[]> {
+    return this.client.call("changes", this.file, Uint32Array.from(entries), turns);
   }
 
   async columns(wanted: Wanted, entries: ArrayLike<number>): Promise<Map<string, Table>> {

@@ -615,9 +615,10 @@ export class Capture {
   }
 
   /** What became of some entries, in order: of those that differ from the one of their kind and sender
-   *  before them among these. */
-  changes(entries: ArrayLike<number>): Difference[] {
-    const reply = this.decoder.call("changes", new Writer().u32s(entries), this.handle);
+   *  before them among these. `turns` leaves out all but what fell or wrapped, and restarts. */
+  changes(entries: ArrayLike<number>, turns = false): Difference[] {
+    const given = new Writer().u32s(entries);
+    const reply = this.decoder.call("changes", given, this.handle, turns ? 1 : 0);
     return Array.from({ length: reply.u32() }, () => ({
       entry: reply.u32(),
       restart: reply.text(),

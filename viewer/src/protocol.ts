@@ -20,7 +20,7 @@ export interface Calls {
   layout(file: number, entry: number): Layout;
   summary(file: number, decoder: string): Summary | null;
   course(file: number, decoder: string, column: string, element: number): Course;
-  changes(file: number, entries: Uint32Array): Difference[];
+  changes(file: number, entries: Uint32Array, turns: boolean): Difference[];
   columns(file: number, wanted: Wanted, entries: Uint32Array): PlainTables;
   render(file: number, form: string, entries: Uint32Array, lines: boolean): RenderedBlob;
   statistics(file: number): unknown;

@@ -37,9 +37,6 @@ function paint(pen: CanvasRenderingContext2D, element: Element): void {
   pen.fillStyle = style.backgroundColor;
   pen.fillRect(box.left, box.top, box.width, box.height);
   paintBorders(pen, style, box);
-  pen.fillStyle = style.color;
-  pen.font = `${style.fontWeight} ${style.fontSize} ${style.fontFamily}`;
-  pen.textBaseline = "middle";
   for (const child of element.childNodes)
     if (child instanceof Element) paint(pen, child);
     else if (child instanceof Text) paintText(pen, child, style);
@@ -81,6 +78,9 @@ function paintText(pen: CanvasRenderingContext2D, text: Text, style: CSSStyleDec
   const [box] = range.getClientRects();
   if (box === undefined) return;
   pen.save();
+  pen.fillStyle = style.color;
+  pen.font = `${style.fontWeight} ${style.fontSize} ${style.fontFamily}`;
+  pen.textBaseline = "middle";
   if (style.overflow !== "visible") {
     const { left, top, width, height } = text.parentElement!.getBoundingClientRect();
     pen.beginPath();

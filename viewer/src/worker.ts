@@ -133,7 +133,7 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
     return series.course(column, element);
   },
 
-  changes: (file, entries) => of(file).changes(entries),
+  changes: (file, entries, turns) => of(file).changes(entries, turns),
   columns: (file, wanted, entries) => of(file).columns(wanted, entries),
   statistics: (file) => of(file).statistics(),
 

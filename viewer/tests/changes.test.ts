@@ -1,17 +1,17 @@
 /** What became of numbers from one report to the next, as the module and the program tell it. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import type { Difference } from "../src/decoder.js";
+import type { Change, Difference } from "../src/decoder.js";
 import { MemorySource } from "../src/sources.js";
 import { casesOf, firstLine, openShortReport, recording, watchdogReport } from "./panels.js";
 import { native, newDecoder } from "./support.js";
 
 const decoder = await newDecoder();
 
-function differences(bytes: Uint8Array): Difference[] {
+function differences(bytes: Uint8Array, turns = false): Difference[] {
   const file = decoder.open("-", new MemorySource(bytes));
   while (!file.read().ended);
-  const found = file.changes(Array.from({ length: file.size }, (_, entry) => entry));
+  const found = file.changes(Array.from({ length: file.size }, (_, entry) => entry), turns);
   file.close();
   return found;
 }
@@ -73,6 +73,11 @@ test("changes, courses, rates and restarts are those of the program", () => {
         assert.equal(difference === null ? null : Number(difference), isWhole ? wanted.difference : null);
       }),
     );
+    const isTurn = ({ course }: Change) => course === "fell" || course === "wrapped";
+    const turns = found
+      .map((one) => ({ ...one, changes: one.changes.filter(isTurn) }))
+      .filter(({ restart, changes }) => restart !== "" || changes.length > 0);
+    assert.deepEqual(differences(bytes, true), turns, name);
     restarted += found.filter(({ restart }) => restart !== "").length;
   }
   assert.ok(restarted > 0);

@@ -5,7 +5,7 @@ import { SortedTable, type TableColumn } from "../table.js";
 import type { Copies, ViewHost } from "../view.js";
 import { csvLine, jsonText, signedText } from "../words.js";
 import { ConfigurationGrid } from "./blackboxconfig.js";
-import { SteppedView, wholeOf, type Looked, type Shown } from "./stepped.js";
+import { SteppedView, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
 
 const fullReport = "parseBlackBoxFullReport";
 const summary = "parseBlackBoxSummary";
@@ -76,7 +76,7 @@ export class BlackBoxView extends SteppedView {
     const parts = wordsOf(shown).map((text) => made("p", "verdict", text));
     parts.push(made("p", "", countsText(rows, chosen, shown.base !== null)));
     this.table.show(columnsOf(shown, rows), chosen);
-    if (chosen.length > 0) this.content.replaceChildren(...parts, made("div", "wide", [this.table.element]));
+    if (chosen.length > 0) this.content.replaceChildren(...parts, sideways(this.table.element));
     else this.content.replaceChildren(...parts);
   }
 

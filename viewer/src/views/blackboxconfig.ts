@@ -7,6 +7,7 @@
  *  One that isn't of this form stands as it is. */
 import { made } from "../dom.js";
 import { csvLine } from "../words.js";
+import { sideways } from "./stepped.js";
 
 /** A line that was understood. */
 interface Setting {
@@ -115,7 +116,7 @@ export class ConfigurationGrid {
     const others = this.blocks.flatMap((block) => block.others);
     this.told.textContent = text;
     this.grid.replaceChildren(
-      made("div", "wide", [table]),
+      sideways(table),
       ...(others.length > 0 ? [made("pre", "", others.join("\n"))] : []),
     );
   }

@@ -5,7 +5,7 @@ import { made } from "../dom.js";
 import { snapshotOf } from "../snapshot.js";
 import type { Copies, ViewHost } from "../view.js";
 import { csvLine, durationText, jsonText, shareText } from "../words.js";
-import { SteppedView, wholeOf, type Looked, type Shown } from "./stepped.js";
+import { SteppedView, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
 
 const decoder = "parsePowerModeStats";
 
@@ -130,7 +130,7 @@ function figureOf({ name, title, modes }: Span): HTMLElement {
   figure.dataset["span"] = name;
   if (total > 0n) figure.append(barOf(modes, total));
   else figure.append(made("p", "", "No time was counted."));
-  figure.append(made("div", "wide", [tableOf(title, modes, total)]));
+  figure.append(sideways(tableOf(title, modes, total)));
   return figure;
 }
 
@@ -154,7 +154,7 @@ function barOf(modes: readonly Mode[], total: bigint): HTMLElement {
 
 const styles = 5; // of parts, in the style sheet
 
-function tableOf(title: string, modes: readonly Mode[], total: bigint): HTMLElement {
+function tableOf(title: string, modes: readonly Mode[], total: bigint): HTMLTableElement {
   const titles = ["Mode", "Share", "Time", "Milliseconds", "Times entered", "Mean per entry"];
   const head = titles.map((text, at) => {
     const cell = made("th", at === 0 ? "" : "figure", text);

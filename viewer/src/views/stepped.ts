@@ -145,7 +145,9 @@ export abstract class SteppedView implements View {
 
   private key(event: KeyboardEvent): void {
     if (event.ctrlKey || event.altKey || event.metaKey || event.shiftKey) return;
-    if ((event.target as HTMLElement).matches("select, input")) return;
+    const target = event.target as HTMLElement;
+    if (target.matches("select, input")) return;
+    if (target.matches(".sideways") && target.scrollWidth > target.clientWidth) return;
     const steps: Record<string, number> = {
       ArrowLeft: -1,
       ArrowRight: 1,
@@ -233,7 +235,7 @@ export abstract class SteppedView implements View {
     const [group] = [...this.groups.values()].filter((one) => one.numberOf(current) > 0);
     if (group === undefined) return;
     const shown = await this.compared(file, await look(file, current, group), group);
-    if (file !== this.file || current !== this.current) return;
+    if (shown === null || file !== this.file || current !== this.current) return;
     this.shown = shown;
     this.decoder = shown.entry.kind.decoder;
     this.tell(shown, group);
@@ -245,7 +247,9 @@ export abstract class SteppedView implements View {
     this.panel.dataset["entry"] = String(current);
   }
 
-  private async compared(file: RemoteCapture, now: Looked, group: Group): Promise<Shown> {
+  /** Null if something else is wanted by now. */
+  private async compared(file: RemoteCapture, now: Looked, group: Group): Promise<Shown | null> {
+    const asked = this.wanted;
     const shown: Shown = { ...now, base: null, follows: false, difference: null, between: [] };
     const base = group.baseOf(now.entry, this.against.value as Against, Number(this.number.value));
     if (base === null || base === now.entry.number) return shown;
@@ -256,10 +260,18 @@ export abstract class SteppedView implements View {
     [shown.difference = null] = await file.changes([base, now.entry.number]);
     const steps = stream.numberBetween(base, now.entry.number);
     if (steps === 1) return shown;
-    shown.between = await stream.turns(base, now.entry.number);
+    if (steps > pieceEntries) this.tellWaiting(steps);
+    const isWanted = () => asked === this.wanted && this.isShown;
+    const between = await stream.turns(base, now.entry.number, isWanted);
+    if (between === null) return null;
+    shown.between = between;
     if (shown.difference !== null)
       shown.difference = afterSteps(shown.difference, shown.between);
     return shown;
+  }
+
+  private tellWaiting(steps: number): void {
+    this.news.replaceChildren(made("p", "", `Looking at the ${steps - 1} reports in between …`));
   }
 
   private tell(shown: Shown, group: Group): void {
@@ -359,14 +371,14 @@ export class Stream {
   }
 
   /** What became of numbers from one entry to another, step by step, where something fell, wrapped or
-   *  was concluded. */
-  async turns(from: number, to: number): Promise<Difference[]> {
+   *  was concluded; null if it isn't wanted any more before that is known. */
+  async turns(from: number, to: number, isWanted: () => boolean): Promise<Difference[] | null> {
     const end = indexOf(this.entries, to) + 1;
     while (this.seen < end) {
+      if (!isWanted()) return null;
       const first = Math.max(0, this.seen - 1); // that the next one is compared with
       const last = Math.min(end, first + pieceEntries);
-      const differences = await this.file.changes(this.entries.subarray(first, last));
-      this.found.push(...differences.filter(isTurn));
+      this.found.push(...(await this.file.changes(this.entries.subarray(first, last), true)));
       this.seen = last;
     }
     return this.found.filter(({ entry }) => entry > from && entry <= to);
@@ -459,6 +471,15 @@ function whyUnknown(base: Entry, now: Entry): string {
 
 function sentence(text: string): string {
   return `${text.charAt(0).toUpperCase()}${text.slice(1)}.`;
+}
+
+/** A table that may be wider than the window: it scrolls by itself, by keys, too. */
+export function sideways(table: HTMLTableElement): HTMLElement {
+  const region = made("div", "sideways", [table]);
+  region.tabIndex = 0;
+  region.setAttribute("role", "region");
+  region.ariaLabel = table.ariaLabel;
+  return region;
 }
 
 /** A field's whole number; null if it is none. */

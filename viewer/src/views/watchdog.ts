@@ -11,7 +11,7 @@ import {
   secondsText,
   signedText,
 } from "../words.js";
-import { SteppedView, fieldOf, wholeOf, type Looked, type Shown } from "./stepped.js";
+import { SteppedView, fieldOf, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
 
 const decoder = "parseWatchDogReport";
 
@@ -110,7 +110,7 @@ export class WatchdogView extends SteppedView {
     const where = made("p", "tools", [new Text(`${first + 1} to ${last} of ${all}`)]);
     if (first > 0) where.append(this.buttonTo("Earlier ones", stream.entries[first - 1]!));
     if (last < all) where.append(this.buttonTo("Later ones", stream.entries[last]!));
-    return [title, where, made("div", "wide", [history])];
+    return [title, where, sideways(history)];
   }
 
   private linkTo(entry: number, number: number): HTMLElement {
@@ -276,5 +276,5 @@ function readingsElement(shown: Shown): HTMLElement[] {
     made("tbody", "", rows),
   ]);
   table.ariaLabel = "What the report says";
-  return [made("div", "wide", [table])];
+  return [sideways(table)];
 }
