@@ -160,6 +160,8 @@ std::string headerOf(const Comparison& comparison) {
   return header;
 }
 
+}  // namespace
+
 std::string_view describe(Restart restart) {
   switch (restart) {
     case Restart::Counters:
@@ -170,8 +172,6 @@ std::string_view describe(Restart restart) {
       return "";
   }
 }
-
-}  // namespace
 
 std::vector<std::string> describe(const Change& change, bool elements) {
   std::string name = printable(change.key);

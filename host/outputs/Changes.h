@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/changes/Tracker.h"
@@ -32,5 +33,8 @@ class ChangesOutput final : public DecodingOutput {
 
 /// A change as a line, or with `elements` as several, for people; without newlines.
 std::vector<std::string> describe(const Change& change, bool elements);
+
+/// What is concluded, for people; empty if nothing is.
+std::string_view describe(Restart restart);
 
 }  // namespace vesk::host

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
@@ -17,8 +18,10 @@
 #include <vector>
 
 #include "host/Value.h"
+#include "host/changes/Tracker.h"
 #include "host/columns/Table.h"
 #include "host/layout/LayoutMap.h"
+#include "host/outputs/Changes.h"
 #include "host/outputs/Json.h"
 #include "host/outputs/Numbers.h"
 #include "viewer/native/Arguments.h"
@@ -36,6 +39,7 @@ namespace {
 
 constexpr std::uint32_t kAllKeys = 0xFFFFFFFF;
 constexpr std::uint32_t kNoElement = 0xFFFFFFFF;
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 /// The map of the report of a kind that was looked at last; the next one mostly has its shape.
 struct KnownLayout {
@@ -268,6 +272,58 @@ class LinesOf final : public host::DecodingOutput {
   void writeChecked(const host::Report& /*report*/, const host::ReportInfo& info) override {
     text = decodeLines(info).text();
   }
+};
+
+/// What differs between each report and the one before it from its sender. With `turns`, only what
+/// fell or wrapped, and what is concluded: in a long capture everything else changes all the time.
+class NewsOf final : public host::DecodingOutput {
+ public:
+  NewsOf(const host::OutputContext& context, bool turns)
+      : DecodingOutput(context), _tracker(host::ChangeRules()), _turns(turns) {}
+
+  std::uint32_t entry = 0;  // that is written next
+  std::uint32_t count = 0;  // of reports that differ
+  Reply reply;              // what differs
+
+ private:
+  void writeChecked(const host::Report& report, const host::ReportInfo& info) override {
+    const auto decoded = [&](host::Plugin::Mode mode) {
+      return mode == host::Plugin::Mode::Text ? decodeLines(info) : decode(info, mode);
+    };
+    for (host::Comparison& comparison : _tracker.follow(report, info, decoded)) {
+      if (_turns) std::erase_if(comparison.changes, std::not_fn(isTurn));
+      if (_turns && comparison.changes.empty() && comparison.restart == host::Restart::None)
+        continue;
+      ++count;
+      reply.u32(entry);
+      reply.text(describe(comparison.restart));
+      reply.u32(comparison.changes.size());
+      for (const host::Change& change : comparison.changes) put(change);
+    }
+  }
+
+  static bool isTurn(const host::Change& change) {
+    const auto* const number = std::get_if<host::NumberChange>(&change.what);
+    return number != nullptr &&
+           (number->course == host::Course::Fell || number->course == host::Course::Wrapped);
+  }
+
+  void put(const host::Change& change) {
+    const auto* const number = std::get_if<host::NumberChange>(&change.what);
+    const bool differs = number != nullptr && number->difference.has_value();
+    const auto* const whole =
+        differs ? std::get_if<host::WholeDifference>(&*number->difference) : nullptr;
+    reply.text(change.key);
+    reply.u32(change.line);
+    reply.u8(number == nullptr ? 0 : static_cast<std::size_t>(number->course));
+    reply.text(whole == nullptr ? ""
+                                : (whole->negative ? "-" : "+") + std::to_string(whole->magnitude));
+    reply.large((number == nullptr ? std::nullopt : number->rate).value_or(kNone));
+    reply.u8(number != nullptr && number->isBits);
+  }
+
+  host::Tracker _tracker;
+  bool _turns;
 };
 
 }  // namespace
@@ -580,6 +636,30 @@ VESK_CALL(course) std::int32_t course(std::uint32_t handle, std::uint32_t elemen
     put(all.reply, series->times());
     put(all.reply, series->least(channel));
     put(all.reply, series->most(channel));
+  });
+}
+
+/// Takes some entries, in order. Gives those that differ from the one of their kind and sender
+/// before them among these: a count, and for each its number, what is concluded of the firmware, or
+/// an empty text, and a count of changes. A change has its key, and its line, from 1, if the text
+/// alone changed; what became of a number that counts (host::Course); the difference of whole
+/// numbers, or an empty text; a rate a second, or NaN; and whether the number is a row of bits. With
+/// `turns`, only what NewsOf has then.
+VESK_CALL(changes) std::int32_t changes(std::uint32_t handle, std::uint32_t turns) {
+  return answered([=](Calls& all) {
+    Capture& capture = of(all.captures, handle);
+    host::Collector nowhere;
+    NewsOf news({all.module.plugin, all.module.known, nowhere}, turns != 0);
+    host::Output& output = news;
+    for (const std::uint32_t entry : entriesIn(all.arguments)) {
+      const auto found = capture.at(entry);
+      const auto* const report = std::get_if<host::Report>(&found);
+      if (report == nullptr || report->direction != host::Direction::FromDevice) continue;
+      news.entry = entry;
+      output.write(*report, capture.infoOf(*report));
+    }
+    all.reply.u32(news.count);
+    all.reply.append(news.reply.bytes().data(), news.reply.bytes().size());
   });
 }
 

@@ -15,6 +15,7 @@ import {
   Table,
   type About,
   type Decoded,
+  type Difference,
   type Entry,
   type EntryKind,
   type Layout,
@@ -197,6 +198,12 @@ export class RemoteCapture {
 
   course(decoder: string, column: string, element: number): Promise<Course> {
     return this.client.call("course", this.file, decoder, column, element);
+  }
+
+  /** What became of some entries, in order: of those that differ from the one of their kind and sender
+   *  before them among these. `turns` leaves out all but what fell or wrapped, and restarts. */
+  changes(entries: ArrayLike<number>, turns = false): Promise<Difference[]> {
+    return this.client.call("changes", this.file, Uint32Array.from(entries), turns);
   }
 
   async columns(wanted: Wanted, entries: ArrayLike<number>): Promise<Map<string, Table>> {

@@ -124,6 +124,24 @@ export interface Layout {
   fields: LayoutField[]; // in the order of their bits, elements of arrays each by themselves
 }
 
+/** What differs between a report and the one before it of its kind and sender. */
+export interface Difference {
+  entry: number;
+  restart: string; // what the program concludes of the firmware, for people; empty if nothing
+  changes: Change[];
+}
+
+export interface Change {
+  key: string; // empty if the text alone changed
+  line: number; // then its number, from 1; else 0
+  course: "" | "grew" | "wrapped" | "fell"; // "" if it isn't known to count
+  difference: bigint | null; // of whole numbers, over the largest one if it wrapped
+  rate: number | null; // a second, of a counter that grew or wrapped
+  isBits: boolean;
+}
+
+const courses: readonly Change["course"][] = ["", "grew", "wrapped", "fell"];
+
 export interface Column {
   name: string;
   kind: Kind;
@@ -618,6 +636,18 @@ export class Capture {
     return courseOf(this.decoder.call("course", given, this.handle, element));
   }
 
+  /** What became of some entries, in order: of those that differ from the one of their kind and sender
+   *  before them among these. `turns` leaves out all but what fell or wrapped, and restarts. */
+  changes(entries: ArrayLike<number>, turns = false): Difference[] {
+    const given = new Writer().u32s(entries);
+    const reply = this.decoder.call("changes", given, this.handle, turns ? 1 : 0);
+    return Array.from({ length: reply.u32() }, () => ({
+      entry: reply.u32(),
+      restart: reply.text(),
+      changes: Array.from({ length: reply.u32() }, () => changeOf(reply)),
+    }));
+  }
+
   /** Columns of some entries, by decoder; without those that are no report of a wanted decoder. */
   columns(wanted: Wanted, entries: ArrayLike<number>): Map<string, Table> {
     const given = new Writer();
@@ -652,6 +682,22 @@ export class Capture {
     const count = reply.u32();
     return new Uint32Array(this.decoder.copied(count * 4, reply.u32()).buffer);
   }
+}
+
+function changeOf(reply: Reader): Change {
+  const key = reply.text();
+  const line = reply.u32();
+  const course = courses[reply.u8()]!;
+  const difference = reply.text();
+  const rate = reply.number();
+  return {
+    key,
+    line,
+    course,
+    difference: difference === "" ? null : BigInt(difference.replace("+", "")),
+    rate: Number.isNaN(rate) ? null : rate,
+    isBits: reply.u8() !== 0,
+  };
 }
 
 function fieldOf(reply: Reader): Field {

@@ -1,5 +1,6 @@
 /** What the page and its worker say to each other. */
-import type { About, Capture, Decoded, Entry, EntryKind, Layout, Progress, Wanted } from "./decoder.js";
+import type { About, Capture, Decoded, Difference, Entry, EntryKind, Layout } from "./decoder.js";
+import type { Progress, Wanted } from "./decoder.js";
 import type { Course, Summary } from "./series.js";
 
 /** What the page asks for; `file` is the number that the page gave a file. */
@@ -19,6 +20,7 @@ export interface Calls {
   layout(file: number, entry: number): Layout;
   summary(file: number, decoder: string): Summary | null;
   course(file: number, decoder: string, column: string, element: number): Course;
+  changes(file: number, entries: Uint32Array, turns: boolean): Difference[];
   columns(file: number, wanted: Wanted, entries: Uint32Array): PlainTables;
   render(file: number, form: string, entries: Uint32Array, lines: boolean): RenderedBlob;
   statistics(file: number): unknown;

@@ -104,6 +104,7 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
   layout: (file, entry) => of(file).layout(entry),
   summary: (file, decoder) => of(file).summary(decoder),
   course: (file, decoder, column, element) => of(file).course(decoder, column, element),
+  changes: (file, entries, turns) => of(file).changes(entries, turns),
   columns: (file, wanted, entries) => of(file).columns(wanted, entries),
   statistics: (file) => of(file).statistics(),
 

@@ -1,0 +1,92 @@
+/** An element of the page as a PNG, as it looks: boxes with their colours and borders, and texts. For
+ *  maps and bars that are made of elements, so that people can point at them and copy them. */
+
+const scale = 2; // of the picture's pixels to the page's
+const margin = 8;
+
+export async function snapshotOf(root: HTMLElement): Promise<Blob> {
+  const frame = root.getBoundingClientRect();
+  const canvas = document.createElement("canvas");
+  canvas.width = Math.ceil((frame.width + 2 * margin) * scale);
+  canvas.height = Math.ceil((frame.height + 2 * margin) * scale);
+  const pen = canvas.getContext("2d")!;
+  pen.scale(scale, scale);
+  pen.fillStyle = groundOf(root);
+  pen.fillRect(0, 0, canvas.width, canvas.height);
+  pen.translate(margin - frame.left, margin - frame.top);
+  paint(pen, root);
+  const blob = await new Promise<Blob | null>((done) => canvas.toBlob(done, "image/png"));
+  if (blob === null) throw new Error("the picture is too large to be copied");
+  return blob;
+}
+
+/** The page's own colour is none that an element computes to. */
+function groundOf(root: HTMLElement): string {
+  const probe = document.createElement("span");
+  probe.style.color = "Canvas";
+  root.append(probe);
+  const { color } = getComputedStyle(probe);
+  probe.remove();
+  return color;
+}
+
+function paint(pen: CanvasRenderingContext2D, element: Element): void {
+  const style = getComputedStyle(element);
+  if (style.display === "none" || style.visibility === "hidden") return;
+  const box = element.getBoundingClientRect();
+  pen.fillStyle = style.backgroundColor;
+  pen.fillRect(box.left, box.top, box.width, box.height);
+  paintBorders(pen, style, box);
+  for (const child of element.childNodes)
+    if (child instanceof Element) paint(pen, child);
+    else if (child instanceof Text) paintText(pen, child, style);
+}
+
+function paintBorders(
+  pen: CanvasRenderingContext2D,
+  style: CSSStyleDeclaration,
+  { left, top, right, bottom }: DOMRect,
+): void {
+  const sides = [
+    ["Left", left, top, left, bottom],
+    ["Right", right, top, right, bottom],
+    ["Top", left, top, right, top],
+    ["Bottom", left, bottom, right, bottom],
+  ] as const;
+  for (const [side, x, y, toX, toY] of sides) {
+    const width = parseFloat(style[`border${side}Width`]);
+    if (width === 0 || style[`border${side}Style`] === "none") continue;
+    const inwards = width / 2;
+    const dx = side === "Left" ? inwards : side === "Right" ? -inwards : 0;
+    const dy = side === "Top" ? inwards : side === "Bottom" ? -inwards : 0;
+    pen.strokeStyle = style[`border${side}Color`];
+    pen.lineWidth = width;
+    pen.setLineDash(style[`border${side}Style`] === "dashed" ? [2, 2] : []);
+    pen.beginPath();
+    pen.moveTo(x + dx, y + dy);
+    pen.lineTo(toX + dx, toY + dy);
+    pen.stroke();
+  }
+}
+
+/** A text of one line, which is all that maps and bars have. */
+function paintText(pen: CanvasRenderingContext2D, text: Text, style: CSSStyleDeclaration): void {
+  const said = text.data.replaceAll(/\s+/g, " ");
+  if (said.trim() === "") return;
+  const range = document.createRange();
+  range.selectNodeContents(text);
+  const [box] = range.getClientRects();
+  if (box === undefined) return;
+  pen.save();
+  pen.fillStyle = style.color;
+  pen.font = `${style.fontWeight} ${style.fontSize} ${style.fontFamily}`;
+  pen.textBaseline = "middle";
+  if (style.overflow !== "visible") {
+    const { left, top, width, height } = text.parentElement!.getBoundingClientRect();
+    pen.beginPath();
+    pen.rect(left, top, width, height);
+    pen.clip();
+  }
+  pen.fillText(said, box.left, box.top + box.height / 2);
+  pen.restore();
+}

@@ -1,0 +1,280 @@
+/** The watchdog: what its report says beside another one, and all of them one below the other. */
+import { noTime, type Change, type Difference, type Table } from "../decoder.js";
+import { made, numberText } from "../dom.js";
+import { indexOf, type Copies, type ViewHost } from "../view.js";
+import {
+  countText,
+  csvLine,
+  durationText,
+  jsonText,
+  rateText,
+  secondsText,
+  signedText,
+} from "../words.js";
+import { SteppedView, fieldOf, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
+
+const decoder = "parseWatchDogReport";
+
+const pageRows = 50;
+
+/** What a report says in one of its fields. */
+interface Reading {
+  key: string;
+  label: string; // of its line
+  value: string;
+  line: string; // as the line shows it
+  change: string;
+}
+
+/** Reports of the history that are shown, and what became of each. */
+interface HistoryPage {
+  first: number; // of the stream
+  table: Table | undefined;
+  differences: Map<number, Difference>; // by entry
+}
+
+export class WatchdogView extends SteppedView {
+  readonly name = "watchdog";
+  readonly title = "Watchdog";
+  readonly decoders = [decoder];
+  readonly copies: Copies = {
+    csv: async () => this.csv(),
+    json: async () => this.json(),
+  };
+  private page: HistoryPage | null = null;
+
+  constructor(host: ViewHost) {
+    super(host);
+    this.build();
+  }
+
+  protected async draw(shown: Shown): Promise<void> {
+    const page = await this.pageOf(shown.entry.number);
+    if (page === null) return;
+    this.page = page;
+    this.content.replaceChildren(...readingsElement(shown), ...this.historyElement(page, shown));
+  }
+
+  /** The piece of the history that an entry stands in. */
+  private async pageOf(entry: number): Promise<HistoryPage | null> {
+    const { file, stream } = this;
+    if (file === null || stream === null) return null;
+    const at = indexOf(stream.entries, entry);
+    const first = at - (at % pageRows);
+    const entries = stream.entries.subarray(first, first + pageRows);
+    const before = stream.entries.subarray(Math.max(0, first - 1), first + pageRows);
+    const [tables, differences] = await Promise.all([
+      file.columns({ [decoder]: "all" }, entries),
+      file.changes(before),
+    ]);
+    return {
+      first,
+      table: tables.get(decoder),
+      differences: new Map(differences.map((one) => [one.entry, one])),
+    };
+  }
+
+  private historyElement(page: HistoryPage, shown: Shown): HTMLElement[] {
+    const { table, first, differences } = page;
+    const { stream } = this;
+    if (table === undefined || stream === null) return [];
+    const keys = keysOf(shown);
+    const head = ["Report", "Time", ...keys].map((text) => {
+      const cell = made("th", "", text);
+      cell.scope = "col";
+      return cell;
+    });
+    const rows = [...table.entries].flatMap((entry, row) => {
+      const difference = differences.get(entry);
+      const at = made("th", "", [this.linkTo(entry, first + row + 1)]);
+      at.scope = "row";
+      const line = made("tr", "", [
+        at,
+        made("td", "time", timeText(table, row)),
+        ...keys.map((key) => cellOf(table, row, key, difference)),
+      ]);
+      if (entry === shown.entry.number) line.setAttribute("aria-current", "true");
+      if (difference === undefined || difference.restart === "") return [line];
+      const news = made("td", "restart", `⚠ ${difference.restart}`);
+      news.colSpan = head.length;
+      return [made("tr", "", [news]), line];
+    });
+    const history = made("table", "history", [
+      made("thead", "", [made("tr", "", head)]),
+      made("tbody", "", rows),
+    ]);
+    history.ariaLabel = "Reports one after the other, and what changed";
+    const all = stream.entries.length;
+    const last = first + table.rows;
+    const title = made("h2", "", "Report by report");
+    const where = made("p", "tools", [new Text(`${first + 1} to ${last} of ${all}`)]);
+    if (first > 0) where.append(this.buttonTo("Earlier ones", stream.entries[first - 1]!));
+    if (last < all) where.append(this.buttonTo("Later ones", stream.entries[last]!));
+    return [title, where, sideways(history)];
+  }
+
+  private linkTo(entry: number, number: number): HTMLElement {
+    const button = this.buttonTo(String(number), entry);
+    button.className = "goto";
+    button.ariaLabel = `Go to report ${number}`;
+    return button;
+  }
+
+  private buttonTo(text: string, entry: number): HTMLElement {
+    const button = made("button", "", text);
+    button.type = "button";
+    button.onclick = () => this.goTo(entry);
+    return button;
+  }
+
+  private csv(): string {
+    const { page, shown } = this;
+    if (page?.table === undefined || shown === null) throw new Error("there is nothing to copy");
+    const { table, differences } = page;
+    const keys = keysOf(shown);
+    const head = csvLine(["entry", "time", ...keys, "changed", "restart"]);
+    const lines = [...table.entries].map((entry, row) => {
+      const difference = differences.get(entry);
+      const values = keys.map((key) => valueText(table, row, key));
+      const changed = difference?.changes.map(({ key }) => key).join(" ") ?? "";
+      const time = timeText(table, row).replace(" s", "");
+      return csvLine([entry, time, ...values, changed, difference?.restart ?? ""]);
+    });
+    return head + lines.join("");
+  }
+
+  private json(): string {
+    const { page, shown } = this;
+    if (page?.table === undefined || shown === null) throw new Error("there is nothing to copy");
+    const { table, differences } = page;
+    return jsonText({
+      entry: shown.entry.number,
+      compared_with: shown.base?.entry.number ?? null,
+      readings: readingsOf(shown),
+      history: [...table.entries].map((entry, row) => ({
+        entry,
+        values: Object.fromEntries(
+          keysOf(shown).map((key) => [key, table.column(key).at(row)[0]!]),
+        ),
+        changed: differences.get(entry)?.changes.map(({ key }) => key) ?? [],
+        restart: differences.get(entry)?.restart || null,
+      })),
+    });
+  }
+}
+
+/** Those of the table's columns that are a report's own. */
+function keysOf({ decoded }: Looked): string[] {
+  return decoded.fields.map(({ key }) => key);
+}
+
+function valueText(table: Table, row: number, key: string): string {
+  const column = table.column(key);
+  return numberText(column.at(row)[0]!, column.kind);
+}
+
+function timeText(table: Table, row: number): string {
+  const [time] = table.column("time").at(row);
+  return typeof time === "bigint" && time !== noTime ? secondsText(Number(time)) : "";
+}
+
+function cellOf(
+  table: Table,
+  row: number,
+  key: string,
+  difference: Difference | undefined,
+): HTMLElement {
+  const change = difference?.changes.find((one) => one.key === key);
+  const cell = made("td", "figure", valueText(table, row, key));
+  if (change !== undefined) {
+    const told = change.isBits ? "changed" : growthText(change);
+    if (told !== "") cell.append(made("span", "was", told));
+  }
+  return cell;
+}
+
+/** "+12", "−3, fell". */
+function growthText({ difference, course }: Change): string {
+  const parts: string[] = [];
+  if (difference !== null) parts.push(signedText(difference));
+  if (course === "fell" || course === "wrapped") parts.push(course);
+  return parts.join(", ");
+}
+
+/** "+12, 2.5/s". */
+function changeText(change: Change): string {
+  const parts = [growthText(change)];
+  if (change.rate !== null) parts.push(`${rateText(change.rate)}/s`);
+  return parts.filter(Boolean).join(", ");
+}
+
+function bitsText(before: bigint, after: bigint): string {
+  const bits = (mask: bigint) =>
+    Array.from({ length: 64 }, (_, bit) => bit).filter((bit) => (mask >> BigInt(bit)) & 1n);
+  const came = bits(after & ~before);
+  const gone = bits(before & ~after);
+  const parts: string[] = [];
+  if (came.length > 0) parts.push(`${countText(came.length, "bit")} set: ${came.join(", ")}`);
+  if (gone.length > 0) parts.push(`${countText(gone.length, "bit")} cleared: ${gone.join(", ")}`);
+  return parts.join("; ");
+}
+
+/** Fields beside the lines that show them, which stand in the same order; a line is left out where
+ *  there aren't as many. */
+function readingsOf(shown: Shown): Reading[] {
+  const { decoded, base, difference } = shown;
+  const lines = decoded.lines.flatMap((line) => {
+    const [, label, text] = /^\s*(\S[^:]*):\s*(\S.*)$/.exec(line) ?? [];
+    return label === undefined ? [] : [{ label, text: text! }];
+  });
+  const areLines = lines.length === decoded.fields.length;
+  return decoded.fields.map((field, at) => {
+    const { key, kind, value } = field;
+    const change = difference?.changes.find((one) => one.key === key);
+    const now = wholeOf(field);
+    const before = base === null ? null : wholeOf(fieldOf(base, key));
+    let told = "";
+    if (change?.isBits && now !== null && before !== null) told = bitsText(before, now);
+    else if (change !== undefined) told = changeText(change);
+    else if (now !== null && before !== null && now !== before) told = signedText(now - before);
+    if (key === timeKey && change?.difference != null && change.course !== "fell")
+      told += `, ${durationText(change.difference / 1000n)}`;
+    return {
+      key,
+      label: areLines ? lines[at]!.label : "",
+      value: typeof value === "number" || typeof value === "bigint" ? numberText(value, kind) : "",
+      line: areLines ? lines[at]!.text : "",
+      change: told,
+    };
+  });
+}
+
+const timeKey = "Timestamp"; // microseconds
+
+function readingsElement(shown: Shown): HTMLElement[] {
+  const time = wholeOf(fieldOf(shown, timeKey));
+  const titles = ["Key", "Value and its line"];
+  if (shown.base !== null) titles.push("Change");
+  const head = titles.map((text) => {
+    const cell = made("th", "", text);
+    cell.scope = "col";
+    return cell;
+  });
+  const rows = readingsOf(shown).map(({ key, label, value, line, change }) => {
+    const name = made("th", "", key);
+    name.scope = "row";
+    const isTime = key === timeKey && time !== null && time >= 0n;
+    const said = isTime ? `${value} µs, ${durationText(time / 1000n)}` : value;
+    const cell = made("td", "value", [new Text(said)]);
+    if (label !== "") cell.append(made("span", "itsline", `${label}: ${line}`));
+    const cells = [name, cell];
+    if (shown.base !== null) cells.push(made("td", "value", change));
+    return made("tr", change === "" ? "" : "changed", cells);
+  });
+  const table = made("table", "readings", [
+    made("thead", "", [made("tr", "", head)]),
+    made("tbody", "", rows),
+  ]);
+  table.ariaLabel = "What the report says";
+  return [sideways(table)];
+}
