@@ -3,6 +3,7 @@ import { Client, type RemoteCapture } from "./client.js";
 import type { Entry } from "./decoder.js";
 import { element, hexId, made } from "./dom.js";
 import { embeddedBytes, workerUrl } from "./embedded.js";
+import { LivePanel } from "./livepanel.js";
 import { ReportView } from "./report.js";
 import { Tabs } from "./tabs.js";
 import type { ViewHost } from "./view.js";
@@ -25,6 +26,7 @@ const report = new ReportView(element("one"));
 const host: ViewHost = {
   tell,
   moved(entry) {
+    live.stopFollowing();
     scrollTo(entry);
     void choose(entry).catch(tell);
   },
@@ -75,7 +77,10 @@ async function showList(): Promise<void> {
       row.setAttribute("aria-selected", String(entry.number === chosen));
       row.append(...cellsOf(entry));
       if (entry.kind.problem !== "") row.className = "wrong";
-      row.onclick = () => void choose(entry.number).catch(tell);
+      row.onclick = () => {
+        live.stopFollowing();
+        void choose(entry.number).catch(tell);
+      };
       return row;
     }),
   );
@@ -147,6 +152,62 @@ async function open(opened: File): Promise<void> {
   if (cancelled) state.textContent += " Reading was cancelled.";
 }
 
+/** Shows the reports of a device, which come one by one. */
+async function openLive(name: string): Promise<{ capture: RemoteCapture }> {
+  client ??= newClient();
+  const ready = await client;
+  if (file !== null) void file.close();
+  count = 0;
+  chosen = -1;
+  rows = 0;
+  report.clear();
+  delete state.dataset["read"];
+  state.textContent = name;
+  const capture = ready.openLive(name, {
+    reduce: tabs.reduced,
+    onProgress: ({ entries }) => {
+      if (file !== capture) return;
+      count = entries;
+      list.style.height = `${count * rowHeight}px`;
+      takeIn();
+    },
+  });
+  file = capture;
+  tabs.open(capture, ready.about);
+  cancel.hidden = true;
+  return { capture };
+}
+
+let takingIn: Promise<void> | null = null;
+
+/** Has list and views take in what came, a few times a second. */
+function takeIn(): void {
+  takingIn ??= (async () => {
+    const begin = performance.now();
+    await Promise.all([tabs.refresh(), rows < shown ? showList() : null]);
+    const took = performance.now() - begin;
+    await new Promise((resolve) => setTimeout(resolve, Math.max(200, 4 * took)));
+    const isOver = count === takenIn;
+    takenIn = count;
+    if (!isOver) setTimeout(takeIn);
+  })()
+    .catch(tell)
+    .finally(() => (takingIn = null));
+}
+let takenIn = 0;
+
+const live = new LivePanel(element("connect"), element("live"), {
+  about: async () => (await (client ??= newClient())).about,
+  openLive,
+  async goToLast(capture) {
+    if (capture !== file || count === 0) return;
+    if (tabs.view !== null) return tabs.goToLast();
+    scrollTo(count - 1);
+    await choose(count - 1);
+  },
+  tell,
+});
+
 // Ready before anybody asks for it.
 client = newClient();
 client.catch(tell);
@@ -167,6 +228,7 @@ list.onkeydown = (event) => {
   const step = { ArrowDown: 1, ArrowUp: -1 }[event.key];
   if (step === undefined) return;
   event.preventDefault();
+  live.stopFollowing();
   scrollTo(chosen + step);
   void choose(chosen + step).catch(tell);
 };

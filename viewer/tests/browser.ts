@@ -20,14 +20,20 @@ export function launched(): Promise<Browser> {
   return chromium.launch({ executablePath, args: ["--no-sandbox"] });
 }
 
-/** The page, opened from disk; whatever it says on the console is a fault, and so is a request. */
-export async function opened(from: Browser, options: BrowserContextOptions = {}): Promise<Page> {
+/** The page, opened from disk; whatever it says on the console is a fault, and so is a request.
+ *  `prepare` comes before its script. */
+export async function opened(
+  from: Browser,
+  options: BrowserContextOptions = {},
+  prepare: (page: Page) => Promise<void> = async () => undefined,
+): Promise<Page> {
   const page = await from.newPage(options);
   page.on("console", (message) => assert.fail(`the console says: ${message.text()}`));
   page.on("pageerror", (fault) => assert.fail(fault.message));
   page.on("request", (request) => {
     assert.match(request.url(), /^(file|blob):/);
   });
+  await prepare(page);
   await page.goto(pathToFileURL(pagePath).href);
   return page;
 }

@@ -113,6 +113,11 @@ export class FramesView implements View {
     }
   }
 
+  extend(entries: Uint32Array): void {
+    this.entries = entries;
+    input("scrub").max = String(Math.max(0, entries.length - 1));
+  }
+
   setShown(isShown: boolean): void {
     this.isShown = isShown;
     if (!isShown) return this.stop();
