@@ -41,4 +41,4 @@ packages_to_fuzz="clang-14 libclang-rt-14-dev nlohmann-json3-dev python3"
 # them.
 packages_to_view="cmake ninja-build clang-19 lld-19 llvm-19 libc++-19-dev-wasm32 \
   libc++abi-19-dev-wasm32 libclang-rt-19-dev-wasm32 wasi-libc"
-packages_to_test_view="chromium gzip xz-utils zstd"
+packages_to_test_view="chromium firefox-esr gzip xz-utils zstd"
