@@ -32,6 +32,7 @@ interface Statistics {
 export class LivePanel {
   private readonly hid: Hid | null;
   private readonly state = made("span", "state");
+  private readonly hint = made("span");
   private readonly counts = made("span", "counts");
   private readonly numbers = made("span", "numbers");
   private readonly fault = made("p", "fault");
@@ -72,7 +73,7 @@ export class LivePanel {
     this.refused.append(this.refusedHead, this.refusedList);
     const follow = made("label", "", [this.following, document.createTextNode(" Follow the latest")]);
     const tools = made("div", "tools", [follow, this.record, this.saveAll, this.ask, this.hide]);
-    const line = made("p", "", [this.state, this.counts, this.numbers]);
+    const line = made("p", "", [this.state, this.counts, this.numbers, this.hint]);
     panel.replaceChildren(line, tools, this.fault, this.refused);
     connect.hidden = false;
     connect.title = "Pick the touch controller in the browser's list: it shows all devices";
@@ -85,6 +86,15 @@ export class LivePanel {
       connect.focus();
     };
     this.following.onchange = () => (this.shownLast = -1);
+  }
+
+  /** More rows are in the list than before. */
+  moreIsListed(): void {
+    this.shownLast = -1;
+  }
+
+  get isFollowing(): boolean {
+    return this.following.checked;
   }
 
   /** Somebody goes to another report: the latest isn't followed any more. */
@@ -191,12 +201,17 @@ export class LivePanel {
     const texts = {
       connecting: `${name}: connecting.`,
       connected: `${name}: ${live.returns > 0 ? "connected again." : "connected."}`,
-      unplugged:
-        `${name}: unplugged at ${since}. What came stays. Plug it in again; if it doesn't go on by ` +
-        "itself then, press Connect.",
+      unplugged: `${name}: unplugged at ${since}.`,
       ended: `${name}: disconnected.`,
     };
     setText(this.state, texts[state]);
+    const isUnplugged = state === "unplugged";
+    setText(
+      this.hint,
+      isUnplugged
+        ? "What came stays. Plug it in again; if it doesn't go on by itself then, press Connect."
+        : "",
+    );
     this.ask.disabled = !isConnected || live.isAsking;
     this.hide.hidden = state !== "ended";
     this.showRecording(live);

@@ -1,234 +1,184 @@
-/** The page: files, the list of their reports, and a report's lines. */
+/** The page: it joins its parts, which know nothing of each other. */
 import { Client, type RemoteCapture } from "./client.js";
-import type { Entry } from "./decoder.js";
-import { element, hexId, made } from "./dom.js";
+import { element } from "./dom.js";
 import { embeddedBytes, workerUrl } from "./embedded.js";
+import { FileBar } from "./filebar.js";
+import { Files, type OpenFile } from "./files.js";
+import { FilterBar } from "./filterbar.js";
+import { ReportList } from "./list.js";
 import { LivePanel } from "./livepanel.js";
+import { Paced } from "./paced.js";
 import { ReportView } from "./report.js";
+import { Selection } from "./selection.js";
+import { Status } from "./status.js";
 import { Tabs } from "./tabs.js";
 import type { ViewHost } from "./view.js";
 import { views } from "./views/all.js";
 
-const list = element("list");
-const state = element("state");
+const status = new Status(element("state"));
+const tell = (fault: unknown) => status.tell(fault);
+
+const host: ViewHost = { tell, moved: goTo };
+const report = new ReportView(element("one"));
+const tabs = new Tabs(element("tabs"), element("one"), "Report", views(host));
+const files = new Files(newClient, () => tabs.reduced);
+const fileBar = new FileBar(element("files"), files, tell);
+const list = new ReportList(element("list"), tell);
+const selection = new Selection(tell);
+const filterBar = new FilterBar(element("filters"), selection, tell);
 const cancel = element<HTMLButtonElement>("cancel");
 
-const rowHeight = 24;
-const shown = 200;
-
-let client: Promise<Client> | null;
-let file: RemoteCapture | null = null;
-let count = 0;
+let capture: RemoteCapture | null = null; // that is shown
 let chosen = -1;
-let rows = 0; // that the list shows
-
-const report = new ReportView(element("one"));
-const host: ViewHost = {
-  tell,
-  moved(entry) {
-    live.stopFollowing();
-    scrollTo(entry);
-    void choose(entry).catch(tell);
-  },
-};
-const tabs = new Tabs(element("tabs"), element("one"), "Report", views(host));
 
 async function newClient(): Promise<Client> {
   const [url, module] = await Promise.all([workerUrl(), embeddedBytes("module")]);
   const made = await Client.create(url, module);
   URL.revokeObjectURL(url);
-  made.onBroken = (reason) => {
-    state.textContent = `${reason}. Choose the file again.`;
-    client = null;
-    file = null;
-  };
   return made;
 }
 
-function tell(fault: unknown): void {
-  state.textContent = fault instanceof Error ? fault.message : String(fault);
+// -------------------------------------------------------------------------------------- the files
+
+const growing = new Paced(
+  () => selection.grow(files.current?.entries ?? 0),
+  100,
+  tell,
+);
+// They look through all entries each time.
+const refreshing = new Paced(() => tabs.refresh(), 400, tell);
+
+files.onShown = (file, about) => {
+  capture = file?.capture ?? null;
+  chosen = -1;
+  status.setRead(null);
+  status.clear();
+  report.clear();
+  list.open(capture);
+  selection.open(capture);
+  tabs.open(capture, about);
+  if (file !== null) advance(file);
+};
+
+files.onChanged = (file) => {
+  fileBar.draw(file);
+  if (files.current === null) status.show("Drop captures here, or open files.");
+  else if (file === null || file === files.current) advance(files.current);
+};
+
+files.onRead = (file) => {
+  if (file === files.current) void finish(file).catch(tell);
+};
+
+/** More of the shown file is there, or all of it. */
+function advance(file: OpenFile): void {
+  status.show(textOf(file));
+  cancel.hidden = file.reading !== "going on";
+  if (file.capture === null || file.entries === 0) return;
+  if (chosen < 0) void choose(0).catch(tell);
+  if (file.reading !== "going on" && status.isRead) return;
+  growing.ask();
+  refreshing.ask();
 }
 
-/** The columns of an entry's row. */
-function cellsOf({ kind, time, length, place, number }: Entry): HTMLElement[] {
-  const id = kind.id === null ? "" : hexId(kind.id);
-  const seconds = time === null ? "" : (time / 1e6).toFixed(6);
-  const name = kind.problem || kind.report?.name || kind.decoder;
-  const where = `${kind.unit} ${place}`;
-  const cells = { number, seconds, type: kind.type ?? "", id, name, length: `${length} B`, where };
-  return Object.entries(cells).map(([name, text]) => made("span", name, `${text} `));
+/** All of a file is read. */
+async function finish(file: OpenFile): Promise<void> {
+  await growing.now();
+  await refreshing.now();
+  if (file.capture === null || file.capture !== capture) return;
+  list.redraw();
+  status.setRead(file.entries);
 }
 
-async function showList(): Promise<void> {
-  const from = file;
-  if (from === null) return;
-  const section = list.parentElement!;
-  const first = Math.max(0, Math.floor(section.scrollTop / rowHeight) - 20);
-  const entries = await from.entries(first, shown);
-  if (from !== file) return;
-  rows = entries.length;
-  list.style.height = `${count * rowHeight}px`;
-  list.style.boxSizing = "border-box";
-  list.style.paddingTop = `${first * rowHeight}px`;
-  list.replaceChildren(
-    ...entries.map((entry) => {
-      const row = document.createElement("div");
-      row.setAttribute("role", "option");
-      row.setAttribute("aria-selected", String(entry.number === chosen));
-      row.append(...cellsOf(entry));
-      if (entry.kind.problem !== "") row.className = "wrong";
-      row.onclick = () => {
-        live.stopFollowing();
-        void choose(entry.number).catch(tell);
-      };
-      return row;
-    }),
-  );
+function textOf({ name, entries, position, size, form, note, fault, reading }: OpenFile): string {
+  const parts = [`${name}: ${entries} ${entries === 1 ? "report" : "reports"}`];
+  if (reading === "going on")
+    parts.push(`${size === 0 ? 100 : Math.floor((100 * position) / size)} % read`);
+  if (form !== "") parts.push(`read as ${form}`);
+  const sentences = [`${parts.join(", ")}.`, note, fault];
+  if (reading === "cancelled") sentences.push("Reading was cancelled.");
+  return sentences.filter((one) => one !== "").join(" ");
 }
 
-/** Brings a row of the list into sight. */
-function scrollTo(number: number): void {
-  const section = list.parentElement!;
-  const top = number * rowHeight;
-  if (top < section.scrollTop) section.scrollTop = top;
-  else if (top + rowHeight > section.scrollTop + section.clientHeight)
-    section.scrollTop = top + rowHeight - section.clientHeight;
+// ---------------------------------------------------------------------------------- list and report
+
+selection.onChanged = (goesOn) => {
+  list.setRows(selection.rows, goesOn);
+  list.setDevices(areSeveralDevices());
+  filterBar.draw();
+  live.moreIsListed();
+};
+
+function areSeveralDevices(): boolean {
+  const senders = selection.kinds.map(({ sender }) => sender && `${sender.bus}:${sender.device}`);
+  return new Set(senders.filter((one) => one !== null)).size > 1;
 }
 
-async function choose(number: number): Promise<void> {
-  if (file === null || number < 0 || number >= count) return;
+async function choose(number: number, inViews = true): Promise<void> {
+  const from = capture;
+  if (from === null || number < 0 || number >= (files.current?.entries ?? 0)) return;
   chosen = number;
-  const from = file;
-  const decoded = await from.decode(number);
-  if (chosen !== number || from !== file) return;
-  report.show(number, decoded);
-  tabs.goToEntry(number);
-  const [layout] = await Promise.all([
-    decoded.problem === null ? from.layout(number) : null,
-    showList(),
-  ]);
-  if (chosen === number && from === file && layout !== null) report.setLayout(layout);
+  const [decoded, [entry]] = await Promise.all([from.decode(number), from.entries(number, 1)]);
+  if (chosen !== number || from !== capture) return;
+  report.show(entry!, decoded, from.name, list.beginning);
+  list.choose(number);
+  if (inViews) tabs.goToEntry(number);
+  if (decoded.problem !== null) return;
+  const layout = await from.layout(number);
+  if (chosen === number && from === capture) report.setLayout(layout);
 }
 
-async function open(opened: File): Promise<void> {
-  client ??= newClient();
-  const ready = await client;
-  if (file !== null) void file.close();
-  count = 0;
-  chosen = -1;
-  rows = 0;
-  report.clear();
-  let last = 0;
-  let looked = 0; // entries, when the views were
-  const begun = performance.now();
-  const reading = ready.open(opened, {
-    reduce: tabs.reduced,
-    onProgress: ({ entries, position, size, note, ended }) => {
-      if (file !== reading) return;
-      count = entries;
-      const part = size === 0 ? 100 : Math.floor((100 * position) / size);
-      state.textContent = `${opened.name}: ${entries} reports, ${part} % read. ${note}`;
-      if (chosen < 0 && entries > 0) void choose(0).catch(tell);
-      if (performance.now() - last < 100 && !ended) return;
-      last = performance.now();
-      // All entries are looked through each time, so ever more rarely.
-      if (!ended && last - begun > 400 && entries > 1.5 * looked) {
-        looked = entries;
-        void tabs.refresh().catch(tell);
-      }
-      // A full list stays as it is while more is read: drawn over and over it would be garbage.
-      if (rows < shown) void showList().catch(tell);
-      else list.style.height = `${count * rowHeight}px`;
-    },
-  });
-  file = reading;
-  tabs.open(reading, ready.about);
-  cancel.hidden = false;
-  const { cancelled, entries } = await reading.done;
-  if (file !== reading) return;
-  cancel.hidden = true;
-  await tabs.refresh();
-  state.dataset["read"] = String(entries);
-  if (cancelled) state.textContent += " Reading was cancelled.";
+/** Somebody goes to an entry. */
+function goTo(entry: number): void {
+  live.stopFollowing();
+  void choose(entry).catch(tell);
 }
 
-/** Shows the reports of a device, which come one by one. */
-async function openLive(name: string): Promise<{ capture: RemoteCapture }> {
-  client ??= newClient();
-  const ready = await client;
-  if (file !== null) void file.close();
-  count = 0;
-  chosen = -1;
-  rows = 0;
-  report.clear();
-  delete state.dataset["read"];
-  state.textContent = name;
-  const capture = ready.openLive(name, {
-    reduce: tabs.reduced,
-    onProgress: ({ entries }) => {
-      if (file !== capture) return;
-      count = entries;
-      list.style.height = `${count * rowHeight}px`;
-      takeIn();
-    },
-  });
-  file = capture;
-  tabs.open(capture, ready.about);
-  cancel.hidden = true;
-  return { capture };
-}
+list.onChosen = goTo;
+list.onEntered = () => tabs.enter();
+filterBar.onStep = (by) => list.step(by);
 
-let takingIn: Promise<void> | null = null;
+// ---------------------------------------------------------------------------------- a live device
 
-/** Has list and views take in what came, a few times a second. */
-function takeIn(): void {
-  takingIn ??= (async () => {
-    const begin = performance.now();
-    await Promise.all([tabs.refresh(), rows < shown ? showList() : null]);
-    const took = performance.now() - begin;
-    await new Promise((resolve) => setTimeout(resolve, Math.max(200, 4 * took)));
-    const isOver = count === takenIn;
-    takenIn = count;
-    if (!isOver) setTimeout(takeIn);
-  })()
-    .catch(tell)
-    .finally(() => (takingIn = null));
-}
-let takenIn = 0;
+let latest: { of: RemoteCapture; entry: number } | null = null;
+
+/** A view is drawn at the screen's rate, and is further on by then. */
+const choosing = new Paced(
+  async () => {
+    if (latest === null || latest.of !== capture || latest.entry === chosen) return;
+    if (live.isFollowing) await choose(latest.entry, tabs.view === null);
+  },
+  100,
+  tell,
+);
 
 const live = new LivePanel(element("connect"), element("live"), {
-  about: async () => (await (client ??= newClient())).about,
-  openLive,
-  async goToLast(capture) {
-    if (capture !== file || count === 0) return;
-    if (tabs.view !== null) return tabs.goToLast();
-    scrollTo(count - 1);
-    await choose(count - 1);
+  about: () => files.about(),
+  openLive: (name) => files.openLive(name),
+  async goToLast(from) {
+    if (from !== capture) return;
+    const { rows } = selection;
+    const inView = tabs.view === null ? null : await tabs.goToLast();
+    const inList = rows.count > 0 ? rows.at(rows.count - 1) : -1;
+    latest = { of: from, entry: inView ?? inList };
+    choosing.ask();
   },
   tell,
 });
+for (const type of ["wheel", "touchmove"])
+  element("list").addEventListener(type, () => live.stopFollowing(), { passive: true });
 
-// Ready before anybody asks for it.
-client = newClient();
-client.catch(tell);
+// ------------------------------------------------------------------------------------- what one does
 
-element<HTMLInputElement>("choose").onchange = ({ target }) => {
-  const [first] = (target as HTMLInputElement).files ?? [];
-  if (first) void open(first).catch(tell);
+const chooser = element<HTMLInputElement>("choose");
+chooser.onchange = () => {
+  const chosen = [...(chooser.files ?? [])];
+  chooser.value = ""; // the same again is another choice
+  void files.open(chosen).catch(tell);
 };
-cancel.onclick = () => void file?.cancel();
+cancel.onclick = () => files.current && files.cancel(files.current);
 document.ondragover = (event) => event.preventDefault();
 document.ondrop = (event) => {
   event.preventDefault();
-  const [first] = event.dataTransfer?.files ?? [];
-  if (first) void open(first).catch(tell);
-};
-list.parentElement!.onscroll = () => void showList().catch(tell);
-list.onkeydown = (event) => {
-  const step = { ArrowDown: 1, ArrowUp: -1 }[event.key];
-  if (step === undefined) return;
-  event.preventDefault();
-  live.stopFollowing();
-  scrollTo(chosen + step);
-  void choose(chosen + step).catch(tell);
+  void files.open([...(event.dataTransfer?.files ?? [])]).catch(tell);
 };

@@ -1,13 +1,16 @@
 /** One report: its lines, its fields and its bytes. What says the same lights up together: point at a
  *  byte, a value or a line, or go over the bytes with the arrow keys. */
-import type { Decoded, Layout, LayoutField } from "./decoder.js";
+import type { Decoded, Entry, Layout, LayoutField } from "./decoder.js";
 import { element, hexByte, made, numberText } from "./dom.js";
+import { deviceOf, entryPlace, idOf } from "./list.js";
+import { sinceText, timeText } from "./times.js";
 
 const bytesInRow = 16;
 const nothing = "Point at a byte, a value or a line to see what belongs together.";
 
 export class ReportView {
   private readonly lines = element("report");
+  private readonly heading = element("heading");
   private readonly problem = element("problem");
   private readonly fields = element("fields");
   private readonly dump = element("dump");
@@ -45,7 +48,19 @@ export class ReportView {
   }
 
   /** Shows a report, or what is wrong with it. What lights up comes with setLayout(). */
-  show(number: number, decoded: Decoded): void {
+  show(entry: Entry, decoded: Decoded, file: string, beginning: number | null): void {
+    this.put(decoded);
+    this.heading.textContent = headingOf(entry, file, beginning);
+    this.lines.dataset["entry"] = String(entry.number);
+  }
+
+  clear(): void {
+    this.put({ bytes: new Uint8Array(), problem: null, fields: [], lines: [] });
+    this.heading.textContent = "";
+    delete this.lines.dataset["entry"];
+  }
+
+  private put(decoded: Decoded): void {
     this.decoded = decoded;
     this.layout = null;
     this.lit = [];
@@ -59,12 +74,6 @@ export class ReportView {
     this.showFields();
     this.showBytes();
     this.where.textContent = "";
-    this.lines.dataset["entry"] = String(number);
-  }
-
-  clear(): void {
-    this.show(-1, { bytes: new Uint8Array(), problem: null, fields: [], lines: [] });
-    delete this.lines.dataset["entry"];
   }
 
   setLayout(layout: Layout): void {
@@ -229,6 +238,21 @@ export class ReportView {
     if (names.length > 0) return names.join("; ");
     return lines.length > 0 ? "in the lines only" : "which lines and keys there are";
   }
+}
+
+/** "Report 12: 0x76 input, NAME (DECODER), 792 bytes, packet 13 of FILE, TIME". */
+function headingOf(entry: Entry, file: string, beginning: number | null): string {
+  const { kind, number, length, time } = entry;
+  const parts = [[idOf(kind), kind.type ?? ""].filter((one) => one !== "").join(" ")];
+  const name = kind.report?.name ?? "";
+  if (kind.decoder !== "") parts.push(name === "" ? kind.decoder : `${name} (${kind.decoder})`);
+  if (kind.toDevice) parts.push("to the device");
+  if (kind.sender !== null) parts.push(`device ${deviceOf(kind)}`);
+  if (kind.hasBytes) parts.push(`${length} ${length === 1 ? "byte" : "bytes"}`);
+  parts.push(kind.unit === "file" ? file : `${entryPlace(entry)} of ${file}`);
+  if (time !== null) parts.push(timeText(time));
+  if (time !== null && beginning !== null) parts.push(`${sinceText(time - beginning)} s`);
+  return `Report ${number}: ${parts.filter((one) => one !== "").join(", ")}`;
 }
 
 function isInk(byte: number): boolean {

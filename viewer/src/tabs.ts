@@ -16,6 +16,7 @@ export class Tabs {
   private readonly tabs: Tab[] = [];
   private file: RemoteCapture | null = null;
   private shown!: Tab;
+  private readonly panels: HTMLElement;
 
   /** `report` is the panel of the report, which is always there. */
   constructor(
@@ -24,6 +25,7 @@ export class Tabs {
     reportTitle: string,
     views: readonly View[],
   ) {
+    this.panels = report.parentElement!;
     this.add(report, reportTitle, null);
     for (const view of views) this.add(panelOf(view.name), view.title, view);
     bar.onkeydown = (event) => this.key(event);
@@ -74,18 +76,20 @@ export class Tabs {
     }
   }
 
-  /** Goes to the last report that the view which is shown has, as often as a screen is drawn. */
-  async goToLast(): Promise<void> {
+  /** Goes to the last report that the view which is shown has, and gives its entry. May be done as
+   *  often as a screen is drawn. */
+  async goToLast(): Promise<number | null> {
     const { file } = this;
     const { view, selection } = this.shown;
-    if (file === null || view === null) return;
+    if (file === null || view === null) return null;
     if (view.extend !== undefined) {
       await selection.takeIn(file, await file.kinds());
-      if (file !== this.file) return;
+      if (file !== this.file) return null;
       view.extend(selection.entries);
     }
-    const last = selection.entries.at(-1);
-    if (last !== undefined) view.goToEntry(last);
+    const last = selection.entries.at(-1) ?? null;
+    if (last !== null) view.goToEntry(last);
+    return last;
   }
 
   /** Shows a panel by its name, if its tab is there. */
@@ -104,6 +108,12 @@ export class Tabs {
     return true;
   }
 
+  /** Goes on by keyboard in what is shown. */
+  enter(): void {
+    const { panel, view } = this.shown;
+    (view === null ? panel.querySelector<HTMLElement>("[tabindex]")! : panel).focus();
+  }
+
   goToEntry(entry: number): void {
     for (const { view } of this.tabs) view?.goToEntry(entry);
   }
@@ -120,7 +130,7 @@ export class Tabs {
     button.onclick = () => this.show(panel.id);
     panel.setAttribute("role", "tabpanel");
     panel.setAttribute("aria-labelledby", button.id);
-    if (!panel.isConnected) this.bar.parentElement!.append(panel);
+    if (!panel.isConnected) this.panels.append(panel);
     this.bar.append(button);
     this.tabs.push({ button, panel, view, selection: selectionOf(view) });
   }

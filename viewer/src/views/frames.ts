@@ -187,6 +187,7 @@ export class FramesView implements View {
     }
     if (this.entries.length === 0) return;
     if (this.current === this.entries.length - 1) this.show(0);
+    this.goTo(this.current);
     element("play").textContent = "Stop";
     let last = performance.now();
     let due = 0; // frames, with their part

@@ -1,0 +1,85 @@
+/** The open files, one beside the other: which is shown, how far each is read, and what is wrong. */
+import { made } from "./dom.js";
+import type { Files, OpenFile } from "./files.js";
+
+interface Item {
+  item: HTMLElement;
+  show: HTMLButtonElement;
+  progress: HTMLProgressElement;
+  cancel: HTMLButtonElement;
+}
+
+export class FileBar {
+  private readonly items = new Map<OpenFile, Item>();
+
+  constructor(
+    private readonly bar: HTMLElement,
+    private readonly files: Files,
+    private readonly tell: (fault: unknown) => void,
+  ) {}
+
+  /** Draws all of them, or what has changed of one. */
+  draw(file: OpenFile | null): void {
+    const { all } = this.files;
+    if (file === null || !this.items.has(file)) {
+      for (const [known, { item }] of this.items)
+        if (!all.includes(known)) {
+          item.remove();
+          this.items.delete(known);
+        }
+      for (const one of all) this.drawItem(one);
+      this.bar.hidden = all.length === 0;
+      return;
+    }
+    this.drawItem(file);
+  }
+
+  private drawItem(file: OpenFile): void {
+    const item = this.items.get(file) ?? this.added(file);
+    const isShown = file === this.files.current;
+    item.show.setAttribute("aria-pressed", String(isShown));
+    const text = `${file.fault === "" ? "" : "⚠ "}${file.name} ${stateOf(file)}`;
+    if (item.show.textContent !== text) item.show.textContent = text;
+    item.show.title = file.fault;
+    const isRead = file.reading !== "waiting" && file.reading !== "going on";
+    item.progress.hidden = item.cancel.hidden = isRead;
+    item.progress.value = partOf(file);
+  }
+
+  private added(file: OpenFile): Item {
+    const show = made("button", "show");
+    const progress = made("progress");
+    const cancel = made("button", "", "Cancel");
+    const close = made("button", "", "✕");
+    for (const one of [show, cancel, close]) one.type = "button";
+    show.onclick = () => void this.files.show(file).catch(this.tell);
+    progress.max = 1;
+    progress.setAttribute("aria-label", `Read of ${file.name}`);
+    cancel.className = "cancel";
+    cancel.setAttribute("aria-label", `Cancel reading ${file.name}`);
+    cancel.onclick = () => this.files.cancel(file);
+    close.className = "close";
+    close.title = "Close";
+    close.setAttribute("aria-label", `Close ${file.name}`);
+    close.onclick = () => void this.files.close(file).catch(this.tell);
+    const item = made("li", "", [show, progress, cancel, close]);
+    const known = { item, show, progress, cancel };
+    this.items.set(file, known);
+    this.bar.append(item);
+    return known;
+  }
+}
+
+/** The part of a file that is read. */
+export function partOf({ position, size, reading }: OpenFile): number {
+  if (reading === "waiting") return 0;
+  return size === 0 ? 1 : Math.min(1, position / size);
+}
+
+function stateOf(file: OpenFile): string {
+  if (file.reading === "waiting") return "waiting";
+  if (file.entries === 0 && file.fault !== "") return "can't be read";
+  const count = `${file.entries.toLocaleString("en")} ${file.entries === 1 ? "report" : "reports"}`;
+  if (file.reading === "going on") return `${Math.floor(100 * partOf(file))} %`;
+  return file.reading === "cancelled" ? `${count}, cancelled` : count;
+}

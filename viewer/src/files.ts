@@ -1,0 +1,213 @@
+/** The files that are open, each in the decoder, and the one of them that is shown. */
+import type { Client, FileProgress, RemoteCapture } from "./client.js";
+import type { About } from "./decoder.js";
+
+/** A file as it stands at the moment. */
+export interface OpenFile {
+  readonly name: string;
+  readonly blob: File | null; // null if its reports come from a device
+  readonly capture: RemoteCapture | null; // null where there is nothing to look at
+  readonly entries: number;
+  readonly position: number; // bytes read
+  readonly size: number; // bytes, unpacked
+  readonly form: string; // that it is read as; empty until that is known
+  readonly note: string; // what is to be told of it
+  readonly fault: string; // why it can't be read, or no further
+  readonly reading: "waiting" | "going on" | "cancelled" | "over";
+}
+
+type Changeable = { -readonly [key in keyof OpenFile]: OpenFile[key] };
+
+/** More would take the decoder's time from each other. */
+const readAtOnce = 3;
+
+export class Files {
+  private client: Promise<Client> | null = null;
+  private files: Changeable[] = [];
+  private shown: Changeable | null = null;
+  private waiting: (() => void)[] = [];
+  private reading = 0;
+
+  /** `reduced` are the decoders of which overviews are wanted. */
+  constructor(
+    private readonly newClient: () => Promise<Client>,
+    private readonly reduced: () => string[],
+  ) {
+    this.begin().catch(() => undefined); // told when a file is opened
+  }
+
+  /** What stands in one of the files has changed, or which there are. */
+  onChanged: (file: OpenFile | null) => void = () => undefined;
+
+  /** Another one is shown. */
+  onShown: (file: OpenFile | null, about: About) => void = () => undefined;
+
+  /** A file is read to its end, or as far as it can be. */
+  onRead: (file: OpenFile) => void = () => undefined;
+
+  get all(): readonly OpenFile[] {
+    return this.files;
+  }
+
+  get current(): OpenFile | null {
+    return this.shown;
+  }
+
+  async about(): Promise<About> {
+    return (await this.begin()).about;
+  }
+
+  /** Opens files, and shows the first of them. */
+  async open(blobs: readonly File[]): Promise<void> {
+    const added = blobs.map((blob) => this.add(blob.name, blob));
+    if (added[0] !== undefined) await this.show(added[0]);
+    await Promise.all(added.map((file) => this.read(file, "")));
+  }
+
+  /** Tells of something that is no file to be opened. */
+  addFault(name: string, fault: string): void {
+    Object.assign(this.add(name, null), { fault, reading: "over" });
+    this.onChanged(null);
+  }
+
+  /** Shows a file whose reports come one by one, by its capture's append(). */
+  async openLive(name: string): Promise<OpenFile> {
+    const file = this.add(name, null);
+    const client = await this.begin();
+    file.capture = client.openLive(name, {
+      reduce: this.reduced(),
+      onProgress: (progress) => this.progress(file, progress),
+    });
+    file.reading = "over";
+    await file.capture.done;
+    await this.show(file);
+    return file;
+  }
+
+  /** Reads a file again, as another form. */
+  async readAs(file: OpenFile, form: string): Promise<void> {
+    const one = this.find(file);
+    if (one === undefined || one.blob === null) return;
+    void one.capture?.close().catch(() => undefined);
+    Object.assign(one, newFile(one.name, one.blob));
+    await this.show(one);
+    await this.read(one, form);
+  }
+
+  async show(file: OpenFile): Promise<void> {
+    this.shown = this.find(file) ?? null;
+    const { about } = await this.begin();
+    if (this.shown === file) this.onShown(file, about);
+    this.onChanged(null);
+  }
+
+  cancel(file: OpenFile): void {
+    const one = this.find(file);
+    if (one === undefined) return;
+    if (one.reading === "waiting") one.reading = "cancelled";
+    void one.capture?.cancel().catch(() => undefined);
+    this.onChanged(one);
+  }
+
+  async close(file: OpenFile): Promise<void> {
+    const at = this.files.indexOf(file);
+    if (at < 0) return;
+    this.files.splice(at, 1);
+    void file.capture?.close().catch(() => undefined);
+    if (this.shown === file) {
+      const next = this.files[Math.min(at, this.files.length - 1)] ?? null;
+      this.shown = next;
+      this.onShown(next, (await this.begin()).about);
+    }
+    this.onChanged(null);
+  }
+
+  private begin(): Promise<Client> {
+    if (this.client !== null) return this.client;
+    const made = this.newClient();
+    this.client = made;
+    made.then(
+      (client) => (client.onBroken = (reason) => this.broke(reason)),
+      () => (this.client = null),
+    );
+    return made;
+  }
+
+  /** Nothing of what is open can be looked at any more. */
+  private broke(reason: string): void {
+    this.client = null;
+    for (const file of this.files)
+      Object.assign(file, { capture: null, fault: `${reason}; read it again`, reading: "over" });
+    void this.begin().then(({ about }) => this.onShown(this.shown, about));
+    this.onChanged(null);
+  }
+
+  private add(name: string, blob: File | null): Changeable {
+    const file = newFile(name, blob);
+    this.files.push(file);
+    return file;
+  }
+
+  private find(file: OpenFile): Changeable | undefined {
+    return this.files.find((one) => one === file);
+  }
+
+  private async read(file: Changeable, form: string): Promise<void> {
+    if (this.reading >= readAtOnce) await new Promise<void>((go) => this.waiting.push(go));
+    ++this.reading;
+    try {
+      if (this.find(file) !== undefined && file.reading === "waiting")
+        await this.readNow(file, form);
+    } finally {
+      --this.reading;
+      this.waiting.shift()?.();
+    }
+  }
+
+  private async readNow(file: Changeable, form: string): Promise<void> {
+    let capture: RemoteCapture | null = null;
+    const isOurs = () => capture !== null && file.capture === capture;
+    try {
+      const client = await this.begin();
+      file.reading = "going on";
+      capture = client.open(file.blob!, {
+        form,
+        reduce: this.reduced(),
+        onProgress: (progress) => {
+          if (isOurs()) this.progress(file, progress);
+        },
+      });
+      file.capture = capture;
+      if (file === this.shown) this.onShown(file, client.about);
+      const { cancelled } = await capture.done;
+      if (!isOurs()) return; // closed, or read as something else
+      file.reading = cancelled ? "cancelled" : "over";
+    } catch (fault) {
+      if (capture !== null && !isOurs()) return;
+      file.reading = "over";
+      file.fault = fault instanceof Error ? fault.message : String(fault);
+    }
+    this.onChanged(file);
+    this.onRead(file);
+  }
+
+  private progress(file: Changeable, { entries, position, size, note, form }: FileProgress): void {
+    Object.assign(file, { entries, position, size, note, form });
+    this.onChanged(file);
+  }
+}
+
+function newFile(name: string, blob: File | null): Changeable {
+  return {
+    name,
+    blob,
+    capture: null,
+    entries: 0,
+    position: 0,
+    size: blob?.size ?? 0,
+    form: "",
+    note: "",
+    fault: "",
+    reading: "waiting",
+  };
+}
