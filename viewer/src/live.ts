@@ -28,6 +28,9 @@ const mostWaiting = 64 << 20;
 /** For one answer. Systems give up after some five seconds. */
 const answerTime = 10_000;
 
+/** That times may differ from the computer's clock, in milliseconds. */
+const mostOff = 100;
+
 /** A device that comes back may be refused for a moment. */
 const untilAllowed = 3000;
 const tryAgain = 250;
@@ -67,7 +70,7 @@ export class LiveDevice {
   private handing: Promise<void> | null = null;
   private lastHanded = -Infinity;
   private timer: ReturnType<typeof setTimeout> | undefined;
-  private epoch = 0; // milliseconds, when performance.now() was 0
+  private epoch: number = performance.timeOrigin; // when performance.now() was 0
   private readonly mostWaiting: number;
   private readonly answerTime: number;
 
@@ -218,9 +221,6 @@ export class LiveDevice {
       void device.close().catch(() => undefined);
       return;
     }
-    // A computer that slept has an origin of times that is hours off.
-    const off = Date.now() - (performance.timeOrigin + performance.now());
-    this.epoch = performance.timeOrigin + (Math.abs(off) > 100 ? off : 0);
     this.fault = "";
     this.setState("connected");
   }
@@ -256,11 +256,18 @@ export class LiveDevice {
     if (this.notKept > 0) ++this.notKept;
     else if (this.waitingBytes + bytes.length > this.mostWaiting) ++this.lost;
     else {
+      this.setEpoch();
       const microseconds = Math.round((this.epoch + milliseconds) * 1000);
       this.waiting.push({ bytes, type, microseconds });
       this.waitingBytes += bytes.length;
       this.hand();
     }
+  }
+
+  /** While a computer sleeps, performance.now() may stand still; and its clock may be set. */
+  private setEpoch(): void {
+    const off = Date.now() - (this.epoch + performance.now());
+    if (Math.abs(off) > mostOff) this.epoch += off;
   }
 
   /** Hands a batch on, if it is time to. A hidden page's timers hardly run: so each report that comes

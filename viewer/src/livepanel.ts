@@ -71,7 +71,7 @@ export class LivePanel {
     this.state.setAttribute("role", "status");
     this.fault.setAttribute("role", "alert");
     this.refused.append(this.refusedHead, this.refusedList);
-    const follow = made("label", "", [this.following, document.createTextNode(" Follow the latest")]);
+    const follow = made("label", "", [this.following, document.createTextNode("Follow the latest")]);
     const tools = made("div", "tools", [follow, this.record, this.saveAll, this.ask, this.hide]);
     const line = made("p", "", [this.state, this.counts, this.numbers, this.hint]);
     panel.replaceChildren(line, tools, this.fault, this.refused);
@@ -298,6 +298,8 @@ export class LivePanel {
       : "Saves what comes from now on, until it is pressed again";
     this.record.setAttribute("aria-pressed", String(isRecording));
     this.record.disabled = this.isSaving || (!isRecording && live.state !== "connected");
+    // The browser asks before it throws away what is being recorded.
+    window.onbeforeunload = isRecording ? (event) => event.preventDefault() : null;
     this.saveAll.disabled = this.isSaving || live.due === 0;
   }
 

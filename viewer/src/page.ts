@@ -44,8 +44,8 @@ const growing = new Paced(
   () => selection.grow(files.current?.entries ?? 0),
   100,
   tell,
+  2,
 );
-// They look through all entries each time.
 const refreshing = new Paced(() => tabs.refresh(), 400, tell);
 
 files.onShown = (file, about) => {
@@ -90,7 +90,9 @@ async function finish(file: OpenFile): Promise<void> {
   status.setRead(file.entries);
 }
 
-function textOf({ name, entries, position, size, form, note, fault, reading }: OpenFile): string {
+function textOf(file: OpenFile): string {
+  const { name, entries, position, size, form, note, fault, reading } = file;
+  if (file.blob === null && file.capture !== null) return ""; // the device's panel tells
   const parts = [`${name}: ${entries} ${entries === 1 ? "report" : "reports"}`];
   if (reading === "going on")
     parts.push(`${size === 0 ? 100 : Math.floor((100 * position) / size)} % read`);
@@ -107,6 +109,8 @@ selection.onChanged = (goesOn) => {
   list.setDevices(areSeveralDevices());
   filterBar.draw();
   live.moreIsListed();
+  // It may not have had a row when it was gone to.
+  if (live.isFollowing && latest !== null && latest.of === capture) list.choose(chosen);
 };
 
 function areSeveralDevices(): boolean {
@@ -150,6 +154,7 @@ const choosing = new Paced(
   },
   100,
   tell,
+  2,
 );
 
 const live = new LivePanel(element("connect"), element("live"), {

@@ -104,6 +104,21 @@ test("reports come in their order, with IDs and times", async () => {
   assert.equal(live.came, 2);
 });
 
+test("times follow the computer's clock when that is set, or when it slept", async (context) => {
+  const [live, device, , decoder] = made();
+  await live.open();
+  device.send(0x76, 1);
+  const { now } = Date;
+  context.mock.method(Date, "now", () => now() + 3_600_000);
+  device.send(0x76, 2);
+  device.send(0x76, 3);
+  await live.flush();
+  const [first, second, third] = decoder.got.map(({ microseconds }) => microseconds!);
+  assert.ok(Math.abs(second! - first! - 3_600e6) < 200e3, `${second! - first!}`);
+  assert.ok(third! >= second! && third! - second! < 100e3);
+  await live.close();
+});
+
 test("a decoder that is slow has them later, and one that is too slow loses some", async () => {
   const [live, device, , decoder] = made({ mostWaiting: 30 });
   let goOn: () => void = () => undefined;
