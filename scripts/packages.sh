@@ -47,4 +47,4 @@ packages_to_view="cmake ninja-build clang-19 lld-19 llvm-19 libc++-19-dev-wasm32
 # Other builds of node than Debian's bring npm along.
 command -v node >/dev/null || packages_to_view+=" nodejs"
 command -v npm >/dev/null || packages_to_view+=" npm"
-packages_to_test_view="chromium gzip xz-utils zstd"
+packages_to_test_view="chromium firefox-esr gzip xz-utils zstd"

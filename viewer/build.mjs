@@ -130,7 +130,7 @@ async function makeTests(folder) {
     format: "esm",
     platform: "node",
     target: ["node18"],
-    external: ["playwright-core"],
+    external: ["playwright-core", "puppeteer-core"],
     sourcemap: "inline",
     // Some packages ask for node's own modules in node's old way.
     banner: {

@@ -59,6 +59,7 @@ struct Calls {
   Reply reply;
   std::map<std::uint32_t, std::unique_ptr<Capture>> captures;
   std::map<std::uint32_t, std::unique_ptr<Conversion>> conversions;
+  std::map<std::uint32_t, std::unique_ptr<Rendering>> renderings;
   std::uint32_t handles = 0;
 
   // What addresses in the reply point at.
@@ -67,7 +68,6 @@ struct Calls {
   std::map<const host::ReportInfo*, KnownLayout> layouts;
   Tables tables;
   Selected selected;
-  std::optional<Rendering> rendering;
 };
 
 Calls& calls() {
@@ -416,11 +416,12 @@ std::int32_t append(std::uint32_t handle, std::int32_t type, double microseconds
   });
 }
 
-/// Closes a file, or ends a conversion.
+/// Closes a file, or ends a conversion or a rendering.
 VESK_CALL(close) std::int32_t close(std::uint32_t handle) {
   return answered([=](Calls& all) {
     all.captures.erase(handle);
     all.conversions.erase(handle);
+    all.renderings.erase(handle);
   });
 }
 
@@ -686,20 +687,31 @@ VESK_CALL(statistics) std::int32_t statistics(std::uint32_t handle) {
   });
 }
 
-/// Takes the name of a form of output, whether lines are wanted, too, and some entries. Gives them
-/// in this form: a count of bytes, and their address; and what was left out.
+/// Takes the name of a form of output, and whether lines are wanted, too. Gives a handle, to render
+/// a file's entries in this form.
 VESK_CALL(render) std::int32_t render(std::uint32_t handle) {
   return answered([=](Calls& all) {
-    Capture& capture = of(all.captures, handle);
+    const std::string& file = of(all.captures, handle).name();
     const host::OutputForm& form = outputForm(all.arguments.text());
     const bool lines = all.arguments.u32() != 0;
-    all.rendering.emplace(all.module, form, capture.name(), lines);
-    for (const std::uint32_t entry : entriesIn(all.arguments)) all.rendering->add(capture, entry);
-    all.rendering->finish();
-    const std::string_view text = all.rendering->take();
+    all.renderings[++all.handles] = std::make_unique<Rendering>(all.module, form, file, lines);
+    all.reply.u32(all.handles);
+  });
+}
+
+/// Takes some more entries of the file, the last ones if `isLast`. Gives what was written: a count
+/// of bytes, and their address; and what was left out.
+VESK_CALL(renderOn)
+std::int32_t renderOn(std::uint32_t handle, std::uint32_t rendering, std::int32_t isLast) {
+  return answered([=](Calls& all) {
+    Capture& capture = of(all.captures, handle);
+    Rendering& going = of(all.renderings, rendering);
+    for (const std::uint32_t entry : entriesIn(all.arguments)) going.add(capture, entry);
+    if (isLast != 0) going.finish();
+    const std::string_view text = going.take();
     all.reply.u32(text.size());
     all.reply.address(text.data());
-    all.reply.text(all.rendering->leftOut());
+    all.reply.text(going.leftOut());
   });
 }
 

@@ -23,6 +23,7 @@ import {
   type Wanted,
 } from "./decoder.js";
 import type {
+  Appended,
   Calls,
   LiveReport,
   Message,
@@ -175,7 +176,12 @@ export class RemoteCapture {
 
   async select(isWanted: (kind: EntryKind) => boolean): Promise<Uint32Array> {
     const kinds = (await this.kinds()).filter(isWanted).map((kind) => kind.number);
-    return this.client.call("selectKinds", this.file, kinds);
+    return this.client.call("selectKinds", this.file, kinds, 0, 0xffffffff);
+  }
+
+  /** Of the entries between `first` and `end`, those of some kinds. */
+  selectKinds(kinds: readonly number[], first: number, end: number): Promise<Uint32Array> {
+    return this.client.call("selectKinds", this.file, kinds, first, end);
   }
 
   /** Those between `first` and `end` with `text` in their lines; some thousands make a step. */
@@ -219,7 +225,8 @@ export class RemoteCapture {
     return this.client.call("statistics", this.file);
   }
 
-  append(reports: LiveReport[]): Promise<Omit<Progress, "followed">> {
+  /** Adds reports that came from a device. */
+  append(reports: LiveReport[]): Promise<Appended> {
     return this.client.call("append", this.file, reports);
   }
 }

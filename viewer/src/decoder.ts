@@ -338,8 +338,13 @@ export class Decoder {
   }
 
   close(handle: number, source: number): void {
-    if (this.broken === null) this.call("close", null, handle);
+    this.end(handle);
     this.sources.delete(source);
+  }
+
+  /** Of a file, a conversion or a rendering: it is gone in the module. */
+  end(handle: number): void {
+    if (this.broken === null) this.call("close", null, handle);
   }
 
   tables(reply: Reader): Map<string, Table> {
@@ -468,6 +473,13 @@ function putWanted(given: Writer, wanted: Wanted): void {
   }
 }
 
+/** A report that came from a device; `bytes` begin with its ID. */
+export interface LiveReport {
+  bytes: Uint8Array;
+  type: ReportType | null;
+  microseconds: number | null;
+}
+
 /** A file that is looked at: read once in steps, and from then on here and there. Entries can be
  *  looked at as soon as they are read. */
 export class Capture {
@@ -507,6 +519,21 @@ export class Capture {
     const number = type === null ? -1 : types.indexOf(type);
     this.decoder.call("append", given, this.handle, number, microseconds ?? NaN);
     ++this.size;
+  }
+
+  /** Adds reports until one can't be kept: how many were, and why no more. */
+  appendAll(reports: readonly LiveReport[]): { appended: number; fault: string } {
+    let appended = 0;
+    try {
+      for (const { bytes, type, microseconds } of reports) {
+        this.append(bytes, type, microseconds);
+        ++appended;
+      }
+    } catch (fault) {
+      if (!(fault instanceof DecoderError)) throw fault;
+      return { appended, fault: fault.message };
+    }
+    return { appended, fault: "" };
   }
 
   /** The kinds of all entries so far, with their counts. A kind keeps its number. */
@@ -664,9 +691,30 @@ export class Capture {
 
   /** Some entries in a form of the program's, "csv" for example. What the host sent is left out. */
   render(outputForm: string, entries: ArrayLike<number>, lines = false): Rendered {
-    const given = new Writer().text(outputForm).u32(lines ? 1 : 0).u32s(entries);
-    const reply = this.decoder.call("render", given, this.handle);
-    return { bytes: this.decoder.copied(reply.u32(), reply.u32()), leftOut: reply.text() };
+    const options = { lines, atOnce: Math.max(1, entries.length) };
+    const [rendered] = this.renderInSteps(outputForm, Uint32Array.from(entries), options);
+    return rendered!;
+  }
+
+  /** The same step by step: pieces of what is one text. */
+  *renderInSteps(
+    outputForm: string,
+    entries: Uint32Array,
+    { lines = false, atOnce = 4096 } = {},
+  ): Generator<Rendered> {
+    const { decoder, handle } = this;
+    const begun = new Writer().text(outputForm).u32(lines ? 1 : 0);
+    const rendering = decoder.call("render", begun, handle).u32();
+    try {
+      for (let at = 0, isLast = false; !isLast; at += atOnce) {
+        isLast = at + atOnce >= entries.length;
+        const given = new Writer().u32s(entries.subarray(at, at + atOnce));
+        const reply = decoder.call("renderOn", given, handle, rendering, isLast ? 1 : 0);
+        yield { bytes: decoder.copied(reply.u32(), reply.u32()), leftOut: reply.text() };
+      }
+    } finally {
+      decoder.end(rendering);
+    }
   }
 
   close(): void {

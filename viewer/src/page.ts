@@ -15,6 +15,7 @@ import { FormChoice } from "./formchoice.js";
 import { listenToKeys } from "./keys.js";
 import { LinkKeeper, type Link } from "./links.js";
 import { deviceOf, ReportList } from "./list.js";
+import { LivePanel } from "./livepanel.js";
 import { Paced } from "./paced.js";
 import { ReportView } from "./report.js";
 import { stemOf } from "./saving.js";
@@ -59,7 +60,12 @@ async function newClient(): Promise<Client> {
 
 // -------------------------------------------------------------------------------------- the files
 
-const growing = new Paced(() => selection.grow(files.current?.entries ?? 0), 100, tell);
+const growing = new Paced(
+  () => selection.grow(files.current?.entries ?? 0),
+  100,
+  tell,
+  2,
+);
 // They look through all entries each time.
 const refreshing = new Paced(refresh, 400, tell);
 
@@ -121,7 +127,9 @@ async function finish(file: OpenFile): Promise<void> {
   status.setRead(file.entries);
 }
 
-function textOf({ name, entries, position, size, form, note, fault, reading }: OpenFile): string {
+function textOf(file: OpenFile): string {
+  const { name, entries, position, size, form, note, fault, reading } = file;
+  if (file.blob === null && file.capture !== null) return ""; // the device's panel tells
   const parts = [`${name}: ${entries} ${entries === 1 ? "report" : "reports"}`];
   if (reading === "waiting") parts.push("waiting for others");
   if (reading === "going on")
@@ -150,6 +158,9 @@ selection.onChanged = (goesOn) => {
   list.setRows(selection.rows, goesOn);
   list.setDevices(areSeveralDevices());
   filterBar.draw();
+  live.moreIsListed();
+  // It may not have had a row when it was gone to.
+  if (live.isFollowing && latest !== null && latest.of === capture) list.choose(chosen);
 };
 
 function areSeveralDevices(): boolean {
@@ -157,7 +168,7 @@ function areSeveralDevices(): boolean {
   return new Set(devices).size > 1;
 }
 
-async function choose(number: number): Promise<void> {
+async function choose(number: number, inViews = true): Promise<void> {
   const from = capture;
   if (from === null || number < 0 || number >= (files.current?.entries ?? 0)) return;
   chosen = number;
@@ -167,7 +178,7 @@ async function choose(number: number): Promise<void> {
   report.show(entry!, decoded, from.name, list.beginning);
   report.highlight(selection.filter.text);
   list.choose(number);
-  tabs.goToEntry(number);
+  if (inViews) tabs.goToEntry(number);
   copyBar.draw();
   if (decoded.problem !== null) return;
   const layout = await from.layout(number);
@@ -177,6 +188,7 @@ async function choose(number: number): Promise<void> {
 /** Somebody goes to a report. */
 function goTo(entry: number): void {
   links.done();
+  live.stopFollowing();
   attempt(choose(entry));
 }
 
@@ -255,6 +267,37 @@ function giveUp(file: OpenFile): void {
   else if (link.view !== "") tell(`The link leads to a view that ${file.name} has nothing for.`);
   links.done();
 }
+
+// ---------------------------------------------------------------------------------- a live device
+
+let latest: { of: RemoteCapture; entry: number } | null = null;
+
+/** A view is drawn at the screen's rate, and is further on by then. */
+const choosing = new Paced(
+  async () => {
+    if (latest === null || latest.of !== capture || latest.entry === chosen) return;
+    if (live.isFollowing) await choose(latest.entry, tabs.view === null);
+  },
+  100,
+  tell,
+  2,
+);
+
+const live = new LivePanel(element("connect"), element("live"), {
+  about: () => files.about(),
+  openLive: (name) => files.openLive(name),
+  async goToLast(from) {
+    if (from !== capture) return;
+    const { rows } = selection;
+    const inView = tabs.view === null ? null : await tabs.goToLast();
+    const inList = rows.count > 0 ? rows.at(rows.count - 1) : -1;
+    latest = { of: from, entry: inView ?? inList };
+    choosing.ask();
+  },
+  tell,
+});
+for (const type of ["wheel", "touchmove"])
+  element("list").addEventListener(type, () => live.stopFollowing(), { passive: true });
 
 // ------------------------------------------------------------------------------------- what one does
 

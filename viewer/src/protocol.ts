@@ -1,6 +1,16 @@
 /** What the page and its worker say to each other. */
-import type { About, Capture, Decoded, Difference, Entry, EntryKind, Layout } from "./decoder.js";
-import type { Progress, Wanted } from "./decoder.js";
+import type {
+  About,
+  Capture,
+  Decoded,
+  Difference,
+  Entry,
+  EntryKind,
+  Layout,
+  LiveReport,
+  Progress,
+  Wanted,
+} from "./decoder.js";
 import type { Course, Summary } from "./series.js";
 
 /** What the page asks for; `file` is the number that the page gave a file. */
@@ -8,13 +18,13 @@ export interface Calls {
   start(module: ArrayBuffer): About;
   open(file: number, blob: Blob, name: string, form: string, told: Told): ReadingEnd;
   openLive(file: number, name: string, told: Told): void;
-  append(file: number, reports: LiveReport[]): Omit<Progress, "followed">;
+  append(file: number, reports: LiveReport[]): Appended;
   cancel(file: number): void;
   close(file: number): void;
   kinds(file: number): EntryKind[];
   entries(file: number, first: number, count: number): Entry[];
   message(file: number, number: number): string;
-  selectKinds(file: number, kinds: readonly number[]): Uint32Array;
+  selectKinds(file: number, kinds: readonly number[], first: number, end: number): Uint32Array;
   search(file: number, text: string, first: number, end: number): Uint32Array;
   decode(file: number, entry: number): Decoded;
   layout(file: number, entry: number): Layout;
@@ -26,6 +36,8 @@ export interface Calls {
   statistics(file: number): unknown;
 }
 
+export type { LiveReport };
+
 /** What the page wants to know of a file's reports while it is read. A decoder stands in one of
  *  them. */
 export interface Told {
@@ -33,10 +45,10 @@ export interface Told {
   reduce: string[]; // decoders, for summary() and course()
 }
 
-export interface LiveReport {
-  bytes: Uint8Array;
-  type: "input" | "output" | "feature" | null;
-  microseconds: number | null;
+/** What became of reports that were to be added to a file. */
+export interface Appended {
+  appended: number; // the first so many
+  fault: string; // why no more of them; empty if all were
 }
 
 /** How the reading of a file came to its end. */

@@ -2,12 +2,14 @@
 import type { RemoteCapture } from "./client.js";
 import type { About, EntryKind } from "./decoder.js";
 import { made } from "./dom.js";
+import { GrowingSelection } from "./growing.js";
 import type { View } from "./view.js";
 
 interface Tab {
   button: HTMLButtonElement;
   panel: HTMLElement;
   view: View | null; // null for the report's
+  selection: GrowingSelection; // of the view's entries
 }
 
 export class Tabs {
@@ -48,6 +50,7 @@ export class Tabs {
   open(file: RemoteCapture | null, about: About): void {
     this.file = file;
     for (const tab of this.tabs) {
+      tab.selection = selectionOf(tab.view);
       tab.view?.open(file, about);
       tab.button.hidden = tab.view !== null;
     }
@@ -59,17 +62,34 @@ export class Tabs {
     const { file } = this;
     if (file === null) return;
     const kinds = await file.kinds();
-    for (const { button, view } of this.tabs) {
+    for (const { button, view, selection } of this.tabs) {
       if (view === null) continue;
       const own = kinds.filter((kind) => isOf(view, kind));
       if (own.length === 0) continue;
-      const entries = await file.select((kind) => isOf(view, kind));
+      await selection.takeIn(file, kinds);
       if (file !== this.file) return;
+      const { entries } = selection;
       const senders = new Set(own.map(({ sender }) => JSON.stringify(sender))).size;
       await view.refresh(entries, senders);
       if (file !== this.file) return;
       button.hidden = entries.length === 0;
     }
+  }
+
+  /** Goes to the last report that the view which is shown has, and gives its entry. May be done as
+   *  often as a screen is drawn. */
+  async goToLast(): Promise<number | null> {
+    const { file } = this;
+    const { view, selection } = this.shown;
+    if (file === null || view === null) return null;
+    if (view.extend !== undefined) {
+      await selection.takeIn(file, await file.kinds());
+      if (file !== this.file) return null;
+      view.extend(selection.entries);
+    }
+    const last = selection.entries.at(-1) ?? null;
+    if (last !== null) view.goToEntry(last);
+    return last;
   }
 
   /** Shows a panel by its name, if its tab is there. */
@@ -112,7 +132,7 @@ export class Tabs {
     panel.setAttribute("aria-labelledby", button.id);
     if (!panel.isConnected) this.panels.append(panel);
     this.bar.append(button);
-    this.tabs.push({ button, panel, view });
+    this.tabs.push({ button, panel, view, selection: selectionOf(view) });
   }
 
   private key(event: KeyboardEvent): void {
@@ -139,6 +159,10 @@ export function panelOf(name: string): HTMLElement {
   }
   panels.set(name, panel);
   return panel;
+}
+
+function selectionOf(view: View | null): GrowingSelection {
+  return new GrowingSelection((kind) => view !== null && isOf(view, kind));
 }
 
 function isOf(view: View, kind: EntryKind): boolean {

@@ -40,6 +40,10 @@ export interface View {
    *  device sends, this is called again and again. Hidden, it should do next to nothing. */
   refresh(entries: Uint32Array, senders: number): Promise<void>;
 
+  /** Takes in more entries and does nothing else, so that a device's last report can be gone to as it
+   *  comes. `entries` are as for refresh(), which follows now and then. */
+  extend?(entries: Uint32Array): void;
+
   /** Draws from now on, or draws nothing. */
   setShown(isShown: boolean): void;
 

@@ -12,8 +12,8 @@ const mostKept = 1 << 30;
 const stepBytes = 2 << 20;
 const stepEntries = 8192;
 
-/** Entries to write in another form at a time. */
-const renderedAtOnce = 4096;
+/** Of what is written in another form, kept as one Blob: the browser holds it, on disk if it is much. */
+const renderedAtOnce = 4 << 20;
 
 interface OpenFile {
   capture: Capture | null; // null while a compressed one is unpacked
@@ -76,10 +76,10 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
 
   append(file, reports: LiveReport[]) {
     const capture = of(file);
-    for (const { bytes, type, microseconds } of reports) capture.append(bytes, type, microseconds);
+    const appended = capture.appendAll(reports);
     const progress = capture.read();
     post({ file, progress, size: progress.position, note: "" });
-    return { ...progress, followed: undefined };
+    return appended;
   },
 
   cancel(file) {
@@ -98,7 +98,7 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
   kinds: (file) => of(file).kinds(),
   entries: (file, first, count) => of(file).entries(first, count),
   message: (file, number) => of(file).message(number),
-  selectKinds: (file, kinds) => of(file).selectKinds(kinds),
+  selectKinds: (file, kinds, first, end) => of(file).selectKinds(kinds, first, end),
   search: (file, text, first, end) => of(file).search(text, first, end),
   decode: (file, entry) => of(file).decode(entry),
   layout: (file, entry) => of(file).layout(entry),
@@ -108,17 +108,23 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
   columns: (file, wanted, entries) => of(file).columns(wanted, entries),
   statistics: (file) => of(file).statistics(),
 
-  render(file, form, entries, lines) {
-    // CSV and JSON have a beginning and an end: they are written at once.
-    const atOnce = form === "text" || form === "ndjson" ? renderedAtOnce : entries.length;
-    const parts: Uint8Array<ArrayBuffer>[] = [];
+  async render(file, form, entries, lines) {
+    const blobs: Blob[] = [];
+    let parts: Uint8Array<ArrayBuffer>[] = [];
+    let size = 0; // of the parts
     let leftOut = "";
-    for (let at = 0; at === 0 || at < entries.length; at += Math.max(1, atOnce)) {
-      const part = of(file).render(form, entries.subarray(at, at + atOnce), lines);
+    for (const part of of(file).renderInSteps(form, entries, { lines, atOnce: 1024 })) {
       parts.push(part.bytes);
+      size += part.bytes.length;
       leftOut = part.leftOut;
+      if (size >= renderedAtOnce) {
+        blobs.push(new Blob(parts));
+        parts = [];
+        size = 0;
+      }
+      await pause();
     }
-    return { blob: new Blob(parts), leftOut };
+    return { blob: new Blob([...blobs, ...parts]), leftOut };
   },
 };
 

@@ -20,12 +20,17 @@ export function launched(): Promise<Browser> {
   return chromium.launch({ executablePath, args: ["--no-sandbox"] });
 }
 
+interface Opening {
+  path?: string; // of the page, or of another one
+  hash?: string;
+  prepare?: (page: Page) => Promise<void>; // comes before its script
+}
+
 /** The page, opened from disk; whatever it says on the console is a fault, and so is a request. */
 export async function opened(
   from: Browser | BrowserContext,
   options: BrowserContextOptions = {},
-  hash = "",
-  path = pagePath,
+  { path = pagePath, hash = "", prepare = async () => undefined }: Opening = {},
 ): Promise<Page> {
   const page = "contexts" in from ? await from.newPage(options) : await from.newPage();
   page.on("console", (message) => assert.fail(`the console says: ${message.text()}`));
@@ -33,6 +38,7 @@ export async function opened(
   page.on("request", (request) => {
     assert.match(request.url(), /^(file|blob):/);
   });
+  await prepare(page);
   await page.goto(pathToFileURL(path).href + hash);
   return page;
 }

@@ -80,6 +80,30 @@ test("entries that are read again give what the program writes", () => {
   }
 });
 
+test("what is rendered in steps is what the program writes at once", () => {
+  const bytes = readFileSync(join(root, "samples/forms/tour-usbmon.pcap"));
+  const file = opened(bytes);
+  for (const form of ["json", "ndjson", "text", "csv", "recording"])
+    for (const atOnce of [1, 5, file.size, 100]) {
+      const steps = [...file.renderInSteps(form, Uint32Array.from(all(file)), { atOnce })];
+      assert.equal(steps.length, Math.ceil(file.size / atOnce));
+      const whole = Buffer.concat(steps.map((step) => step.bytes));
+      assert.ok(whole.equals(native(bytes, "-o", form)), `${form}, ${atOnce} at once`);
+    }
+  const [nothing, ...more] = [...file.renderInSteps("json", new Uint32Array())];
+  assert.deepEqual(JSON.parse(Buffer.from(nothing!.bytes).toString()), []);
+  assert.equal(more.length, 0);
+  // Two at a time don't mix.
+  const one = file.renderInSteps("recording", Uint32Array.of(0, 1), { atOnce: 1 });
+  const other = file.renderInSteps("json", Uint32Array.of(2), { atOnce: 1 });
+  const begun = one.next().value!;
+  assert.match(Buffer.from(other.next().value!.bytes).toString(), /^\[/);
+  const ended = one.next().value!;
+  const both = Buffer.concat([begun.bytes, ended.bytes]);
+  assert.ok(both.equals(Buffer.from(file.render("recording", [0, 1]).bytes)));
+  file.close();
+});
+
 test("pieces of any size give the index that the whole gives", () => {
   for (const { name, bytes } of samples()) {
     const whole = opened(bytes);
@@ -207,6 +231,22 @@ test("reports that come one by one are entries as well", () => {
   assert.equal(live.decode(1).problem!.code, "short_report");
   const table = live.columns({ parseVeskImage: [] }, [0]).get("parseVeskImage")!;
   assert.notEqual(table.column("time").at(0)[0], noTime);
+  live.close();
+});
+
+test("reports that there is no room for are told, and those before them stay", () => {
+  const live = decoder.openLive("a device", { store: new ChunkStore(2000) });
+  const reports = [1, 2, 3, 4].map((number) => ({
+    bytes: imageReport(number),
+    type: "input" as const,
+    microseconds: number,
+  }));
+  const { appended, fault } = live.appendAll(reports);
+  assert.equal(appended, 2);
+  assert.match(fault, /more memory/);
+  assert.equal(live.read().entries, 2);
+  assert.deepEqual(live.decode(1).bytes, imageReport(2));
+  assert.deepEqual(live.appendAll(reports.slice(0, 1)).appended, 0);
   live.close();
 });
 

@@ -26,7 +26,7 @@ function made(...options: string[]): { path: string; text: string } {
 
 /** The same, opened and read. */
 async function openedWith(...options: string[]): Promise<Page> {
-  const page = await opened(browser, {}, "", made(...options).path);
+  const page = await opened(browser, {}, { path: made(...options).path });
   await page.waitForSelector("#state[data-read]");
   return page;
 }
@@ -142,7 +142,7 @@ test("errors that came up are told", async () => {
 
 test("no reports at all", async () => {
   const { path } = made("--report", "0x01", tour);
-  const page = await opened(browser, {}, "", path);
+  const page = await opened(browser, {}, { path });
   await page.waitForSelector(".carried");
   assert.match(await noteOf(page), /^Inside this page: tour\.hid, 0 reports\n/);
   assert.match(await noteOf(page), /tour\.hid: no reports/);
@@ -220,7 +220,8 @@ test("the note fits narrow screens, whatever the names are", async () => {
   mkdirSync(join(folder, "long"));
   const path = join(folder, "long", `${"x".repeat(240)}.hex`);
   writeFileSync(path, "de 01\nzz\n");
-  const page = await opened(browser, { viewport: { width: 390, height: 844 } }, "", made(path, tour).path);
+  const narrow = { viewport: { width: 390, height: 844 } };
+  const page = await opened(browser, narrow, { path: made(path, tour).path });
   await page.waitForSelector("#state[data-read]");
   const { right, height } = await page.evaluate(() => {
     const { right, height } = document.querySelector(".carried")!.getBoundingClientRect();

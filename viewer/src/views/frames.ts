@@ -25,6 +25,7 @@ import { indexOf, type Copies, type View, type ViewHost } from "../view.js";
 const imageDecoder = "parseVeskImage";
 
 const chunkFrames = 256;
+const tailFrames = 16; // of the last chunk, which may grow, in pieces
 const keptChunks = 6;
 const pastFrames = 48;
 const plainRate = 60; // frames a second, where the capture tells no times
@@ -113,6 +114,11 @@ export class FramesView implements View {
     }
   }
 
+  extend(entries: Uint32Array): void {
+    this.entries = entries;
+    input("scrub").max = String(Math.max(0, entries.length - 1));
+  }
+
   setShown(isShown: boolean): void {
     this.isShown = isShown;
     if (!isShown) return this.stop();
@@ -182,6 +188,7 @@ export class FramesView implements View {
     }
     if (this.entries.length === 0) return;
     if (this.current === this.entries.length - 1) this.show(0);
+    this.goTo(this.current);
     element("play").textContent = "Stop";
     let last = performance.now();
     let due = 0; // frames, with their part
@@ -383,8 +390,10 @@ export class FramesView implements View {
 
   /** A frame's row; undefined if it can't be had as columns. */
   private async rowOf(frame: number): Promise<Row | undefined> {
-    const first = Math.floor(frame / chunkFrames) * chunkFrames;
-    const entries = this.entries.subarray(first, first + chunkFrames);
+    const isInTail = frame >= this.entries.length - (this.entries.length % chunkFrames);
+    const size = isInTail ? tailFrames : chunkFrames;
+    const first = Math.floor(frame / size) * size;
+    const entries = this.entries.subarray(first, first + size);
     const key = `${first} ${entries.length}`;
     let chunk = this.chunks.get(key);
     if (chunk === undefined) chunk = this.read(entries);
