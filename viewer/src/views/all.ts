@@ -1,7 +1,8 @@
 /** All views, in the order of their tabs. */
 import type { View, ViewHost } from "../view.js";
+import { AdcView } from "./adc.js";
 import { FramesView } from "./frames.js";
 
 export function views(host: ViewHost): View[] {
-  return [new FramesView(host)];
+  return [new FramesView(host), new AdcView(host)];
 }
