@@ -32,6 +32,7 @@ export function checkbox(): HTMLInputElement {
 
 /** A control with its label, which stands in front of it, or behind it. */
 export function labelled(label: string, control: HTMLElement, isBehind = false): HTMLElement {
+  if (!control.hasAttribute("aria-label")) control.setAttribute("aria-label", label);
   const parts = [text(` ${label} `), control];
   return made("label", "", isBehind ? parts.reverse() : parts);
 }

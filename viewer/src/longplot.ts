@@ -4,7 +4,8 @@
  *  Wheel, + and - zoom; dragging and the arrow keys pan; a double click or 0 shows all. */
 import uPlot from "uplot";
 import { made } from "./dom.js";
-import { drawMark, faultColour, fitPlots, ink, newPlot } from "./plots.js";
+import { hatch } from "./hatch.js";
+import { drawMark, fitPlots, ink, newPlot } from "./plots.js";
 import type { Run } from "./wave.js";
 
 export interface LongPlotOptions {
@@ -282,31 +283,4 @@ export class LongPlot {
     event.stopPropagation();
     action();
   }
-}
-
-/** Marks a region with slanted lines. */
-export function hatch(
-  pen: CanvasRenderingContext2D,
-  left: number,
-  top: number,
-  width: number,
-  height: number,
-  ratio: number,
-): void {
-  pen.save();
-  pen.beginPath();
-  pen.rect(left, top, width, height);
-  pen.clip();
-  pen.fillStyle = `${faultColour}22`;
-  pen.fillRect(left, top, width, height);
-  pen.strokeStyle = faultColour;
-  pen.lineWidth = ratio;
-  pen.beginPath();
-  const step = 8 * ratio;
-  for (let x = left - height; x < left + width; x += step) {
-    pen.moveTo(x, top + height);
-    pen.lineTo(x + height, top);
-  }
-  pen.stroke();
-  pen.restore();
 }
