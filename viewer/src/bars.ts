@@ -5,7 +5,7 @@ import { hatch } from "./hatch.js";
 import { faultColour, ink } from "./plots.js";
 
 /** Around the bars, in pixels. */
-export const margins = { left: 84, right: 8, top: 18, bottom: 22 } as const;
+export const margins = { left: 90, right: 8, top: 18, bottom: 22 } as const;
 
 export interface BarRange {
   low: number;

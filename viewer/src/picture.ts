@@ -3,7 +3,7 @@ import { ink } from "./plots.js";
 
 /** A picture with words above it. */
 export interface Part {
-  caption: string;
+  caption: string; // empty if it belongs to the picture above it
   canvas: HTMLCanvasElement;
 
   /** As large as it is drawn, in pixels of the screen, where that isn't the canvas's own size. */
@@ -37,8 +37,14 @@ export async function pngOf(title: string, parts: readonly Part[]): Promise<Blob
   const whole = document.createElement("canvas");
   const pen = whole.getContext("2d")!;
   pen.font = "600 14px system-ui, sans-serif";
-  const widest = Math.max(pen.measureText(title).width, ...sized.map(({ width }) => width));
-  const tall = sized.reduce((sum, { height }) => sum + height + lineHeight + margin, 0);
+  const captions = sized.map(({ caption }) => pen.measureText(caption).width);
+  const widths = sized.map(({ width }) => width);
+  const widest = Math.max(pen.measureText(title).width, ...captions, ...widths);
+  const above = (caption: string) => (caption === "" ? -margin + 3 : lineHeight);
+  const tall = sized.reduce(
+    (sum, { caption, height }) => sum + height + above(caption) + margin,
+    0,
+  );
   whole.width = Math.ceil((widest + 2 * margin) * ratio);
   whole.height = Math.ceil((tall + lineHeight + 2 * margin) * ratio);
   pen.scale(ratio, ratio);
@@ -54,8 +60,8 @@ export async function pngOf(title: string, parts: readonly Part[]): Promise<Blob
   pen.fillText(title, margin, top);
   pen.font = "12px system-ui, sans-serif";
   for (const { caption, canvas, width, height } of sized) {
-    top += lineHeight;
-    pen.fillText(caption, margin, top);
+    top += above(caption);
+    if (caption !== "") pen.fillText(caption, margin, top);
     top += 6;
     pen.drawImage(canvas, margin, top, width, height);
     top += height + margin - 6;

@@ -316,7 +316,7 @@ test("the spectrum of a sine is told with its frequency", async () => {
     [0, 1, 2, 3].map((number) => adcPacket(number, sine(number), 4 * 2048)),
   );
   assert.equal(await page.getAttribute("#adc", "data-peak"), "64 2048"); // 2048 / 32
-  await page.getByLabel("Samples a second").fill("3200");
+  await page.locator("#adc").getByLabel("Samples a second").fill("3200");
   await page.keyboard.press("Enter");
   await page.waitForFunction(() =>
     /Strongest at 100 Hz/.test(document.getElementById("adc")!.textContent!),
@@ -330,7 +330,7 @@ test("dumps of one capture are chosen, and an entry's dump is gone to", async ()
   const second = [0, 1, 2].map((number) => adcPacket(number, new Array(512).fill(7), 3 * 2048));
   await show(page, "two.pcap", [...first, ...second]);
   assert.equal(await page.getAttribute("#adc", "data-packets"), "2/2");
-  await page.getByRole("button", { name: "The next dump" }).click();
+  await page.locator("#adc").getByRole("button", { name: "The next dump" }).click();
   await page.waitForSelector('#adc[data-packets="3/3"]');
   assert.match((await page.textContent("#adc"))!, /1536 samples in sight: 7 to 7/);
   await page.focus("#list");
@@ -361,7 +361,7 @@ test("packets of two devices, one among the other, are dumps of their own", asyn
       (await page.textContent("#adc"))!,
       new RegExp(`1536 samples in sight: ${value} to ${value}`),
     );
-    await page.getByRole("button", { name: "The next dump" }).click();
+    await page.locator("#adc").getByRole("button", { name: "The next dump" }).click();
   }
   await page.close();
 });
@@ -377,10 +377,10 @@ test("what is behind PAYLOAD_SIZE is told, and left out when that is chosen", as
     (await page.textContent("#adc .faults"))!,
     /1 packet has a PAYLOAD_SIZE other than 2048 \(such as 400\).* shown/,
   );
-  await page.getByLabel("Only PAYLOAD_SIZE bytes").check();
+  await page.locator("#adc").getByLabel("Only PAYLOAD_SIZE bytes").check();
   assert.match((await page.textContent("#adc .about"))!, /612 samples/);
   assert.match((await page.textContent("#adc .faults"))!, /left out/);
-  await page.getByLabel("Read as").selectOption("u16");
+  await page.locator("#adc").getByLabel("Read as").selectOption("u16");
   assert.match((await page.textContent("#adc .about"))!, /1224 samples/);
   await page.close();
 });

@@ -39,6 +39,11 @@ export async function pixelsAt(
   }, given);
 }
 
+/** Where the middle of a channel's bar stands in a chart of a width. */
+export function placeOf(channel: number, width: number): number {
+  return margins.left + ((channel + 0.5) / 48) * (width - margins.left - margins.right);
+}
+
 export const blue = [0x00, 0x72, 0xb2, 255];
 export const orange = [0xd9, 0x82, 0x00, 255];
 export const fault = [0xd5, 0x5e, 0x00, 255];

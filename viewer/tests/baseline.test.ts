@@ -4,7 +4,7 @@ import { rmSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
-import { blue, orange, pixelsAt } from "./bars.js";
+import { blue, orange, pixelsAt, placeOf } from "./bars.js";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { baselineReport, recording } from "./reports.js";
 import { native, root } from "./support.js";
@@ -34,7 +34,7 @@ async function show(page: Page, name: string, rows: number[][]): Promise<number[
 
 async function pointedAt(page: Page, canvas: string, channel: number): Promise<string> {
   const { width } = (await page.locator(canvas).boundingBox())!;
-  const x = 84 + ((channel + 0.5) / 48) * (width - 92);
+  const x = placeOf(channel, width);
   await page.locator(canvas).hover({ position: { x, y: 60 } });
   return (await page.textContent("#baseline .pointed"))!;
 }
@@ -63,7 +63,7 @@ test("bars are as high as the native program's numbers, and drift is their diffe
     (await page.textContent("#baseline"))!,
     /Drift against report 0: farthest channel 47, \+81; mean of all 10\.5\./,
   );
-  await page.getByLabel("Drift against").selectOption("before");
+  await page.locator("#baseline").getByLabel("Drift against").selectOption("before");
   await page.waitForSelector('#baseline[data-entry="3"][data-against="2"]');
   assert.equal(await pointedAt(page, values, 47), `Channel 47: ${rows[3]![47]}, drift 27`);
   await page.close();
@@ -89,7 +89,7 @@ test("keys go through baselines and channels, and a channel is drawn over the ca
     /BASELINE\[1\]/.test(document.getElementById("baseline")!.textContent!),
   );
   const { width } = (await page.locator(values).boundingBox())!;
-  await page.locator(values).click({ position: { x: 84 + (41.5 / 48) * (width - 92), y: 60 } });
+  await page.locator(values).click({ position: { x: placeOf(41, width), y: 60 } });
   await page.waitForSelector('#baseline[data-course="41"]');
   // A click at the end of the course goes to the last one.
   const over = (await page.locator("#baseline .u-over").boundingBox())!;

@@ -4,7 +4,7 @@ import { rmSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
-import { blue, fault, orange, pixelsAt } from "./bars.js";
+import { blue, fault, orange, pixelsAt, placeOf } from "./bars.js";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { recording, scanReport } from "./reports.js";
 import { native, root } from "./support.js";
@@ -30,7 +30,7 @@ async function show(page: Page, name: string, reports: Uint8Array[]): Promise<st
 async function pointedAt(page: Page, chart: number, channel: number): Promise<string> {
   const canvas = page.locator("#scan canvas").nth(chart);
   const { width } = (await canvas.boundingBox())!;
-  await canvas.hover({ position: { x: 84 + ((channel + 0.5) / 48) * (width - 92), y: 60 } });
+  await canvas.hover({ position: { x: placeOf(channel, width), y: 60 } });
   return (await page.textContent("#scan .pointed"))!;
 }
 
@@ -92,7 +92,7 @@ test("numbers are unsigned as decoded, and signed when that is chosen", async ()
   assert.equal(value.SCAN_DATA_I[5], 2 ** 32 - 700);
   assert.match(await pointedAt(page, 0, 5), new RegExp(`SCAN_DATA_I ${2 ** 32 - 700},`));
   assert.match((await page.textContent("#scan .told"))!, /1 number is 2,147,483,648 or more/);
-  await page.getByLabel("Numbers").selectOption("signed");
+  await page.locator("#scan").getByLabel("Numbers").selectOption("signed");
   const canvas = "#scan figure:nth-child(1) canvas";
   const { below, above } = await pixelsAt(page, canvas, 5, -700, [-700, 5700]);
   assert.deepEqual(below, blue);
@@ -124,7 +124,7 @@ test("keys go through the reports, of both scans or of one", async () => {
     await shownLines(page, entry); // the list follows
   }
   const label = "0xE5 Open/Short Test P-SCAN Data";
-  await page.getByLabel("Scan", { exact: true }).selectOption({ label });
+  await page.locator("#scan").getByLabel("Scan", { exact: true }).selectOption({ label });
   await page.waitForSelector('#scan[data-entry="1"]');
   await page.focus("#scan");
   await page.keyboard.press("ArrowRight");
@@ -143,7 +143,7 @@ test("the sample's scans show", async () => {
   await page.click("#tab-scan");
   await page.waitForSelector("#scan[data-entry]");
   assert.match((await page.textContent("#scan"))!, /D-SCAN.*Saturated: channel 17\./);
-  await page.getByRole("button", { name: "The next report" }).click();
+  await page.locator("#scan").getByRole("button", { name: "The next report" }).click();
   await page.waitForFunction(() =>
     /P-SCAN.*Brownout: yes/.test(document.getElementById("scan")!.textContent!),
   );

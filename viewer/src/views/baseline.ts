@@ -2,6 +2,7 @@
  *  capture. */
 import uPlot from "uplot";
 import { BarChart, rangeOf } from "../bars.js";
+import { baselineDecoder, baselineKey, deviceOf } from "../baselines.js";
 import type { RemoteCapture } from "../client.js";
 import { labelled, numberInput, option } from "../controls.js";
 import type { EntryKind } from "../decoder.js";
@@ -12,9 +13,6 @@ import type { Summary } from "../series.js";
 import { Stepper } from "../stepper.js";
 import { panelOf } from "../tabs.js";
 import { indexOf, type Copies, type View, type ViewHost } from "../view.js";
-
-export const baselineDecoder = "parserVeskAlgBaselineRequest";
-export const baselineKey = "BASELINE";
 
 type Against = "first" | "before";
 
@@ -364,9 +362,4 @@ function* rowsOf(shown: Shown | null): Generator<(string | number)[]> {
 
 function isOwn(kind: EntryKind): boolean {
   return kind.decoder === baselineDecoder && kind.problem === "" && !kind.toDevice;
-}
-
-/** The device that a report is of: its endpoints are one. */
-export function deviceOf({ sender }: EntryKind): string {
-  return sender === null ? "none" : `${sender.bus}:${sender.device}`;
 }
