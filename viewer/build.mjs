@@ -58,6 +58,9 @@ function noticeOf(name) {
   const title = `${name} ${version}`;
   const file = readdirSync(folder).find((one) => /^licen[cs]e/i.test(one));
   if (file !== undefined) return [title, read(folder, file)];
+  const readme = readdirSync(folder).find((one) => /^readme/i.test(one));
+  const ends = readme === undefined ? "" : read(folder, readme).split(/^#+ licen[cs]e *$/im)[1];
+  if (ends !== undefined && /copyright/i.test(ends)) return [title, ends];
   // Its words stand at the head of its code, and its licence is that of ours.
   if (license !== "MIT") throw new Error(`${title} has no licence file, and is under ${license}`);
   const [head] = /\/\*!.*?\*\//s.exec(read(folder, main)) ?? [""];

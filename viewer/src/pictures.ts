@@ -4,7 +4,6 @@ import type { Table } from "./decoder.js";
 import type { Channels, Summary } from "./series.js";
 
 export type Quantity = "parts" | "magnitude" | "phase";
-export type Minus = "nothing" | "first" | "mean";
 
 /** An array of a frame, or two that are the parts of one. */
 export interface Scan {
@@ -51,13 +50,6 @@ export function picturesOf(scans: readonly Scan[], quantity: Quantity): Picture[
     .map((scan) => ({ title: `${scan.name} ${quantity}`, scan, part: quantity }));
 }
 
-/** What is subtracted of a channel's numbers. */
-export function referenceOf(summary: Summary, minus: Minus): Float64Array {
-  if (minus === "first") return summary.start;
-  if (minus === "mean") return summary.mean;
-  return new Float64Array(summary.start.length);
-}
-
 /** A picture's numbers in a row of a table: of each channel one. Degrees if it is the phase. */
 export function valuesOf(
   { scan, part }: Picture,
@@ -85,8 +77,9 @@ export function rangeOf({ scan, part }: Picture, summary: Summary, reference: Fl
   const of = ({ first, count }: Channels): Range => {
     const range = { low: Infinity, high: -Infinity };
     for (let i = first; i < first + count; ++i) {
-      range.low = Math.min(range.low, summary.least[i]! - reference[i]!);
-      range.high = Math.max(range.high, summary.most[i]! - reference[i]!);
+      const [least, most] = [summary.least[i]! - reference[i]!, summary.most[i]! - reference[i]!];
+      if (least < range.low) range.low = least;
+      if (most > range.high) range.high = most;
     }
     return range;
   };

@@ -41,8 +41,8 @@ export function newPlot(
       height,
       scales: { x: { time: false }, ...scales },
       axes: [
-        { stroke, grid, ticks: grid },
-        { stroke, grid, ticks: grid, size: 70 },
+        { stroke, grid, ticks: grid, space: spaceOf },
+        { stroke, grid, ticks: grid, size: roomOf },
       ],
       series: series.map((one, i) =>
         i === 0 ? one : { width: 1.5, value: (_, value) => shortText(value), ...one },
@@ -53,6 +53,17 @@ export function newPlot(
     data,
     into,
   );
+}
+
+/** Between labels of the axis of x, in pixels: as much as its largest one needs. */
+function spaceOf(_: uPlot, __: number, least: number, most: number): number {
+  const whole = Math.round(Math.max(Math.abs(least), Math.abs(most)));
+  return Math.max(50, 25 + 8 * String(whole).length);
+}
+
+/** Six digits with their signs; more where there are more. */
+function roomOf(_: uPlot, labels: string[] | null): number {
+  return Math.max(70, ...(labels ?? []).map((label) => 20 + 7 * (label ?? "").length));
 }
 
 /** Makes plots as wide as their elements again. */

@@ -256,7 +256,7 @@ test("nothing is wider than the window, at 1280 and at 390 pixels", async () => 
     const page = await opened(browser, { viewport: { width, height: 800 } });
     await read(page, tour);
     await shownLines(page, 0);
-    for (const tab of ["#tab-one", "#tab-frames"]) {
+    for (const tab of ["#tab-one", "#tab-frames", "#tab-adc", "#tab-baseline", "#tab-scan"]) {
       await page.click(tab);
       const tooWide = await page.evaluate(() =>
         [document.documentElement, ...document.querySelectorAll("section")]

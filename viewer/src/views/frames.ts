@@ -3,15 +3,13 @@ import uPlot from "uplot";
 import type { RemoteCapture } from "../client.js";
 import type { About, Table } from "../decoder.js";
 import { element, made, numberText } from "../dom.js";
-import { aroundColours, risingColours } from "../palette.js";
+import { fillLine, HeatMap } from "../heat.js";
+import { csvOf, pngOf, type Part } from "../picture.js";
 import {
   picturesOf,
-  placeIn,
   rangeOf,
-  referenceOf,
   scansOf,
   valuesOf,
-  type Minus,
   type Picture,
   type Quantity,
   type Range,
@@ -19,6 +17,7 @@ import {
 } from "../pictures.js";
 import { colours, drawMark, faultColour, fitPlots, ink, newPlot, shortText } from "../plots.js";
 import type { Summary } from "../series.js";
+import { Subtraction, type Reference } from "../subtraction.js";
 import { panelOf } from "../tabs.js";
 import { indexOf, type Copies, type View, type ViewHost } from "../view.js";
 
@@ -40,8 +39,9 @@ interface Row {
 
 interface Drawing {
   picture: Picture;
-  now: HTMLCanvasElement;
-  past: HTMLCanvasElement;
+  now: HeatMap;
+  past: HeatMap;
+  colours: HTMLCanvasElement; // from the least to the most
   low: HTMLElement;
   high: HTMLElement;
 }
@@ -51,7 +51,11 @@ export class FramesView implements View {
   readonly title = "Image frames";
   readonly decoders = [imageDecoder];
   readonly reduced = [imageDecoder];
-  readonly copies: Copies = {};
+  readonly copies: Copies = {
+    csv: async () => csvOf(rowsOf(this.drawings, this.framesInSight())),
+    json: async () => JSON.stringify(this.asObject()),
+    png: () => this.png(),
+  };
   private readonly panel = panelOf(this.name);
   private file: RemoteCapture | null = null;
   private counter = "";
@@ -59,7 +63,10 @@ export class FramesView implements View {
   private summary: Summary | null = null;
   private scans: Scan[] = [];
   private drawings: Drawing[] = [];
-  private chunks = new Map<string, Promise<Map<number, Row>>>();
+  private chunks = new Map<string, Promise<Table | undefined>>();
+  private readonly subtraction: Subtraction;
+  private readonly subtracted = made("p");
+  private reference: Reference = { key: "", values: new Float64Array(), told: "" };
   private current = 0;
   private drawn = -1;
   private channel = 0;
@@ -70,7 +77,11 @@ export class FramesView implements View {
   private isShown = false;
 
   constructor(private readonly host: ViewHost) {
-    for (const id of ["quantity", "minus"]) select(id).onchange = () => this.restyle();
+    select("quantity").onchange = () => this.restyle();
+    this.subtraction = new Subtraction(select("minus"), () => this.redraw());
+    select("minus").parentElement!.after(...this.subtraction.controls);
+    this.subtracted.id = "subtracted";
+    element("lost").after(this.subtracted);
     for (const id of ["scale", "low", "high"]) select(id).onchange = () => this.rescale();
     for (const id of ["over", "statistic"]) select(id).onchange = () => this.plot();
     input("channel").onchange = () => this.chooseChannel(Number(input("channel").value));
@@ -94,6 +105,8 @@ export class FramesView implements View {
     this.summary = null;
     this.scans = [];
     this.chunks.clear();
+    this.subtraction.open(file);
+    this.reference = { key: "", values: new Float64Array(), told: "" };
     this.current = 0;
     this.drawn = -1;
     this.channel = 0;
@@ -102,6 +115,7 @@ export class FramesView implements View {
   async refresh(entries: Uint32Array, senders: number): Promise<void> {
     const { file } = this;
     const summary = (await file?.summary(imageDecoder)) ?? null;
+    await this.subtraction.refresh(imageDecoder);
     if (file !== this.file) return;
     this.entries = entries;
     this.summary = summary;
@@ -221,6 +235,8 @@ export class FramesView implements View {
 
   private begin(summary: Summary): void {
     this.scans = scansOf(summary.columns);
+    this.subtraction.setScans(this.scans);
+    this.reference.values = new Float64Array(summary.start.length);
     const scalars = summary.columns.filter((one) => one.count === 1 && !one.isArray);
     const option = (value: string, text: string) => {
       const one = made("option", "", text);
@@ -240,24 +256,27 @@ export class FramesView implements View {
     this.drawings = pictures.map((picture) => {
       const now = made("canvas", "now");
       const past = made("canvas", "past");
-      const [low, high] = [made("span"), made("span")];
-      now.width = past.width = picture.scan.inPhase.count;
-      now.height = 1;
-      past.height = pastFrames;
+      const { count } = picture.scan.inPhase;
       for (const one of [now, past]) one.setAttribute("role", "img");
       past.setAttribute("aria-label", `${picture.title}, the frames before`);
-      return { picture, now, past, low, high };
+      return {
+        picture,
+        now: new HeatMap(now, count, 1),
+        past: new HeatMap(past, count, pastFrames),
+        colours: made("canvas", "colours"),
+        low: made("span"),
+        high: made("span"),
+      };
     });
     element("pictures").replaceChildren(...this.drawings.map((one) => this.figure(one)));
     this.redraw();
     this.plot();
   }
 
-  private figure({ picture, now, past, low, high }: Drawing): HTMLElement {
-    const colours = made("canvas", "colours");
-    colours.width = 256;
-    colours.height = 1;
-    paint(colours, 0, Float64Array.from({ length: 256 }, (_, i) => i), { low: 0, high: 255 }, picture);
+  private figure({ picture, now, past, colours, low, high }: Drawing): HTMLElement {
+    const scale = new HeatMap(colours, 256, 1);
+    scale.numbers.forEach((_, i) => (scale.numbers[i] = i));
+    scale.paint({ low: 0, high: 255 }, picture.part);
     colours.setAttribute("aria-hidden", "true");
     const count = picture.scan.inPhase.count;
     const ticks = made("div", "ticks");
@@ -266,8 +285,8 @@ export class FramesView implements View {
       made("strong", "", picture.title),
       made("span", "range", [low, colours, high]),
     ]);
-    const figure = made("figure", "", [caption, now, past, ticks]);
-    for (const canvas of [now, past]) {
+    const figure = made("figure", "", [caption, now.canvas, past.canvas, ticks]);
+    for (const canvas of [now.canvas, past.canvas]) {
       const channelAt = (event: PointerEvent | MouseEvent) => {
         const { left, width } = canvas.getBoundingClientRect();
         return Math.min(Math.max(Math.floor(((event.clientX - left) / width) * count), 0), count - 1);
@@ -286,14 +305,10 @@ export class FramesView implements View {
     const at = this.current;
     const row = await this.rowOf(at);
     if (row === undefined || at !== this.current || this.summary === null) return;
-    const values = valuesOf(picture, row.table, row.row, this.reference());
+    const values = valuesOf(picture, row.table, row.row, this.reference.values);
     const unit = picture.part === "phase" ? "°" : "";
     const text = `${picture.title}, channel ${channel}: ${shortText(values[channel]!)}${unit}`;
     element("pointed").textContent = text;
-  }
-
-  private reference(): Float64Array {
-    return referenceOf(this.summary!, select("minus").value as Minus);
   }
 
   private rescale(): void {
@@ -319,39 +334,65 @@ export class FramesView implements View {
       this.drawn = current;
       return;
     }
-    const numbers = Array.from({ length: pastFrames }, (_, i) => current - i).filter((n) => n >= 0);
-    const rows = await Promise.all(numbers.map((number) => this.rowOf(number)));
+    const first = Math.max(0, current - pastFrames + 1);
+    const tables = await this.tablesOf(first, current);
     if (file !== this.file) return;
-    const reference = this.reference();
+    await this.subtract(entries[current]!);
+    if (file !== this.file) return;
+    const reference = this.reference.values;
     for (const drawing of this.drawings) {
       const { picture, now, past, low, high } = drawing;
-      const values = rows.map((one) => one && valuesOf(picture, one.table, one.row, reference));
-      const range = this.scaleOf(picture, values);
-      clear(past);
-      values.forEach((one, age) => one && paint(past, age, one, range, picture));
-      clear(now);
-      if (values[0]) paint(now, 0, values[0], range, picture);
-      const [least, most] = [shortText(range.low), shortText(range.high)];
-      low.textContent = least;
-      high.textContent = most;
-      now.setAttribute("aria-label", `${picture.title}, colours from ${least} to ${most}`);
+      const { numbers, width } = past;
+      for (let age = 0; age < pastFrames; ++age) {
+        const line = numbers.subarray(age * width, (age + 1) * width);
+        const row = rowIn(tables, entries[current - age]);
+        if (row === undefined) line.fill(NaN);
+        else fillLine(picture, row.table, row.row, reference, line);
+      }
+      now.numbers.set(numbers.subarray(0, width));
+      const range = this.scaleOf(picture, numbers);
+      past.paint(range, picture.part);
+      now.paint(range, picture.part);
+      const isEmpty = !(range.low <= range.high);
+      const [least, most] = isEmpty ? ["–", "–"] : [shortText(range.low), shortText(range.high)];
+      low.textContent = least!;
+      high.textContent = most!;
+      const label = isEmpty ? "not shown" : `colours from ${least} to ${most}`;
+      now.canvas.setAttribute("aria-label", `${picture.title}, ${label}`);
     }
-    this.showFrame(rows[0]);
+    this.showFrame(rowIn(tables, entries[current]));
     this.drawn = current;
     this.course?.redraw(false);
   }
 
-  private scaleOf(picture: Picture, values: (Float64Array | undefined)[]): Range {
+  /** Finds what is taken off while an entry's frame is shown. */
+  private async subtract(entry: number): Promise<void> {
+    const { summary } = this;
+    const found = await this.subtraction.of(entry, summary!, async (frame) => {
+      const row = await this.rowOf(frame);
+      if (row === undefined || summary === null) return null;
+      const values = new Float64Array(summary.start.length);
+      for (const { name, isArray, first } of summary.columns)
+        if (isArray) values.set(Float64Array.from(row.table.column(name).at(row.row), Number), first);
+      return values;
+    });
+    if (summary !== this.summary) return;
+    const isOther = found.key !== this.reference.key;
+    this.reference = found;
+    this.subtracted.textContent = found.told;
+    if (isOther) this.plot();
+  }
+
+  private scaleOf(picture: Picture, values: Float64Array): Range {
     const how = select("scale").value;
     if (picture.part === "phase" || how === "capture")
-      return rangeOf(picture, this.summary!, this.reference());
+      return rangeOf(picture, this.summary!, this.reference.values);
     if (how === "fixed") return { low: Number(input("low").value), high: Number(input("high").value) };
     const range = { low: Infinity, high: -Infinity };
-    for (const one of values)
-      for (const value of one ?? []) {
-        range.low = Math.min(range.low, value);
-        range.high = Math.max(range.high, value);
-      }
+    for (const value of values) {
+      if (value < range.low) range.low = value;
+      if (value > range.high) range.high = value;
+    }
     return range;
   }
 
@@ -388,31 +429,48 @@ export class FramesView implements View {
     element("lost").textContent = text;
   }
 
-  /** A frame's row; undefined if it can't be had as columns. */
+  /** A frame's row; undefined if there is none, or it can't be had as columns. */
   private async rowOf(frame: number): Promise<Row | undefined> {
+    const entry = this.entries[frame];
+    if (entry === undefined) return undefined;
+    return rowIn([await this.tableOf(this.pieceOf(frame))], entry);
+  }
+
+  /** All tables that some frames are in. */
+  private tablesOf(first: number, last: number): Promise<(Table | undefined)[]> {
+    const tables: Promise<Table | undefined>[] = [];
+    for (let at = first; at <= last; ) {
+      const piece = this.pieceOf(at);
+      tables.push(this.tableOf(piece));
+      at = piece.first + piece.size;
+    }
+    return Promise.all(tables);
+  }
+
+  /** The frames that one is read together with: few at the end, where more come. */
+  private pieceOf(frame: number): { first: number; size: number } {
     const isInTail = frame >= this.entries.length - (this.entries.length % chunkFrames);
     const size = isInTail ? tailFrames : chunkFrames;
-    const first = Math.floor(frame / size) * size;
+    return { first: Math.floor(frame / size) * size, size };
+  }
+
+  private tableOf({ first, size }: { first: number; size: number }): Promise<Table | undefined> {
     const entries = this.entries.subarray(first, first + size);
     const key = `${first} ${entries.length}`;
-    let chunk = this.chunks.get(key);
-    if (chunk === undefined) chunk = this.read(entries);
+    let table = this.chunks.get(key);
+    if (table === undefined) table = this.read(entries);
     else this.chunks.delete(key); // what was used last stands last
-    this.chunks.set(key, chunk);
+    this.chunks.set(key, table);
     for (const old of this.chunks.keys()) {
       if (this.chunks.size <= keptChunks) break;
       this.chunks.delete(old);
     }
-    const entry = this.entries[frame]!;
-    return (await chunk).get(entry);
+    return table;
   }
 
-  private async read(entries: Uint32Array): Promise<Map<number, Row>> {
+  private async read(entries: Uint32Array): Promise<Table | undefined> {
     const tables = await this.file!.columns({ [imageDecoder]: "all" }, entries);
-    const table = tables.get(imageDecoder);
-    const rows = new Map<number, Row>();
-    table?.entries.forEach((entry, row) => rows.set(entry, { table, row }));
-    return rows;
+    return tables.get(imageDecoder);
   }
 
   // ------------------------------------------------------------------------------------- the plots
@@ -450,7 +508,7 @@ export class FramesView implements View {
     const x = Array.from(first!.times, (time, part) =>
       hasTimes ? (time - start) / 1e6 : part * first!.rowsInPart,
     );
-    const reference = scan === null ? new Float64Array(summary.start.length) : this.reference();
+    const reference = scan === null ? new Float64Array(summary.start.length) : this.reference.values;
     const data: uPlot.AlignedData = [x];
     const series: uPlot.Series[] = [{ label: hasTimes ? "s" : "frame" }];
     const bands: uPlot.Band[] = [];
@@ -460,10 +518,10 @@ export class FramesView implements View {
       const minus = reference[channel + index]!;
       const stroke = colours[i % colours.length]!;
       const label = scan === null ? parts[i]! : `${parts[i]}[${index}]`;
-      data.push(most.map((value) => value - minus));
+      data.push(numbersOf(most, minus));
       series.push({ label: isReduced ? `${label}, most` : label, stroke });
       if (!isReduced) return;
-      data.push(least.map((value) => value - minus));
+      data.push(numbersOf(least, minus));
       series.push({ label: `${label}, least`, stroke });
       bands.push({ series: [series.length - 2, series.length - 1], fill: `${stroke}55` });
     });
@@ -488,14 +546,14 @@ export class FramesView implements View {
     const scan = this.scanOf(select("over").value) ?? this.scans[0];
     if (summary === null || scan === undefined) return;
     const isNoise = select("statistic").value === "noise";
-    const reference = isNoise ? new Float64Array(summary.start.length) : this.reference();
+    const reference = isNoise ? new Float64Array(summary.start.length) : this.reference.values;
     const data: uPlot.AlignedData = [Array.from({ length: scan.inPhase.count }, (_, i) => i)];
     const series: uPlot.Series[] = [{ label: "channel" }];
     for (const part of [scan.inPhase, scan.quadrature]) {
       if (part === null) continue;
       const all = isNoise ? summary.noise : summary.mean;
       const from = Array.from({ length: part.count }, (_, i) => part.first + i);
-      data.push(from.map((at) => all[at]! - reference[at]!));
+      data.push(from.flatMap((at) => numbersOf([all[at]!], reference[at]!)));
       const stroke = colours[series.length - 1]!;
       series.push({ label: part.name, stroke, points: { show: true, size: 5 } });
     }
@@ -506,6 +564,78 @@ export class FramesView implements View {
       if (channel !== null && channel !== undefined) this.chooseChannel(channel);
     };
   }
+
+  // ---------------------------------------------------------------------------------- the copies
+
+  /** Those that the pictures show, the current one first. */
+  private framesInSight(): number[] {
+    const count = this.entries.length === 0 ? 0 : Math.min(pastFrames, this.current + 1);
+    return Array.from({ length: count }, (_, age) => this.current - age);
+  }
+
+  private asObject(): object {
+    const pictures = this.drawings.map(({ picture, past }) => {
+      const lines = this.framesInSight().map((_, age) => lineOf(past, age));
+      return [picture.title, lines];
+    });
+    return {
+      file: this.file?.name,
+      frames: this.framesInSight().map((frame) => frame + 1),
+      reports: this.framesInSight().map((frame) => this.entries[frame]),
+      minus: select("minus").value,
+      told: this.reference.told || undefined,
+      ...Object.fromEntries(pictures),
+    };
+  }
+
+  private png(): Promise<Blob> {
+    const parts = this.drawings.flatMap(({ picture, now, past, colours, low, high }): Part[] => [
+      {
+        caption: `${picture.title}: colours from ${low.textContent} to ${high.textContent}`,
+        canvas: colours,
+        width: 120,
+        height: 8,
+      },
+      { caption: "", canvas: now.canvas, width: 480, height: 24 },
+      { caption: "", canvas: past.canvas, width: 480, height: 96 },
+    ]);
+    const [told] = parts;
+    if (told !== undefined && this.reference.told !== "")
+      told.caption = `${this.reference.told} ${told.caption}`;
+    const statistic = select("statistic").selectedOptions[0]?.textContent ?? "";
+    for (const [plot, what] of [
+      [this.course, "Over time"],
+      [this.noise, `Each channel's ${statistic}`],
+    ] as const)
+      if (plot !== null)
+        parts.push({ caption: `${what}: ${captionOf(plot)}`, canvas: plot.ctx.canvas });
+    return pngOf(`${this.file?.name ?? ""}: ${element("frame").textContent}`, parts);
+  }
+}
+
+/** What a plot shows, by its lines' names. */
+function captionOf({ series }: uPlot): string {
+  return series
+    .slice(1)
+    .map(({ label }) => label)
+    .join(", ");
+}
+
+/** Frames as lines of a table. */
+function* rowsOf(
+  drawings: readonly Drawing[],
+  frames: readonly number[],
+): Generator<(string | number | null)[]> {
+  const titles = drawings.flatMap(({ picture, past }) =>
+    Array.from({ length: past.width }, (_, channel) => `${picture.title}[${channel}]`),
+  );
+  yield ["frame", ...titles];
+  for (const [age, frame] of frames.entries())
+    yield [frame + 1, ...drawings.flatMap(({ past }) => lineOf(past, age))];
+}
+
+function lineOf({ numbers, width }: HeatMap, line: number): (number | null)[] {
+  return numbersOf(numbers.subarray(line * width, (line + 1) * width), 0);
 }
 
 /** Pictures of a few pixels, which no graphics processor has to hold. */
@@ -513,22 +643,20 @@ function penOf(canvas: HTMLCanvasElement): CanvasRenderingContext2D {
   return canvas.getContext("2d", { willReadFrequently: true })!;
 }
 
-function clear(canvas: HTMLCanvasElement): void {
-  penOf(canvas).clearRect(0, 0, canvas.width, canvas.height);
+/** As a plot takes them: what is no number is not there. */
+function numbersOf(values: ArrayLike<number>, minus: number): (number | null)[] {
+  return Array.from(values, (value) => (Number.isFinite(value - minus) ? value - minus : null));
 }
 
-/** Puts numbers into a line of a picture. */
-function paint(
-  canvas: HTMLCanvasElement,
-  line: number,
-  values: Float64Array,
-  range: Range,
-  { part }: Picture,
-): void {
-  const palette = part === "phase" ? aroundColours : risingColours;
-  const pixels = new ImageData(values.length, 1);
-  values.forEach((value, i) => {
-    if (!Number.isNaN(value)) pixels.data.set([...palette(placeIn(range, value)), 255], 4 * i);
-  });
-  penOf(canvas).putImageData(pixels, 0, line);
+/** The row of an entry, in one of some tables. */
+function rowIn(
+  tables: readonly (Table | undefined)[],
+  entry: number | undefined,
+): Row | undefined {
+  if (entry === undefined) return undefined;
+  for (const table of tables) {
+    const row = table === undefined ? -1 : indexOf(table.entries, entry);
+    if (row >= 0) return { table: table!, row };
+  }
+  return undefined;
 }

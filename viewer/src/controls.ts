@@ -1,0 +1,48 @@
+/** Controls that views make by script. */
+import { made } from "./dom.js";
+
+/** "1 packet", "2 packets". */
+export function counted(count: number, one: string, many: string): string {
+  return `${count} ${count === 1 ? one : many}`;
+}
+
+export function text(content: string): Text {
+  return document.createTextNode(content);
+}
+
+export function option(value: string, content: string): HTMLOptionElement {
+  const one = made("option", "", content);
+  one.value = value;
+  return one;
+}
+
+export function numberInput(label: string, least: number): HTMLInputElement {
+  const one = made("input");
+  one.type = "number";
+  one.min = one.value = String(least);
+  one.setAttribute("aria-label", label);
+  return one;
+}
+
+export function checkbox(): HTMLInputElement {
+  const one = made("input");
+  one.type = "checkbox";
+  return one;
+}
+
+/** A control with its label, which stands in front of it, or behind it. */
+export function labelled(label: string, control: HTMLElement, isBehind = false): HTMLElement {
+  if (!control.hasAttribute("aria-label")) control.setAttribute("aria-label", label);
+  const parts = [text(` ${label} `), control];
+  return made("label", "", isBehind ? parts.reverse() : parts);
+}
+
+/** A button; `label` is what it does, in words. */
+export function button(content: string, label: string, onClick: () => void): HTMLButtonElement {
+  const one = made("button", "", content);
+  one.type = "button";
+  one.title = label;
+  one.setAttribute("aria-label", label);
+  one.onclick = onClick;
+  return one;
+}

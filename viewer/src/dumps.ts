@@ -1,0 +1,161 @@
+/** ADC dumps: which packets make one, in which order, and which of them are lost. It knows packets by
+ *  their numbers only, and no samples.
+ *
+ *      const sorter = new DumpSorter(isSame);
+ *      await sorter.add(packets); // as they came, of one device
+ *      await sorter.flush();
+ *      sorter.dumps[0].entryAt(7); */
+
+export interface Packet {
+  entry: number;
+  number: number; // PACKET_ID
+  size: number; // PAYLOAD_SIZE
+  total: number; // TOTAL_DUMP_SIZE
+}
+
+/** As far in front of the newest packet one may stand that came late. */
+const latest = 64;
+
+/** As many packets may be lost in a row; behind more another dump begins. */
+const mostLost = 1 << 16;
+
+const none = 0xffffffff;
+
+export class Dump {
+  late = 0;
+  doubled = 0;
+  packets = 0; // that are there
+  newest: number;
+  least: number;
+  private readonly origin: number; // number of the first slot
+  private entries = new Uint32Array(16).fill(none);
+  private sizes = new Uint32Array(16);
+
+  constructor(
+    first: Packet,
+    readonly jumpedFrom: number | null = null, // the number that too much would be lost behind
+  ) {
+    this.total = first.total;
+    this.origin = first.number - 8; // for those that come late from before the first one
+    this.newest = this.least = first.number;
+    this.put(first);
+  }
+
+  readonly total: number;
+
+  /** The entry of a packet; null if it is lost. */
+  entryAt(number: number): number | null {
+    const entry = this.entries[number - this.origin] ?? none;
+    return entry === none ? null : entry;
+  }
+
+  /** PAYLOAD_SIZE of a packet that is there. */
+  sizeAt(number: number): number {
+    return this.sizes[number - this.origin]!;
+  }
+
+  /** The number of the packet that an entry is; null if it isn't of the dump. */
+  numberOf(entry: number): number | null {
+    const slot = this.entries.indexOf(entry);
+    return slot < 0 || entry === none ? null : slot + this.origin;
+  }
+
+  /** What numbers the whole dump has, with packets of so many bytes: from `first`, `count` of them. A
+   *  total that is much more than came is not believed. */
+  range(packetBytes: number): { first: number; count: number } {
+    const whole = Math.ceil(this.total / packetBytes);
+    if (whole === 0 || whole > this.newest + 1 + mostLost)
+      return { first: this.least, count: this.newest + 1 - this.least };
+    const first = Math.min(Math.max(0, this.newest + 1 - whole), this.least);
+    return { first, count: Math.max(whole, this.newest + 1 - first) };
+  }
+
+  put(packet: Packet): void {
+    const slot = packet.number - this.origin;
+    if (slot >= this.entries.length) {
+      const [entries, sizes] = [this.entries, this.sizes];
+      const room = Math.max(2 * entries.length, slot + 1);
+      this.entries = new Uint32Array(room).fill(none);
+      this.entries.set(entries);
+      this.sizes = new Uint32Array(room);
+      this.sizes.set(sizes);
+    }
+    this.entries[slot] = packet.entry;
+    this.sizes[slot] = packet.size;
+    this.newest = Math.max(this.newest, packet.number);
+    this.least = Math.min(this.least, packet.number);
+    ++this.packets;
+  }
+
+  /** Whether there is a place for one that comes late. */
+  canBeLate(number: number): boolean {
+    return number >= this.origin && this.newest - number <= latest;
+  }
+}
+
+/** Puts the packets of one device into dumps. */
+export class DumpSorter {
+  readonly dumps: Dump[] = [];
+  private pending: Packet | null = null;
+
+  /** `isSame` tells whether two entries carry the same payload; `packetBytes` is its size. */
+  constructor(
+    private readonly packetBytes: number,
+    private readonly isSame: (entry: number, other: number) => Promise<boolean>,
+  ) {}
+
+  /** Takes in packets in the order in which they came; of the last one, only its successor or flush()
+   *  tells where it belongs. */
+  async add(packets: Iterable<Packet>): Promise<void> {
+    for (const packet of packets) {
+      if (this.pending !== null) await this.place(this.pending, packet.number);
+      this.pending = packet;
+    }
+  }
+
+  async flush(): Promise<void> {
+    if (this.pending !== null) await this.place(this.pending, null);
+    this.pending = null;
+  }
+
+  private async place(packet: Packet, next: number | null): Promise<void> {
+    const dump = this.dumps.at(-1);
+    if (dump === undefined || dump.total !== packet.total) {
+      this.dumps.push(new Dump(packet));
+      return;
+    }
+    const { number } = packet;
+    if (number > dump.newest) {
+      const isFar = number - dump.newest > mostLost;
+      if (isFar) this.dumps.push(new Dump(packet, dump.newest));
+      else dump.put(packet);
+      return;
+    }
+    const entry = dump.entryAt(number);
+    if (entry === null) {
+      // Numbers start again, unless the old ones go on behind one from before the first, or behind
+      // one of a gap others follow that didn't come yet.
+      const startsAgain =
+        number < dump.least
+          ? next !== dump.newest + 1
+          : next !== null && next > number && dump.entryAt(next) !== null;
+      if (startsAgain || !dump.canBeLate(number) || this.isWhole(dump)) {
+        this.dumps.push(new Dump(packet));
+        return;
+      }
+      dump.put(packet);
+      ++dump.late;
+      return;
+    }
+    // The same once more is a double, unless the dump was at its end and another one begins.
+    const canBeDouble = this.isWhole(dump) ? number === dump.newest : dump.canBeLate(number);
+    if (canBeDouble && (await this.isSame(entry, packet.entry))) ++dump.doubled;
+    else this.dumps.push(new Dump(packet));
+  }
+
+  /** All of its last packets came, as far as its total size tells. */
+  private isWhole(dump: Dump): boolean {
+    const whole = Math.ceil(dump.total / this.packetBytes);
+    return whole > 0 && dump.packets >= whole;
+  }
+}

@@ -1,0 +1,75 @@
+/** What is copied of a view: tables as CSV, and pictures put together to one. */
+import { ink } from "./plots.js";
+
+/** A picture with words above it. */
+export interface Part {
+  caption: string; // empty if it belongs to the picture above it
+  canvas: HTMLCanvasElement;
+
+  /** As large as it is drawn, in pixels of the screen, where that isn't the canvas's own size. */
+  width?: number;
+  height?: number;
+}
+
+/** Lines of a CSV file. Texts with a comma, a quote or a line's end stand in quotes. */
+export function csvOf(rows: Iterable<readonly (string | number | bigint | null)[]>): string {
+  const cell = (value: string | number | bigint | null) => {
+    const text = value === null ? "" : String(value);
+    return /[",\r\n]/.test(text) ? `"${text.replaceAll('"', '""')}"` : text;
+  };
+  const lines: string[] = [];
+  for (const row of rows) lines.push(row.map(cell).join(","));
+  return `${lines.join("\n")}\n`;
+}
+
+const margin = 12;
+const lineHeight = 20;
+
+/** Pictures below each other, with a title and a line of words for each, as PNG. */
+export async function pngOf(title: string, parts: readonly Part[]): Promise<Blob> {
+  const ratio = devicePixelRatio;
+  const sized = parts.map(({ caption, canvas, width, height }) => ({
+    caption,
+    canvas,
+    width: width ?? canvas.width / ratio,
+    height: height ?? canvas.height / ratio,
+  }));
+  const whole = document.createElement("canvas");
+  const pen = whole.getContext("2d")!;
+  pen.font = "600 14px system-ui, sans-serif";
+  const captions = sized.map(({ caption }) => pen.measureText(caption).width);
+  const widths = sized.map(({ width }) => width);
+  const widest = Math.max(pen.measureText(title).width, ...captions, ...widths);
+  const above = (caption: string) => (caption === "" ? -margin + 3 : lineHeight);
+  const tall = sized.reduce(
+    (sum, { caption, height }) => sum + height + above(caption) + margin,
+    0,
+  );
+  whole.width = Math.ceil((widest + 2 * margin) * ratio);
+  whole.height = Math.ceil((tall + lineHeight + 2 * margin) * ratio);
+  pen.scale(ratio, ratio);
+  pen.fillStyle = getComputedStyle(document.body).backgroundColor;
+  // The system's own background has no colour of its own.
+  if (pen.fillStyle === "rgba(0, 0, 0, 0)" || pen.fillStyle === "#00000000")
+    pen.fillStyle = matchMedia("(prefers-color-scheme: dark)").matches ? "#121212" : "#ffffff";
+  pen.fillRect(0, 0, whole.width, whole.height);
+  pen.imageSmoothingEnabled = false;
+  pen.fillStyle = ink();
+  let top = margin + 14;
+  pen.font = "600 14px system-ui, sans-serif";
+  pen.fillText(title, margin, top);
+  pen.font = "12px system-ui, sans-serif";
+  for (const { caption, canvas, width, height } of sized) {
+    top += above(caption);
+    if (caption !== "") pen.fillText(caption, margin, top);
+    top += 6;
+    pen.drawImage(canvas, margin, top, width, height);
+    top += height + margin - 6;
+  }
+  return new Promise((resolve, reject) => {
+    whole.toBlob((blob) => {
+      if (blob === null) reject(new Error("the browser could not make a picture"));
+      else resolve(blob);
+    }, "image/png");
+  });
+}
