@@ -206,8 +206,8 @@ export class RemoteCapture {
     return this.client.call("course", this.file, decoder, column, element);
   }
 
-  /** What became of some entries, in order: of those that differ from the one of their kind and sender
-   *  before them among these. `turns` leaves out all but what fell or wrapped, and restarts. */
+  /** What became of some entries, in order: of those that differ from the one of their kind and
+   *  sender before them among these. `turns` leaves out all but what fell or wrapped, and restarts. */
   changes(entries: ArrayLike<number>, turns = false): Promise<Difference[]> {
     return this.client.call("changes", this.file, Uint32Array.from(entries), turns);
   }

@@ -663,8 +663,8 @@ export class Capture {
     return courseOf(this.decoder.call("course", given, this.handle, element));
   }
 
-  /** What became of some entries, in order: of those that differ from the one of their kind and sender
-   *  before them among these. `turns` leaves out all but what fell or wrapped, and restarts. */
+  /** What became of some entries, in order: of those that differ from the one of their kind and
+   *  sender before them among these. `turns` leaves out all but what fell or wrapped, and restarts. */
   changes(entries: ArrayLike<number>, turns = false): Difference[] {
     const given = new Writer().u32s(entries);
     const reply = this.decoder.call("changes", given, this.handle, turns ? 1 : 0);

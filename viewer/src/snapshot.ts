@@ -1,5 +1,6 @@
-/** An element of the page as a PNG, as it looks: boxes with their colours and borders, and texts. For
- *  maps and bars that are made of elements, so that people can point at them and copy them. */
+/** An element of the page as a PNG, as it looks: boxes with their colours and borders, and
+ *  texts. For maps and bars that are made of elements, so that people can point at them and copy
+ *  them. */
 
 const scale = 2; // of the picture's pixels to the page's
 const margin = 8;

@@ -1,4 +1,5 @@
-/** A table that is sorted by its heads: once by a column, again the other way round, and then as it came. */
+/** A table that is sorted by its heads: once by a column, again the other way round, and then as
+ *  it came. */
 import { made } from "./dom.js";
 
 export interface TableColumn<Row> {
@@ -29,7 +30,7 @@ export class SortedTable<Row> {
     label: string,
     private readonly styleOf: (row: Row) => string = () => "",
   ) {
-    this.element.ariaLabel = label;
+    this.element.setAttribute("aria-label", label);
   }
 
   /** Shows rows; the order that people have chosen stays, as long as the columns are as many. */
@@ -74,7 +75,7 @@ export class SortedTable<Row> {
 
   private fill(): void {
     this.heads.forEach((head, at) => {
-      head.ariaSort = at === this.by ? this.direction : "none";
+      head.setAttribute("aria-sort", at === this.by ? this.direction : "none");
     });
     this.body.replaceChildren(
       ...this.sorted.map((row) => {

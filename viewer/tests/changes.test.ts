@@ -41,9 +41,11 @@ const restarts = {
   counters: "several counters fell: the firmware started again, or cleared them",
 };
 
+const names = ["watchdog", "power", "open-short", "full-report", "summary", "configuration"];
+
 test("changes, courses, rates and restarts are those of the program", () => {
   let restarted = 0;
-  for (const name of ["watchdog", "power", "open-short", "full-report", "summary", "configuration"]) {
+  for (const name of names) {
     const bytes = recording(casesOf(name));
     const expected = nativeRecords(bytes);
     assert.ok(expected.length > 1, name);
@@ -70,7 +72,8 @@ test("changes, courses, rates and restarts are those of the program", () => {
         const wanted = expected[at]!.change.fields[i]!;
         // A difference of doubles is none of whole numbers.
         const isWhole = wanted.difference !== undefined && wanted.key !== "Wallclock";
-        assert.equal(difference === null ? null : Number(difference), isWhole ? wanted.difference : null);
+        const told = difference === null ? null : Number(difference);
+        assert.equal(told, isWhole ? wanted.difference : null, name);
       }),
     );
     const isTurn = ({ course }: Change) => course === "fell" || course === "wrapped";

@@ -37,7 +37,7 @@ export function casesOf(prefix: string, seconds = 2): Timed[] {
 }
 
 /** Power modes: milliseconds and times entered of each. */
-export function powerReport(modes: readonly (readonly [time: number, entered: number])[]): Uint8Array {
+export function powerReport(modes: readonly [time: number, entered: number][]): Uint8Array {
   const bytes = new Uint8Array(1 + 8 * modes.length);
   const view = new DataView(bytes.buffer);
   bytes[0] = 0xa9;
@@ -79,6 +79,7 @@ export function openShortReport(masks: readonly bigint[]): Uint8Array {
 export function withNumbers(bytes: Uint8Array, numbers: Record<number, number>): Uint8Array {
   const changed = bytes.slice();
   const view = new DataView(changed.buffer);
-  for (const [offset, number] of Object.entries(numbers)) view.setUint32(Number(offset), number, true);
+  for (const [offset, number] of Object.entries(numbers))
+    view.setUint32(Number(offset), number, true);
   return changed;
 }

@@ -1,5 +1,6 @@
-/** The black box's configuration as a grid: a module a row, with how many of its events have a severity
- *  or an option, and its events one by one below. It is made of the lines, which is all that there is:
+/** The black box's configuration as a grid: a module a row, with how many of its events have a
+ *  severity or an option, and its events one by one below. It is made of the lines, which is all
+ *  that there is:
  *
  *      PSE_EVENT_AFE_BROWNOUT: ERROR MESSAGE GPIO_0
  *      Global Trace Config:  MASKED
@@ -86,13 +87,13 @@ export class ConfigurationGrid {
     });
   }
 
-  /** All severities and options that the lines have, in the order in which they came; severities that
-   *  have a line of their own, as "Global Trace Config", in the order of these. */
+  /** All severities and options that the lines have, in the order in which they came; severities
+   *  that have a line of their own, as "Global Trace Config", in the order of these. */
   private words(): { levels: string[]; options: string[] } {
     const settings = [...this.blocks, ...(this.before ?? [])].flatMap((block) => block.settings);
     const found = new Set(settings.map(({ level }) => level).filter(Boolean));
-    const ranked = settings.map(({ name }) => /^Global (\w+) Config$/.exec(name)?.[1]?.toUpperCase());
-    const known = ranked.filter((level) => level !== undefined && found.has(level)) as string[];
+    const ranked = settings.flatMap(({ name }) => /^Global (\w+) Config$/.exec(name)?.[1] ?? []);
+    const known = ranked.map((name) => name.toUpperCase()).filter((level) => found.has(level));
     const levels = new Set([...known, ...found]);
     const options = new Set(settings.flatMap((one) => one.options));
     return { levels: [...levels], options: [...options] };
@@ -112,7 +113,7 @@ export class ConfigurationGrid {
       made("thead", "", [head]),
       ...this.blocks.flatMap((block) => this.rowsOf(block, all, levels, options)),
     ]);
-    table.ariaLabel = "Severities and options of the events, by module";
+    table.setAttribute("aria-label", "Severities and options of the events, by module");
     const others = this.blocks.flatMap((block) => block.others);
     this.told.textContent = text;
     this.grid.replaceChildren(
@@ -128,7 +129,7 @@ export class ConfigurationGrid {
     const button = made("button", "module", `${isOpen ? "▾" : "▸"} ${block.name} `);
     button.append(made("span", "count", String(lines.length)));
     button.type = "button";
-    button.ariaExpanded = String(isOpen);
+    button.setAttribute("aria-expanded", String(isOpen));
     button.onclick = () => {
       if (isOpen) this.open.delete(block.name);
       else this.open.add(block.name);
@@ -196,8 +197,8 @@ function settingOf(line: string): Setting | null {
   return { name, level: level!, options };
 }
 
-/** Lines up to each empty one. A module has the name that stands alone in front of its events, or else
- *  what their names begin with. */
+/** Lines up to each empty one. A module has the name that stands alone in front of its events,
+ *  or else what their names begin with. */
 function blocksOf(lines: readonly string[]): Block[] {
   const blocks: Block[] = [];
   let block: Block = { name: "", settings: [], others: [] };

@@ -1,5 +1,5 @@
-/** The open/short test: the panel's channels as a map, as the lines show them, a row for each kind of
- *  fault. */
+/** The open/short test: the panel's channels as a map, as the lines show them, a row for each
+ *  kind of fault. */
 import { made } from "../dom.js";
 import { snapshotOf } from "../snapshot.js";
 import type { Copies, ViewHost } from "../view.js";
@@ -43,7 +43,7 @@ export class OpenShortView extends SteppedView {
     const before = shown.base === null ? null : rowsOf(shown.base);
     const map = made("div", "channels", rows.map((row, at) => this.row(row, before?.[at] ?? null)));
     map.setAttribute("role", "table");
-    map.ariaLabel = "Channels by kind of fault";
+    map.setAttribute("aria-label", "Channels by kind of fault");
     this.content.replaceChildren(
       ...summaryOf(rows).map((text, at) => made("p", at === 0 ? "verdict" : "", text)),
       ...(before === null ? [] : [made("p", "", changesText(rows, before))]),
@@ -114,8 +114,8 @@ export class OpenShortView extends SteppedView {
 
 const groupSize = 8;
 
-/** The rows of marks in a report's lines, and the masks that they are of, which stand in the same order;
- *  null where they don't say the same. */
+/** The rows of marks in a report's lines, and the masks that they are of, which stand in the
+ *  same order; null where they don't say the same. */
 function rowsOf({ decoded }: Looked): Row[] | null {
   const lines = decoded.lines.flatMap((line) => {
     const [, label, marks] = /^\s*(\S.*?)\s{2,}((?:[.X]{8} ?)+)$/.exec(line) ?? [];
@@ -152,14 +152,17 @@ function newsOf(row: Row, before: Row | null): { came: number[]; gone: number[] 
 function summaryOf(rows: Row[]): string[] {
   const [{ channels }] = rows as [Row];
   const any = channelsIn(rows.reduce((all, { mask }) => all | mask, 0n), channels);
+  const have = any.length === 1 ? "has" : "have";
   const said =
     any.length === 0
       ? [`No open, no short: none of the ${channels} channels has a mark.`]
-      : [`${any.length} of ${channels} channels ${any.length === 1 ? "has" : "have"} a mark: ${any.join(", ")}.`];
+      : [`${any.length} of ${channels} channels ${have} a mark: ${any.join(", ")}.`];
   for (const { key, mask, channels } of rows) {
     const beyond = channelsIn(mask, 64, channels);
     if (beyond.length > 0)
-      said.push(`${key} has bits beyond the channels, which the lines don't show: ${beyond.join(", ")}.`);
+      said.push(
+        `${key} has bits beyond the channels, which the lines don't show: ${beyond.join(", ")}.`,
+      );
   }
   return said;
 }
@@ -188,7 +191,7 @@ function cellOf(row: Row, before: Row | null, channel: number): HTMLElement {
   cell.dataset["channel"] = String(channel);
   cell.setAttribute("role", "cell");
   const words = isNew ? "X, new" : isFault ? "X" : isGone ? "gone" : "none";
-  cell.ariaLabel = `channel ${channel}: ${words}`;
+  cell.setAttribute("aria-label", `channel ${channel}: ${words}`);
   cell.title = `${row.label}, channel ${channel}: ${words}`;
   return cell;
 }

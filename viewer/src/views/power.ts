@@ -1,5 +1,5 @@
-/** Power modes: which share of the time each took, how often it was entered, and the same of the time
- *  between two reports. */
+/** Power modes: which share of the time each took, how often it was entered, and the same of the
+ *  time between two reports. */
 import type { Change } from "../decoder.js";
 import { made } from "../dom.js";
 import { snapshotOf } from "../snapshot.js";
@@ -134,8 +134,8 @@ function figureOf({ name, title, modes }: Span): HTMLElement {
   return figure;
 }
 
-/** A bar of parts, each as wide as its share; whose the parts are stands in them, as far as there is
- *  room, and in the table. */
+/** A bar of parts, each as wide as its share; whose the parts are stands in them, as far as
+ *  there is room, and in the table. */
 function barOf(modes: readonly Mode[], total: bigint): HTMLElement {
   const parts = modes.map(({ name, time }, at) => {
     const share = shareText(time, total);
@@ -148,7 +148,8 @@ function barOf(modes: readonly Mode[], total: bigint): HTMLElement {
   });
   const bar = made("div", "bar", parts);
   bar.setAttribute("role", "img");
-  bar.ariaLabel = modes.map(({ name, time }) => `${name} ${shareText(time, total)}`).join(", ");
+  const said = modes.map(({ name, time }) => `${name} ${shareText(time, total)}`);
+  bar.setAttribute("aria-label", said.join(", "));
   return bar;
 }
 
@@ -174,7 +175,7 @@ function tableOf(title: string, modes: readonly Mode[], total: bigint): HTMLTabl
     made("thead", "", [made("tr", "", head)]),
     made("tbody", "", rows),
   ]);
-  table.ariaLabel = title;
+  table.setAttribute("aria-label", title);
   return table;
 }
 

@@ -70,7 +70,7 @@ export abstract class SteppedView implements View {
     const button = (text: string, label: string, title: string, step: number) => {
       const one = made("button", "", text);
       one.type = "button";
-      one.ariaLabel = label;
+      one.setAttribute("aria-label", label);
       one.title = title;
       one.onclick = () => this.step(step);
       return one;
@@ -87,7 +87,7 @@ export abstract class SteppedView implements View {
     this.number.type = "number";
     this.number.min = "1";
     this.number.value = "1";
-    this.number.ariaLabel = "Number of the report to compare with";
+    this.number.setAttribute("aria-label", "Number of the report to compare with");
     this.number.hidden = true;
     this.against.onchange = () => {
       this.number.hidden = this.against.value !== "number";
@@ -141,7 +141,7 @@ export abstract class SteppedView implements View {
     this.redraw();
   }
 
-  // ------------------------------------------------------------------------------- going from one to one
+  // ------------------------------------------------------------------------- going from one to one
 
   private key(event: KeyboardEvent): void {
     if (event.ctrlKey || event.altKey || event.metaKey || event.shiftKey) return;
@@ -197,7 +197,7 @@ export abstract class SteppedView implements View {
     this.host.moved(entry);
   }
 
-  // ---------------------------------------------------------------------------------------- the drawing
+  // ----------------------------------------------------------------------------------- the drawing
 
   /** Draws as soon as it can; of what is asked for meanwhile, the last. */
   protected redraw(): void {
@@ -288,7 +288,8 @@ export abstract class SteppedView implements View {
     if (base === null) {
       if (this.against.value !== "nothing") said.push(this.whyNone(entry, group));
     } else {
-      said.push(`Compared with report ${base.number}, ${nameOf(base.entry)}${wayText(base.entry, entry)}.`);
+      const way = wayText(base.entry, entry);
+      said.push(`Compared with report ${base.number}, ${nameOf(base.entry)}${way}.`);
       if (!follows) said.push(whyUnknown(base.entry, entry));
       else if (difference === null) said.push("Nothing changed.");
     }
@@ -314,8 +315,9 @@ export abstract class SteppedView implements View {
       const isThere = Number.isInteger(number) && number >= 1 && number <= group.entries.length;
       if (!isThere) return `There is no report ${this.number.value} among these.`;
     }
-    const which = this.against.value === "before" ? "no report before this one" : "no other report";
-    return `There is ${which} to compare with: ${nameOf(entry)} from this sender.`;
+    if (this.against.value === "before")
+      return `No ${nameOf(entry)} came before this one from its sender to compare it with.`;
+    return "It is the same report: it is compared with nothing.";
   }
 }
 
@@ -336,8 +338,8 @@ class Group {
     return this.streams.find(({ entries }) => indexOf(entries, number) >= 0)!;
   }
 
-  /** What an entry is to be compared with; null if there is none. Another ID's report of the same sender
-   *  and decoder is the next best. */
+  /** What an entry is to be compared with; null if there is none. Another ID's report of the
+   *  same sender and decoder is the next best. */
   baseOf(entry: Entry, against: Against, number: number): number | null {
     if (against === "nothing") return null;
     if (against === "number") return this.entries[number - 1] ?? null;
@@ -356,7 +358,7 @@ class Group {
 /** The reports of one kind from one sender, and what became of their counters. */
 export class Stream {
   private seen = 0; // entries that were looked through
-  private found: Difference[] = []; // where something fell or wrapped, or the firmware started again
+  private found: Difference[] = []; // where something fell, wrapped or restarted
 
   constructor(
     private readonly file: RemoteCapture,
@@ -370,8 +372,8 @@ export class Stream {
     return indexOf(this.entries, to) - indexOf(this.entries, from);
   }
 
-  /** What became of numbers from one entry to another, step by step, where something fell, wrapped or
-   *  was concluded; null if it isn't wanted any more before that is known. */
+  /** What became of numbers from one entry to another, step by step, where something fell,
+   *  wrapped or was concluded; null if it isn't wanted any more before that is known. */
   async turns(from: number, to: number, isWanted: () => boolean): Promise<Difference[] | null> {
     const end = indexOf(this.entries, to) + 1;
     while (this.seen < end) {
@@ -478,7 +480,7 @@ export function sideways(table: HTMLTableElement): HTMLElement {
   const region = made("div", "sideways", [table]);
   region.tabIndex = 0;
   region.setAttribute("role", "region");
-  region.ariaLabel = table.ariaLabel;
+  region.setAttribute("aria-label", table.getAttribute("aria-label") ?? "");
   return region;
 }
 

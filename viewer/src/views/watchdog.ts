@@ -103,7 +103,7 @@ export class WatchdogView extends SteppedView {
       made("thead", "", [made("tr", "", head)]),
       made("tbody", "", rows),
     ]);
-    history.ariaLabel = "Reports one after the other, and what changed";
+    history.setAttribute("aria-label", "Reports one after the other, and what changed");
     const all = stream.entries.length;
     const last = first + table.rows;
     const title = made("h2", "", "Report by report");
@@ -116,7 +116,7 @@ export class WatchdogView extends SteppedView {
   private linkTo(entry: number, number: number): HTMLElement {
     const button = this.buttonTo(String(number), entry);
     button.className = "goto";
-    button.ariaLabel = `Go to report ${number}`;
+    button.setAttribute("aria-label", `Go to report ${number}`);
     return button;
   }
 
@@ -275,6 +275,6 @@ function readingsElement(shown: Shown): HTMLElement[] {
     made("thead", "", [made("tr", "", head)]),
     made("tbody", "", rows),
   ]);
-  table.ariaLabel = "What the report says";
+  table.setAttribute("aria-label", "What the report says");
   return [sideways(table)];
 }

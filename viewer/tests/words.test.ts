@@ -1,0 +1,49 @@
+/** Numbers as views say them, and what is copied. */
+import assert from "node:assert/strict";
+import { test } from "node:test";
+import {
+  csvLine,
+  durationText,
+  jsonText,
+  rateText,
+  shareText,
+  signedText,
+} from "../src/words.js";
+
+test("durations have hours, minutes, seconds and milliseconds", () => {
+  assert.equal(durationText(0n), "0:00:00.000");
+  assert.equal(durationText(59_999n), "0:00:59.999");
+  assert.equal(durationText(3_600_000n), "1:00:00.000");
+  assert.equal(durationText(4_294_967_295n), "1193:02:47.295");
+  assert.equal(durationText(-61_001n), "−0:01:01.001");
+  assert.equal(durationText(2n ** 63n - 1n), "2562047788015:12:55.807");
+});
+
+test("shares are rounded, and neither nothing nor all is made of what isn't", () => {
+  assert.equal(shareText(1n, 3n), "33.3 %");
+  assert.equal(shareText(2n, 3n), "66.7 %");
+  assert.equal(shareText(0n, 3n), "0.0 %");
+  assert.equal(shareText(3n, 3n), "100.0 %");
+  assert.equal(shareText(1n, 100_000n), "< 0.1 %");
+  assert.equal(shareText(99_999n, 100_000n), "> 99.9 %");
+  assert.equal(shareText(0n, 0n), "–");
+});
+
+test("differences have a sign, and rates four digits", () => {
+  assert.deepEqual([5n, -5n, 0n].map(signedText), ["+5", "−5", "±0"]);
+  assert.deepEqual([0.5, 2, 1 / 3, 123.456, 123_456.7].map(rateText), [
+    "0.5",
+    "2",
+    "0.3333",
+    "123.5",
+    "123457",
+  ]);
+});
+
+test("what is copied keeps all digits, and texts that are made to break it", () => {
+  const line = csvLine(["a", 'b"c', "d,e", "f\ng", 2n ** 64n]);
+  assert.equal(line, 'a,"b""c","d,e","f\ng",18446744073709551616\n');
+  const text = jsonText({ mask: 2n ** 63n, none: null, list: [-1n], text: '"7"' });
+  assert.match(text, /"mask": 9223372036854775808,/);
+  assert.deepEqual(JSON.parse(text), { mask: 2 ** 63, none: null, list: [-1], text: '"7"' });
+});
