@@ -44,7 +44,8 @@ export async function openCarried(
   const carried = contents.captures.flatMap((capture) =>
     capture.block === undefined ? [] : [{ capture, file: fileOf(contents, capture) }],
   );
-  document.querySelector("header")!.append(noteOf(contents, carried, choose));
+  const header = document.querySelector("header") ?? document.body;
+  header.append(noteOf(contents, carried, choose));
   // A capture of a bus may begin with what a mouse sent.
   const isKnown = ({ capture }: Carried) => (capture.known ?? 0) > 0;
   const sorted = [...carried.filter(isKnown), ...carried.filter((one) => !isKnown(one))];
