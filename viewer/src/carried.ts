@@ -40,7 +40,8 @@ export async function openCarried(open: (files: File[]) => void): Promise<void> 
   const carried = contents.captures.flatMap((capture) =>
     capture.block === undefined ? [] : [{ capture, file: fileOf(contents, capture) }],
   );
-  document.querySelector("header")!.append(noteOf(contents, carried.length > 0));
+  const header = document.querySelector("header") ?? document.body;
+  header.append(noteOf(contents, carried.length > 0));
   // A capture of a bus may begin with what a mouse sent.
   const isKnown = ({ capture }: Carried) => (capture.known ?? 0) > 0;
   const sorted = [...carried.filter(isKnown), ...carried.filter((one) => !isKnown(one))];
