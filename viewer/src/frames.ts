@@ -312,8 +312,12 @@ export class FramesView {
   /** Draws the current frame as soon as it is there; of those asked for meanwhile, the last one. */
   private redraw(): void {
     this.drawn = -1;
+    const tried = this.current;
     this.pending ??= this.drawCurrent()
-      .catch(this.tell)
+      .catch((fault: unknown) => {
+        this.drawn = tried; // it isn't tried again and again
+        this.tell(fault);
+      })
       .finally(() => {
         this.pending = null;
         if (this.isShown && this.drawn !== this.current && this.entries.length > 0) this.redraw();
@@ -401,8 +405,10 @@ export class FramesView {
     const entries = this.entries.subarray(first, first + chunkFrames);
     const key = `${first} ${entries.length}`;
     let chunk = this.chunks.get(key);
-    if (chunk === undefined) chunk = this.read(entries);
-    else this.chunks.delete(key); // what was used last stands last
+    if (chunk === undefined) {
+      chunk = this.read(entries);
+      chunk.catch(() => this.chunks.delete(key));
+    } else this.chunks.delete(key); // what was used last stands last
     this.chunks.set(key, chunk);
     for (const old of this.chunks.keys()) {
       if (this.chunks.size <= keptChunks) break;

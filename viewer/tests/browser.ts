@@ -29,7 +29,21 @@ export async function opened(from: Browser, options: BrowserContextOptions = {})
     assert.match(request.url(), /^(file|blob):/);
   });
   await page.goto(pathToFileURL(pagePath).href);
-  return page;
+  return Object.assign(page, { waitForFunction: waited.bind(null, page) });
+}
+
+/** Instead of playwright's own, whose second look is what the page's policy forbids: eval(). */
+async function waited<Given>(
+  page: Page,
+  isThere: (given: Given) => unknown,
+  given: Given,
+): Promise<never> {
+  const end = performance.now() + 30_000;
+  while (!(await page.evaluate(isThere as (given: unknown) => unknown, given))) {
+    if (performance.now() > end) assert.fail(`waited in vain for ${isThere}`);
+    await new Promise((resolve) => setTimeout(resolve, 20));
+  }
+  return undefined as never; // nothing that playwright's gives is asked for
 }
 
 export async function choose(page: Page, path: string): Promise<void> {
