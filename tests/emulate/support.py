@@ -1,11 +1,13 @@
 """What the tests of vesk-emulate share. VESK_EMULATE and VESK_DECODE name the programs."""
 
 import glob
+import io
 import os
 import subprocess
 import sys
 import tempfile
 import unittest
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
@@ -73,6 +75,22 @@ class EmulateTest(unittest.TestCase):
 
     def left_behind(self):
         return glob.glob(f"{self.folder}/vesk-emulate.*")
+
+
+def run_side_by_side():
+    """As unittest.main(), but that the classes of a program's tests, which mostly wait, do so together."""
+    loaded = unittest.defaultTestLoader.loadTestsFromModule(sys.modules["__main__"])
+    suites = [suite for suite in loaded if suite.countTestCases()]
+    shown = [io.StringIO() for _ in suites]
+
+    def run(suite, stream):
+        return unittest.TextTestRunner(stream).run(suite).wasSuccessful()
+
+    with ThreadPoolExecutor(len(suites)) as threads:
+        passed = list(threads.map(run, suites, shown))
+    for stream in shown:
+        sys.stderr.write(stream.getvalue())
+    sys.exit(not (passed and all(passed)))
 
 
 def counts(requests=0, sent=0, dropped=0, writes=0, node="/dev/hidraw9"):

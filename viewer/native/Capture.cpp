@@ -237,7 +237,11 @@ std::variant<host::Report, host::Problem> Capture::at(std::size_t number) {
   }
   host::Report report;
   auto& pieces = kind.has(Index::Kind::kIsKept) ? _keptPieces : _pieces;
-  report.bytes = pieces.at(entry.offset, entry.length);
+  try {
+    report.bytes = pieces.at(entry.offset, entry.length);
+  } catch (const host::InputFault& fault) {
+    throw host::InputFault(_name + ": " + fault.what());
+  }
   report.type = type;
   report.place = place;
   report.microseconds = time;

@@ -151,6 +151,10 @@ std::vector<std::uint32_t> Index::select(std::span<const std::uint8_t> wanted, s
                                          std::size_t end) {
   std::vector<std::uint32_t> numbers;
   end = std::min(end, _size);
+  std::size_t most = 0;
+  for (std::size_t kind = 0; kind < std::min(wanted.size(), _counts.size()); ++kind)
+    if (wanted[kind] != 0) most += _counts[kind];
+  numbers.reserve(std::min(most, end - std::min(first, end)));
   while (first < end) {
     const std::size_t start = first / kBlock * kBlock;
     const auto& entries = block(first / kBlock);

@@ -14,7 +14,7 @@ namespace {
 std::size_t checked(std::int32_t count, std::uint64_t offset) {
   if (count < 0)
     throw host::InputFault("the file can't be read at byte " + std::to_string(offset) +
-                           ": it is gone, or was changed since it was chosen");
+                           ": it is gone, or was changed since it was chosen; choose it again");
   return static_cast<std::size_t>(count);
 }
 

@@ -1,7 +1,7 @@
 /** The worker: the decoder, and the files that it reads. Reading goes on in steps, between which it
  *  answers, so that what is read already can be looked at, and reading be cancelled. */
 import { decompressed } from "./compressed.js";
-import { Decoder, DecoderBroken, type Capture } from "./decoder.js";
+import { Decoder, DecoderBroken, Table, type Capture } from "./decoder.js";
 import type { Calls, LiveReport, Message, Method, Request } from "./protocol.js";
 import { BlobSource, blobStore } from "./sources.js";
 
@@ -23,11 +23,22 @@ interface OpenFile {
 let decoder: Decoder;
 const files = new Map<number, OpenFile>();
 
+/** Arrays that were made for a message move to the page, where they needn't be copied. */
 function post(message: Message): void {
-  postMessage(message);
+  const made = new Set<ArrayBufferLike>();
+  if ("progress" in message) addBuffers(made, message.progress.followed);
+  else if ("result" in message) addBuffers(made, message.result);
+  postMessage(message, { transfer: [...made] as ArrayBuffer[] });
 }
 
-/** Lets messages in. A timer would be held back to 4 ms each time. */
+function addBuffers(made: Set<ArrayBufferLike>, result: unknown): void {
+  if (result instanceof Uint32Array) made.add(result.buffer);
+  if (!(result instanceof Map)) return;
+  for (const table of result.values())
+    if (table instanceof Table) made.add(table.buffer).add(table.entries.buffer);
+}
+
+/** Lets messages in. A timer would be held back to 4 ms each time. Several files may wait. */
 const channel = new MessageChannel();
 const paused: (() => void)[] = [];
 channel.port1.onmessage = () => paused.shift()?.();
@@ -39,9 +50,19 @@ function pause(): Promise<void> {
 }
 
 function of(file: number): Capture {
-  const capture = files.get(file)?.capture;
-  if (!capture) throw new Error("the file was closed");
-  return capture;
+  const open = files.get(file);
+  if (open === undefined) throw new Error("the file was closed");
+  if (open.capture === null) throw new Error("the file is still being unpacked");
+  return open.capture;
+}
+
+/** What a browser says of a file that it can't read doesn't name it, nor what to do. */
+function readable(fault: unknown, name: string): unknown {
+  if (!(fault instanceof DOMException)) return fault;
+  return new Error(
+    `${name} can't be read: it is gone, or was changed since it was chosen; choose it again`,
+    { cause: fault },
+  );
 }
 
 const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
@@ -53,7 +74,10 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
   async open(file, blob, name, form, told) {
     const open: OpenFile = { capture: null, cancelled: false };
     files.set(file, open);
-    const unpacked = await decompressed(blob, () => open.cancelled);
+    const unpacked = await decompressed(blob, () => open.cancelled).catch((fault: unknown) => {
+      files.delete(file);
+      throw readable(fault, name);
+    });
     if (open.cancelled) return { cancelled: true, entries: 0 };
     const source = new BlobSource(unpacked.blob);
     const store = blobStore(mostKept);

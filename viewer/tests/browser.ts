@@ -40,7 +40,21 @@ export async function opened(
   });
   await prepare(page);
   await page.goto(pathToFileURL(path).href + hash);
-  return page;
+  return Object.assign(page, { waitForFunction: waited.bind(null, page) });
+}
+
+/** Instead of playwright's own, whose second look is what the page's policy forbids: eval(). */
+async function waited<Given>(
+  page: Page,
+  isThere: (given: Given) => unknown,
+  given: Given,
+): Promise<never> {
+  const end = performance.now() + 30_000;
+  while (!(await page.evaluate(isThere as (given: unknown) => unknown, given))) {
+    if (performance.now() > end) assert.fail(`waited in vain for ${isThere}`);
+    await new Promise((resolve) => setTimeout(resolve, 20));
+  }
+  return undefined as never; // nothing that playwright's gives is asked for
 }
 
 export async function choose(page: Page, ...paths: string[]): Promise<void> {

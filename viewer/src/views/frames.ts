@@ -320,8 +320,12 @@ export class FramesView implements View {
   /** Draws the current frame as soon as it is there; of those asked for meanwhile, the last one. */
   private redraw(): void {
     this.drawn = -1;
+    const tried = this.current;
     this.pending ??= this.drawCurrent()
-      .catch(this.host.tell)
+      .catch((fault: unknown) => {
+        this.drawn = tried; // it isn't tried again and again
+        this.host.tell(fault);
+      })
       .finally(() => {
         this.pending = null;
         if (this.isShown && this.drawn !== this.current && this.entries.length > 0) this.redraw();
@@ -458,8 +462,10 @@ export class FramesView implements View {
     const entries = this.entries.subarray(first, first + size);
     const key = `${first} ${entries.length}`;
     let table = this.chunks.get(key);
-    if (table === undefined) table = this.read(entries);
-    else this.chunks.delete(key); // what was used last stands last
+    if (table === undefined) {
+      table = this.read(entries);
+      table.catch(() => this.chunks.delete(key));
+    } else this.chunks.delete(key); // what was used last stands last
     this.chunks.set(key, table);
     for (const old of this.chunks.keys()) {
       if (this.chunks.size <= keptChunks) break;
