@@ -6,6 +6,8 @@
  *      await sorter.flush();
  *      sorter.dumps[0].entryAt(7); */
 
+import { countBelow, indexOf } from "./view.js";
+
 export interface Packet {
   entry: number;
   number: number; // PACKET_ID
@@ -17,47 +19,49 @@ export interface Packet {
 const latest = 64;
 
 /** As many packets may be lost in a row; behind more another dump begins. */
-const mostLost = 1 << 16;
+const mostLost = 8192;
 
-const none = 0xffffffff;
-
+/** Packets of a dump by their numbers. Those that are lost take no room, whatever the numbers say. */
 export class Dump {
   late = 0;
   doubled = 0;
   packets = 0; // that are there
-  newest: number;
-  least: number;
-  private readonly origin: number; // number of the first slot
-  private entries = new Uint32Array(16).fill(none);
-  private sizes = new Uint32Array(16);
+  private numbers = new Uint32Array(8); // in order
+  private entries = new Uint32Array(8);
+  private sizes = new Uint32Array(8);
+  readonly total: number;
 
   constructor(
     first: Packet,
     readonly jumpedFrom: number | null = null, // the number that too much would be lost behind
   ) {
     this.total = first.total;
-    this.origin = first.number - 8; // for those that come late from before the first one
-    this.newest = this.least = first.number;
     this.put(first);
   }
 
-  readonly total: number;
+  get least(): number {
+    return this.numbers[0]!;
+  }
+
+  get newest(): number {
+    return this.numbers[this.packets - 1]!;
+  }
 
   /** The entry of a packet; null if it is lost. */
   entryAt(number: number): number | null {
-    const entry = this.entries[number - this.origin] ?? none;
-    return entry === none ? null : entry;
+    const place = this.placeOf(number);
+    return place < 0 ? null : this.entries[place]!;
   }
 
   /** PAYLOAD_SIZE of a packet that is there. */
   sizeAt(number: number): number {
-    return this.sizes[number - this.origin]!;
+    return this.sizes[this.placeOf(number)]!;
   }
 
   /** The number of the packet that an entry is; null if it isn't of the dump. */
   numberOf(entry: number): number | null {
-    const slot = this.entries.indexOf(entry);
-    return slot < 0 || entry === none ? null : slot + this.origin;
+    const place = this.entries.subarray(0, this.packets).indexOf(entry);
+    return place < 0 ? null : this.numbers[place]!;
   }
 
   /** What numbers the whole dump has, with packets of so many bytes: from `first`, `count` of them. A
@@ -71,25 +75,32 @@ export class Dump {
   }
 
   put(packet: Packet): void {
-    const slot = packet.number - this.origin;
-    if (slot >= this.entries.length) {
-      const [entries, sizes] = [this.entries, this.sizes];
-      const room = Math.max(2 * entries.length, slot + 1);
-      this.entries = new Uint32Array(room).fill(none);
-      this.entries.set(entries);
-      this.sizes = new Uint32Array(room);
-      this.sizes.set(sizes);
+    const { packets } = this;
+    if (packets === this.numbers.length)
+      for (const name of ["numbers", "entries", "sizes"] as const) {
+        const old = this[name];
+        this[name] = new Uint32Array(2 * packets);
+        this[name].set(old);
+      }
+    const place = countBelow(this.numbers.subarray(0, packets), packet.number);
+    for (const [all, value] of [
+      [this.numbers, packet.number],
+      [this.entries, packet.entry],
+      [this.sizes, packet.size],
+    ] as const) {
+      all.copyWithin(place + 1, place, packets);
+      all[place] = value;
     }
-    this.entries[slot] = packet.entry;
-    this.sizes[slot] = packet.size;
-    this.newest = Math.max(this.newest, packet.number);
-    this.least = Math.min(this.least, packet.number);
     ++this.packets;
   }
 
-  /** Whether there is a place for one that comes late. */
+  /** Whether a number is one that may still come late. */
   canBeLate(number: number): boolean {
-    return number >= this.origin && this.newest - number <= latest;
+    return this.newest - number <= latest;
+  }
+
+  private placeOf(number: number): number {
+    return indexOf(this.numbers.subarray(0, this.packets), number);
   }
 }
 

@@ -11,6 +11,7 @@ import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { capture } from "./captures.js";
 import { adcPacket } from "./reports.js";
 import { native, root } from "./support.js";
+import { waitForText, waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -58,6 +59,14 @@ test("a dump has as many places as its total size says, at both ends", async () 
   ]);
   // A last packet that isn't full is one, too.
   assert.deepEqual(await dumpsOf([0], 2049), [{ first: 0, entries: [0, null], ...clean }]);
+  // Packets that are far apart are no dump.
+  assert.deepEqual(
+    (await dumpsOf([5, 100_005, 100_006], 0)).map(({ first, entries }) => [first, entries]),
+    [
+      [5, [0]],
+      [100_005, [1, 2]],
+    ],
+  );
   // Nobody waits for four gigabytes because a packet says so.
   assert.deepEqual(await dumpsOf([0, 1], 0xffffffff), [{ first: 0, entries: [0, 1], ...clean }]);
 });
@@ -315,12 +324,10 @@ test("the spectrum of a sine is told with its frequency", async () => {
     "sine.pcap",
     [0, 1, 2, 3].map((number) => adcPacket(number, sine(number), 4 * 2048)),
   );
-  assert.equal(await page.getAttribute("#adc", "data-peak"), "64 2048"); // 2048 / 32
+  assert.equal(await page.getAttribute("#adc [data-peak]", "data-peak"), "64 2048"); // 2048 / 32
   await page.locator("#adc").getByLabel("Samples a second").fill("3200");
   await page.keyboard.press("Enter");
-  await page.waitForFunction(() =>
-    /Strongest at 100 Hz/.test(document.getElementById("adc")!.textContent!),
-  );
+  await waitForText(page, "#adc", /Strongest at 100 Hz/);
   await page.close();
 });
 
@@ -403,7 +410,8 @@ test("500,000 samples are one waveform, that zooms and pans", async () => {
   await page.waitForSelector('#adc .long[data-from="125056"]');
   assert.deepEqual(await range(), [125_056, 375_168]);
   await page.keyboard.press("ArrowLeft");
-  await page.waitForFunction(
+  await waitUntil(
+    page,
     () => Number(document.querySelector<HTMLElement>("#adc .long")!.dataset["from"]) < 101_000,
   );
   const [from, to] = await range();
@@ -413,7 +421,8 @@ test("500,000 samples are one waveform, that zooms and pans", async () => {
   await page.mouse.down();
   await page.mouse.move(over.x + 200, over.y + 50, { steps: 5 });
   await page.mouse.up();
-  await page.waitForFunction(
+  await waitUntil(
+    page,
     () => Number(document.querySelector<HTMLElement>("#adc .long")!.dataset["from"]) > 110_000,
   );
   const [dragged] = await range();
@@ -432,5 +441,47 @@ test("one packet of a dump shows where it belongs", async () => {
   assert.match((await page.textContent("#adc .about"))!, /packets 0 to 7, 1 of 8 are there/);
   assert.equal((await columnAt(page, 3.5 * 512)).marks, 0);
   assert.equal((await columnAt(page, 2.5 * 512)).wave, 0);
+  await page.close();
+});
+
+test("gaps are gone to one by one", async () => {
+  const page = await opened(browser);
+  const there = Array.from({ length: 200 }, (_, number) => number).filter(
+    (number) => number !== 50 && number !== 120 && number !== 121,
+  );
+  await show(
+    page,
+    "gaps.pcap",
+    there.map((number) => adcPacket(number, sine(number), 200 * 2048)),
+  );
+  const next = page.getByRole("button", { name: "Go to the next gap" });
+  for (const [first, end] of [
+    [120, 122], // the middle of all is 100
+    [50, 51],
+    [120, 122],
+  ] as const) {
+    await next.click();
+    const middle = ((first + end) / 2) * 512;
+    const isThere = (middle: number) => {
+      const { from, to } = document.querySelector<HTMLElement>("#adc .long")!.dataset;
+      return (Number(from) + Number(to)) / 2 === middle;
+    };
+    await waitUntil(page, isThere, middle);
+    assert.equal((await columnAt(page, middle)).wave, 0);
+    // A thin line's pixels may be pale, but not all of them.
+    let pixels = 0;
+    for (let before = 10; before < 200; before += 10)
+      pixels += (await columnAt(page, first * 512 - before)).wave;
+    assert.ok(pixels > 10, `${pixels}`);
+  }
+  await page.close();
+});
+
+test("another file takes the place of the one before", async () => {
+  const page = await opened(browser);
+  await show(page, "long-one.pcap", [0, 1, 2].map((n) => adcPacket(n, sine(n), 3 * 2048)));
+  await show(page, "short-one.pcap", [0].map((n) => adcPacket(n, sine(n), 2048)));
+  await page.waitForSelector('#adc[data-packets="1/1"]');
+  assert.match((await page.textContent("#adc .about"))!, /512 samples/);
   await page.close();
 });

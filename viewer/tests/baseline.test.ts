@@ -8,6 +8,7 @@ import { blue, orange, pixelsAt, placeOf } from "./bars.js";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { baselineReport, recording } from "./reports.js";
 import { native, root } from "./support.js";
+import { waitForText } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -85,9 +86,7 @@ test("keys go through baselines and channels, and a channel is drawn over the ca
   }
   await page.keyboard.press("ArrowUp");
   await page.waitForSelector('#baseline[data-course="1"]');
-  await page.waitForFunction(() =>
-    /BASELINE\[1\]/.test(document.getElementById("baseline")!.textContent!),
-  );
+  await waitForText(page, "#baseline", /BASELINE\[1\]/);
   const { width } = (await page.locator(values).boundingBox())!;
   await page.locator(values).click({ position: { x: placeOf(41, width), y: 60 } });
   await page.waitForSelector('#baseline[data-course="41"]');

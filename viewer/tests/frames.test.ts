@@ -7,6 +7,7 @@ import type { Page } from "playwright-core";
 import { choose, folder, launched, opened } from "./browser.js";
 import { baselineReport, frameReport, usbCapture, type Sent } from "./reports.js";
 import { native } from "./support.js";
+import { waitForText } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -87,14 +88,6 @@ async function drawn(page: Page, title: string): Promise<number> {
   });
 }
 
-async function waitFor(page: Page, selector: string, pattern: RegExp): Promise<void> {
-  await page.waitForFunction(
-    ([selector, source]) =>
-      new RegExp(source!).test(document.querySelector(selector!)!.textContent!),
-    [selector, pattern.source],
-  );
-}
-
 test("any frame is taken off the others", async () => {
   const page = await opened(browser);
   const values = await show(page, "minus.pcap", [0, 1, 2, 3, 4].map((n) => frame(n)));
@@ -109,10 +102,10 @@ test("any frame is taken off the others", async () => {
   // One that isn't there is refused.
   await number.fill("9");
   await number.press("Enter");
-  await waitFor(page, "#subtracted", /There is no frame 9: nothing is shown\./);
+  await waitForText(page, "#subtracted", /There is no frame 9: nothing is shown\./);
   assert.equal(await drawn(page, "P_SCAN_Q"), 0);
   await page.selectOption("#minus", "nothing");
-  await waitFor(page, "#subtracted", /^$/);
+  await waitForText(page, "#subtracted", /^$/);
   await isTold(page, "P_SCAN_Q", 5, values[4]!["P_SCAN_Q"]![5]!);
   assert.equal(await drawn(page, "P_SCAN_Q"), 48);
   await page.close();
@@ -123,7 +116,7 @@ test("the latest baseline before a frame is taken off the chosen part, and told"
   const sent = [frame(0), baseline(100), frame(1), frame(2), baseline(200), frame(3)];
   const values = await show(page, "baseline.pcap", sent);
   await page.selectOption("#minus", "baseline");
-  await waitFor(page, "#subtracted", /No baseline of its device came before this frame/);
+  await waitForText(page, "#subtracted", /No baseline of its device came before this frame/);
   assert.equal(await drawn(page, "D_SCAN_I"), 0);
   assert.equal(await drawn(page, "D_SCAN_Q"), 48);
   for (const [shown, entry, report] of [
@@ -133,7 +126,7 @@ test("the latest baseline before a frame is taken off the chosen part, and told"
   ] as const) {
     await goTo(page, shown);
     const told = new RegExp(`baseline of report ${report} is taken off D_SCAN_I only`);
-    await waitFor(page, "#subtracted", told);
+    await waitForText(page, "#subtracted", told);
     const expected = values[entry]!["D_SCAN_I"]![17]! - values[report]!["BASELINE"]![17]!;
     await isTold(page, "D_SCAN_I", 17, expected);
     await isTold(page, "D_SCAN_Q", 17, values[entry]!["D_SCAN_Q"]![17]!);
@@ -143,13 +136,13 @@ test("the latest baseline before a frame is taken off the chosen part, and told"
   await frames.getByLabel("of", { exact: true }).selectOption("P_SCAN_Q");
   await frames.getByLabel("Report with the baseline").fill("1");
   await frames.getByLabel("Report with the baseline").press("Enter");
-  await waitFor(page, "#subtracted", /baseline of report 1 is taken off P_SCAN_Q only/);
+  await waitForText(page, "#subtracted", /baseline of report 1 is taken off P_SCAN_Q only/);
   const expected = values[5]!["P_SCAN_Q"]![40]! - values[1]!["BASELINE"]![40]!;
   await isTold(page, "P_SCAN_Q", 40, expected);
   await isTold(page, "D_SCAN_I", 40, values[5]!["D_SCAN_I"]![40]!);
   await frames.getByLabel("Report with the baseline").fill("3");
   await frames.getByLabel("Report with the baseline").press("Enter");
-  await waitFor(page, "#subtracted", /Report 3 is no baseline\. P_SCAN_Q is not shown\./);
+  await waitForText(page, "#subtracted", /Report 3 is no baseline\. P_SCAN_Q is not shown\./);
   await page.close();
 });
 
@@ -163,13 +156,13 @@ test("a baseline of another device is not taken unasked", async () => {
     [1, 1],
   ] as const) {
     await goTo(page, shown);
-    await waitFor(page, "#subtracted", new RegExp(`The baseline of report ${report} is taken off`));
+    await waitForText(page, "#subtracted", new RegExp(`The baseline of report ${report} is taken off`));
     const expected = values[2 + shown]!["D_SCAN_I"]![9]! - values[report]!["BASELINE"]![9]!;
     await isTold(page, "D_SCAN_I", 9, expected);
   }
   await page.locator("#frames").getByLabel("Report with the baseline").fill("0");
   await page.locator("#frames").getByLabel("Report with the baseline").press("Enter");
-  await waitFor(page, "#subtracted", /report 0, which is of another device, is taken off/);
+  await waitForText(page, "#subtracted", /report 0, which is of another device, is taken off/);
   await page.close();
 });
 
@@ -189,7 +182,7 @@ test("mean, noise and temperature are those of the native program's numbers", as
   const values = await show(page, "noise.pcap", Array.from({ length: count }, (_, n) => frame(n)));
   const short = (value: number) => String(Number(value.toPrecision(6)));
   await page.selectOption("#over", "scan 1"); // P_SCAN
-  await waitFor(page, "#noise", /P_SCAN_Q/);
+  await waitForText(page, "#noise", /P_SCAN_Q/);
   for (const statistic of ["noise", "mean"] as const) {
     await page.selectOption("#statistic", statistic);
     for (const channel of [0, 22, 47]) {
@@ -206,7 +199,7 @@ test("mean, noise and temperature are those of the native program's numbers", as
     }
   }
   await page.selectOption("#over", "TMON_DEG_C");
-  await waitFor(page, "#course", /TMON_DEG_C/);
+  await waitForText(page, "#course", /TMON_DEG_C/);
   for (const at of [0, 11, 39]) {
     const told = await legendAt(page, "#course", at, count);
     assert.ok(told.endsWith(`TMON_DEG_C${short(values[at]!["TMON_DEG_C"]!)}`), told);

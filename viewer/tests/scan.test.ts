@@ -8,6 +8,7 @@ import { blue, fault, orange, pixelsAt, placeOf } from "./bars.js";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { recording, scanReport } from "./reports.js";
 import { native, root } from "./support.js";
+import { waitForText } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -144,8 +145,6 @@ test("the sample's scans show", async () => {
   await page.waitForSelector("#scan[data-entry]");
   assert.match((await page.textContent("#scan"))!, /D-SCAN.*Saturated: channel 17\./);
   await page.locator("#scan").getByRole("button", { name: "The next report" }).click();
-  await page.waitForFunction(() =>
-    /P-SCAN.*Brownout: yes/.test(document.getElementById("scan")!.textContent!),
-  );
+  await waitForText(page, "#scan", /P-SCAN.*Brownout: yes/);
   await page.close();
 });

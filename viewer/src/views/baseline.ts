@@ -96,8 +96,8 @@ export class BaselineView implements View {
       this.pointed,
       over,
     );
-    this.against.onchange = () => void this.show(true).catch(host.tell);
-    this.device.onchange = () => void this.filter().catch(host.tell);
+    this.against.onchange = () => void this.show(true).catch(this.failed());
+    this.device.onchange = () => void this.filter().catch(this.failed());
     this.channelInput.onchange = () => this.chooseChannel(Number(this.channelInput.value));
     this.panel.onkeydown = (event) => this.key(event);
     new ResizeObserver(() => fitPlots(this.course)).observe(this.panel);
@@ -107,6 +107,7 @@ export class BaselineView implements View {
 
   open(file: RemoteCapture | null): void {
     this.file = file;
+    for (const key of Object.keys(this.panel.dataset)) delete this.panel.dataset[key];
     this.all = this.entries = new Uint32Array();
     this.summary = null;
     this.shown = null;
@@ -124,7 +125,7 @@ export class BaselineView implements View {
 
   setShown(isShown: boolean): void {
     this.isShown = isShown;
-    if (isShown) void this.update().catch(this.host.tell);
+    if (isShown) void this.update().catch(this.failed());
   }
 
   goToEntry(entry: number): void {
@@ -141,7 +142,7 @@ export class BaselineView implements View {
     const at = indexOf(this.entries, entry);
     if (at < 0) return;
     this.stepper.set(at);
-    void this.show().catch(this.host.tell);
+    void this.show().catch(this.failed());
   }
 
   private key(event: KeyboardEvent): void {
@@ -154,8 +155,16 @@ export class BaselineView implements View {
 
   /** Somebody goes to a baseline. */
   private goTo(at: number): void {
-    void this.show().catch(this.host.tell);
+    void this.show().catch(this.failed());
     this.host.moved(this.entries[at]!);
+  }
+
+  /** Tells what went wrong, unless it is of a file that was closed meanwhile. */
+  private failed(): (fault: unknown) => void {
+    const { file } = this;
+    return (fault) => {
+      if (file === this.file) this.host.tell(fault);
+    };
   }
 
   /** Takes in what came since. */
@@ -278,7 +287,7 @@ export class BaselineView implements View {
   // --------------------------------------------------------------------------- over the capture
 
   private plot(): void {
-    if (this.isShown && this.entries.length > 1) void this.plotCourse().catch(this.host.tell);
+    if (this.isShown && this.entries.length > 1) void this.plotCourse().catch(this.failed());
   }
 
   private async plotCourse(): Promise<void> {

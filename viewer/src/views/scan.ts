@@ -83,7 +83,7 @@ export class ScanView implements View {
       made("p", "faint", "▼ and hatching: the channel's ADC was saturated. ×: not a number."),
       this.pointed,
     );
-    this.scans.onchange = () => void this.filter().catch(this.host.tell);
+    this.scans.onchange = () => void this.filter().catch(this.failed());
     this.sign.onchange = () => this.redraw();
     this.panel.onkeydown = (event) => void this.stepper.key(event);
     this.pointAt(null);
@@ -91,6 +91,7 @@ export class ScanView implements View {
 
   open(file: RemoteCapture | null): void {
     this.file = file;
+    for (const key of Object.keys(this.panel.dataset)) delete this.panel.dataset[key];
     this.all = this.entries = new Uint32Array();
     this.shown = null;
     this.scans.replaceChildren(option("", "all"));
@@ -105,7 +106,7 @@ export class ScanView implements View {
 
   setShown(isShown: boolean): void {
     this.isShown = isShown;
-    if (isShown) void this.update().catch(this.host.tell);
+    if (isShown) void this.update().catch(this.failed());
   }
 
   goToEntry(entry: number): void {
@@ -117,13 +118,21 @@ export class ScanView implements View {
     }
     if (at < 0) return;
     this.stepper.set(at);
-    if (this.isShown) void this.show().catch(this.host.tell);
+    if (this.isShown) void this.show().catch(this.failed());
   }
 
   /** Somebody goes to a report. */
   private goTo(at: number): void {
-    void this.show().catch(this.host.tell);
+    void this.show().catch(this.failed());
     this.host.moved(this.entries[at]!);
+  }
+
+  /** Tells what went wrong, unless it is of a file that was closed meanwhile. */
+  private failed(): (fault: unknown) => void {
+    const { file } = this;
+    return (fault) => {
+      if (file === this.file) this.host.tell(fault);
+    };
   }
 
   /** Takes in what came since. */
