@@ -151,14 +151,12 @@ function showNothing(): void {
 
 selection.onChanged = (goesOn) => {
   list.setRows(selection.rows, goesOn);
-  list.setDevices(areSeveralDevices());
+  const { kinds } = selection;
+  const devices = new Set(kinds.map(deviceOf).filter((one) => one !== ""));
+  const hasTimes = kinds.length === 0 || kinds.some((kind) => kind.hasTime);
+  list.setColumns({ hasDevices: devices.size > 1, hasTimes });
   filterBar.draw();
 };
-
-function areSeveralDevices(): boolean {
-  const devices = selection.kinds.map(deviceOf).filter((one) => one !== "");
-  return new Set(devices).size > 1;
-}
 
 async function choose(number: number): Promise<void> {
   const from = capture;
@@ -210,7 +208,7 @@ function copied(): { copies: Copies; stem: string } {
   return { copies, stem: `${stem}-${entry}` };
 }
 
-// ----------------------------------------------------------------------------------------- the links
+// ---------------------------------------------------------------------------------------- the links
 
 function shownLink(): Link {
   const { current } = files;
@@ -259,7 +257,7 @@ function giveUp(file: OpenFile): void {
   links.done();
 }
 
-// ------------------------------------------------------------------------------------- what one does
+// ------------------------------------------------------------------------------------ what one does
 
 new Choosing(element<HTMLInputElement>("choose"), files, tell);
 cancel.onclick = () => files.current && files.cancel(files.current);
@@ -270,6 +268,11 @@ element("drawer").onclick = () => {
   const isHidden = document.querySelector("main")!.classList.toggle("wide");
   element("drawer").setAttribute("aria-expanded", String(!isHidden));
 };
+// Plots are drawn in the screen's ink.
+addEventListener("beforeprint", () => {
+  const isDark = matchMedia("(prefers-color-scheme: dark)").matches;
+  document.documentElement.classList.toggle("dark", isDark);
+});
 listenToKeys({
   "/": () => filterBar.focus(),
   "?": () => help.showModal(),
