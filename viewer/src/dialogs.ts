@@ -57,6 +57,12 @@ const hints = [
   "Point at a byte, a value or a line of a report: what belongs together lights up.",
 ];
 
+/** "Home, End" and "↑ ↓" are two keys each, "Page Up" is one. */
+function keysIn(text: string): Node[] {
+  const parts = text.split(/(, | (?=[←→↑↓−]))/);
+  return parts.map((part, at) => (at % 2 === 0 ? made("kbd", "", part) : new Text(part)));
+}
+
 export function fillHelp(dialog: HTMLDialogElement): void {
   const parts = keys.flatMap(([title, rows]) => [
     made("h3", "", title),
@@ -64,7 +70,7 @@ export function fillHelp(dialog: HTMLDialogElement): void {
       "dl",
       "",
       rows.flatMap(([key, what]) => [
-        made("dt", "", key.split(/(, | )/).map((one) => (/^[, ]*$/.test(one) ? new Text(one) : made("kbd", "", one)))),
+        made("dt", "", keysIn(key)),
         made("dd", "", what),
       ]),
     ),

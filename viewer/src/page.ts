@@ -88,7 +88,7 @@ files.onShown = (file, about) => {
   if (file === null) return;
   advance(file);
   // One that was read before is there at once.
-  if (capture !== null && file.reading !== "going on") attempt(finish(file));
+  if (capture !== null && !isGrowing(file)) attempt(finish(file));
 };
 
 files.onChanged = (file) => {
@@ -101,6 +101,10 @@ files.onChanged = (file) => {
 files.onRead = (file) => {
   if (file === files.current) attempt(finish(file));
 };
+
+function isGrowing({ reading }: OpenFile): boolean {
+  return reading === "going on" || reading === "live";
+}
 
 /** More of the shown file is there, or all of it. */
 function advance(file: OpenFile): void {
@@ -156,17 +160,15 @@ function showNothing(): void {
 
 selection.onChanged = (goesOn) => {
   list.setRows(selection.rows, goesOn);
-  list.setDevices(areSeveralDevices());
+  const { kinds } = selection;
+  const devices = new Set(kinds.map(deviceOf).filter((one) => one !== ""));
+  const hasTimes = kinds.length === 0 || kinds.some((kind) => kind.hasTime);
+  list.setColumns({ hasDevices: devices.size > 1, hasTimes });
   filterBar.draw();
   live.moreIsListed();
   // It may not have had a row when it was gone to.
   if (live.isFollowing && latest !== null && latest.of === capture) list.choose(chosen);
 };
-
-function areSeveralDevices(): boolean {
-  const devices = selection.kinds.map(deviceOf).filter((one) => one !== "");
-  return new Set(devices).size > 1;
-}
 
 async function choose(number: number, inViews = true): Promise<void> {
   const from = capture;
@@ -219,7 +221,7 @@ function copied(): { copies: Copies; stem: string } {
   return { copies, stem: `${stem}-${entry}` };
 }
 
-// ----------------------------------------------------------------------------------------- the links
+// ---------------------------------------------------------------------------------------- the links
 
 function shownLink(): Link {
   const { current } = files;
@@ -241,7 +243,7 @@ links.onLink = (link) => {
   else {
     if (link.view === "") tabs.show("one");
     follow(file);
-    if (file.reading !== "going on") giveUp(file);
+    if (!isGrowing(file)) giveUp(file);
   }
 };
 
@@ -299,7 +301,7 @@ const live = new LivePanel(element("connect"), element("live"), {
 for (const type of ["wheel", "touchmove"])
   element("list").addEventListener(type, () => live.stopFollowing(), { passive: true });
 
-// ------------------------------------------------------------------------------------- what one does
+// ------------------------------------------------------------------------------------ what one does
 
 new Choosing(element<HTMLInputElement>("choose"), files, tell);
 cancel.onclick = () => files.current && files.cancel(files.current);
@@ -310,6 +312,11 @@ element("drawer").onclick = () => {
   const isHidden = document.querySelector("main")!.classList.toggle("wide");
   element("drawer").setAttribute("aria-expanded", String(!isHidden));
 };
+// Plots are drawn in the screen's ink.
+addEventListener("beforeprint", () => {
+  const isDark = matchMedia("(prefers-color-scheme: dark)").matches;
+  document.documentElement.classList.toggle("dark", isDark);
+});
 listenToKeys({
   "/": () => filterBar.focus(),
   "?": () => help.showModal(),

@@ -109,7 +109,9 @@ export class ReportView {
         for (let line = first; line < first + count; ++line) add(this.ofLine, line, index);
     });
     const isKnown = layout.whyNot === "";
-    this.where.textContent = isKnown ? nothing : `Which byte says what isn't known: ${layout.whyNot}.`;
+    this.where.textContent = isKnown
+      ? nothing
+      : `Which byte says what isn't known: ${layout.whyNot}.`;
   }
 
   private showLines(): void {

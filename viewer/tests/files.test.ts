@@ -99,7 +99,8 @@ test("what can't be opened says so, by its name", async () => {
   const empty = join(folder, "empty.bin");
   writeFileSync(empty, "");
   await choose(page, empty);
-  await until(page, () => /empty\.bin.*It is empty/.test(document.getElementById("state")!.textContent!));
+  const state = page.locator("#state");
+  await state.filter({ hasText: /empty\.bin.*It is empty/ }).waitFor();
 
   // It is there when it is chosen, and gone when it is read.
   const gone = join(folder, "gone.hex");
@@ -129,7 +130,7 @@ test("a folder that is dropped is told, and the files beside it are opened", asy
   });
   await page.waitForSelector('#state[data-read="1"]');
   await show(page, "captures");
-  await until(page, () => /captures is a folder/.test(document.getElementById("state")!.textContent!));
+  await page.locator("#state", { hasText: "captures is a folder" }).waitFor();
   await page.close();
 });
 
@@ -141,5 +142,28 @@ test("a capture whose text tries to be markup is a text", async () => {
   await page.waitForSelector("#state[data-read]");
   assert.equal(await page.locator("img").count(), 0);
   assert.match((await page.textContent("#files"))!, /<img src=x/);
+  await page.close();
+});
+
+test("when the decoder broke off, each file can be read again", async () => {
+  const page = await opened(browser);
+  // The page takes a worker's error for that.
+  await page.evaluate(() => {
+    const real = Worker.prototype.postMessage;
+    type Call = { method: string };
+    Worker.prototype.postMessage = function (this: Worker, message: Call, ...rest: []) {
+      if (message.method === "layout" && !("broken" in window)) {
+        Object.assign(window, { broken: true });
+        this.dispatchEvent(new ErrorEvent("error", { message: "out of memory" }));
+        return;
+      }
+      real.call(this, message, ...rest);
+    };
+  });
+  await choose(page, tour);
+  await page.waitForSelector("#files .again:not([hidden])");
+  await until(page, () => /out of memory/.test(document.getElementById("state")!.textContent!));
+  await page.click("#files .again");
+  assert.deepEqual(await firstLines(page), records(tour)[0]!.lines);
   await page.close();
 });
