@@ -31,3 +31,42 @@ export function hashOf({ file, report, view, filter }: Link): string {
   if (filter.text !== "") all.set("text", filter.text);
   return all.size === 0 ? "" : `#${all}`;
 }
+
+/** The link that the page was opened by, until it is followed; and the page's own address. */
+export class LinkKeeper {
+  private timer: ReturnType<typeof setTimeout> | undefined;
+  wanted: Link | null = null;
+
+  /** `now` says what is shown. */
+  constructor(private readonly now: () => Link) {
+    this.take();
+    addEventListener("hashchange", () => {
+      clearTimeout(this.timer);
+      this.take();
+      if (this.wanted !== null) this.onLink(this.wanted);
+    });
+  }
+
+  /** Somebody has put another link into the address. */
+  onLink: (link: Link) => void = () => undefined;
+
+  /** It is followed, or somebody went elsewhere. */
+  done(): void {
+    this.wanted = null;
+    this.changed();
+  }
+
+  /** Something else is shown: the address says so soon. Browsers refuse to have it written often. */
+  changed(): void {
+    if (this.wanted !== null) return;
+    clearTimeout(this.timer);
+    this.timer = setTimeout(() => {
+      const hash = hashOf(this.now());
+      if (hash !== location.hash && hash !== "") history.replaceState(null, "", hash);
+    }, 400);
+  }
+
+  private take(): void {
+    this.wanted = location.hash.length > 1 ? linkOf(location.hash) : null;
+  }
+}

@@ -1,32 +1,51 @@
 /** The page: it joins its parts, which know nothing of each other. */
+import { Choosing } from "./choosing.js";
 import { Client, type RemoteCapture } from "./client.js";
+import { CopyBar } from "./copybar.js";
+import { fillAbout, fillHelp } from "./dialogs.js";
 import { element } from "./dom.js";
 import { embeddedBytes, workerUrl } from "./embedded.js";
+import { ExportBar } from "./exportbar.js";
 import { FileBar } from "./filebar.js";
 import { Files, type OpenFile } from "./files.js";
+import { isEmpty } from "./filter.js";
 import { FilterBar } from "./filterbar.js";
-import { ReportList } from "./list.js";
+import { FormChoice } from "./formchoice.js";
+import { listenToKeys } from "./keys.js";
+import { LinkKeeper, type Link } from "./links.js";
+import { deviceOf, ReportList } from "./list.js";
 import { LivePanel } from "./livepanel.js";
 import { Paced } from "./paced.js";
 import { ReportView } from "./report.js";
+import { stemOf } from "./saving.js";
 import { Selection } from "./selection.js";
 import { Status } from "./status.js";
 import { Tabs } from "./tabs.js";
-import type { ViewHost } from "./view.js";
+import type { Copies, ViewHost } from "./view.js";
 import { views } from "./views/all.js";
 
 const status = new Status(element("state"));
-const tell = (fault: unknown) => status.tell(fault);
+const tell = (what: unknown) => status.tell(what);
+const attempt = (work: Promise<unknown>) => void work.catch(tell);
 
-const host: ViewHost = { tell, moved: goTo };
+const host: ViewHost = { tell, moved: (entry) => goTo(entry) };
 const report = new ReportView(element("one"));
 const tabs = new Tabs(element("tabs"), element("one"), "Report", views(host));
 const files = new Files(newClient, () => tabs.reduced);
 const fileBar = new FileBar(element("files"), files, tell);
+const formChoice = new FormChoice(element("as"), element<HTMLSelectElement>("form"), files, tell);
 const list = new ReportList(element("list"), tell);
 const selection = new Selection(tell);
 const filterBar = new FilterBar(element("filters"), selection, tell);
+const links = new LinkKeeper(shownLink);
+const copyBar = new CopyBar(element("copies"), copied, tell);
+const exportBar = new ExportBar(
+  element("export"),
+  () => ({ capture, rows: selection.rows, isFiltered: !isEmpty(selection.filter) }),
+  tell,
+);
 const cancel = element<HTMLButtonElement>("cancel");
+const help = element<HTMLDialogElement>("help");
 
 let capture: RemoteCapture | null = null; // that is shown
 let chosen = -1;
@@ -40,13 +59,14 @@ async function newClient(): Promise<Client> {
 
 // -------------------------------------------------------------------------------------- the files
 
-const growing = new Paced(
-  () => selection.grow(files.current?.entries ?? 0),
-  100,
-  tell,
-  2,
-);
-const refreshing = new Paced(() => tabs.refresh(), 400, tell);
+const growing = new Paced(() => selection.grow(files.current?.entries ?? 0), 100, tell, 2);
+const refreshing = new Paced(refresh, 400, tell);
+
+async function refresh(): Promise<void> {
+  await tabs.refresh();
+  copyBar.draw();
+  if (files.current !== null) follow(files.current);
+}
 
 files.onShown = (file, about) => {
   capture = file?.capture ?? null;
@@ -57,28 +77,36 @@ files.onShown = (file, about) => {
   list.open(capture);
   selection.open(capture);
   tabs.open(capture, about);
-  if (file !== null) advance(file);
+  copyBar.draw();
+  if (file === null) return;
+  advance(file);
+  // One that was read before is there at once.
+  if (capture !== null && file.reading !== "going on" && !isLive(file)) attempt(finish(file));
 };
 
 files.onChanged = (file) => {
   fileBar.draw(file);
-  if (files.current === null) status.show("Drop captures here, or open files.");
-  else if (file === null || file === files.current) advance(files.current);
+  const { current } = files;
+  if (current === null) showNothing();
+  else if (file === null || file === current) advance(current);
 };
 
 files.onRead = (file) => {
-  if (file === files.current) void finish(file).catch(tell);
+  if (file === files.current) attempt(finish(file));
 };
 
 /** More of the shown file is there, or all of it. */
 function advance(file: OpenFile): void {
   status.show(textOf(file));
   cancel.hidden = file.reading !== "going on";
-  if (file.capture === null || file.entries === 0) return;
-  if (chosen < 0) void choose(0).catch(tell);
-  if (file.reading !== "going on" && status.isRead) return;
+  formChoice.draw(file);
+  if (file.capture === null || file.entries === 0 || status.isRead) return;
+  // The views come first: which bytes say what is found out by trying, and takes its time.
+  if (chosen < 0) attempt(refreshing.now());
+  else refreshing.ask();
   growing.ask();
-  refreshing.ask();
+  follow(file);
+  if (chosen < 0 && (links.wanted?.report ?? null) === null) attempt(choose(0));
 }
 
 /** All of a file is read. */
@@ -87,19 +115,39 @@ async function finish(file: OpenFile): Promise<void> {
   await refreshing.now();
   if (file.capture === null || file.capture !== capture) return;
   list.redraw();
+  giveUp(file);
+  if (chosen < 0) attempt(choose(0));
   status.setRead(file.entries);
+}
+
+/** More may come at any time. */
+function isLive({ blob, capture }: OpenFile): boolean {
+  return blob === null && capture !== null;
 }
 
 function textOf(file: OpenFile): string {
   const { name, entries, position, size, form, note, fault, reading } = file;
-  if (file.blob === null && file.capture !== null) return ""; // the device's panel tells
+  if (isLive(file)) return ""; // the device's panel tells
   const parts = [`${name}: ${entries} ${entries === 1 ? "report" : "reports"}`];
+  if (reading === "waiting") parts.push("waiting for others");
   if (reading === "going on")
     parts.push(`${size === 0 ? 100 : Math.floor((100 * position) / size)} % read`);
-  if (form !== "") parts.push(`read as ${form}`);
+  if (form !== "" && size > 0) parts.push(`read as ${form}`);
   const sentences = [`${parts.join(", ")}.`, note, fault];
   if (reading === "cancelled") sentences.push("Reading was cancelled.");
+  if (reading === "over" && fault === "" && entries === 0)
+    sentences.push(size === 0 ? "It is empty." : "If it is in another form, choose that.");
   return sentences.filter((one) => one !== "").join(" ");
+}
+
+function showNothing(): void {
+  const { wanted } = links;
+  cancel.hidden = true;
+  formChoice.draw(null);
+  const what = wanted?.report === null ? "what the link shows" : `report ${wanted?.report}`;
+  if (wanted === null || wanted.file === "")
+    status.show("Drop captures here, or open files. They stay on this computer.");
+  else status.show(`Open ${wanted.file} to see ${what}: a link can't open a file by itself.`);
 }
 
 // ---------------------------------------------------------------------------------- list and report
@@ -114,33 +162,109 @@ selection.onChanged = (goesOn) => {
 };
 
 function areSeveralDevices(): boolean {
-  const senders = selection.kinds.map(({ sender }) => sender && `${sender.bus}:${sender.device}`);
-  return new Set(senders.filter((one) => one !== null)).size > 1;
+  const devices = selection.kinds.map(deviceOf).filter((one) => one !== "");
+  return new Set(devices).size > 1;
 }
 
 async function choose(number: number, inViews = true): Promise<void> {
   const from = capture;
   if (from === null || number < 0 || number >= (files.current?.entries ?? 0)) return;
   chosen = number;
+  links.changed();
   const [decoded, [entry]] = await Promise.all([from.decode(number), from.entries(number, 1)]);
   if (chosen !== number || from !== capture) return;
   report.show(entry!, decoded, from.name, list.beginning);
+  report.highlight(selection.filter.text);
   list.choose(number);
   if (inViews) tabs.goToEntry(number);
+  copyBar.draw();
   if (decoded.problem !== null) return;
   const layout = await from.layout(number);
   if (chosen === number && from === capture) report.setLayout(layout);
 }
 
-/** Somebody goes to an entry. */
+/** Somebody goes to a report. */
 function goTo(entry: number): void {
   live.stopFollowing();
-  void choose(entry).catch(tell);
+  links.done();
+  attempt(choose(entry));
 }
 
 list.onChosen = goTo;
 list.onEntered = () => tabs.enter();
 filterBar.onStep = (by) => list.step(by);
+filterBar.onFilter = ({ text }) => {
+  report.highlight(text);
+  links.changed();
+};
+tabs.onShown = () => {
+  copyBar.draw();
+  links.changed();
+};
+
+/** What the tab shows, for the clipboard. */
+function copied(): { copies: Copies; stem: string } {
+  const stem = stemOf(capture?.name ?? "");
+  if (tabs.view !== null) return { copies: tabs.view.copies, stem: `${stem}-${tabs.current}` };
+  const [from, entry] = [capture, chosen];
+  if (from === null || entry < 0) return { copies: {}, stem };
+  const rendered = async (form: string) => {
+    const { blob, leftOut } = await from.render(form, [entry]);
+    if (leftOut !== "") throw new Error(leftOut);
+    return blob.text();
+  };
+  const copies = { csv: () => rendered("csv"), json: () => rendered("json") };
+  return { copies, stem: `${stem}-${entry}` };
+}
+
+// ----------------------------------------------------------------------------------------- the links
+
+function shownLink(): Link {
+  const { current } = files;
+  return {
+    file: current?.name ?? "",
+    report: chosen < 0 ? null : chosen,
+    view: tabs.view === null ? "" : tabs.current,
+    filter: selection.filter,
+  };
+}
+
+links.onLink = (link) => {
+  const file = link.file === "" ? files.current : files.all.find(({ name }) => name === link.file);
+  if (file === undefined || file === null) {
+    tell(`Open ${link.file || "a file"} to see what the link shows.`);
+    return;
+  }
+  if (file !== files.current) attempt(files.show(file));
+  else {
+    if (link.view === "") tabs.show("one");
+    follow(file);
+    if (file.reading !== "going on") giveUp(file);
+  }
+};
+
+/** Goes where the link leads, as far as that has been read. */
+function follow(file: OpenFile): void {
+  const link = links.wanted;
+  if (link === null || (link.file !== "" && link.file !== file.name) || file.entries === 0) return;
+  if (JSON.stringify(link.filter) !== JSON.stringify(selection.filter)) filterBar.set(link.filter);
+  if (link.report !== null && chosen !== link.report) {
+    if (link.report >= file.entries) return;
+    attempt(choose(link.report));
+  }
+  if (link.view !== "" && link.view !== tabs.current && !tabs.show(link.view)) return;
+  links.done();
+}
+
+/** All of the file is read: what the link leads to isn't in it. */
+function giveUp(file: OpenFile): void {
+  const link = links.wanted;
+  if (link === null || (link.file !== "" && link.file !== file.name)) return;
+  if (link.report !== null && link.report >= file.entries)
+    tell(`The link leads to report ${link.report}, which ${file.name} doesn't have.`);
+  else if (link.view !== "") tell(`The link leads to a view that ${file.name} has nothing for.`);
+  links.done();
+}
 
 // ---------------------------------------------------------------------------------- a live device
 
@@ -175,15 +299,26 @@ for (const type of ["wheel", "touchmove"])
 
 // ------------------------------------------------------------------------------------- what one does
 
-const chooser = element<HTMLInputElement>("choose");
-chooser.onchange = () => {
-  const chosen = [...(chooser.files ?? [])];
-  chooser.value = ""; // the same again is another choice
-  void files.open(chosen).catch(tell);
-};
+new Choosing(element<HTMLInputElement>("choose"), files, tell);
 cancel.onclick = () => files.current && files.cancel(files.current);
-document.ondragover = (event) => event.preventDefault();
-document.ondrop = (event) => {
-  event.preventDefault();
-  void files.open([...(event.dataTransfer?.files ?? [])]).catch(tell);
+fillHelp(help);
+element("help-open").onclick = () => help.showModal();
+fillAbout(element<HTMLDialogElement>("about"), async () => (await files.about()).version);
+element("drawer").onclick = () => {
+  const isHidden = document.querySelector("main")!.classList.toggle("wide");
+  element("drawer").setAttribute("aria-expanded", String(!isHidden));
 };
+listenToKeys({
+  "/": () => filterBar.focus(),
+  "?": () => help.showModal(),
+  n: () => list.step(1),
+  N: () => list.step(-1),
+});
+showNothing();
+attempt(
+  files.about().then((about) => {
+    formChoice.setForms(about);
+    exportBar.setForms(about);
+    formChoice.draw(files.current);
+  }),
+);

@@ -5,7 +5,8 @@ import { element, hexByte, made, numberText } from "./dom.js";
 import { deviceOf, entryPlace, idOf } from "./list.js";
 import { sinceText, timeText } from "./times.js";
 
-const bytesInRow = 16;
+/** In a narrow window the lines need the room more than the bytes. */
+const wideEnough = 1000; // pixels for 16 bytes in a row
 const nothing = "Point at a byte, a value or a line to see what belongs together.";
 
 export class ReportView {
@@ -13,6 +14,7 @@ export class ReportView {
   private readonly heading = element("heading");
   private readonly problem = element("problem");
   private readonly fields = element("fields");
+  private readonly values = element("values");
   private readonly dump = element("dump");
   private readonly where = element("where");
   private decoded: Decoded | null = null;
@@ -24,17 +26,24 @@ export class ReportView {
   private ofValue = new Map<string, number[]>();
   private ofLine = new Map<number, number[]>();
   private lit: HTMLElement[] = [];
+  private bytesInRow = 8;
   private cursor = 0; // the byte that the keys are at
 
   constructor(panel: HTMLElement) {
+    new ResizeObserver(() => {
+      const inRow = panel.clientWidth >= wideEnough ? 16 : 8;
+      if (inRow === this.bytesInRow || panel.clientWidth === 0) return;
+      this.bytesInRow = inRow;
+      this.showBytes();
+    }).observe(panel);
     panel.onpointerover = ({ target }) => this.point(target as HTMLElement);
     panel.onpointerleave = () => this.dark();
     this.dump.onkeydown = (event) => {
       const steps: Record<string, number> = {
         ArrowLeft: -1,
         ArrowRight: 1,
-        ArrowUp: -bytesInRow,
-        ArrowDown: bytesInRow,
+        ArrowUp: -this.bytesInRow,
+        ArrowDown: this.bytesInRow,
         Home: -Infinity,
         End: Infinity,
       };
@@ -51,12 +60,13 @@ export class ReportView {
   show(entry: Entry, decoded: Decoded, file: string, beginning: number | null): void {
     this.put(decoded);
     this.heading.textContent = headingOf(entry, file, beginning);
+    this.heading.hidden = false;
     this.lines.dataset["entry"] = String(entry.number);
   }
 
   clear(): void {
     this.put({ bytes: new Uint8Array(), problem: null, fields: [], lines: [] });
-    this.heading.textContent = "";
+    this.heading.hidden = true;
     delete this.lines.dataset["entry"];
   }
 
@@ -74,6 +84,16 @@ export class ReportView {
     this.showFields();
     this.showBytes();
     this.where.textContent = "";
+  }
+
+  /** Marks where a text stands in the lines, if the browser can. */
+  highlight(text: string): void {
+    const marks = globalThis.CSS?.highlights;
+    if (marks === undefined) return;
+    marks.delete("hit");
+    if (text === "") return;
+    const ranges = this.lineElements.flatMap((line) => rangesOf(line, text));
+    if (ranges.length > 0) marks.set("hit", new Highlight(...ranges));
   }
 
   setLayout(layout: Layout): void {
@@ -110,12 +130,7 @@ export class ReportView {
       const cell = made("td");
       const isArray = typeof value === "object" && value !== null;
       if (isArray)
-        cell.append(
-          ...[...value].flatMap((one, element) => [
-            this.valueElement(index, element, numberText(one, kind)),
-            " ",
-          ]),
-        );
+        cell.append(this.numbersElement(index, [...value].map((one) => numberText(one, kind))));
       else if (value !== null)
         cell.append(
           this.valueElement(
@@ -139,6 +154,18 @@ export class ReportView {
     this.fields.hidden = rows.length === 0;
   }
 
+  /** An array's numbers, in columns. */
+  private numbersElement(field: number, texts: string[]): HTMLElement {
+    const all = made("div", "numbers");
+    all.style.setProperty("--widest", `${Math.max(1, ...texts.map((one) => one.length))}ch`);
+    texts.forEach((text, index) => {
+      const one = this.valueElement(field, index, text);
+      one.title = `[${index}]`;
+      all.append(one, " ");
+    });
+    return all;
+  }
+
   private valueElement(field: number, index: number | null, text: string): HTMLElement {
     const key = keyOf(field, index);
     const one = made("span", "value", text);
@@ -148,7 +175,9 @@ export class ReportView {
   }
 
   private showBytes(): void {
-    const { bytes } = this.decoded!;
+    const { bytesInRow } = this;
+    const bytes = this.decoded?.bytes ?? new Uint8Array();
+    this.dark();
     this.byteElements = Array.from(bytes, (byte, at) => {
       const one = made("span", "byte", hexByte(byte));
       one.dataset["byte"] = String(at);
@@ -172,8 +201,8 @@ export class ReportView {
     if (one === null) return;
     const { byte, value, line } = one.dataset;
     if (byte !== undefined) this.lightByte(Number(byte));
-    else if (value !== undefined) this.light(this.ofValue.get(value) ?? []);
-    else this.light(this.ofLine.get(Number(line)) ?? []);
+    else if (value !== undefined) this.light(this.ofValue.get(value) ?? [], this.values);
+    else this.light(this.ofLine.get(Number(line)) ?? [], this.lines);
   }
 
   private goToByte(): void {
@@ -183,10 +212,11 @@ export class ReportView {
 
   private lightByte(byte: number): void {
     this.cursor = byte;
-    this.light(this.ofByte[byte] ?? []);
+    this.light(this.ofByte[byte] ?? [], this.dump);
   }
 
-  private light(indexes: readonly number[]): void {
+  /** `from` is where somebody points: it stays where it is, and the others come into sight. */
+  private light(indexes: readonly number[], from: HTMLElement): void {
     if (this.layout === null || this.layout.whyNot !== "") return;
     this.dark();
     const fields = indexes.map((index) => this.layout!.fields[index]!);
@@ -202,7 +232,17 @@ export class ReportView {
     lit.delete(undefined);
     this.lit = [...lit] as HTMLElement[];
     for (const one of this.lit) one.classList.add("lit");
+    for (const pane of [this.lines, this.values, this.dump]) if (pane !== from) this.reveal(pane);
     if (fields.length > 0) this.where.textContent = this.textOf(fields);
+  }
+
+  /** Scrolls a pane to the first of what is lit in it, and nothing around it. */
+  private reveal(pane: HTMLElement): void {
+    const first = this.lit.find((one) => pane.contains(one));
+    if (first === undefined) return;
+    const [seen, one] = [pane.getBoundingClientRect(), first.getBoundingClientRect()];
+    if (one.top < seen.top || one.bottom > seen.bottom)
+      pane.scrollTop += one.top - seen.top - pane.clientHeight / 3;
   }
 
   private dark(): void {
@@ -250,9 +290,24 @@ function headingOf(entry: Entry, file: string, beginning: number | null): string
   if (kind.sender !== null) parts.push(`device ${deviceOf(kind)}`);
   if (kind.hasBytes) parts.push(`${length} ${length === 1 ? "byte" : "bytes"}`);
   parts.push(kind.unit === "file" ? file : `${entryPlace(entry)} of ${file}`);
+  if (time !== null && beginning !== null) parts.push(`at ${sinceText(time - beginning)} s`);
   if (time !== null) parts.push(timeText(time));
-  if (time !== null && beginning !== null) parts.push(`${sinceText(time - beginning)} s`);
   return `Report ${number}: ${parts.filter((one) => one !== "").join(", ")}`;
+}
+
+/** Where a text stands in an element's. */
+function rangesOf(element: HTMLElement, text: string): Range[] {
+  const node = element.firstChild;
+  const ranges: Range[] = [];
+  if (node === null) return ranges;
+  const all = element.textContent!;
+  for (let at = all.indexOf(text); at >= 0; at = all.indexOf(text, at + text.length)) {
+    const range = new Range();
+    range.setStart(node, at);
+    range.setEnd(node, at + text.length);
+    ranges.push(range);
+  }
+  return ranges;
 }
 
 function isInk(byte: number): boolean {

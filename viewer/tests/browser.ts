@@ -5,7 +5,7 @@ import { createRequire } from "node:module";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { pathToFileURL } from "node:url";
-import type { Browser, BrowserContextOptions, Page } from "playwright-core";
+import type { Browser, BrowserContext, BrowserContextOptions, Page } from "playwright-core";
 import { fromEnvironment } from "./support.js";
 
 export const pagePath = fromEnvironment("VESK_PAGE");
@@ -23,27 +23,38 @@ export function launched(): Promise<Browser> {
 /** The page, opened from disk; whatever it says on the console is a fault, and so is a request.
  *  `prepare` comes before its script. */
 export async function opened(
-  from: Browser,
+  from: Browser | BrowserContext,
   options: BrowserContextOptions = {},
+  hash = "",
   prepare: (page: Page) => Promise<void> = async () => undefined,
 ): Promise<Page> {
-  const page = await from.newPage(options);
+  const page = "contexts" in from ? await from.newPage(options) : await from.newPage();
   page.on("console", (message) => assert.fail(`the console says: ${message.text()}`));
   page.on("pageerror", (fault) => assert.fail(fault.message));
   page.on("request", (request) => {
     assert.match(request.url(), /^(file|blob):/);
   });
   await prepare(page);
-  await page.goto(pathToFileURL(pagePath).href);
+  await page.goto(pathToFileURL(pagePath).href + hash);
   return page;
 }
 
-export async function choose(page: Page, path: string): Promise<void> {
-  await page.setInputFiles("#choose", path);
+export async function choose(page: Page, ...paths: string[]): Promise<void> {
+  await page.setInputFiles("#choose", paths);
 }
 
 export async function shownLines(page: Page, entry: number): Promise<string> {
   // It may be empty, or stand behind another tab.
   await page.waitForSelector(`#report[data-entry="${entry}"]`, { state: "attached" });
   return (await page.textContent("#report"))!;
+}
+
+/** Waits until something is so. (page.waitForFunction() asks again by eval, which the page's policy
+ *  refuses now and then.) */
+export async function until(page: Page, isSo: () => boolean): Promise<void> {
+  const end = performance.now() + 10_000;
+  while (!(await page.evaluate(isSo))) {
+    assert.ok(performance.now() < end, `in ten seconds it didn't become so: ${isSo}`);
+    await new Promise((resolve) => setTimeout(resolve, 20));
+  }
 }

@@ -34,7 +34,7 @@ const features = Object.fromEntries(
 const inputs = tour.filter(({ type }) => type === "input").map(({ bytes }) => bytes);
 
 async function withDevice(options: FakeOptions = { features }): Promise<Page> {
-  return opened(browser, { acceptDownloads: true }, (page) => addFakeHid(page, options));
+  return opened(browser, { acceptDownloads: true }, "", (page) => addFakeHid(page, options));
 }
 
 async function connect(page: Page): Promise<void> {
@@ -80,7 +80,7 @@ function recordsOf(path: string): Record[] {
 }
 
 test("a browser without WebHID has no button", async () => {
-  const page = await opened(browser, {}, (page) =>
+  const page = await opened(browser, {}, "", (page) =>
     page.addInitScript(() =>
       Object.defineProperty(Navigator.prototype, "hid", { get: () => undefined }),
     ),

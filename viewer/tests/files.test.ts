@@ -1,0 +1,145 @@
+/** Several files in the page, and those that can't be opened. */
+import assert from "node:assert/strict";
+import { readFileSync, rmSync, writeFileSync } from "node:fs";
+import { join } from "node:path";
+import { after, test } from "node:test";
+import type { Page } from "playwright-core";
+import { choose, folder, launched, opened, shownLines, until } from "./browser.js";
+import { native, root } from "./support.js";
+
+const browser = await launched();
+after(() => browser.close());
+after(() => rmSync(folder, { recursive: true }));
+
+const tour = join(root, "samples/forms/tour.hid");
+const links = join(root, "samples/forms/two-links.pcapng");
+
+function records(path: string, ...options: string[]): { lines?: string[] }[] {
+  const all = native(null, "-o", "ndjson", "--lines", ...options, path).toString().trimEnd();
+  return all.split("\n").map((line) => JSON.parse(line));
+}
+
+function show(page: Page, name: string): Promise<void> {
+  return page.click(`#files .show:text("${name}")`);
+}
+
+async function firstLines(page: Page): Promise<string[]> {
+  await page.waitForSelector("#state[data-read]");
+  return (await shownLines(page, 0)).split("\n");
+}
+
+test("several files are open, each with its reports", async () => {
+  const page = await opened(browser);
+  await choose(page, tour, links);
+  await page.waitForSelector("#state[data-read]");
+  assert.deepEqual(await firstLines(page), records(tour)[0]!.lines);
+  assert.equal(await page.getAttribute("#state", "data-read"), String(records(tour).length));
+  await show(page, "two-links");
+  assert.deepEqual(await firstLines(page), records(links)[0]!.lines);
+  assert.equal(await page.getAttribute("#state", "data-read"), String(records(links).length));
+
+  // A further one is shown, beside them.
+  const versions = join(root, "samples/versions.hex");
+  await choose(page, versions);
+  await until(page, () => /^versions/.test(document.getElementById("state")!.textContent!));
+  assert.deepEqual(await firstLines(page), records(versions)[0]!.lines);
+  assert.equal(await page.locator("#files li").count(), 3);
+
+  await page.click('#files [aria-label="Close versions.hex"]');
+  assert.deepEqual(await firstLines(page), records(links)[0]!.lines);
+  await page.click('#files [aria-label="Close two-links.pcapng"]');
+  assert.deepEqual(await firstLines(page), records(tour)[0]!.lines);
+  await page.click('#files [aria-label="Close tour.hid"]');
+  await until(page, () => /^Drop/.test(document.getElementById("state")!.textContent!));
+  assert.equal(await page.locator("#list [role=option]").count(), 0);
+  assert.equal(await page.textContent("#report"), "");
+  await page.close();
+});
+
+test("more files than are read at once are all read", async () => {
+  const page = await opened(browser);
+  const paths = Array.from({ length: 8 }, (_, n) => {
+    const path = join(folder, `many${n}.hex`);
+    writeFileSync(path, "DE 01\n".repeat(20_000 + n));
+    return path;
+  });
+  await choose(page, ...paths);
+  await until(
+    page,
+    () => document.querySelectorAll("#files progress[hidden]").length === 8,
+  );
+  const told = await page.locator("#files .show").allTextContents();
+  assert.deepEqual(
+    told,
+    paths.map((_, n) => `many${n}.hex ${(20_000 + n).toLocaleString("en")} reports`),
+  );
+  await page.close();
+});
+
+test("a file is read again as another form", async () => {
+  const page = await opened(browser);
+  const path = join(folder, "digits.txt");
+  writeFileSync(path, "DE 01\nDE 00\n");
+  await choose(page, path);
+  await page.waitForSelector('#state[data-read="2"]');
+  assert.equal(await page.inputValue("#form"), "hex");
+  const before = records(path);
+  assert.deepEqual(await firstLines(page), before[0]!.lines);
+  await page.selectOption("#form", "binary");
+  await until(page, () => /read as binary/.test(document.getElementById("state")!.textContent!));
+  await page.waitForSelector("#state[data-read]");
+  const binary = records(path, "-i", "binary");
+  assert.equal(await page.getAttribute("#state", "data-read"), String(binary.length));
+  assert.equal(await page.inputValue("#form"), "binary");
+  await page.close();
+});
+
+test("what can't be opened says so, by its name", async () => {
+  const page = await opened(browser);
+  const empty = join(folder, "empty.bin");
+  writeFileSync(empty, "");
+  await choose(page, empty);
+  await until(page, () => /empty\.bin.*It is empty/.test(document.getElementById("state")!.textContent!));
+
+  // It is there when it is chosen, and gone when it is read.
+  const gone = join(folder, "gone.hex");
+  writeFileSync(gone, "DE 01\n");
+  await choose(page, gone);
+  await page.waitForSelector('#state[data-read="1"]');
+  rmSync(gone);
+  await page.selectOption("#form", "hex");
+  await page.selectOption("#form", "binary");
+  await until(page, () => /⚠ gone\.hex/.test(document.getElementById("files")!.textContent!));
+  assert.match((await page.textContent("#state"))!, /^gone\.hex: 0 reports.*could not be/);
+  await page.close();
+});
+
+test("a folder that is dropped is told, and the files beside it are opened", async () => {
+  const page = await opened(browser);
+  await page.evaluate(() => {
+    const one = (name: string, isDirectory: boolean) => ({
+      kind: "file",
+      webkitGetAsEntry: () => ({ name, isDirectory }),
+      getAsFile: () => new File(["DE 01\n"], name),
+    });
+    const event = new DragEvent("drop", { cancelable: true });
+    const items = [one("captures", true), one("one.hex", false)];
+    Object.defineProperty(event, "dataTransfer", { value: { items } });
+    document.dispatchEvent(event);
+  });
+  await page.waitForSelector('#state[data-read="1"]');
+  await show(page, "captures");
+  await until(page, () => /captures is a folder/.test(document.getElementById("state")!.textContent!));
+  await page.close();
+});
+
+test("a capture whose text tries to be markup is a text", async () => {
+  const page = await opened(browser);
+  const path = join(folder, "<img src=x onerror=alert(1)>.hex");
+  writeFileSync(path, readFileSync(join(root, "samples/tour.hex")));
+  await choose(page, path);
+  await page.waitForSelector("#state[data-read]");
+  assert.equal(await page.locator("img").count(), 0);
+  assert.match((await page.textContent("#files"))!, /<img src=x/);
+  await page.close();
+});
