@@ -7,6 +7,7 @@ interface Item {
   show: HTMLButtonElement;
   progress: HTMLProgressElement;
   cancel: HTMLButtonElement;
+  again: HTMLButtonElement;
 }
 
 export class FileBar {
@@ -44,26 +45,31 @@ export class FileBar {
     const isRead = file.reading !== "waiting" && file.reading !== "going on";
     item.progress.hidden = item.cancel.hidden = isRead;
     item.progress.value = partOf(file);
+    item.again.hidden = file.blob === null || file.capture !== null || !isRead;
   }
 
   private added(file: OpenFile): Item {
     const show = made("button", "show");
     const progress = made("progress");
     const cancel = made("button", "", "Cancel");
+    const again = made("button", "", "Read again");
     const close = made("button", "", "✕");
-    for (const one of [show, cancel, close]) one.type = "button";
+    for (const one of [show, cancel, again, close]) one.type = "button";
     show.onclick = () => void this.files.show(file).catch(this.tell);
     progress.max = 1;
     progress.setAttribute("aria-label", `Read of ${file.name}`);
     cancel.className = "cancel";
     cancel.setAttribute("aria-label", `Cancel reading ${file.name}`);
     cancel.onclick = () => this.files.cancel(file);
+    again.className = "again";
+    again.setAttribute("aria-label", `Read ${file.name} again`);
+    again.onclick = () => void this.files.readAs(file).catch(this.tell);
     close.className = "close";
     close.title = "Close";
     close.setAttribute("aria-label", `Close ${file.name}`);
     close.onclick = () => void this.files.close(file).catch(this.tell);
-    const item = made("li", "", [show, progress, cancel, close]);
-    const known = { item, show, progress, cancel };
+    const item = made("li", "", [show, progress, cancel, again, close]);
+    const known = { item, show, progress, cancel, again };
     this.items.set(file, known);
     this.bar.append(item);
     return known;
@@ -80,6 +86,7 @@ function stateOf(file: OpenFile): string {
   if (file.reading === "waiting") return "waiting";
   if (file.entries === 0 && file.fault !== "") return "can't be read";
   const count = `${file.entries.toLocaleString("en")} ${file.entries === 1 ? "report" : "reports"}`;
+  if (file.reading === "live") return `${count}, live`;
   if (file.reading === "going on") return `${Math.floor(100 * partOf(file))} %`;
   return file.reading === "cancelled" ? `${count}, cancelled` : count;
 }

@@ -13,7 +13,7 @@ export interface OpenFile {
   readonly form: string; // that it is read as; empty until that is known
   readonly note: string; // what is to be told of it
   readonly fault: string; // why it can't be read, or no further
-  readonly reading: "waiting" | "going on" | "cancelled" | "over";
+  readonly reading: "waiting" | "going on" | "cancelled" | "over" | "live";
 }
 
 type Changeable = { -readonly [key in keyof OpenFile]: OpenFile[key] };
@@ -78,14 +78,14 @@ export class Files {
       reduce: this.reduced(),
       onProgress: (progress) => this.progress(file, progress),
     });
-    file.reading = "over";
+    file.reading = "live";
     await file.capture.done;
     await this.show(file);
     return file;
   }
 
-  /** Reads a file again, as another form. */
-  async readAs(file: OpenFile, form: string): Promise<void> {
+  /** Reads a file again, as another form, or by its first bytes if `form` is empty. */
+  async readAs(file: OpenFile, form = ""): Promise<void> {
     const one = this.find(file);
     if (one === undefined || one.blob === null) return;
     void one.capture?.close().catch(() => undefined);
@@ -137,7 +137,7 @@ export class Files {
   private broke(reason: string): void {
     this.client = null;
     for (const file of this.files)
-      Object.assign(file, { capture: null, fault: `${reason}; read it again`, reading: "over" });
+      Object.assign(file, { capture: null, fault: `${reason}.`, reading: "over" });
     void this.begin().then(({ about }) => this.onShown(this.shown, about));
     this.onChanged(null);
   }

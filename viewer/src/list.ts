@@ -62,7 +62,7 @@ export class ReportList {
     new ResizeObserver(() => this.draw()).observe(this.scroller);
     list.onclick = ({ target }) => {
       const row = (target as HTMLElement).closest<HTMLElement>("[data-number]");
-      if (row !== null) this.onChosen(Number(row.dataset["number"]));
+      if (row !== null) this.goTo(Number(row.dataset["number"]));
     };
     list.onkeydown = (event) => this.key(event);
   }
@@ -258,7 +258,13 @@ export class ReportList {
     const before = this.rows.countBefore(this.chosen);
     const next = row >= 0 ? row + by : by > 0 ? before + by - 1 : before + by;
     const inside = Math.min(Math.max(next, 0), this.rows.count - 1);
-    if (inside >= 0 && inside !== row) this.onChosen(this.rows.at(inside));
+    if (inside >= 0 && inside !== row) this.goTo(this.rows.at(inside));
+  }
+
+  /** The row is marked at once, so that keys that follow go on from it. */
+  private goTo(entry: number): void {
+    this.choose(entry);
+    this.onChosen(entry);
   }
 }
 

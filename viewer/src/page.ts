@@ -81,7 +81,7 @@ files.onShown = (file, about) => {
   if (file === null) return;
   advance(file);
   // One that was read before is there at once.
-  if (capture !== null && file.reading !== "going on" && !isLive(file)) attempt(finish(file));
+  if (capture !== null && !isGrowing(file) && !isLive(file)) attempt(finish(file));
 };
 
 files.onChanged = (file) => {
@@ -94,6 +94,10 @@ files.onChanged = (file) => {
 files.onRead = (file) => {
   if (file === files.current) attempt(finish(file));
 };
+
+function isGrowing({ reading }: OpenFile): boolean {
+  return reading === "going on" || reading === "live";
+}
 
 /** More of the shown file is there, or all of it. */
 function advance(file: OpenFile): void {
@@ -239,7 +243,7 @@ links.onLink = (link) => {
   else {
     if (link.view === "") tabs.show("one");
     follow(file);
-    if (file.reading !== "going on") giveUp(file);
+    if (!isGrowing(file)) giveUp(file);
   }
 };
 

@@ -143,3 +143,25 @@ test("a capture whose text tries to be markup is a text", async () => {
   assert.match((await page.textContent("#files"))!, /<img src=x/);
   await page.close();
 });
+
+test("when the decoder broke off, each file can be read again", async () => {
+  const page = await opened(browser);
+  // The page takes a worker's error for that.
+  await page.evaluate(() => {
+    const real = Worker.prototype.postMessage;
+    Worker.prototype.postMessage = function (this: Worker, message: { method: string }, ...rest: []) {
+      if (message.method === "layout" && !("broken" in window)) {
+        Object.assign(window, { broken: true });
+        this.dispatchEvent(new ErrorEvent("error", { message: "out of memory" }));
+        return;
+      }
+      real.call(this, message, ...rest);
+    };
+  });
+  await choose(page, tour);
+  await page.waitForSelector("#files .again:not([hidden])");
+  await until(page, () => /out of memory/.test(document.getElementById("state")!.textContent!));
+  await page.click("#files .again");
+  assert.deepEqual(await firstLines(page), records(tour)[0]!.lines);
+  await page.close();
+});

@@ -1,0 +1,88 @@
+/** Links into a file, by the page's hash. */
+import assert from "node:assert/strict";
+import { rmSync } from "node:fs";
+import { join } from "node:path";
+import { after, test } from "node:test";
+import { choose, folder, launched, opened, shownLines, until } from "./browser.js";
+import { hashOf, linkOf } from "../src/links.js";
+import { noFilter } from "../src/filter.js";
+import { root } from "./support.js";
+
+const browser = await launched();
+after(() => browser.close());
+after(() => rmSync(folder, { recursive: true }));
+
+const tour = join(root, "samples/forms/tour.hid");
+
+test("a link is read as it is written", () => {
+  const filter = { ...noFilter, id: ["0x76", "0xE4"], type: ["feature"], text: "a&b=c #%" };
+  const link = { file: "my file&.hid", report: 12, view: "frames", filter };
+  assert.deepEqual(linkOf(hashOf(link)), link);
+  assert.deepEqual(linkOf("#file=tour.hid&report=12&view=frames&id=0x76"), {
+    file: "tour.hid",
+    report: 12,
+    view: "frames",
+    filter: { ...noFilter, id: ["0x76"] },
+  });
+  assert.equal(hashOf(linkOf("")), "");
+});
+
+test("a link leads where it says, once its file is open", async () => {
+  const page = await opened(browser, {}, "#file=tour.hid&report=4&view=frames&id=0x76&id=0xE4");
+  assert.match((await page.textContent("#state"))!, /^Open tour\.hid to see report 4/);
+  await choose(page, tour);
+  await page.waitForSelector("#state[data-read]");
+  await shownLines(page, 4);
+  await page.waitForSelector("#frames:not([hidden])");
+  await until(page, () => document.getElementById("count")!.textContent === "2 of 16 reports");
+  await page.close();
+});
+
+test("the address says what is shown, and another one leads elsewhere", async () => {
+  const page = await opened(browser);
+  await choose(page, tour);
+  await page.waitForSelector("#state[data-read]");
+  await shownLines(page, 0);
+  await page.click("#row-4");
+  await page.click("#tab-frames");
+  await page.selectOption("#filter-id", "0x76");
+  await until(page, () => location.hash === "#file=tour.hid&report=4&view=frames&id=0x76");
+  await page.evaluate(() => (location.hash = "#file=tour.hid&report=7"));
+  await shownLines(page, 7);
+  await page.waitForSelector("#one:not([hidden])");
+  await until(page, () => document.getElementById("count")!.textContent === "16 reports");
+  await page.evaluate(() => (location.hash = "#file=other.hid&report=7"));
+  await until(page, () => /Open other\.hid/.test(document.getElementById("state")!.textContent!));
+  await page.close();
+});
+
+test("a link to what isn't there says so", async () => {
+  const page = await opened(browser, {}, "#file=tour.hid&report=99");
+  await choose(page, tour);
+  await page.waitForSelector("#state[data-read]");
+  assert.match((await page.textContent("#state"))!, /report 99, which tour\.hid doesn't have/);
+  await shownLines(page, 0);
+  await page.close();
+});
+
+test("a link that means harm does none", async () => {
+  const hashes = [
+    "#report=-1",
+    "#report=1e9&view=constructor",
+    "#report=999999999999&view=__proto__",
+    "#view=%3Cimg%20src%3Dx%3E&file=%3Cscript%3Ealert(1)%3C/script%3E",
+    "#id=__proto__&type=toString&text=%00%FF",
+    `#text=${"x".repeat(100_000)}`,
+    "#%E0%A4%A",
+    "#view=state&report=3",
+    "#id=0x76&".repeat(1000),
+  ];
+  for (const hash of hashes) {
+    const page = await opened(browser, {}, hash);
+    await choose(page, tour);
+    await page.waitForSelector("#state[data-read]");
+    assert.equal(await page.locator("img, #state script").count(), 0);
+    for (const shown of ["#state", "#tabs", "#reports"]) assert.ok(await page.isVisible(shown), hash);
+    await page.close();
+  }
+});
