@@ -1,6 +1,7 @@
 /** The dialogs: what keys there are, and what the page is made of. */
 import { element, made } from "./dom.js";
 import { embeddedBytes } from "./embedded.js";
+import { hidOf } from "./webhid.js";
 
 const keys: [title: string, keys: [key: string, what: string][]][] = [
   [
@@ -63,7 +64,13 @@ function keysIn(text: string): Node[] {
   return parts.map((part, at) => (at % 2 === 0 ? made("kbd", "", part) : new Text(part)));
 }
 
+const liveHint =
+  "Connect reads a device: pick the touch controller in the browser's list, which shows all HID " +
+  "devices. Its feature reports are asked for once, its input reports are shown as they come, and " +
+  "nothing else is ever sent to it. Record and Save all make files that the program reads.";
+
 export function fillHelp(dialog: HTMLDialogElement): void {
+  const told = hidOf(navigator) === null ? hints : [...hints, liveHint];
   const parts = keys.flatMap(([title, rows]) => [
     made("h3", "", title),
     made(
@@ -75,7 +82,7 @@ export function fillHelp(dialog: HTMLDialogElement): void {
       ]),
     ),
   ]);
-  fill(dialog, "Help", [...hints.map((hint) => made("p", "", hint)), ...parts]);
+  fill(dialog, "Help", [...told.map((hint) => made("p", "", hint)), ...parts]);
 }
 
 export function fillAbout(dialog: HTMLDialogElement, version: () => Promise<string>): void {

@@ -3,6 +3,7 @@ import type { RemoteCapture } from "./client.js";
 import type { About } from "./decoder.js";
 import { hexId, made } from "./dom.js";
 import { LiveDevice, bestOf } from "./live.js";
+import { save, stemOf } from "./saving.js";
 import { declaredReports, hidOf, type Hid, type HidDevice } from "./webhid.js";
 
 /** What the panel asks of the page around it. */
@@ -319,8 +320,8 @@ export class LivePanel {
       }
       const entries = Uint32Array.from({ length: count }, (_, at) => from + at);
       const { blob, leftOut } = await capture.render("recording", entries);
-      const name = `${live.name.replace(/[^\w-]+/g, "-")}-${stamp(new Date())}.hid`;
-      download(blob, name);
+      const name = `${stemOf(live.name)}-${stamp(new Date())}.hid`;
+      save(blob, name);
       this.host.tell(`${count} reports are saved as ${name}. ${leftOut}`);
     } finally {
       this.isSaving = false;
@@ -355,13 +356,4 @@ function stamp(date: Date): string {
   const two = (number: number) => String(number).padStart(2, "0");
   const day = [date.getFullYear(), two(date.getMonth() + 1), two(date.getDate())].join("");
   return `${day}-${date.toTimeString().slice(0, 8).replaceAll(":", "")}`;
-}
-
-function download(blob: Blob, name: string): void {
-  const link = document.createElement("a");
-  link.href = URL.createObjectURL(blob);
-  link.download = name;
-  link.click();
-  // The browser has begun to read it by then.
-  setTimeout(() => URL.revokeObjectURL(link.href), 60_000);
 }

@@ -60,12 +60,7 @@ async function newClient(): Promise<Client> {
 
 // -------------------------------------------------------------------------------------- the files
 
-const growing = new Paced(
-  () => selection.grow(files.current?.entries ?? 0),
-  100,
-  tell,
-  2,
-);
+const growing = new Paced(() => selection.grow(files.current?.entries ?? 0), 100, tell, 2);
 // They look through all entries each time.
 const refreshing = new Paced(refresh, 400, tell);
 
@@ -88,7 +83,7 @@ files.onShown = (file, about) => {
   if (file === null) return;
   advance(file);
   // One that was read before is there at once.
-  if (capture !== null && !isGrowing(file)) attempt(finish(file));
+  if (capture !== null && !isGrowing(file) && !isLive(file)) attempt(finish(file));
 };
 
 files.onChanged = (file) => {
@@ -131,9 +126,14 @@ async function finish(file: OpenFile): Promise<void> {
   status.setRead(file.entries);
 }
 
+/** More may come at any time. */
+function isLive({ blob, capture }: OpenFile): boolean {
+  return blob === null && capture !== null;
+}
+
 function textOf(file: OpenFile): string {
   const { name, entries, position, size, form, note, fault, reading } = file;
-  if (file.blob === null && file.capture !== null) return ""; // the device's panel tells
+  if (isLive(file)) return ""; // the device's panel tells
   const parts = [`${name}: ${entries} ${entries === 1 ? "report" : "reports"}`];
   if (reading === "waiting") parts.push("waiting for others");
   if (reading === "going on")
@@ -189,8 +189,8 @@ async function choose(number: number, inViews = true): Promise<void> {
 
 /** Somebody goes to a report. */
 function goTo(entry: number): void {
-  links.done();
   live.stopFollowing();
+  links.done();
   attempt(choose(entry));
 }
 
