@@ -28,7 +28,7 @@ test("a link is read as it is written", () => {
 });
 
 test("a link leads where it says, once its file is open", async () => {
-  const page = await opened(browser, {}, "#file=tour.hid&report=4&view=frames&id=0x76&id=0xE4");
+  const page = await opened(browser, {}, { hash: "#file=tour.hid&report=4&view=frames&id=0x76&id=0xE4" });
   assert.match((await page.textContent("#state"))!, /^Open tour\.hid to see report 4/);
   await choose(page, tour);
   await page.waitForSelector("#state[data-read]");
@@ -57,7 +57,7 @@ test("the address says what is shown, and another one leads elsewhere", async ()
 });
 
 test("a link to what isn't there says so", async () => {
-  const page = await opened(browser, {}, "#file=tour.hid&report=99");
+  const page = await opened(browser, {}, { hash: "#file=tour.hid&report=99" });
   await choose(page, tour);
   await page.waitForSelector("#state[data-read]");
   assert.match((await page.textContent("#state"))!, /report 99, which tour\.hid doesn't have/);
@@ -78,7 +78,7 @@ test("a link that means harm does none", async () => {
     "#id=0x76&".repeat(1000),
   ];
   for (const hash of hashes) {
-    const page = await opened(browser, {}, hash);
+    const page = await opened(browser, {}, { hash });
     await choose(page, tour);
     await page.waitForSelector("#state[data-read]");
     assert.equal(await page.locator("img, #state script").count(), 0);
