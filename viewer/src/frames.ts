@@ -437,7 +437,10 @@ export class FramesView {
 
   private plot(): void {
     if (!this.isShown) return;
-    void Promise.all([this.plotCourse(), this.plotChannels()]).catch(this.tell);
+    // Behind the picture, which people wait for.
+    void Promise.resolve(this.pending)
+      .then(() => Promise.all([this.plotCourse(), this.plotChannels()]))
+      .catch(this.tell);
   }
 
   private scanOf(what: string): Scan | null {
