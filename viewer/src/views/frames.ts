@@ -490,7 +490,10 @@ export class FramesView implements View {
 
   private plot(): void {
     if (!this.isShown) return;
-    void Promise.all([this.plotCourse(), this.plotChannels()]).catch(this.host.tell);
+    // Behind the picture, which people wait for.
+    void Promise.resolve(this.pending)
+      .then(() => Promise.all([this.plotCourse(), this.plotChannels()]))
+      .catch(this.host.tell);
   }
 
   private scanOf(what: string): Scan | null {
