@@ -356,6 +356,7 @@ export class FramesView implements View {
     this.showFrame(rowIn(tables, entries[current]));
     this.drawn = current;
     this.course?.redraw(false);
+    if (this.timer !== 0) this.readAhead();
   }
 
   /** Finds what is taken off while an entry's frame is shown. */
@@ -449,6 +450,15 @@ export class FramesView implements View {
       this.chunks.delete(old);
     }
     return table;
+  }
+
+  /** Asks for what the player comes to next. */
+  private readAhead(): void {
+    const chunk = Math.floor(this.current / chunkFrames);
+    for (const next of [chunk + 1, chunk + 2])
+      if (next * chunkFrames < this.entries.length)
+        // Whoever needs it hears of what went wrong.
+        this.tableOf(next).catch(() => undefined);
   }
 
   private async read(entries: Uint32Array): Promise<Table | undefined> {
