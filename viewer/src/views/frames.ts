@@ -452,13 +452,10 @@ export class FramesView implements View {
     return table;
   }
 
-  /** Asks for what the player comes to next. */
+  /** Asks for what the player comes to next. Whoever needs it hears of what went wrong. */
   private readAhead(): void {
-    const chunk = Math.floor(this.current / chunkFrames);
-    for (const next of [chunk + 1, chunk + 2])
-      if (next * chunkFrames < this.entries.length)
-        // Whoever needs it hears of what went wrong.
-        this.tableOf(next).catch(() => undefined);
+    for (const chunks of [1, 2])
+      this.rowOf(this.current + chunks * chunkFrames).catch(() => undefined);
   }
 
   private async read(entries: Uint32Array): Promise<Table | undefined> {
