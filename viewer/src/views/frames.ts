@@ -367,6 +367,7 @@ export class FramesView implements View {
     this.showFrame(rowIn(tables, entries[current]));
     this.drawn = current;
     this.course?.redraw(false);
+    if (this.timer !== 0) this.readAhead();
   }
 
   /** Finds what is taken off while an entry's frame is shown. */
@@ -472,6 +473,12 @@ export class FramesView implements View {
       this.chunks.delete(old);
     }
     return table;
+  }
+
+  /** Asks for what the player comes to next. Whoever needs it hears of what went wrong. */
+  private readAhead(): void {
+    for (const chunks of [1, 2])
+      this.rowOf(this.current + chunks * chunkFrames).catch(() => undefined);
   }
 
   private async read(entries: Uint32Array): Promise<Table | undefined> {
