@@ -78,6 +78,7 @@ files.onShown = (file, about) => {
   selection.open(capture);
   tabs.open(capture, about);
   copyBar.draw();
+  document.title = file === null ? "Vesk viewer" : `${file.name} – Vesk viewer`;
   if (file === null) return;
   advance(file);
   // One that was read before is there at once.
@@ -101,7 +102,7 @@ function isGrowing({ reading }: OpenFile): boolean {
 
 /** More of the shown file is there, or all of it. */
 function advance(file: OpenFile): void {
-  status.show(textOf(file));
+  status.show(textOf(file), isGrowing(file));
   cancel.hidden = file.reading !== "going on";
   formChoice.draw(file);
   if (file.capture === null || file.entries === 0 || status.isRead) return;
