@@ -23,6 +23,9 @@ import { Tabs } from "./tabs.js";
 import type { Copies, ViewHost } from "./view.js";
 import { views } from "./views/all.js";
 
+let capture: RemoteCapture | null = null; // that is shown
+let chosen = -1;
+
 const status = new Status(element("state"));
 const tell = (what: unknown) => status.tell(what);
 const attempt = (work: Promise<unknown>) => void work.catch(tell);
@@ -45,9 +48,6 @@ const exportBar = new ExportBar(
 );
 const cancel = element<HTMLButtonElement>("cancel");
 const help = element<HTMLDialogElement>("help");
-
-let capture: RemoteCapture | null = null; // that is shown
-let chosen = -1;
 
 async function newClient(): Promise<Client> {
   const [url, module] = await Promise.all([workerUrl(), embeddedBytes("module")]);
@@ -164,9 +164,13 @@ async function choose(number: number): Promise<void> {
   if (from === null || number < 0 || number >= (files.current?.entries ?? 0)) return;
   chosen = number;
   links.changed();
-  const [decoded, [entry]] = await Promise.all([from.decode(number), from.entries(number, 1)]);
+  const [decoded, [entry], beginning] = await Promise.all([
+    from.decode(number),
+    from.entries(number, 1),
+    list.beginning(),
+  ]);
   if (chosen !== number || from !== capture) return;
-  report.show(entry!, decoded, from.name, list.beginning);
+  report.show(entry!, decoded, from.name, beginning);
   report.highlight(selection.filter.text);
   list.choose(number);
   tabs.goToEntry(number);

@@ -24,6 +24,7 @@ export function launched(): Promise<Browser> {
 export async function opened(
   from: Browser | BrowserContext,
   options: BrowserContextOptions = {},
+  path = pagePath,
   hash = "",
 ): Promise<Page> {
   const page = "contexts" in from ? await from.newPage(options) : await from.newPage();
@@ -32,7 +33,7 @@ export async function opened(
   page.on("request", (request) => {
     assert.match(request.url(), /^(file|blob):/);
   });
-  await page.goto(pathToFileURL(pagePath).href + hash);
+  await page.goto(pathToFileURL(path).href + hash);
   return page;
 }
 
