@@ -18,6 +18,7 @@ import { Paced } from "./paced.js";
 import { ReportView } from "./report.js";
 import { stemOf } from "./saving.js";
 import { Selection } from "./selection.js";
+import { fillStart } from "./start.js";
 import { Status } from "./status.js";
 import { Tabs } from "./tabs.js";
 import type { Copies, ViewHost } from "./view.js";
@@ -78,6 +79,7 @@ files.onShown = (file, about) => {
   selection.open(capture);
   tabs.open(capture, about);
   copyBar.draw();
+  element("start").hidden = file !== null;
   document.title = file === null ? "Vesk viewer" : `${file.name} – Vesk viewer`;
   if (file === null) return;
   advance(file);
@@ -289,6 +291,7 @@ attempt(
   files.about().then((about) => {
     formChoice.setForms(about);
     exportBar.setForms(about);
+    fillStart(element("start"), about);
     formChoice.draw(files.current);
   }),
 );
