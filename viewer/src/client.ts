@@ -45,6 +45,9 @@ export interface ReadOptions {
   onProgress?: (progress: FileProgress) => void;
 }
 
+/** A file was closed while something of it was asked for: nobody waits for the answer. */
+export class FileClosed extends Error {}
+
 interface Waiting {
   resolve(result: unknown): void;
   reject(fault: Error): void;
@@ -55,6 +58,7 @@ export class Client {
   private files = 0;
   private readonly waiting = new Map<number, Waiting>();
   private readonly listeners = new Map<number, (progress: FileProgress) => void>();
+  private readonly forgotten = new Set<unknown>();
   private broken: Error | null = null;
   about!: About;
 
@@ -95,12 +99,16 @@ export class Client {
     method: M,
     ...given: Parameters<Calls[M]>
   ): Promise<Awaited<ReturnType<Calls[M]>>> {
-    return this.send(method, given) as Promise<Awaited<ReturnType<Calls[M]>>>;
+    const answer = this.send(method, given).catch((fault: unknown) => {
+      throw this.forgotten.has(given[0]) ? new FileClosed("the file was closed") : fault;
+    });
+    return answer as Promise<Awaited<ReturnType<Calls[M]>>>;
   }
 
   /** Nothing more is told of a file. */
   forget(file: number): void {
     this.listeners.delete(file);
+    this.forgotten.add(file);
   }
 
   end(): void {

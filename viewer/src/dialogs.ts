@@ -63,6 +63,12 @@ const liveHint =
   "devices. Its feature reports are asked for once, its input reports are shown as they come, and " +
   "nothing else is ever sent to it. Record and Save all make files that the program reads.";
 
+/** "Home, End" and "↑ ↓" are two keys each, "Page Up" is one. */
+function keysIn(text: string): Node[] {
+  const parts = text.split(/(, | (?=[←→↑↓−]))/);
+  return parts.map((part, at) => (at % 2 === 0 ? made("kbd", "", part) : new Text(part)));
+}
+
 export function fillHelp(dialog: HTMLDialogElement): void {
   const told = hidOf(navigator) === null ? hints : [...hints, liveHint];
   const parts = keys.flatMap(([title, rows]) => [
@@ -71,7 +77,7 @@ export function fillHelp(dialog: HTMLDialogElement): void {
       "dl",
       "",
       rows.flatMap(([key, what]) => [
-        made("dt", "", key.split(/(, | )/).map((one) => (/^[, ]*$/.test(one) ? new Text(one) : made("kbd", "", one)))),
+        made("dt", "", keysIn(key)),
         made("dd", "", what),
       ]),
     ),

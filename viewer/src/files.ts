@@ -165,10 +165,11 @@ export class Files {
   }
 
   private async readNow(file: Changeable, form: string): Promise<void> {
+    let client: Client | null = null;
     let capture: RemoteCapture | null = null;
     const isOurs = () => capture !== null && file.capture === capture;
     try {
-      const client = await this.begin();
+      client = await this.begin();
       file.reading = "going on";
       capture = client.open(file.blob!, {
         form,
@@ -186,6 +187,11 @@ export class Files {
       if (capture !== null && !isOurs()) return;
       file.reading = "over";
       file.fault = fault instanceof Error ? fault.message : String(fault);
+      if (file.entries === 0) {
+        file.capture = null; // there is nothing to look at
+        void capture?.close().catch(() => undefined);
+        if (file === this.shown && client !== null) this.onShown(file, client.about);
+      }
     }
     this.onChanged(file);
     this.onRead(file);

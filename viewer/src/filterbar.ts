@@ -47,10 +47,12 @@ export class FilterBar {
       this.timer = setTimeout(() => this.takeText(), typingRest);
     };
     this.text.onkeydown = (event) => this.key(event);
-    this.choosers = Object.fromEntries(facets.map((facet) => [facet, this.chooser(facet)])) as Record<
-      Facet,
-      HTMLSelectElement
-    >;
+    this.choosers = {
+      id: this.chooser("id"),
+      type: this.chooser("type"),
+      device: this.chooser("device"),
+      problem: this.chooser("problem"),
+    };
     this.tools.id = "choosers";
     this.tools.append(...facets.map((facet) => this.choosers[facet]));
     this.more.type = "button";
@@ -150,8 +152,7 @@ export class FilterBar {
     const { kinds, filter } = this.selection;
     const one = this.choosers[facet];
     const choices = choicesOf(kinds, facet, filter);
-    const worth = facet === "problem" ? choices.length > 1 : choices.length > 1;
-    one.hidden = !worth && filter[facet].length === 0;
+    one.hidden = choices.length <= 1 && filter[facet].length === 0;
     const texts = choices.map(({ label, count }) => `${label} – ${count.toLocaleString("en")}`);
     const key = JSON.stringify(texts);
     if (one.dataset["drawn"] === key || document.activeElement === one) return;

@@ -19,7 +19,9 @@ export class FormChoice {
 
   /** The forms that there are. */
   setForms({ inputForms }: About): void {
-    const options = inputForms.map(({ name, description }) => optionOf(name, `${name}: ${description}`));
+    const options = inputForms.map(({ name, description }) =>
+      optionOf(name, `${name}: ${description}`),
+    );
     this.select.replaceChildren(optionOf("", "what its first bytes tell"), ...options);
   }
 

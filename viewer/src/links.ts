@@ -1,5 +1,5 @@
-/** Links into a file: `#file=tour.hid&report=12&view=frames&id=0x76`. Whatever somebody puts there, it
- *  is a name, a number or a word of a filter, or nothing. */
+/** Links into a file: `#file=tour.hid&report=12&view=frames&id=0x76`. Whatever somebody puts there,
+ *  it is a name, a number or a word of a filter, or nothing. */
 import { facets, noFilter, type Filter } from "./filter.js";
 
 export interface Link {

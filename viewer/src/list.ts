@@ -38,11 +38,11 @@ export class ReportList {
       meaning: "Seconds since the first report that has a time; its own time stands at the report",
       text: ({ time }) => (time === null ? "" : sinceText(time - (this.firstTime ?? 0))),
     },
-    { name: "device", title: "Device", meaning: "Bus and number", text: ({ kind }) => deviceOf(kind) },
+    { name: "device", title: "Device", meaning: "Bus and number", text: deviceIn },
     { name: "type", title: "Type", meaning: "", text: ({ kind }) => kind.type ?? "" },
     { name: "id", title: "ID", meaning: "Of the report", text: ({ kind }) => idOf(kind) },
-    { name: "name", title: "Name", meaning: "As the plug-in names it", text: ({ kind }) => nameOf(kind) },
-    { name: "length", title: "Length", meaning: "Bytes, with the ID", text: ({ length }) => `${length} B` },
+    { name: "name", title: "Name", meaning: "As the plug-in names it", text: nameIn },
+    { name: "length", title: "Length", meaning: "Bytes, with the ID", text: lengthOf },
     { name: "where", title: "Place", meaning: "In the file", text: entryPlace },
   ];
 
@@ -103,9 +103,10 @@ export class ReportList {
     this.draw();
   }
 
-  /** The column of devices is there where there are several. */
-  setDevices(areSeveral: boolean): void {
-    this.scroller.classList.toggle("devices", areSeveral);
+  /** The columns of devices and times are there where they say something. */
+  setColumns({ hasDevices, hasTimes }: { hasDevices: boolean; hasTimes: boolean }): void {
+    this.scroller.classList.toggle("devices", hasDevices);
+    this.scroller.classList.toggle("timeless", !hasTimes);
   }
 
   /** The time of the first report that has one, in microseconds. */
@@ -215,7 +216,7 @@ export class ReportList {
     one.append(...this.cells.map(({ name, text }) => made("span", name, `${text(entry)} `)));
     const { time, kind } = entry;
     if (time !== null) one.querySelector<HTMLElement>(".seconds")!.title = timeText(time);
-    if (kind.decoder !== "") one.querySelector<HTMLElement>(".name")!.title = kind.decoder;
+    one.querySelector<HTMLElement>(".name")!.title = `${nameOf(kind)} ${kind.decoder}`;
     return one;
   }
 
@@ -288,6 +289,18 @@ async function firstTimeOf(capture: RemoteCapture): Promise<number | null> {
   const [later] = await capture.select(({ hasTime }) => hasTime);
   if (later === undefined) return null;
   return (await capture.entries(later, 1))[0]?.time ?? null;
+}
+
+function deviceIn({ kind }: Entry): string {
+  return deviceOf(kind);
+}
+
+function nameIn({ kind }: Entry): string {
+  return nameOf(kind);
+}
+
+function lengthOf({ length }: Entry): string {
+  return `${length} B`;
 }
 
 function numberOf({ number }: Entry): string {

@@ -78,6 +78,7 @@ files.onShown = (file, about) => {
   selection.open(capture);
   tabs.open(capture, about);
   copyBar.draw();
+  document.title = file === null ? "Vesk viewer" : `${file.name} – Vesk viewer`;
   if (file === null) return;
   advance(file);
   // One that was read before is there at once.
@@ -101,7 +102,7 @@ function isGrowing({ reading }: OpenFile): boolean {
 
 /** More of the shown file is there, or all of it. */
 function advance(file: OpenFile): void {
-  status.show(textOf(file));
+  status.show(textOf(file), isGrowing(file));
   cancel.hidden = file.reading !== "going on";
   formChoice.draw(file);
   if (file.capture === null || file.entries === 0 || status.isRead) return;
@@ -158,17 +159,15 @@ function showNothing(): void {
 
 selection.onChanged = (goesOn) => {
   list.setRows(selection.rows, goesOn);
-  list.setDevices(areSeveralDevices());
+  const { kinds } = selection;
+  const devices = new Set(kinds.map(deviceOf).filter((one) => one !== ""));
+  const hasTimes = kinds.length === 0 || kinds.some((kind) => kind.hasTime);
+  list.setColumns({ hasDevices: devices.size > 1, hasTimes });
   filterBar.draw();
   live.moreIsListed();
   // It may not have had a row when it was gone to.
   if (live.isFollowing && latest !== null && latest.of === capture) list.choose(chosen);
 };
-
-function areSeveralDevices(): boolean {
-  const devices = selection.kinds.map(deviceOf).filter((one) => one !== "");
-  return new Set(devices).size > 1;
-}
 
 async function choose(number: number, inViews = true): Promise<void> {
   const from = capture;
@@ -221,7 +220,7 @@ function copied(): { copies: Copies; stem: string } {
   return { copies, stem: `${stem}-${entry}` };
 }
 
-// ----------------------------------------------------------------------------------------- the links
+// ---------------------------------------------------------------------------------------- the links
 
 function shownLink(): Link {
   const { current } = files;
@@ -301,7 +300,7 @@ const live = new LivePanel(element("connect"), element("live"), {
 for (const type of ["wheel", "touchmove"])
   element("list").addEventListener(type, () => live.stopFollowing(), { passive: true });
 
-// ------------------------------------------------------------------------------------- what one does
+// ------------------------------------------------------------------------------------ what one does
 
 new Choosing(element<HTMLInputElement>("choose"), files, tell);
 cancel.onclick = () => files.current && files.cancel(files.current);
@@ -312,6 +311,11 @@ element("drawer").onclick = () => {
   const isHidden = document.querySelector("main")!.classList.toggle("wide");
   element("drawer").setAttribute("aria-expanded", String(!isHidden));
 };
+// Plots are drawn in the screen's ink.
+addEventListener("beforeprint", () => {
+  const isDark = matchMedia("(prefers-color-scheme: dark)").matches;
+  document.documentElement.classList.toggle("dark", isDark);
+});
 listenToKeys({
   "/": () => filterBar.focus(),
   "?": () => help.showModal(),

@@ -14,6 +14,7 @@ export class ReportView {
   private readonly heading = element("heading");
   private readonly problem = element("problem");
   private readonly fields = element("fields");
+  private readonly sides = element("sides");
   private readonly values = element("values");
   private readonly dump = element("dump");
   private readonly where = element("where");
@@ -80,6 +81,8 @@ export class ReportView {
     this.ofLine.clear();
     this.problem.hidden = decoded.problem === null;
     this.problem.textContent = decoded.problem?.message ?? "";
+    const isBare = decoded.lines.length === 0 && decoded.fields.length === 0;
+    this.sides.classList.toggle("bare", isBare);
     this.showLines();
     this.showFields();
     this.showBytes();
@@ -109,7 +112,9 @@ export class ReportView {
         for (let line = first; line < first + count; ++line) add(this.ofLine, line, index);
     });
     const isKnown = layout.whyNot === "";
-    this.where.textContent = isKnown ? nothing : `Which byte says what isn't known: ${layout.whyNot}.`;
+    this.where.textContent = isKnown
+      ? nothing
+      : `Which byte says what isn't known: ${layout.whyNot}.`;
   }
 
   private showLines(): void {

@@ -29,8 +29,8 @@ export function save(blob: Blob, file: string): void {
   setTimeout(() => URL.revokeObjectURL(link.href), 60_000);
 }
 
-/** What a file's name begins with when something of it is saved: no folder, no end, and nothing that a
- *  system wouldn't take. */
+/** What a file's name begins with when something of it is saved: no folder, no end, and nothing that
+ *  a system wouldn't take. */
 export function stemOf(name: string): string {
   const last = name.split(/[/\\]/).at(-1)!;
   const stem = last.replace(/(?<=.)\.[^.]*$/, "").replace(/[^\p{L}\p{N}._ -]/gu, "_");

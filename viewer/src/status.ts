@@ -1,22 +1,31 @@
 /** The line that tells how reading goes, and what happened last. */
+import { FileClosed } from "./client.js";
 import { made } from "./dom.js";
+
+const betweenShown = 250; // milliseconds
 
 export class Status {
   private readonly reading = made("span");
   private readonly last = made("span", "told");
+  private shownAt = 0;
 
   constructor(private readonly line: HTMLElement) {
     this.reading.textContent = line.textContent;
     line.replaceChildren(this.reading, " ", this.last);
   }
 
-  /** How the file that is shown stands; what was told before it is over. */
-  show(text: string): void {
-    if (this.reading.textContent !== text) this.reading.textContent = text;
+  /** How the file that is shown stands. While it goes on it is told now and then only: who can't see
+   *  it has it read out each time. */
+  show(text: string, goesOn = false): void {
+    const now = performance.now();
+    if (this.reading.textContent === text || (goesOn && now - this.shownAt < betweenShown)) return;
+    this.shownAt = now;
+    this.reading.textContent = text;
   }
 
   /** What happened, or went wrong. */
   tell(fault: unknown): void {
+    if (fault instanceof FileClosed) return;
     this.last.textContent = fault instanceof Error ? fault.message : String(fault);
   }
 

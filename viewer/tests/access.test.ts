@@ -1,5 +1,5 @@
-/** Who sees little, prints, or has no mouse: roles, labels and contrast by axe, the keyboard alone, and
- *  paper. */
+/** Who sees little, prints, or has no mouse: roles, labels and contrast by axe, the keyboard alone,
+ *  and paper. */
 import assert from "node:assert/strict";
 import { readFileSync, rmSync } from "node:fs";
 import { join } from "node:path";
@@ -153,7 +153,8 @@ test("on paper stands the whole tab, and nothing of the list", async () => {
       const one = document.querySelector(selector)!;
       return one.scrollHeight > one.clientHeight + 1;
     };
-    const heightOf = (selector: string) => document.querySelector(selector)!.getBoundingClientRect().height;
+    const heightOf = (selector: string) =>
+      document.querySelector(selector)!.getBoundingClientRect().height;
     return {
       list: isSeen("#list"),
       heading: isSeen("#heading"),

@@ -46,7 +46,7 @@ test("a report is copied as the program writes it", async () => {
   await context.close();
 });
 
-test("where the clipboard isn't allowed, what was asked for is saved, and that is told", async () => {
+test("where the clipboard isn't allowed, what was asked for is saved, and told so", async () => {
   const page = await opened(browser);
   await readTour(page);
   await page.evaluate(() => {

@@ -82,7 +82,8 @@ test("a link that means harm does none", async () => {
     await choose(page, tour);
     await page.waitForSelector("#state[data-read]");
     assert.equal(await page.locator("img, #state script").count(), 0);
-    for (const shown of ["#state", "#tabs", "#reports"]) assert.ok(await page.isVisible(shown), hash);
+    for (const shown of ["#state", "#tabs", "#reports"])
+      assert.ok(await page.isVisible(shown), hash);
     await page.close();
   }
 });
