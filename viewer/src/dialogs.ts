@@ -58,16 +58,16 @@ const hints = [
   "Point at a byte, a value or a line of a report: what belongs together lights up.",
 ];
 
+const liveHint =
+  "Connect reads a device: pick the touch controller in the browser's list, which shows all HID " +
+  "devices. Its feature reports are asked for once, its input reports are shown as they come, and " +
+  "nothing else is ever sent to it. Record and Save all make files that the program reads.";
+
 /** "Home, End" and "↑ ↓" are two keys each, "Page Up" is one. */
 function keysIn(text: string): Node[] {
   const parts = text.split(/(, | (?=[←→↑↓−]))/);
   return parts.map((part, at) => (at % 2 === 0 ? made("kbd", "", part) : new Text(part)));
 }
-
-const liveHint =
-  "Connect reads a device: pick the touch controller in the browser's list, which shows all HID " +
-  "devices. Its feature reports are asked for once, its input reports are shown as they come, and " +
-  "nothing else is ever sent to it. Record and Save all make files that the program reads.";
 
 export function fillHelp(dialog: HTMLDialogElement): void {
   const told = hidOf(navigator) === null ? hints : [...hints, liveHint];

@@ -5,17 +5,17 @@
  *      images.entries; // in order */
 import type { RemoteCapture } from "./client.js";
 import type { EntryKind } from "./decoder.js";
+import { Numbers } from "./numbers.js";
 
 export class GrowingSelection {
-  private numbers = new Uint32Array(256);
-  private count = 0;
+  private readonly numbers = new Numbers();
   private looked = 0; // entries of the file
 
   constructor(private readonly isWanted: (kind: EntryKind) => boolean) {}
 
   /** A view of what is kept here. It stays as it is when more is taken in. */
   get entries(): Uint32Array {
-    return this.numbers.subarray(0, this.count);
+    return this.numbers.view();
   }
 
   /** `kinds` are those of all entries: they say how far there is something to look at. */
@@ -27,17 +27,6 @@ export class GrowingSelection {
     const found = wanted.length === 0 ? null : await file.selectKinds(wanted, first, end);
     if (this.looked !== first) return; // somebody else was faster
     this.looked = end;
-    if (found !== null) this.add(found);
-  }
-
-  private add(found: Uint32Array): void {
-    const count = this.count + found.length;
-    if (count > this.numbers.length) {
-      const larger = new Uint32Array(Math.max(count, 2 * this.numbers.length));
-      larger.set(this.numbers);
-      this.numbers = larger;
-    }
-    this.numbers.set(found, this.count);
-    this.count = count;
+    if (found !== null) this.numbers.add(found);
   }
 }

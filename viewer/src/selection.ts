@@ -3,31 +3,11 @@
 import type { RemoteCapture } from "./client.js";
 import type { EntryKind } from "./decoder.js";
 import { isWanted, noFilter, type Filter } from "./filter.js";
+import { Numbers } from "./numbers.js";
 import { Rows } from "./rows.js";
 
 const firstStep = 256; // entries
 const stepTime = 40; // milliseconds that a step of searching should take
-
-/** Numbers that come one part after the other. */
-class Numbers {
-  private room = new Uint32Array(1024);
-  private count = 0;
-
-  add(part: Uint32Array): void {
-    const needed = this.count + part.length;
-    if (needed > this.room.length) {
-      const larger = new Uint32Array(Math.max(needed, 2 * this.room.length));
-      larger.set(this.view());
-      this.room = larger;
-    }
-    this.room.set(part, this.count);
-    this.count = needed;
-  }
-
-  view(): Uint32Array {
-    return this.room.subarray(0, this.count);
-  }
-}
 
 export class Selection {
   private capture: RemoteCapture | null = null;

@@ -3,7 +3,7 @@ import assert from "node:assert/strict";
 import { rmSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
-import { choose, folder, launched, opened, pagePath, shownLines, until } from "./browser.js";
+import { choose, folder, launched, opened, shownLines, until } from "./browser.js";
 import { hashOf, linkOf } from "../src/links.js";
 import { noFilter } from "../src/filter.js";
 import { root } from "./support.js";
@@ -41,7 +41,7 @@ test("a link leads where it says, once its file is open", async () => {
 
 test("what a link leads to is in sight, and told with its time", async () => {
   const viewport = { width: 390, height: 844 };
-  const page = await opened(browser, { viewport }, pagePath, "#report=15");
+  const page = await opened(browser, { viewport }, { hash: "#report=15" });
   await choose(page, tour);
   await page.waitForSelector("#state[data-read]");
   await shownLines(page, 15);
