@@ -67,8 +67,8 @@ function tellingOf({ device, reports, known, untimed }: Capture): string {
   const parts = [counted(reports, "report")];
   if (device !== undefined) parts.unshift(device);
   if (known === 0) parts.push("none of them known");
-  if (untimed === reports) parts.push("without times: 0.000000 stands for none");
-  else if (untimed) parts.push(`${untimed} of them without a time: 0.000000 stands for none`);
+  if (untimed === reports) parts.push("without times: they stand at 0");
+  else if (untimed) parts.push(`${untimed} of them without a time: they stand at 0`);
   return parts.join("; ");
 }
 

@@ -16,11 +16,6 @@ export function signedText(difference: bigint): string {
   return difference > 0n ? `+${difference}` : `−${-difference}`;
 }
 
-/** Microseconds of a capture, as the list of reports has them. */
-export function secondsText(microseconds: number): string {
-  return `${(microseconds / 1e6).toFixed(6)} s`;
-}
-
 /** A share as "12.3 %"; what is less than the last digit, and isn't nothing, is told so. */
 export function shareText(part: bigint, whole: bigint): string {
   if (whole === 0n) return "–";

@@ -44,6 +44,14 @@ function records(...options: string[]): NativeRecord[] {
   return text.trim().split("\n").map((line) => JSON.parse(line) as NativeRecord);
 }
 
+/** As the list's hint tells it; a recording has 0 where there is none. */
+function timeOf({ time = 0 }: NativeRecord): string {
+  if (time < 1e9) return `${time.toFixed(6)} s`;
+  const [seconds, part] = time.toFixed(6).split(".");
+  const day = new Date(Number(seconds) * 1000).toISOString().replace("T", " ").slice(0, 19);
+  return `${day}.${part} UTC`;
+}
+
 /** Goes through the list by the keyboard: what it shows of each report is what the program says. */
 async function expectReports(page: Page, expected: NativeRecord[]): Promise<void> {
   const read = await page.getAttribute("#state", "data-read");
@@ -53,7 +61,8 @@ async function expectReports(page: Page, expected: NativeRecord[]): Promise<void
     assert.deepEqual((await shownLines(page, number)).split("\n"), record.lines);
     const row = page.locator("#list [role=option]").nth(number);
     const cell = async (name: string) => (await row.locator(`.${name}`).textContent())!.trim();
-    assert.equal(await cell("seconds"), (record.time ?? 0).toFixed(6));
+    assert.equal(await cell("seconds"), ((record.time ?? 0) - (expected[0]!.time ?? 0)).toFixed(6));
+    assert.equal(await row.locator(".seconds").getAttribute("title"), timeOf(record));
     assert.equal(Number(await cell("id")), record.report_id);
     assert.equal(await cell("type"), record.report_type);
     assert.equal(await cell("length"), `${record.length} B`);
@@ -91,7 +100,7 @@ test("a choice of reports, and what has no time", async () => {
   await expectReports(page, records(...options, path));
   const note = await noteOf(page);
   assert.match(note, /Chosen from the captures by --report 0xD0,0xE1\./);
-  assert.match(note, /without times: 0\.000000 stands for none/);
+  assert.match(note, /without times: they stand at 0/);
   await page.close();
 });
 
@@ -192,7 +201,7 @@ test("names of files are no markup", async () => {
   const titles = paths.map((path) => path.slice(folder.length + 1));
   assert.deepEqual(
     names,
-    titles.map((title) => `${title}: 1 report; without times: 0.000000 stands for none`),
+    titles.map((title) => `${title}: 1 report; without times: they stand at 0`),
   );
   assert.equal(await page.locator("header script, header img, header svg").count(), 0);
   for (const problem of await page.locator(".carried .problems li").allTextContents())
@@ -228,8 +237,7 @@ test("the note fits narrow screens, whatever the names are", async () => {
     return { right, height };
   });
   assert.ok(right <= 390 && height <= 0.35 * 844, `${right}, ${height}`);
-  await page.keyboard.press("Tab"); // the choice of files, and then the note
-  await page.keyboard.press("Tab");
+  await page.focus(".carried summary");
   await page.keyboard.press("Enter");
   assert.equal(await page.getAttribute(".carried", "open"), null);
   await page.close();

@@ -588,7 +588,7 @@ test("entries of the list are gone to, and other files come without what was", a
   await page.click("#tab-power");
   await drawn(page, "power", 3);
   await choose(page, written("other.hid", every(1, [powerReport([[1, 1]])])));
-  await page.locator("#state", { hasText: /other\.hid.*100 %/ }).waitFor();
+  await page.locator("#state[data-read]", { hasText: /other\.hid/ }).waitFor();
   await page.locator("#tab-openshort").waitFor({ state: "hidden" });
   await page.close();
 });

@@ -4,7 +4,8 @@ import type { About, Change, Decoded, Difference, Entry, Field } from "../decode
 import { hexId, made } from "../dom.js";
 import { panelOf } from "../tabs.js";
 import { countBelow, indexOf, type Copies, type View, type ViewHost } from "../view.js";
-import { countText, durationText, secondsText } from "../words.js";
+import { timeText } from "../times.js";
+import { countText, durationText } from "../words.js";
 
 /** A report, as it is looked at. */
 export interface Looked {
@@ -281,7 +282,7 @@ export abstract class SteppedView implements View {
       nameOf(entry),
     ];
     if (group.senders > 1) parts.push(senderText(entry));
-    if (entry.time !== null) parts.push(secondsText(entry.time));
+    if (entry.time !== null) parts.push(timeText(entry.time));
     this.number.max = String(group.entries.length);
     this.which.textContent = parts.join(" · ");
     const said: string[] = [];

@@ -2,15 +2,8 @@
 import { noTime, type Change, type Difference, type Table } from "../decoder.js";
 import { made, numberText } from "../dom.js";
 import { indexOf, type Copies, type ViewHost } from "../view.js";
-import {
-  countText,
-  csvLine,
-  durationText,
-  jsonText,
-  rateText,
-  secondsText,
-  signedText,
-} from "../words.js";
+import { timeText } from "../times.js";
+import { countText, csvLine, durationText, jsonText, rateText, signedText } from "../words.js";
 import { SteppedView, fieldOf, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
 
 const decoder = "parseWatchDogReport";
@@ -90,7 +83,7 @@ export class WatchdogView extends SteppedView {
       at.scope = "row";
       const line = made("tr", "", [
         at,
-        made("td", "time", timeText(table, row)),
+        made("td", "time", momentText(table, row)),
         ...keys.map((key) => cellOf(table, row, key, difference)),
       ]);
       if (entry === shown.entry.number) line.setAttribute("aria-current", "true");
@@ -137,7 +130,7 @@ export class WatchdogView extends SteppedView {
       const difference = differences.get(entry);
       const values = keys.map((key) => valueText(table, row, key));
       const changed = difference?.changes.map(({ key }) => key).join(" ") ?? "";
-      const time = timeText(table, row).replace(" s", "");
+      const time = momentText(table, row).replace(" s", "");
       return csvLine([entry, time, ...values, changed, difference?.restart ?? ""]);
     });
     return head + lines.join("");
@@ -173,9 +166,9 @@ function valueText(table: Table, row: number, key: string): string {
   return numberText(column.at(row)[0]!, column.kind);
 }
 
-function timeText(table: Table, row: number): string {
+function momentText(table: Table, row: number): string {
   const [time] = table.column("time").at(row);
-  return typeof time === "bigint" && time !== noTime ? secondsText(Number(time)) : "";
+  return typeof time === "bigint" && time !== noTime ? timeText(Number(time)) : "";
 }
 
 function cellOf(
