@@ -107,7 +107,7 @@ function notes() {
         const { dataset } = document.getElementById("report") ?? {};
         if (dataset?.entry === "0") note("report");
         const tab = document.getElementById("tab-frames");
-        if (tab && !tab.disabled && times.asked === undefined) {
+        if (tab && !tab.disabled && !tab.hidden && times.asked === undefined) {
           note("asked");
           tab.click();
         }
@@ -125,11 +125,14 @@ function notes() {
 }
 
 /** The page's policy forbids what playwright's own waitForFunction() does. */
-async function waited(page, isThere, given) {
-  let found;
-  while (!(found = await page.evaluate(isThere, given)))
+async function waited(page, isThere) {
+  const end = performance.now() + 300_000;
+  for (;;) {
+    const found = await page.evaluate(isThere);
+    if (found) return found;
+    if (performance.now() > end) throw new Error(`waited in vain for ${isThere}`);
     await new Promise((resolve) => setTimeout(resolve, 20));
-  return found;
+  }
 }
 
 async function firstTimes(path, wait) {
@@ -141,7 +144,8 @@ async function firstTimes(path, wait) {
   });
 }
 
-/** The memory of the browser's processes, in MB, what they share divided among them. */
+/** The memory of the browser's processes, in MB, what they share divided among them; and the part of
+ *  it that maps files: the browser's program, which is less where other browsers run. */
 function memory() {
   const parents = new Map();
   for (const name of readdirSync("/proc").filter((name) => /^\d+$/.test(name)))
@@ -153,12 +157,13 @@ function memory() {
       // It has ended.
     }
   const isOurs = (id) => id === process.pid || (parents.has(id) && isOurs(parents.get(id)));
-  let sum = 0;
+  const sum = { all: 0, files: 0 };
   for (const id of parents.keys())
     if (id !== process.pid && isOurs(id))
       try {
         const rollup = readFileSync(`/proc/${id}/smaps_rollup`, "utf8");
-        sum += Number(/^Pss:\s+(\d+)/m.exec(rollup)[1]) / 1000;
+        sum.all += Number(/^Pss:\s+(\d+)/m.exec(rollup)[1]) / 1000;
+        sum.files += Number(/^Pss_File:\s+(\d+)/m.exec(rollup)[1]) / 1000;
       } catch {
         // The same.
       }
@@ -193,8 +198,12 @@ async function large(path, frames, jumps) {
     await page.goto(pathToFileURL(pagePath).href);
     await new Promise((resolve) => setTimeout(resolve, 1000));
     const before = memory();
-    let most = 0;
-    const watch = setInterval(() => (most = Math.max(most, memory())), 250);
+    let most = before;
+    const look = () => {
+      const now = memory();
+      if (now.all > most.all) most = now;
+    };
+    const watch = setInterval(look, 250);
     const begin = performance.now();
     await page.setInputFiles("#choose", path);
     await waited(page, () => document.getElementById("state").dataset.read);
@@ -204,7 +213,8 @@ async function large(path, frames, jumps) {
     for (let i = 0; i < jumps; ++i)
       middle.push(await jump(page, Math.floor(frames / 2) + (i % 2 ? -1 : 1) * i * 10_007));
     const after = memory();
-    return { seconds, before, most: Math.max(most, after), after, jumps: middle };
+    look();
+    return { seconds, before, most, after, jumps: middle };
   });
 }
 
@@ -264,7 +274,7 @@ const frames = Math.ceil((size * 1e6) / packetSize / chunkFrames) * chunkFrames;
 writeCapture(path, frames);
 const found = await large(path, frames, options.quick ? 3 : 9);
 figures.large = { size, frames, ...found };
-const megabytes = (value) => `${value.toFixed(0)} MB`;
+const megabytes = ({ all, files }) => `${all.toFixed(0)} MB, ${files.toFixed(0)} of them the program`;
 say(`${size} MB, ${frames} frames: opened in`, `${found.seconds.toFixed(1)} s`);
 say("memory of the browser's processes (PSS), the page alone", megabytes(found.before));
 say("while it is read, at most", megabytes(found.most));
