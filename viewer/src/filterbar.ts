@@ -180,6 +180,8 @@ export class FilterBar {
     button.onclick = () => {
       const { filter } = this.selection;
       this.set({ ...filter, [facet]: filter[facet].filter((one) => one !== value) });
+      // The button is gone: the keyboard goes on beside it.
+      (this.words.querySelector("button") ?? this.text).focus();
     };
     return made("li", "", [button]);
   }
@@ -187,7 +189,10 @@ export class FilterBar {
   private clearAll(): HTMLElement {
     const button = made("button", "", "Clear all");
     button.type = "button";
-    button.onclick = () => this.set(noFilter);
+    button.onclick = () => {
+      this.set(noFilter);
+      this.text.focus();
+    };
     return button;
   }
 

@@ -138,6 +138,7 @@ test("filters go together, and each is taken away again", async () => {
   await count(page, `0 of ${all.length} reports`);
   await page.click('.words button:text("Clear all")');
   await count(page, `${all.length} reports`);
+  assert.equal(await page.evaluate(() => document.activeElement!.id), "search");
   await page.close();
 });
 
