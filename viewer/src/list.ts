@@ -24,6 +24,7 @@ export class ReportList {
   private capture: RemoteCapture | null = null;
   private rows = new Rows(0);
   private chosen = -1; // an entry
+  private isSought = false; // its row is to come into sight
   private place = scroll.beginning;
   private firstTime: number | null = null;
   private drawn = { first: 0, end: 0 };
@@ -59,6 +60,8 @@ export class ReportList {
     }
     list.before(this.heads);
     this.scroller.onscroll = () => this.scrolled();
+    for (const byHand of ["wheel", "pointerdown", "keydown"])
+      this.scroller.addEventListener(byHand, () => (this.isSought = false), { passive: true });
     new ResizeObserver(() => this.draw()).observe(this.scroller);
     list.onclick = ({ target }) => {
       const row = (target as HTMLElement).closest<HTMLElement>("[data-number]");
@@ -89,9 +92,10 @@ export class ReportList {
       this.place = scroll.beginning;
       this.drawn = { first: 0, end: 0 };
     }
-    this.place = scroll.rested(this.extent, this.place);
     this.list.style.height = `${scroll.heightOf(this.extent)}px`;
-    this.moveTo(this.place);
+    this.moveTo(scroll.rested(this.extent, this.place));
+    this.isSought ||= !goesOn;
+    if (this.isSought) this.seek();
     if (isSame || (goesOn && this.covers())) return;
     this.isStale = true;
     this.draw();
@@ -109,18 +113,30 @@ export class ReportList {
     this.scroller.classList.toggle("timeless", !hasTimes);
   }
 
-  /** The time of the first report that has one, in microseconds. */
-  get beginning(): number | null {
-    return this.firstTime;
+  /** The time of the first report that has one, in microseconds; null if none has. */
+  async beginning(): Promise<number | null> {
+    const { capture } = this;
+    if (this.firstTime !== null || capture === null) return this.firstTime;
+    const time = await firstTimeOf(capture);
+    if (capture === this.capture) this.firstTime = time;
+    return time;
   }
 
   /** Marks an entry as chosen, and brings it into sight. */
   choose(entry: number): void {
     this.chosen = entry;
-    const row = this.rows.rowOf(entry);
-    if (row >= 0) this.moveTo(scroll.shown(this.extent, this.place, row));
+    this.isSought = true;
+    this.seek();
     this.mark();
     this.draw();
+  }
+
+  /** Brings the row of what is chosen into sight, as soon as there is one. */
+  private seek(): void {
+    const row = this.rows.rowOf(this.chosen);
+    if (row < 0) return;
+    this.isSought = false;
+    this.moveTo(scroll.shown(this.extent, this.place, row));
   }
 
   private get extent(): scroll.Extent {
@@ -184,8 +200,7 @@ export class ReportList {
     }
     const numbers = Array.from({ length: end - first }, (_, at) => rows.at(first + at));
     const entries = await entriesOf(capture, numbers);
-    if (this.firstTime === null && entries.length > 0)
-      this.firstTime = await firstTimeOf(capture);
+    await this.beginning();
     if (capture !== this.capture || this.isStale) {
       this.isStale = true;
       return;

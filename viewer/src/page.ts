@@ -19,10 +19,14 @@ import { Paced } from "./paced.js";
 import { ReportView } from "./report.js";
 import { stemOf } from "./saving.js";
 import { Selection } from "./selection.js";
+import { fillStart } from "./start.js";
 import { Status } from "./status.js";
 import { Tabs } from "./tabs.js";
 import type { Copies, ViewHost } from "./view.js";
 import { views } from "./views/all.js";
+
+let capture: RemoteCapture | null = null; // that is shown
+let chosen = -1;
 
 const status = new Status(element("state"));
 const tell = (what: unknown) => status.tell(what);
@@ -46,9 +50,6 @@ const exportBar = new ExportBar(
 );
 const cancel = element<HTMLButtonElement>("cancel");
 const help = element<HTMLDialogElement>("help");
-
-let capture: RemoteCapture | null = null; // that is shown
-let chosen = -1;
 
 async function newClient(): Promise<Client> {
   const [url, module] = await Promise.all([workerUrl(), embeddedBytes("module")]);
@@ -78,6 +79,7 @@ files.onShown = (file, about) => {
   selection.open(capture);
   tabs.open(capture, about);
   copyBar.draw();
+  element("start").hidden = file !== null;
   document.title = file === null ? "Vesk viewer" : `${file.name} – Vesk viewer`;
   if (file === null) return;
   advance(file);
@@ -174,9 +176,13 @@ async function choose(number: number, inViews = true): Promise<void> {
   if (from === null || number < 0 || number >= (files.current?.entries ?? 0)) return;
   chosen = number;
   links.changed();
-  const [decoded, [entry]] = await Promise.all([from.decode(number), from.entries(number, 1)]);
+  const [decoded, [entry], beginning] = await Promise.all([
+    from.decode(number),
+    from.entries(number, 1),
+    list.beginning(),
+  ]);
   if (chosen !== number || from !== capture) return;
-  report.show(entry!, decoded, from.name, list.beginning);
+  report.show(entry!, decoded, from.name, beginning);
   report.highlight(selection.filter.text);
   list.choose(number);
   if (inViews) tabs.goToEntry(number);
@@ -327,6 +333,7 @@ attempt(
   files.about().then((about) => {
     formChoice.setForms(about);
     exportBar.setForms(about);
+    fillStart(element("start"), about);
     formChoice.draw(files.current);
   }),
 );

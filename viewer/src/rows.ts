@@ -16,7 +16,7 @@ export class Rows {
   /** The row of an entry; -1 if it has none. */
   rowOf(entry: number): number {
     if (this.numbers !== null) return indexOf(this.numbers, entry);
-    return entry < this.count ? entry : -1;
+    return entry >= 0 && entry < this.count ? entry : -1;
   }
 
   /** How many rows stand before an entry, whether it has one or not. */

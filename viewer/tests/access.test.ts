@@ -88,8 +88,9 @@ test("the keyboard alone goes from a file to a report, its bytes, a view, and a 
     }
     assert.fail(`Tab doesn't come to ${selector}`);
   };
-  await tabTo("#choose");
+  // The browser is told to hand it over, which takes a while.
   const chooser = page.waitForEvent("filechooser");
+  await tabTo("#choose");
   await page.keyboard.press("Space");
   await (await chooser).setFiles(tour);
   await page.waitForSelector("#state[data-read]");

@@ -25,6 +25,7 @@ export function launched(): Promise<Browser> {
 export async function opened(
   from: Browser | BrowserContext,
   options: BrowserContextOptions = {},
+  path = pagePath,
   hash = "",
   prepare: (page: Page) => Promise<void> = async () => undefined,
 ): Promise<Page> {
@@ -35,7 +36,7 @@ export async function opened(
     assert.match(request.url(), /^(file|blob):/);
   });
   await prepare(page);
-  await page.goto(pathToFileURL(pagePath).href + hash);
+  await page.goto(pathToFileURL(path).href + hash);
   return page;
 }
 

@@ -3,7 +3,7 @@ import assert from "node:assert/strict";
 import { rmSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
-import { choose, folder, launched, opened, shownLines, until } from "./browser.js";
+import { choose, folder, launched, opened, pagePath, shownLines, until } from "./browser.js";
 import { hashOf, linkOf } from "../src/links.js";
 import { noFilter } from "../src/filter.js";
 import { root } from "./support.js";
@@ -28,13 +28,30 @@ test("a link is read as it is written", () => {
 });
 
 test("a link leads where it says, once its file is open", async () => {
-  const page = await opened(browser, {}, "#file=tour.hid&report=4&view=frames&id=0x76&id=0xE4");
+  const hash = "#file=tour.hid&report=4&view=frames&id=0x76&id=0xE4";
+  const page = await opened(browser, {}, pagePath, hash);
   assert.match((await page.textContent("#state"))!, /^Open tour\.hid to see report 4/);
   await choose(page, tour);
   await page.waitForSelector("#state[data-read]");
   await shownLines(page, 4);
   await page.waitForSelector("#frames:not([hidden])");
   await until(page, () => document.getElementById("count")!.textContent === "2 of 16 reports");
+  await page.close();
+});
+
+test("what a link leads to is in sight, and told with its time", async () => {
+  const viewport = { width: 390, height: 844 };
+  const page = await opened(browser, { viewport }, pagePath, "#report=15");
+  await choose(page, tour);
+  await page.waitForSelector("#state[data-read]");
+  await shownLines(page, 15);
+  assert.match((await page.textContent("#heading"))!, /^Report 15: 0xE5.*line 22.*at 0\.250005 s/);
+  await until(page, () => {
+    const [list, row] = ["list", "row-15"].map((id) => document.getElementById(id));
+    if (!list || !row) return false;
+    const [seen, at] = [list.parentElement!, row].map((one) => one.getBoundingClientRect());
+    return at!.top >= seen!.top && at!.bottom <= seen!.bottom + 1;
+  });
   await page.close();
 });
 
@@ -57,7 +74,7 @@ test("the address says what is shown, and another one leads elsewhere", async ()
 });
 
 test("a link to what isn't there says so", async () => {
-  const page = await opened(browser, {}, "#file=tour.hid&report=99");
+  const page = await opened(browser, {}, pagePath, "#file=tour.hid&report=99");
   await choose(page, tour);
   await page.waitForSelector("#state[data-read]");
   assert.match((await page.textContent("#state"))!, /report 99, which tour\.hid doesn't have/);
@@ -78,7 +95,7 @@ test("a link that means harm does none", async () => {
     "#id=0x76&".repeat(1000),
   ];
   for (const hash of hashes) {
-    const page = await opened(browser, {}, hash);
+    const page = await opened(browser, {}, pagePath, hash);
     await choose(page, tour);
     await page.waitForSelector("#state[data-read]");
     assert.equal(await page.locator("img, #state script").count(), 0);

@@ -37,7 +37,7 @@ async function withDevice(
   options: FakeOptions = { features },
   look: BrowserContextOptions = {},
 ): Promise<Page> {
-  return opened(browser, { acceptDownloads: true, ...look }, "", (page) => addFakeHid(page, options));
+  return opened(browser, { acceptDownloads: true, ...look }, pagePath, "", (page) => addFakeHid(page, options));
 }
 
 async function connect(page: Page): Promise<void> {
@@ -83,7 +83,7 @@ function recordsOf(path: string): Record[] {
 }
 
 test("a browser without WebHID has no button", async () => {
-  const page = await opened(browser, {}, "", (page) =>
+  const page = await opened(browser, {}, pagePath, "", (page) =>
     page.addInitScript(() =>
       Object.defineProperty(Navigator.prototype, "hid", { get: () => undefined }),
     ),
