@@ -410,7 +410,7 @@ const modeNames = ["INIT", "ACTIVE", "TIMEOUT", "READY", "LIGHT_SLEEP"];
 
 /** Widths of a bar's parts, as shares of it. */
 async function widthsOf(page: Page, span: string): Promise<number[]> {
-  return page.locator(`#power [data-span="${span}"] .bar`).evaluate((bar) => {
+  return page.locator(`#power [data-span="${span}"] .stack`).evaluate((bar) => {
     const { width } = bar.getBoundingClientRect();
     return [...bar.children].map((part) => part.getBoundingClientRect().width / width);
   });

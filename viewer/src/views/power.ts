@@ -146,7 +146,7 @@ function barOf(modes: readonly Mode[], total: bigint): HTMLElement {
     part.setAttribute("aria-hidden", "true");
     return part;
   });
-  const bar = made("div", "bar", parts);
+  const bar = made("div", "stack", parts);
   bar.setAttribute("role", "img");
   const said = modes.map(({ name, time }) => `${name} ${shareText(time, total)}`);
   bar.setAttribute("aria-label", said.join(", "));

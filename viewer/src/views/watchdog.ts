@@ -79,11 +79,12 @@ export class WatchdogView extends SteppedView {
     });
     const rows = [...table.entries].flatMap((entry, row) => {
       const difference = differences.get(entry);
+      const time = timeOf(table, row);
       const at = made("th", "", [this.linkTo(entry, first + row + 1)]);
       at.scope = "row";
       const line = made("tr", "", [
         at,
-        made("td", "time", momentText(table, row)),
+        made("td", "time", time === null ? "" : timeText(time)),
         ...keys.map((key) => cellOf(table, row, key, difference)),
       ]);
       if (entry === shown.entry.number) line.setAttribute("aria-current", "true");
@@ -130,8 +131,9 @@ export class WatchdogView extends SteppedView {
       const difference = differences.get(entry);
       const values = keys.map((key) => valueText(table, row, key));
       const changed = difference?.changes.map(({ key }) => key).join(" ") ?? "";
-      const time = momentText(table, row).replace(" s", "");
-      return csvLine([entry, time, ...values, changed, difference?.restart ?? ""]);
+      const time = timeOf(table, row);
+      const seconds = time === null ? "" : (time / 1e6).toFixed(6);
+      return csvLine([entry, seconds, ...values, changed, difference?.restart ?? ""]);
     });
     return head + lines.join("");
   }
@@ -166,9 +168,10 @@ function valueText(table: Table, row: number, key: string): string {
   return numberText(column.at(row)[0]!, column.kind);
 }
 
-function momentText(table: Table, row: number): string {
+/** Microseconds; null where the file tells none. */
+function timeOf(table: Table, row: number): number | null {
   const [time] = table.column("time").at(row);
-  return typeof time === "bigint" && time !== noTime ? timeText(Number(time)) : "";
+  return typeof time === "bigint" && time !== noTime ? Number(time) : null;
 }
 
 function cellOf(
