@@ -1,13 +1,13 @@
-/** A live device, read by the browser's WebHID: its input reports as they come, and its feature reports
- *  once they are asked for. All go to whoever decodes, in batches and in their order.
+/** A live device, read by the browser's WebHID: its input reports as they come, and its feature
+ *  reports once they are asked for. All go to whoever decodes, in batches and in their order.
  *
  *      const live = new LiveDevice(hid, device, about.reports, (reports) => file.append(reports));
  *      live.onChange = () => show(live.state, live.came, live.answers);
  *      await live.open();
  *      await live.ask();
  *
- *  Nothing is ever sent to a device but the request for a feature report. What gets lost is counted:
- *  the decoder may fall behind only so far. */
+ *  Nothing is ever sent to a device but the request for a feature report. What gets lost is
+ *  counted: the decoder may fall behind only so far. */
 import type { KnownReport, ReportType } from "./decoder.js";
 import { hexId } from "./dom.js";
 import type { Appended, LiveReport } from "./protocol.js";
@@ -270,8 +270,8 @@ export class LiveDevice {
     if (Math.abs(off) > mostOff) this.epoch += off;
   }
 
-  /** Hands a batch on, if it is time to. A hidden page's timers hardly run: so each report that comes
-   *  looks for itself. */
+  /** Hands a batch on, if it is time to. A hidden page's timers hardly run: so each report that
+   *  comes looks for itself. */
   private hand(): void {
     if (this.handing !== null || this.waiting.length === 0) return;
     const wait = this.lastHanded + batchTime - performance.now();
@@ -345,8 +345,8 @@ function openingFault(name: string, fault: unknown): string {
   const { message, name: kind } = fault as DOMException;
   const said = message || kind;
   const help =
-    "Another program may hold it: close that and connect again. On Linux, its node belongs to root " +
-    "until a udev rule gives access: 60-vesk.rules is one to fill in, vesk-decode(1) says how.";
+    "Another program may hold it: close that and connect again. On Linux, its node belongs to " +
+    "root until a udev rule gives access: 60-vesk.rules is one to fill in, vesk-decode(1) says how.";
   return `${name} can't be opened: ${said.replace(/\.$/, "")}. ${help}`;
 }
 

@@ -72,7 +72,7 @@ export class LivePanel {
     this.state.setAttribute("role", "status");
     this.fault.setAttribute("role", "alert");
     this.refused.append(this.refusedHead, this.refusedList);
-    const follow = made("label", "", [this.following, document.createTextNode("Follow the latest")]);
+    const follow = made("label", "", [this.following, new Text("Follow the latest")]);
     const tools = made("div", "tools", [follow, this.record, this.saveAll, this.ask, this.hide]);
     const line = made("p", "", [this.state, this.counts, this.numbers, this.hint]);
     panel.replaceChildren(line, tools, this.fault, this.refused);

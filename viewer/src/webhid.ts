@@ -1,4 +1,4 @@
-/** What the page uses of navigator.hid. Browsers have it or not; TypeScript's own library has not. */
+/** What the page uses of navigator.hid, which some browsers have, and TypeScript's library has not. */
 
 export interface HidReportInfo {
   readonly reportId: number;

@@ -13,7 +13,9 @@ const browser = await launched();
 after(() => browser.close());
 after(() => rmSync(folder, { recursive: true }));
 
-const markup = `<img src=x onerror="window.harm=1"><script>window.harm=1</script></pre></script>&lt;&amp;`;
+const markup =
+  `<img src=x onerror="window.harm=1"><script>window.harm=1</script>` +
+  "</pre></script>&lt;&amp;";
 
 /** Written as a line of hexadecimal digits. */
 function line(id: number, text: string | Uint8Array): string {

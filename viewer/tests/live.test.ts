@@ -103,7 +103,7 @@ test("the page can't send anything to a device", () => {
   assert.doesNotMatch(all, /sendReport|sendFeatureReport/);
 });
 
-test("reports of a device have the program's lines, and its recording is the program's", async () => {
+test("a device's reports have the program's lines, and its recording is the program's", async () => {
   const page = await withDevice();
   const before = Date.now();
   await connect(page);
@@ -216,7 +216,7 @@ test("a device that floods at 1 kHz loses nothing, and the page answers", async 
     const worst = await gap;
     context.diagnostic(
       `${count} reports of ${bytes.length} bytes at ${rate} Hz: sent in ${sent.toFixed(0)} ms, ` +
-        `kept ${(kept - sent).toFixed(0)} ms later; no frame took longer than ${worst.toFixed(0)} ms`,
+        `kept ${(kept - sent).toFixed(0)} ms later; no frame took more than ${worst.toFixed(0)} ms`,
     );
     assert.ok(worst < 1000);
 
@@ -315,7 +315,7 @@ test("a user who picks nothing, and devices that can't be opened, are told", asy
     ["InvalidStateError", "An operation that changes the device state is in progress."],
   ] as const) {
     await page.evaluate(
-      ([name, message]) => Object.assign(window.fakeHid, { picks: true, openFault: [name, message] }),
+      (openFault) => Object.assign(window.fakeHid, { picks: true, openFault }),
       [name, message],
     );
     await page.click("#connect");
@@ -363,7 +363,7 @@ test("a second connection is a list of its own, and a file may be opened meanwhi
   await page.close();
 });
 
-test("frames are drawn as they come, and somebody who looks elsewhere isn't disturbed", async () => {
+test("frames are drawn as they come, and who looks elsewhere isn't disturbed", async () => {
   const page = await withDevice({});
   await connect(page);
   await asked(page);
