@@ -5,8 +5,9 @@ import { readFileSync, rmSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
-import { choose, folder, launched, opened, packages, shownLines, until } from "./browser.js";
+import { choose, folder, launched, opened, packages, shownLines } from "./browser.js";
 import { native, root } from "./support.js";
+import { waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -104,7 +105,7 @@ test("the keyboard alone goes from a file to a report, its bytes, a view, and a 
   assert.ok(await page.evaluate(() => document.activeElement!.id === "report"));
 
   await tabTo("#dump");
-  await until(page, () => document.getElementById("where")!.textContent !== "");
+  await waitUntil(page, () => document.getElementById("where")!.textContent !== "");
   await page.keyboard.press("End");
   await page.waitForSelector(".byte.lit");
 
@@ -115,7 +116,7 @@ test("the keyboard alone goes from a file to a report, its bytes, a view, and a 
   await page.keyboard.press("ArrowLeft");
   await tabTo("#copy-json");
   await page.keyboard.press("Enter");
-  await until(page, () => /JSON is copied/.test(document.getElementById("state")!.textContent!));
+  await waitUntil(page, () => /JSON is copied/.test(document.getElementById("state")!.textContent!));
   const copied = JSON.parse(await page.evaluate(() => navigator.clipboard.readText()));
   assert.deepEqual(copied[0].value, JSON.parse(records[4]!).value);
   await context.close();
@@ -134,7 +135,7 @@ test("? shows the keys, and Escape closes them", async () => {
 test("the notices are shown", async () => {
   const page = await opened(browser);
   await page.click("#about-open");
-  await until(page, () => /fzstd/.test(document.querySelector("#about pre")!.textContent!));
+  await waitUntil(page, () => /fzstd/.test(document.querySelector("#about pre")!.textContent!));
   const version = native(null, "--version").toString();
   const [, own] = /plug-in ([\d.]+)/.exec((await page.textContent("#about"))!)!;
   assert.ok(version.includes(own!), version);

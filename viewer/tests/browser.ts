@@ -40,21 +40,7 @@ export async function opened(
   });
   await prepare(page);
   await page.goto(pathToFileURL(path).href + hash);
-  return Object.assign(page, { waitForFunction: waited.bind(null, page) });
-}
-
-/** Instead of playwright's own, whose second look is what the page's policy forbids: eval(). */
-async function waited<Given>(
-  page: Page,
-  isThere: (given: Given) => unknown,
-  given: Given,
-): Promise<never> {
-  const end = performance.now() + 30_000;
-  while (!(await page.evaluate(isThere as (given: unknown) => unknown, given))) {
-    if (performance.now() > end) assert.fail(`waited in vain for ${isThere}`);
-    await new Promise((resolve) => setTimeout(resolve, 20));
-  }
-  return undefined as never; // nothing that playwright's gives is asked for
+  return page;
 }
 
 export async function choose(page: Page, ...paths: string[]): Promise<void> {
@@ -65,14 +51,4 @@ export async function shownLines(page: Page, entry: number): Promise<string> {
   // It may be empty, or stand behind another tab.
   await page.waitForSelector(`#report[data-entry="${entry}"]`, { state: "attached" });
   return (await page.textContent("#report"))!;
-}
-
-/** Waits until something is so. (page.waitForFunction() asks again by eval, which the page's policy
- *  refuses now and then.) */
-export async function until(page: Page, isSo: () => boolean): Promise<void> {
-  const end = performance.now() + 10_000;
-  while (!(await page.evaluate(isSo))) {
-    assert.ok(performance.now() < end, `in ten seconds it didn't become so: ${isSo}`);
-    await new Promise((resolve) => setTimeout(resolve, 20));
-  }
 }

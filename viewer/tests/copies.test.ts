@@ -4,8 +4,9 @@ import { readFileSync, rmSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
-import { choose, folder, launched, opened, shownLines, until } from "./browser.js";
+import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { native, root } from "./support.js";
+import { waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -38,7 +39,7 @@ test("a report is copied as the program writes it", async () => {
   await page.click("#row-4");
   await shownLines(page, 4);
   await page.click("#copy-csv");
-  await until(page, () => /CSV is copied/.test(document.getElementById("state")!.textContent!));
+  await waitUntil(page, () => /CSV is copied/.test(document.getElementById("state")!.textContent!));
   const csv = native(null, "-o", "csv", "--report", "0x76", tour).toString();
   const copied = await page.evaluate(() => navigator.clipboard.readText());
   assert.equal(copied, csv.replace(tour, "tour.hid"));
@@ -69,7 +70,7 @@ test("the reports that the list shows are saved, in each form", async () => {
   assert.equal(all.text, plain(native(null, "-o", "ndjson", tour).toString()));
 
   await page.selectOption("#filter-id", "0xE4");
-  await until(page, () => /^1 of/.test(document.getElementById("count")!.textContent!));
+  await waitUntil(page, () => /^1 of/.test(document.getElementById("count")!.textContent!));
   for (const form of ["ndjson", "json", "text", "recording"]) {
     await page.selectOption("#export-form", form);
     const { name, text } = await saved(page, "#export-save");
@@ -94,6 +95,6 @@ test("what can't be written is told", async () => {
   await page.waitForSelector("#state[data-read]");
   await shownLines(page, 0);
   await page.click("#copy-csv");
-  await until(page, () => document.querySelector("#state .told")!.textContent !== "");
+  await waitUntil(page, () => document.querySelector("#state .told")!.textContent !== "");
   await page.close();
 });

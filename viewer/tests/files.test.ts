@@ -4,8 +4,9 @@ import { readFileSync, rmSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
-import { choose, folder, launched, opened, shownLines, until } from "./browser.js";
+import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { native, root } from "./support.js";
+import { waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -41,7 +42,7 @@ test("several files are open, each with its reports", async () => {
   // A further one is shown, beside them.
   const versions = join(root, "samples/versions.hex");
   await choose(page, versions);
-  await until(page, () => /^versions/.test(document.getElementById("state")!.textContent!));
+  await waitUntil(page, () => /^versions/.test(document.getElementById("state")!.textContent!));
   assert.deepEqual(await firstLines(page), records(versions)[0]!.lines);
   assert.equal(await page.locator("#files li").count(), 3);
 
@@ -50,7 +51,7 @@ test("several files are open, each with its reports", async () => {
   await page.click('#files [aria-label="Close two-links.pcapng"]');
   assert.deepEqual(await firstLines(page), records(tour)[0]!.lines);
   await page.click('#files [aria-label="Close tour.hid"]');
-  await until(page, () => /^Drop/.test(document.getElementById("state")!.textContent!));
+  await waitUntil(page, () => /^Drop/.test(document.getElementById("state")!.textContent!));
   assert.equal(await page.locator("#list [role=option]").count(), 0);
   assert.equal(await page.textContent("#report"), "");
   await page.close();
@@ -64,8 +65,7 @@ test("more files than are read at once are all read", async () => {
     return path;
   });
   await choose(page, ...paths);
-  await until(
-    page,
+  await waitUntil(page,
     () => document.querySelectorAll("#files progress[hidden]").length === 8,
   );
   const told = await page.locator("#files .show").allTextContents();
@@ -86,7 +86,7 @@ test("a file is read again as another form", async () => {
   const before = records(path);
   assert.deepEqual(await firstLines(page), before[0]!.lines);
   await page.selectOption("#form", "binary");
-  await until(page, () => /read as binary/.test(document.getElementById("state")!.textContent!));
+  await waitUntil(page, () => /read as binary/.test(document.getElementById("state")!.textContent!));
   await page.waitForSelector("#state[data-read]");
   const binary = records(path, "-i", "binary");
   assert.equal(await page.getAttribute("#state", "data-read"), String(binary.length));
@@ -110,7 +110,7 @@ test("what can't be opened says so, by its name", async () => {
   rmSync(gone);
   await page.selectOption("#form", "hex");
   await page.selectOption("#form", "binary");
-  await until(page, () => /⚠ gone\.hex/.test(document.getElementById("files")!.textContent!));
+  await waitUntil(page, () => /⚠ gone\.hex/.test(document.getElementById("files")!.textContent!));
   assert.doesNotMatch((await page.textContent("#state"))!, /was closed/);
   assert.match((await page.textContent("#state"))!, /^gone\.hex: 0 reports.*(could not be|can't be read)/);
   await page.close();
@@ -163,7 +163,7 @@ test("when the decoder broke off, each file can be read again", async () => {
   });
   await choose(page, tour);
   await page.waitForSelector("#files .again:not([hidden])");
-  await until(page, () => /out of memory/.test(document.getElementById("state")!.textContent!));
+  await waitUntil(page, () => /out of memory/.test(document.getElementById("state")!.textContent!));
   await page.click("#files .again");
   assert.deepEqual(await firstLines(page), records(tour)[0]!.lines);
   await page.close();

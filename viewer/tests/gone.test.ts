@@ -5,6 +5,7 @@ import { join } from "node:path";
 import { after, test } from "node:test";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { capture, imageReport } from "./captures.js";
+import { waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -26,7 +27,7 @@ for (const [what, change] of changes)
     await page.click("#tab-frames");
     await page.fill("#scrub", "2500"); // far from what was read last
     const said = `${what}.pcap: the file can't be read at byte`;
-    await page.waitForFunction(
+    await waitUntil(page, 
       (said) => document.getElementById("state")!.textContent!.includes(said),
       said,
     );
@@ -35,7 +36,7 @@ for (const [what, change] of changes)
     const other = join(folder, "other.pcap");
     writeFileSync(other, capture([imageReport(7)]));
     await choose(page, other);
-    await page.waitForFunction(() =>
+    await waitUntil(page, () =>
       document.getElementById("report")!.textContent!.startsWith("[Frame # = 7]"),
     );
     await page.close();

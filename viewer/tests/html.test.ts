@@ -9,6 +9,7 @@ import type { Page } from "playwright-core";
 import { choose, folder, launched, opened, pagePath, shownLines } from "./browser.js";
 import { capture, imageReport } from "./captures.js";
 import { native, root } from "./support.js";
+import { waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -107,7 +108,7 @@ test("a choice of reports, and what has no time", async () => {
 test("other captures can be opened in it, and the page itself carries none", async () => {
   const page = await openedWith(tour);
   await choose(page, join(root, "samples/forms/tour-usbpcap.pcap"));
-  await page.waitForFunction(() =>
+  await waitUntil(page, () =>
     document.getElementById("state")!.textContent!.startsWith("tour-usbpcap.pcap"),
   );
   await page.close();

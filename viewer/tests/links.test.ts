@@ -3,10 +3,11 @@ import assert from "node:assert/strict";
 import { rmSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
-import { choose, folder, launched, opened, shownLines, until } from "./browser.js";
+import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { hashOf, linkOf } from "../src/links.js";
 import { noFilter } from "../src/filter.js";
 import { root } from "./support.js";
+import { waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -35,7 +36,7 @@ test("a link leads where it says, once its file is open", async () => {
   await page.waitForSelector("#state[data-read]");
   await shownLines(page, 4);
   await page.waitForSelector("#frames:not([hidden])");
-  await until(page, () => document.getElementById("count")!.textContent === "2 of 16 reports");
+  await waitUntil(page, () => document.getElementById("count")!.textContent === "2 of 16 reports");
   await page.close();
 });
 
@@ -46,7 +47,7 @@ test("what a link leads to is in sight, and told with its time", async () => {
   await page.waitForSelector("#state[data-read]");
   await shownLines(page, 15);
   assert.match((await page.textContent("#heading"))!, /^Report 15: 0xE5.*line 22.*at 0\.250005 s/);
-  await until(page, () => {
+  await waitUntil(page, () => {
     const [list, row] = ["list", "row-15"].map((id) => document.getElementById(id));
     if (!list || !row) return false;
     const [seen, at] = [list.parentElement!, row].map((one) => one.getBoundingClientRect());
@@ -63,13 +64,13 @@ test("the address says what is shown, and another one leads elsewhere", async ()
   await page.click("#row-4");
   await page.click("#tab-frames");
   await page.selectOption("#filter-id", "0x76");
-  await until(page, () => location.hash === "#file=tour.hid&report=4&view=frames&id=0x76");
+  await waitUntil(page, () => location.hash === "#file=tour.hid&report=4&view=frames&id=0x76");
   await page.evaluate(() => (location.hash = "#file=tour.hid&report=7"));
   await shownLines(page, 7);
   await page.waitForSelector("#one:not([hidden])");
-  await until(page, () => document.getElementById("count")!.textContent === "16 reports");
+  await waitUntil(page, () => document.getElementById("count")!.textContent === "16 reports");
   await page.evaluate(() => (location.hash = "#file=other.hid&report=7"));
-  await until(page, () => /Open other\.hid/.test(document.getElementById("state")!.textContent!));
+  await waitUntil(page, () => /Open other\.hid/.test(document.getElementById("state")!.textContent!));
   await page.close();
 });
 

@@ -4,9 +4,10 @@ import { rmSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
-import { choose, folder, launched, opened, shownLines, until } from "./browser.js";
+import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { capture, imageReport } from "./captures.js";
 import { native, root } from "./support.js";
+import { waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -277,7 +278,7 @@ test("keys go through a list that no browser could hold", async () => {
   await page.keyboard.press("Home");
   await active(0);
   await page.keyboard.press("PageDown");
-  await until(page, () => document.getElementById("report")!.dataset["entry"] !== "0");
+  await waitUntil(page, () => document.getElementById("report")!.dataset["entry"] !== "0");
   const row = (await page.getAttribute("#list", "aria-activedescendant"))!;
   const [, number] = /^row-(\d+)$/.exec(row)!;
   assert.ok(Number(number) > 5 && Number(number) < 40);

@@ -121,7 +121,7 @@ test("keys go through the reports, of both scans or of one", async () => {
     await page.keyboard.press(key);
     await page.waitForSelector(`#scan[data-entry="${entry}"]`);
     const head = (await page.textContent("#scan .about"))!;
-    assert.match(head, new RegExp(`${scan} Data · report ${entry}, 1700000000\\.00${entry}000 s`));
+    assert.match(head, new RegExp(`${scan} Data · report ${entry}, 2023-11-14 22:13:20\\.00${entry}000 UTC`));
     await shownLines(page, entry); // the list follows
   }
   const label = "0xE5 Open/Short Test P-SCAN Data";

@@ -7,6 +7,7 @@ import type { Page } from "playwright-core";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { capture, imageCounter, imageReport } from "./captures.js";
 import { native, root } from "./support.js";
+import { waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -71,7 +72,7 @@ test("bytes, values and lines that belong together light up together", async () 
   const page = await opened(browser);
   await read(page, await written("light.pcap", [41]));
   const lines = (await shownLines(page, 0)).split("\n");
-  await page.waitForFunction(() => document.getElementById("where")!.textContent !== "");
+  await waitUntil(page, () => document.getElementById("where")!.textContent !== "");
   const value = page.locator("#fields tr", { hasText: "FRAME_NUMBER" }).locator(".value");
   const bytes = [0, 1, 2, 3].map((at) => String(imageCounter + at));
   const line = String(lines.findIndex((one) => one === "[Frame # = 41]"));
@@ -81,7 +82,7 @@ test("bytes, values and lines that belong together light up together", async () 
     page.locator(`#report [data-line="${line}"]`),
   ]) {
     await page.mouse.move(0, 0);
-    await page.waitForFunction(() => document.querySelector(".lit") === null);
+    await waitUntil(page, () => document.querySelector(".lit") === null);
     await target.hover();
     assert.deepEqual(await lit(page, ".byte"), bytes);
     assert.deepEqual(await lit(page, ".value"), [await value.getAttribute("data-value")]);
@@ -96,7 +97,7 @@ test("the arrow keys go from byte to byte", async () => {
   const page = await opened(browser);
   await read(page, await written("keys.pcap", [41]));
   await shownLines(page, 0);
-  await page.waitForFunction(() => document.getElementById("where")!.textContent !== "");
+  await waitUntil(page, () => document.getElementById("where")!.textContent !== "");
   await page.focus("#dump");
   assert.deepEqual(await lit(page, ".byte"), ["0"]);
   for (let i = 0; i < imageCounter; ++i) await page.keyboard.press("ArrowRight");
@@ -153,7 +154,7 @@ test("a picture's darkest and lightest colours are the capture's least and most"
   await atFrame(page, 0);
   await page.selectOption("#scale", "window");
   // The first frame less itself is the same everywhere.
-  await page.waitForFunction(() => {
+  await waitUntil(page, () => {
     const [low, high] = document.querySelectorAll("#pictures .range span");
     return low!.textContent === "0" && high!.textContent === "0";
   });
@@ -177,7 +178,7 @@ test("magnitude and phase are those of the two parts", async () => {
     const figure = page.locator("figure", { has: page.locator(`strong:text-is("${title}")`) });
     await figure.locator("canvas.now").hover({ position: { x: 1, y: 5 } });
     const text = `${title}, channel 0: ${Number(expected.toPrecision(6))}${unit}`;
-    await page.waitForFunction(
+    await waitUntil(page, 
       (text) => document.getElementById("pointed")!.textContent === text,
       text,
     );
@@ -244,9 +245,9 @@ test("a channel is drawn over time, and chosen by a click at a picture", async (
   const { width } = (await canvas.boundingBox())!;
   await canvas.click({ position: { x: ((7 + 0.5) / 48) * width, y: 5 } });
   assert.equal(await page.inputValue("#channel"), "7");
-  await page.waitForFunction(() => /P_SCAN_I\[7\]/.test(document.getElementById("course")!.textContent!));
+  await waitUntil(page, () => /P_SCAN_I\[7\]/.test(document.getElementById("course")!.textContent!));
   await page.selectOption("#over", "TMON_DEG_C");
-  await page.waitForFunction(() => /TMON_DEG_C/.test(document.getElementById("course")!.textContent!));
+  await waitUntil(page, () => /TMON_DEG_C/.test(document.getElementById("course")!.textContent!));
   await page.waitForSelector("#noise canvas");
   await page.close();
 });

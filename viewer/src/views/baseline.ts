@@ -12,6 +12,7 @@ import { colours, drawMark, fitPlots, ink, newPlot, shortText } from "../plots.j
 import type { Summary } from "../series.js";
 import { Stepper } from "../stepper.js";
 import { panelOf } from "../tabs.js";
+import { timeText } from "../times.js";
 import { indexOf, type Copies, type View, type ViewHost } from "../view.js";
 
 type Against = "first" | "before";
@@ -222,7 +223,7 @@ export class BaselineView implements View {
     const other = row(against);
     const drift = values.map((value, channel) => value - other[channel]!);
     this.shown = { entry, values, against, drift };
-    const when = listed?.time == null ? "" : `, ${(listed.time / 1e6).toFixed(6)} s`;
+    const when = listed?.time == null ? "" : `, ${timeText(listed.time)}`;
     this.head.textContent = `Baseline ${at + 1} of ${entries.length} · report ${entry}${when}`;
     this.told.textContent = this.driftText();
     this.channelInput.max = String(values.length - 1);

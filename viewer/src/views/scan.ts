@@ -8,6 +8,7 @@ import { csvOf, pngOf } from "../picture.js";
 import { colours } from "../plots.js";
 import { channelsText, Stepper } from "../stepper.js";
 import { panelOf } from "../tabs.js";
+import { timeText } from "../times.js";
 import { indexOf, type Copies, type View, type ViewHost } from "../view.js";
 
 const decoder = "parseOpenShortData";
@@ -188,7 +189,7 @@ export class ScanView implements View {
     const set = Array.from({ length: 64 }, (_, bit) => ((bits >> BigInt(bit)) & 1n) === 1n);
     const channels = values[0]!.length;
     const when = [`report ${entry}`];
-    if (listed?.time != null) when.push(`${(listed.time / 1e6).toFixed(6)} s`);
+    if (listed?.time != null) when.push(timeText(listed.time));
     const sender = listed?.kind.sender;
     if (this.senders > 1 && sender) when.push(`device ${sender.bus}:${sender.device}`);
     this.shown = {
