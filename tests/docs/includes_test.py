@@ -27,7 +27,7 @@ ALLOWED = {
     "host/run": "text host inputs outputs changes limits live",
     "emulate": "text host inputs outputs run",
     "python/native": "host plugin columns inputs live outputs read run",
-    "viewer/native": "host columns inputs layout outputs",
+    "viewer/native": "host changes columns inputs layout outputs",
 }
 
 
