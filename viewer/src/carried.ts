@@ -6,6 +6,7 @@
  *  page as text only. host/outputs/Html.h says what stands in the blocks. */
 import { made } from "./dom.js";
 import { blockBlob } from "./embedded.js";
+import { countText } from "./words.js";
 
 interface Capture {
   block?: string; // the element that holds it; none where there are no reports
@@ -57,14 +58,10 @@ function fileOf({ captures }: Contents, { block, name, device }: Capture): File 
   return new File([blockBlob(block!)], title);
 }
 
-function counted(count: number, noun: string): string {
-  return `${count} ${noun}${count === 1 ? "" : "s"}`;
-}
-
 /** What is to be known of a capture beside its reports. */
 function tellingOf({ device, reports, known, untimed }: Capture): string {
   if (reports === 0) return "no reports";
-  const parts = [counted(reports, "report")];
+  const parts = [countText(reports, "report")];
   if (device !== undefined) parts.unshift(device);
   if (known === 0) parts.push("none of them known");
   if (untimed === reports) parts.push("without times: they stand at 0");
@@ -77,10 +74,10 @@ function noteOf(contents: Contents, hasReports: boolean): HTMLElement {
   note.open = true;
   const { captures, selection, interrupted, problems, moreProblems } = contents;
   const all = captures.reduce((sum, { reports }) => sum + reports, 0);
-  const what = captures.length === 1 ? captures[0]!.name : counted(captures.length, "capture");
+  const what = captures.length === 1 ? captures[0]!.name : countText(captures.length, "capture");
   const errors = problems.length + moreProblems;
-  const wrong = errors > 0 ? `; ${counted(errors, "error")} came up` : "";
-  note.append(made("summary", "", `Inside this page: ${what}, ${counted(all, "report")}${wrong}`));
+  const wrong = errors > 0 ? `; ${countText(errors, "error")} came up` : "";
+  note.append(made("summary", "", `Inside this page: ${what}, ${countText(all, "report")}${wrong}`));
   const line = (text: string) => note.append(made("p", "", text));
   line(
     "Whoever has this page can read all of it: serial numbers and version texts, too. " +
@@ -88,7 +85,7 @@ function noteOf(contents: Contents, hasReports: boolean): HTMLElement {
   );
   if (selection !== undefined) line(`Chosen from the captures by ${selection}.`);
   if (interrupted) line("The program was interrupted: what came later is not inside.");
-  if (captures.length > 1 || tellingOf(captures[0]!) !== counted(all, "report")) {
+  if (captures.length > 1 || tellingOf(captures[0]!) !== countText(all, "report")) {
     const list = made("ul", "captures");
     for (const capture of captures)
       list.append(made("li", "", `${capture.name}: ${tellingOf(capture)}`));
@@ -97,7 +94,7 @@ function noteOf(contents: Contents, hasReports: boolean): HTMLElement {
   if (hasReports)
     line("Places are lines of the recordings inside, and not of the files.");
   if (errors > 0) {
-    line(`When this page was made, ${counted(errors, "error")} came up:`);
+    line(`When this page was made, ${countText(errors, "error")} came up:`);
     const texts = problems.map(({ where, what }) => `${where}: ${what}`);
     if (moreProblems > 0) texts.push(`and ${moreProblems} more like these`);
     note.append(made("ul", "problems", texts.map((text) => made("li", "", text))));

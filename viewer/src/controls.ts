@@ -1,11 +1,6 @@
 /** Controls that views make by script. */
 import { made } from "./dom.js";
 
-/** "1 packet", "2 packets". */
-export function counted(count: number, one: string, many: string): string {
-  return `${count} ${count === 1 ? one : many}`;
-}
-
 export function text(content: string): Text {
   return document.createTextNode(content);
 }

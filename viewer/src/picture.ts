@@ -1,4 +1,4 @@
-/** What is copied of a view: tables as CSV, and pictures put together to one. */
+/** Pictures of a view put together to one, to be copied. */
 import { ink } from "./plots.js";
 
 /** A picture with words above it. */
@@ -9,17 +9,6 @@ export interface Part {
   /** As large as it is drawn, in pixels of the screen, where that isn't the canvas's own size. */
   width?: number;
   height?: number;
-}
-
-/** Lines of a CSV file. Texts with a comma, a quote or a line's end stand in quotes. */
-export function csvOf(rows: Iterable<readonly (string | number | bigint | null)[]>): string {
-  const cell = (value: string | number | bigint | null) => {
-    const text = value === null ? "" : String(value);
-    return /[",\r\n]/.test(text) ? `"${text.replaceAll('"', '""')}"` : text;
-  };
-  const lines: string[] = [];
-  for (const row of rows) lines.push(row.map(cell).join(","));
-  return `${lines.join("\n")}\n`;
 }
 
 const margin = 12;

@@ -1,6 +1,7 @@
 /** Goes through reports one by one: buttons, a number, and keys. */
-import { button, counted, numberInput, text } from "./controls.js";
+import { button, numberInput, text } from "./controls.js";
 import { made } from "./dom.js";
+import { countText } from "./words.js";
 
 export class Stepper {
   at = 0;
@@ -72,7 +73,7 @@ export class Stepper {
 export function channelsText(marked: readonly boolean[]): string {
   const numbers = marked.flatMap((is, channel) => (is ? [channel] : []));
   const last = numbers.pop();
-  if (last === undefined) return counted(0, "channel", "channels");
+  if (last === undefined) return countText(0, "channel");
   if (numbers.length === 0) return `channel ${last}`;
   return `channels ${numbers.join(", ")} and ${last}`;
 }

@@ -25,23 +25,14 @@ export function shareText(part: bigint, whole: bigint): string {
   return `${tenths / 10n}.${tenths % 10n} %`;
 }
 
-/** One or several: "1 channel", "2 channels". */
-export function countText(count: number, word: string): string {
-  return `${count} ${word}${count === 1 ? "" : "s"}`;
+/** One or several: "1 channel", "2 channels"; `many` is given where an s doesn't make it. */
+export function countText(count: number, one: string, many = `${one}s`): string {
+  return `${count} ${count === 1 ? one : many}`;
 }
 
 /** Four digits of a rate are enough, as in the program. */
 export function rateText(rate: number): string {
   return rate >= 1000 ? rate.toFixed(0) : String(Number(rate.toPrecision(4)));
-}
-
-/** A line of a table of values separated by commas. */
-export function csvLine(cells: readonly (string | number | bigint)[]): string {
-  return cells.map((cell) => csvCell(String(cell))).join(",") + "\n";
-}
-
-function csvCell(text: string): string {
-  return /[",\r\n]/.test(text) ? `"${text.replaceAll('"', '""')}"` : text;
 }
 
 /** JSON for people and programs; numbers of 64 bits with all their digits. */

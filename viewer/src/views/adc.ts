@@ -1,15 +1,17 @@
 /** ADC dumps: packets joined by their numbers into one waveform, its histogram and its spectrum. */
 import type { RemoteCapture } from "../client.js";
-import { button, checkbox, counted, labelled, numberInput, option, text } from "../controls.js";
+import { button, checkbox, labelled, numberInput, option, text } from "../controls.js";
+import { csvOf } from "../csv.js";
 import { made } from "../dom.js";
 import { adcDecoder, DumpReader, type DumpPart, type DumpWords } from "../dumpreader.js";
 import { LongPlot } from "../longplot.js";
 import { Measures } from "../measures.js";
-import { csvOf, pngOf } from "../picture.js";
+import { pngOf } from "../picture.js";
 import { colours, faultColour } from "../plots.js";
 import { panelOf } from "../tabs.js";
 import type { Copies, View, ViewHost } from "../view.js";
 import { samplesOf, Wave, type Reading } from "../wave.js";
+import { countText } from "../words.js";
 
 const readings: Record<Reading, string> = {
   u32: "words of 32 bits, as decoded",
@@ -246,10 +248,10 @@ export class AdcView implements View {
   private faultsOf({ dump, count }: DumpPart, { came, sizes, present }: DumpWords): string[] {
     const told: string[] = [];
     const lost = count - came;
-    if (lost > 0) told.push(`⚠ ${counted(lost, "packet is", "packets are")} lost, marked below.`);
-    if (dump.late > 0) told.push(`${counted(dump.late, "packet", "packets")} came late.`);
+    if (lost > 0) told.push(`⚠ ${countText(lost, "packet is", "packets are")} lost, marked below.`);
+    if (dump.late > 0) told.push(`${countText(dump.late, "packet")} came late.`);
     if (dump.doubled > 0)
-      told.push(`${counted(dump.doubled, "packet", "packets")} came twice, and counted once.`);
+      told.push(`${countText(dump.doubled, "packet")} came twice, and counted once.`);
     if (dump.jumpedFrom !== null)
       told.push(`The numbers jump from ${dump.jumpedFrom} to its first one: it was begun anew.`);
     const whole = this.reader!.packetWords * 4;
@@ -263,7 +265,7 @@ export class AdcView implements View {
     if (others > 0) {
       const what = this.onlySize.checked ? "left out" : "shown, too";
       told.push(
-        `⚠ ${counted(others, "packet has", "packets have")} a PAYLOAD_SIZE other than ${whole}` +
+        `⚠ ${countText(others, "packet has", "packets have")} a PAYLOAD_SIZE other than ${whole}` +
           ` (such as ${example}): what is behind so many bytes is ${what}.`,
       );
     }
@@ -290,7 +292,7 @@ export class AdcView implements View {
     const packets = Math.floor(to / wave.perPacket) - first;
     let lost = 0;
     for (let place = first; place < first + packets; ++place) lost += 1 - loaded.present[place]!;
-    return lost === 0 ? "not in PAYLOAD_SIZE" : `${counted(lost, "packet", "packets")} lost`;
+    return lost === 0 ? "not in PAYLOAD_SIZE" : `${countText(lost, "packet")} lost`;
   }
 
   private pointAt(index: number | null): void {

@@ -1,10 +1,11 @@
 /** Image frames: their scans as heat maps, a player, and what channels do over the capture. */
 import uPlot from "uplot";
 import type { RemoteCapture } from "../client.js";
+import { csvOf } from "../csv.js";
 import type { About, Table } from "../decoder.js";
 import { element, made, numberText } from "../dom.js";
 import { fillLine, HeatMap } from "../heat.js";
-import { csvOf, pngOf, type Part } from "../picture.js";
+import { pngOf, type Part } from "../picture.js";
 import {
   picturesOf,
   rangeOf,

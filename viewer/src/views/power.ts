@@ -1,10 +1,11 @@
 /** Power modes: which share of the time each took, how often it was entered, and the same of the
  *  time between two reports. */
+import { csvLine } from "../csv.js";
 import type { Change } from "../decoder.js";
 import { made } from "../dom.js";
 import { snapshotOf } from "../snapshot.js";
 import type { Copies, ViewHost } from "../view.js";
-import { csvLine, durationText, jsonText, shareText } from "../words.js";
+import { durationText, jsonText, shareText } from "../words.js";
 import { SteppedView, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
 
 const decoder = "parsePowerModeStats";

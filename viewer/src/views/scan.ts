@@ -1,15 +1,17 @@
 /** The raw data of the open/short test: I and Q of each channel as bars, with saturated ones marked. */
 import { BarChart } from "../bars.js";
 import type { RemoteCapture } from "../client.js";
-import { counted, labelled, option } from "../controls.js";
+import { labelled, option } from "../controls.js";
+import { csvOf } from "../csv.js";
 import type { EntryKind } from "../decoder.js";
 import { hexId, made } from "../dom.js";
-import { csvOf, pngOf } from "../picture.js";
+import { pngOf } from "../picture.js";
 import { colours } from "../plots.js";
 import { channelsText, Stepper } from "../stepper.js";
 import { panelOf } from "../tabs.js";
 import { timeText } from "../times.js";
 import { indexOf, type Copies, type View, type ViewHost } from "../view.js";
+import { countText } from "../words.js";
 
 const decoder = "parseOpenShortData";
 const parts = ["SCAN_DATA_I", "SCAN_DATA_Q"] as const;
@@ -227,7 +229,7 @@ export class ScanView implements View {
     const large = shown.values.flatMap((row) => [...row]).filter((value) => value >= 2 ** 31).length;
     if (large > 0 && this.sign.value === "unsigned")
       told.push(
-        `⚠ ${counted(large, "number is", "numbers are")} 2,147,483,648 or more:` +
+        `⚠ ${countText(large, "number is", "numbers are")} 2,147,483,648 or more:` +
           " read as signed, they are negative.",
       );
     return told;
