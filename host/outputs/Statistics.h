@@ -30,7 +30,6 @@ class Statistics {
   /// How many reports were the same as before, where that was looked at.
   void setUnchanged(std::optional<std::uint64_t> reports) { _unchanged = reports; }
 
-
   /// How many reports a selection by time left out, since they have none.
   void setUntimed(std::uint64_t reports) { _untimed = reports; }
 

@@ -59,7 +59,8 @@ TEST(Reader, ReportsOfAnId) {
 
 TEST(Reader, ReportsOfAType) {
   MemoryBytes bytes(kMixed);
-  EXPECT_EQ(read(bytes, {.selection = {.type = ReportType::Input}}), (Items{"input 118 2", "bad_hex 3"}));
+  EXPECT_EQ(read(bytes, {.selection = {.type = ReportType::Input}}),
+            (Items{"input 118 2", "bad_hex 3"}));
 }
 
 // What has no time is in no window, and is told; a problem without one may be in it.
