@@ -425,9 +425,9 @@ VESK_CALL(close) std::int32_t close(std::uint32_t handle) {
   });
 }
 
-/// Gives whether the file is read to its end, how much of it is, the number of entries, of kinds
-/// and of messages so far, the memory of the index, the form's name, or an empty one as long as it
-/// isn't known, and what was followed (put()).
+/// Gives whether the file is read to its end, how much of it is, the number of entries, of those
+/// that are reports, and of messages so far, the memory of the index, the form's name, or an empty
+/// one as long as it isn't known, and what was followed (put()).
 VESK_CALL(read)
 std::int32_t read(std::uint32_t handle, double bytes, std::uint32_t entries) {
   return answered([=](Calls& all) {
@@ -437,7 +437,7 @@ std::int32_t read(std::uint32_t handle, double bytes, std::uint32_t entries) {
     reply.u8(capture.ended());
     reply.large(capture.position());
     reply.u32(capture.index().size());
-    reply.u32(capture.index().kinds().size());
+    reply.u32(capture.index().reports());
     reply.u32(capture.index().messages().size());
     reply.large(capture.index().memory());
     reply.text(capture.form() != nullptr ? capture.form()->name : "");

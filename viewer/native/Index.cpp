@@ -131,6 +131,13 @@ Index::Entry Index::at(std::size_t number) {
   return block(number / kBlock)[number % kBlock];
 }
 
+std::size_t Index::reports() const {
+  std::size_t sum = 0;
+  for (std::size_t i = 0; i < _kinds.size(); ++i)
+    if (_kinds[i].has(Kind::kHasBytes)) sum += _counts[i];
+  return sum;
+}
+
 std::span<const Index::Entry> Index::range(std::size_t first, std::size_t count) {
   _range.clear();
   first = std::min(first, _size);

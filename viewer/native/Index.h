@@ -65,6 +65,9 @@ class Index {
 
   std::size_t size() const { return _size; }
 
+  /// How many entries are reports, with a problem or without; the others are problems by themselves.
+  std::size_t reports() const;
+
   /// An entry. Throws std::out_of_range.
   Entry at(std::size_t number);
 

@@ -212,6 +212,7 @@ export interface Progress {
   ended: boolean;
   position: number; // bytes read
   entries: number;
+  reports: number; // of the entries; the others are problems where none is
   indexBytes: number; // that the entries take in memory
   form: string; // of the file; empty until it is known
   followed: Map<string, Table>; // rows that are new since the step before
@@ -503,13 +504,13 @@ export class Capture {
     this.ended = reply.u8() !== 0;
     this.position = reply.number();
     this.size = reply.u32();
-    reply.u32(); // kinds
+    const reports = reply.u32();
     reply.u32(); // messages
     const indexBytes = reply.number();
     this.form = reply.text();
     const followed = this.decoder.tables(reply);
     const { ended, position, size, form } = this;
-    return { ended, position, entries: size, indexBytes, form, followed };
+    return { ended, position, entries: size, reports, indexBytes, form, followed };
   }
 
   /** Adds a report to a file of openLive(); `bytes` begin with its ID. read() gives what is followed

@@ -1,6 +1,7 @@
 /** The open files, one beside the other: which is shown, how far each is read, and what is wrong. */
 import { made } from "./dom.js";
 import type { Files, OpenFile } from "./files.js";
+import { contentText } from "./words.js";
 
 interface Item {
   item: HTMLElement;
@@ -85,7 +86,7 @@ export function partOf({ position, size, reading }: OpenFile): number {
 function stateOf(file: OpenFile): string {
   if (file.reading === "waiting") return "waiting";
   if (file.entries === 0 && file.fault !== "") return "can't be read";
-  const count = `${file.entries.toLocaleString("en")} ${file.entries === 1 ? "report" : "reports"}`;
+  const count = contentText(file.reports, file.entries);
   if (file.reading === "live") return `${count}, live`;
   if (file.reading === "going on") return `${Math.floor(100 * partOf(file))} %`;
   return file.reading === "cancelled" ? `${count}, cancelled` : count;

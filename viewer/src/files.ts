@@ -8,6 +8,7 @@ export interface OpenFile {
   readonly blob: File | null; // null if its reports come from a device
   readonly capture: RemoteCapture | null; // null where there is nothing to look at
   readonly entries: number;
+  readonly reports: number; // of them
   readonly position: number; // bytes read
   readonly size: number; // bytes, unpacked
   readonly form: string; // that it is read as; empty until that is known
@@ -197,8 +198,9 @@ export class Files {
     this.onRead(file);
   }
 
-  private progress(file: Changeable, { entries, position, size, note, form }: FileProgress): void {
-    Object.assign(file, { entries, position, size, note, form });
+  private progress(file: Changeable, progress: FileProgress): void {
+    const { entries, reports, position, size, note, form } = progress;
+    Object.assign(file, { entries, reports, position, size, note, form });
     this.onChanged(file);
   }
 }
@@ -209,6 +211,7 @@ function newFile(name: string, blob: File | null): Changeable {
     blob,
     capture: null,
     entries: 0,
+    reports: 0,
     position: 0,
     size: blob?.size ?? 0,
     form: "",

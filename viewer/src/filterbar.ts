@@ -1,4 +1,5 @@
 /** Above the list: what filters it, and how much of the file it shows. */
+import type { EntryKind } from "./decoder.js";
 import { made } from "./dom.js";
 import {
   choicesOf,
@@ -10,6 +11,7 @@ import {
   type Filter,
 } from "./filter.js";
 import type { Selection } from "./selection.js";
+import { contentText } from "./words.js";
 
 const titles: Record<Facet, string> = {
   id: "ID",
@@ -102,7 +104,7 @@ export class FilterBar {
 
   /** Shows what stands in the file now, and what is chosen of it. */
   draw(): void {
-    const { kinds, filter } = this.selection;
+    const { filter } = this.selection;
     for (const facet of facets) this.drawChooser(facet);
     const words = facets.flatMap((facet) =>
       filter[facet].map((value) => ({ facet, value, word: this.wordOf(facet, value) })),
@@ -116,15 +118,18 @@ export class FilterBar {
       if (words.length > 1) this.words.append(made("li", "", [this.clearAll()]));
       this.words.hidden = words.length === 0;
     }
-    const all = kinds.reduce((sum, { count }) => sum + count, 0);
-    this.drawCount(all);
+    this.drawCount();
   }
 
-  private drawCount(all: number): void {
-    const { rows, filter, searchedPart, wasCancelled } = this.selection;
+  private drawCount(): void {
+    const { kinds, rows, filter, searchedPart, wasCancelled } = this.selection;
     const number = (count: number) => count.toLocaleString("en");
-    let text = `${number(all)} ${all === 1 ? "report" : "reports"}`;
-    if (!isEmpty(filter)) text = `${number(rows.count)} of ${text}`;
+    const sum = (counted: readonly EntryKind[]) => counted.reduce((all, { count }) => all + count, 0);
+    const all = sum(kinds);
+    const reports = sum(kinds.filter(({ hasBytes }) => hasBytes));
+    let text = contentText(reports, all);
+    if (!isEmpty(filter))
+      text = `${number(rows.count)} of ${reports === all ? text : `${number(all)} entries`}`;
     const isSearching = searchedPart < 1;
     if (isSearching) text += `, ${Math.floor(100 * searchedPart)} % searched`;
     else if (wasCancelled) text += "; the search was cancelled";

@@ -25,6 +25,7 @@ import { Status } from "./status.js";
 import { Tabs } from "./tabs.js";
 import type { Copies, ViewHost } from "./view.js";
 import { views } from "./views/all.js";
+import { contentText } from "./words.js";
 
 let capture: RemoteCapture | null = null; // that is shown
 let chosen = -1;
@@ -135,9 +136,9 @@ function isLive({ blob, capture }: OpenFile): boolean {
 }
 
 function textOf(file: OpenFile): string {
-  const { name, entries, position, size, form, note, fault, reading } = file;
+  const { name, entries, reports, position, size, form, note, fault, reading } = file;
   if (isLive(file)) return ""; // the device's panel tells
-  const parts = [`${name}: ${entries} ${entries === 1 ? "report" : "reports"}`];
+  const parts = [`${name}: ${contentText(reports, entries)}`];
   if (reading === "waiting") parts.push("waiting for others");
   if (reading === "going on")
     parts.push(`${size === 0 ? 100 : Math.floor((100 * position) / size)} % read`);

@@ -70,6 +70,7 @@ test("progress goes to its file, with tables that work", async () => {
     ended: false,
     position: 5,
     entries: 2,
+    reports: 2,
     indexBytes: 0,
     form: "usb",
     followed: new Map([["parse", table]]),

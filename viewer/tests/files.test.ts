@@ -168,3 +168,18 @@ test("when the decoder broke off, each file can be read again", async () => {
   assert.deepEqual(await firstLines(page), records(tour)[0]!.lines);
   await page.close();
 });
+
+test("what is no report isn't counted as one", async () => {
+  const path = join(folder, "some.hex");
+  writeFileSync(path, "de 01\nzz\nde 00\n76 01\nxx\n");
+  const page = await opened(browser);
+  await choose(page, path);
+  await page.waitForSelector("#state[data-read='5']");
+  const { length } = records(path).filter((record) => "report_id" in record);
+  assert.equal(length, 3);
+  const expected = "3 reports and 2 unreadable places";
+  assert.equal(await page.textContent("#count"), expected);
+  assert.ok((await page.textContent("#state"))!.startsWith(`some.hex: ${expected}`));
+  assert.ok((await page.textContent("#files"))!.includes(expected));
+  await page.close();
+});

@@ -156,7 +156,7 @@ test("reports with a problem are marked, and can be had alone", async () => {
     else assert.ok(names[n]!.startsWith(`⚠ ${error.code}`), names[n]);
   });
   await page.selectOption("#filter-problem", "any");
-  await count(page, `${wrong.length} of ${all.length} reports`);
+  await count(page, `${wrong.length} of ${all.length} entries`);
   assert.deepEqual(await numbers(page, wrong.length), wrong);
   await page.click(".words button");
   await page.selectOption("#filter-problem", "short_report");

@@ -2,7 +2,7 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { csvLine } from "../src/csv.js";
-import { durationText, jsonText, rateText, shareText, signedText } from "../src/words.js";
+import { contentText, durationText, jsonText, rateText, shareText, signedText } from "../src/words.js";
 
 test("durations have hours, minutes, seconds and milliseconds", () => {
   assert.equal(durationText(0n), "0:00:00.000");
@@ -40,4 +40,11 @@ test("what is copied keeps all digits, and texts that are made to break it", () 
   const text = jsonText({ mask: 2n ** 63n, none: null, list: [-1n], text: '"7"' });
   assert.match(text, /"mask": 9223372036854775808,/);
   assert.deepEqual(JSON.parse(text), { mask: 2 ** 63, none: null, list: [-1], text: '"7"' });
+});
+
+test("what is no report is not counted as one", () => {
+  assert.equal(contentText(1, 1), "1 report");
+  assert.equal(contentText(1024, 1024), "1,024 reports");
+  assert.equal(contentText(16, 26), "16 reports and 10 unreadable places");
+  assert.equal(contentText(0, 1), "0 reports and 1 unreadable place");
 });
