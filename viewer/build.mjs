@@ -110,7 +110,7 @@ async function makePage(out) {
     style,
     script,
     module: packed(readFileSync(modulePath)),
-    worker: packed(await bundled("worker.ts", "iife")),
+    worker: packed(await bundled("decoder/worker.ts", "iife")),
   };
   const [, version] = /project\(VeskReport VERSION (\S+)/.exec(read(here, "../CMakeLists.txt"));
   parts.version = version;

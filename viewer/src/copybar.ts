@@ -1,7 +1,7 @@
 /** Beside the tabs: copies what the tab shows. */
-import { made } from "./dom.js";
-import { copyOrSave } from "./saving.js";
-import type { Copies } from "./view.js";
+import { made } from "./basics/dom.js";
+import { copyOrSave } from "./basics/saving.js";
+import type { Copies } from "./views/view.js";
 
 /** What can be copied at the moment, and how its file would be named. */
 export interface Copied {

@@ -1,7 +1,7 @@
 /** The dialogs: what keys there are, and what the page is made of. */
-import { element, made } from "./dom.js";
-import { embeddedBytes } from "./embedded.js";
-import { hidOf } from "./webhid.js";
+import { element, made } from "./basics/dom.js";
+import { embeddedBytes } from "./files/embedded.js";
+import { hidOf } from "./live/webhid.js";
 
 const keys: [title: string, keys: [key: string, what: string][]][] = [
   [

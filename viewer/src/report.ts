@@ -1,9 +1,9 @@
 /** One report: its lines, its fields and its bytes. What says the same lights up together: point at a
  *  byte, a value or a line, or go over the bytes with the arrow keys. */
-import type { Decoded, Entry, Layout, LayoutField } from "./decoder.js";
-import { element, hexByte, made, numberText } from "./dom.js";
-import { deviceOf, entryPlace, idOf } from "./list.js";
-import { sinceText, timeText } from "./times.js";
+import type { Decoded, Entry, Layout, LayoutField } from "./decoder/decoder.js";
+import { element, hexByte, made, numberText } from "./basics/dom.js";
+import { deviceOf, entryPlace, idOf } from "./list/list.js";
+import { sinceText, timeText } from "./basics/times.js";
 
 /** In a narrow window the lines need the room more than the bytes. */
 const wideEnough = 1000; // pixels for 16 bytes in a row

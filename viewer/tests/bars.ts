@@ -1,6 +1,6 @@
 /** Reads bars off the page, by where they must stand. */
 import type { Page } from "playwright-core";
-import { margins } from "../src/bars.js";
+import { margins } from "../src/plots/bars.js";
 
 export interface Pixels {
   below: number[]; // just inside of the end of the bar

@@ -3,8 +3,8 @@ import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { join } from "node:path";
 import { test } from "node:test";
-import { DecoderError, noTime, type Capture, type Decoded } from "../src/decoder.js";
-import { ChunkStore, MemorySource } from "../src/sources.js";
+import { DecoderError, noTime, type Capture, type Decoded } from "../src/decoder/decoder.js";
+import { ChunkStore, MemorySource } from "../src/decoder/sources.js";
 import { capture, imageReport } from "./captures.js";
 import { cases, native, newDecoder, root, samples, sectionOf } from "./support.js";
 

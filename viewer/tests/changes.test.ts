@@ -1,8 +1,8 @@
 /** What became of numbers from one report to the next, as the module and the program tell it. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import type { Change, Difference } from "../src/decoder.js";
-import { MemorySource } from "../src/sources.js";
+import type { Change, Difference } from "../src/decoder/decoder.js";
+import { MemorySource } from "../src/decoder/sources.js";
 import { casesOf, firstLine, openShortReport, recording, watchdogReport } from "./panels.js";
 import { native, newDecoder } from "./support.js";
 

@@ -1,9 +1,9 @@
 /** The page's side of the worker, with a worker that does what the test wants. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { Client } from "../src/client.js";
-import { DecoderBroken, Table } from "../src/decoder.js";
-import type { Message, Request } from "../src/protocol.js";
+import { Client } from "../src/decoder/client.js";
+import { DecoderBroken, Table } from "../src/decoder/decoder.js";
+import type { Message, Request } from "../src/decoder/protocol.js";
 
 class FakeWorker {
   static last: FakeWorker;

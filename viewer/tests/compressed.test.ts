@@ -2,7 +2,7 @@
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { test } from "node:test";
-import { decompressed } from "../src/compressed.js";
+import { decompressed } from "../src/decoder/compressed.js";
 import { samples } from "./support.js";
 
 const plain = samples().find(({ name }) => name.endsWith("tour.hid"))!.bytes;

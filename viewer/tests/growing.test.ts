@@ -1,9 +1,9 @@
 /** A selection that grows with its file. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import type { RemoteCapture } from "../src/client.js";
-import type { EntryKind } from "../src/decoder.js";
-import { GrowingSelection } from "../src/growing.js";
+import type { RemoteCapture } from "../src/decoder/client.js";
+import type { EntryKind } from "../src/decoder/decoder.js";
+import { GrowingSelection } from "../src/views/growing.js";
 
 /** Entries by their kinds' numbers; a kind is there from its first entry on. */
 class FakeFile {

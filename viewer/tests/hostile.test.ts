@@ -1,8 +1,8 @@
 /** Files that are damaged on purpose, and a module that breaks off. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { DecoderBroken, DecoderError } from "../src/decoder.js";
-import { MemorySource } from "../src/sources.js";
+import { DecoderBroken, DecoderError } from "../src/decoder/decoder.js";
+import { MemorySource } from "../src/decoder/sources.js";
 import { cases, newDecoder, samples } from "./support.js";
 
 /** Numbers that look random, and are the same in each run. */

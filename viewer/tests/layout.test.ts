@@ -1,8 +1,8 @@
 /** Which bytes say what, beside what changes when they change. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { ChunkStore, MemorySource } from "../src/sources.js";
-import type { Capture, Decoded } from "../src/decoder.js";
+import { ChunkStore, MemorySource } from "../src/decoder/sources.js";
+import type { Capture, Decoded } from "../src/decoder/decoder.js";
 import { capture, imageCounter, imageReport } from "./captures.js";
 import { newDecoder, samples } from "./support.js";
 

@@ -4,8 +4,8 @@ import { rmSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
-import { hashOf, linkOf } from "../src/links.js";
-import { noFilter } from "../src/filter.js";
+import { hashOf, linkOf } from "../src/list/links.js";
+import { noFilter } from "../src/list/filter.js";
 import { root } from "./support.js";
 import { waitUntil } from "./waiting.js";
 

@@ -2,10 +2,10 @@
  *  test's own. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import type { KnownReport, LiveReport } from "../src/decoder.js";
-import { LiveDevice, bestOf, type LiveOptions } from "../src/live.js";
-import type { Appended } from "../src/protocol.js";
-import { declaredReports, type Hid, type HidDevice } from "../src/webhid.js";
+import type { KnownReport, LiveReport } from "../src/decoder/decoder.js";
+import { LiveDevice, bestOf, type LiveOptions } from "../src/live/live.js";
+import type { Appended } from "../src/decoder/protocol.js";
+import { declaredReports, type Hid, type HidDevice } from "../src/live/webhid.js";
 
 class FakeDevice extends EventTarget {
   opened = false;

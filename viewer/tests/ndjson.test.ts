@@ -1,7 +1,7 @@
 /** The decoder in the page against the program: the same bytes in, the same bytes out. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { MemorySource } from "../src/sources.js";
+import { MemorySource } from "../src/decoder/sources.js";
 import { cases, native, newDecoder, samples, type Sample } from "./support.js";
 
 const decoder = await newDecoder();

@@ -17,17 +17,21 @@ test("the page is below 1 MB", () => {
   assert.ok(statSync(pagePath).size < 1_000_000);
 });
 
+function sources(folder: string): string[] {
+  return readdirSync(folder, { withFileTypes: true }).flatMap((entry) => {
+    const path = join(folder, entry.name);
+    if (entry.isDirectory()) return sources(path);
+    return entry.name.endsWith(".ts") ? [path] : [];
+  });
+}
+
 test("the page has the notices of all that it holds", () => {
   const [, packed] = /id="notices">([^<]*)</.exec(readFileSync(pagePath, "utf8"))!;
   const notices = gunzipSync(Buffer.from(packed!, "base64")).toString();
-  const folder = join(root, "viewer/src");
-  const imported = readdirSync(folder)
-    .filter((name) => name.endsWith(".ts"))
-    .flatMap((name) => [
-      ...readFileSync(join(folder, name), "utf8").matchAll(/ from "([^".][^"]*)";/g),
-    ])
+  const imported = sources(join(root, "viewer/src"))
+    .flatMap((path) => [...readFileSync(path, "utf8").matchAll(/ from "([^".][^"]*)";/g)])
     .map((match) => match[1]!);
-  assert.ok(imported.includes("fzstd"));
+  assert.ok(imported.includes("fzstd") && imported.includes("fft.js"));
   for (const name of imported) {
     const { version } = JSON.parse(readFileSync(join(packages, name, "package.json"), "utf8"));
     assert.ok(notices.includes(`\n${name} ${version}\n`), name);

@@ -15,7 +15,7 @@ import {
   topOf,
   type Extent,
   type Place,
-} from "../src/scroll.js";
+} from "../src/list/scroll.js";
 
 const rowHeight = 24;
 const viewport = 600; // 25 rows

@@ -1,8 +1,8 @@
 /** What is kept of all reports of a decoder, beside the same reckoned at once. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { DecoderError, type Capture } from "../src/decoder.js";
-import { MemorySource } from "../src/sources.js";
+import { DecoderError, type Capture } from "../src/decoder/decoder.js";
+import { MemorySource } from "../src/decoder/sources.js";
 import { capture, imageReport } from "./captures.js";
 import { newDecoder, samples } from "./support.js";
 

@@ -2,7 +2,7 @@
 import { execFileSync } from "node:child_process";
 import { readdirSync, readFileSync } from "node:fs";
 import { join } from "node:path";
-import { Decoder } from "../src/decoder.js";
+import { Decoder } from "../src/decoder/decoder.js";
 
 export function fromEnvironment(name: string): string {
   const value = process.env[name];

@@ -1,8 +1,8 @@
 /** Numbers as views say them, and what is copied. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { csvLine } from "../src/csv.js";
-import { contentText, durationText, jsonText, rateText, shareText, signedText } from "../src/words.js";
+import { csvLine } from "../src/basics/csv.js";
+import { contentText, durationText, jsonText, rateText, shareText, signedText } from "../src/basics/words.js";
 
 test("durations have hours, minutes, seconds and milliseconds", () => {
   assert.equal(durationText(0n), "0:00:00.000");

@@ -4,9 +4,9 @@ import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { readFileSync } from "node:fs";
 import { after, test } from "node:test";
-import { Table, type Decoded, type Entry, type Layout } from "../src/decoder.js";
-import type { Message, Method, PlainTables, ReadingEnd } from "../src/protocol.js";
-import type { Summary } from "../src/series.js";
+import { Table, type Decoded, type Entry, type Layout } from "../src/decoder/decoder.js";
+import type { Message, Method, PlainTables, ReadingEnd } from "../src/decoder/protocol.js";
+import type { Summary } from "../src/decoder/series.js";
 import { capture, imageReport } from "./captures.js";
 import { fromEnvironment, samples } from "./support.js";
 
@@ -108,7 +108,7 @@ Object.assign(globalThis, {
   postMessage: receive,
   onmessage: null,
 });
-await import("../src/worker.js");
+await import("../src/decoder/worker.js");
 const worker = globalThis as unknown as WorkerScope;
 
 let calls = 0;

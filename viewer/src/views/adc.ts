@@ -1,17 +1,17 @@
 /** ADC dumps: packets joined by their numbers into one waveform, its histogram and its spectrum. */
-import type { RemoteCapture } from "../client.js";
-import { button, checkbox, labelled, numberInput, option, text } from "../controls.js";
-import { csvOf } from "../csv.js";
-import { made } from "../dom.js";
-import { adcDecoder, DumpReader, type DumpPart, type DumpWords } from "../dumpreader.js";
-import { LongPlot } from "../longplot.js";
-import { Measures } from "../measures.js";
-import { pngOf } from "../picture.js";
-import { colours, faultColour } from "../plots.js";
-import { panelOf } from "../tabs.js";
-import type { Copies, View, ViewHost } from "../view.js";
-import { samplesOf, Wave, type Reading } from "../wave.js";
-import { countText } from "../words.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import { button, checkbox, labelled, numberInput, option, text } from "../basics/controls.js";
+import { csvOf } from "../basics/csv.js";
+import { made } from "../basics/dom.js";
+import { adcDecoder, DumpReader, type DumpPart, type DumpWords } from "./dumpreader.js";
+import { LongPlot } from "../plots/longplot.js";
+import { Measures } from "../plots/measures.js";
+import { pngOf } from "../plots/picture.js";
+import { colours, faultColour } from "../plots/plots.js";
+import { panelOf } from "./tabs.js";
+import type { Copies, View, ViewHost } from "./view.js";
+import { samplesOf, Wave, type Reading } from "../plots/wave.js";
+import { countText } from "../basics/words.js";
 
 const readings: Record<Reading, string> = {
   u32: "words of 32 bits, as decoded",

@@ -1,5 +1,5 @@
 /** All views, in the order of their tabs. */
-import type { View, ViewHost } from "../view.js";
+import type { View, ViewHost } from "./view.js";
 import { AdcView } from "./adc.js";
 import { BaselineView } from "./baseline.js";
 import { BlackBoxView } from "./blackbox.js";

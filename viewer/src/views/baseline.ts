@@ -1,20 +1,20 @@
 /** Baselines: a bar for each channel, how far each is from another one, and a channel over the
  *  capture. */
 import uPlot from "uplot";
-import { BarChart, rangeOf } from "../bars.js";
-import { baselineDecoder, baselineKey, deviceOf } from "../baselines.js";
-import type { RemoteCapture } from "../client.js";
-import { labelled, numberInput, option } from "../controls.js";
-import { csvOf } from "../csv.js";
-import type { EntryKind } from "../decoder.js";
-import { made } from "../dom.js";
-import { pngOf } from "../picture.js";
-import { colours, drawMark, fitPlots, ink, newPlot, shortText } from "../plots.js";
-import type { Summary } from "../series.js";
-import { Stepper } from "../stepper.js";
-import { panelOf } from "../tabs.js";
-import { timeText } from "../times.js";
-import { indexOf, type Copies, type View, type ViewHost } from "../view.js";
+import { BarChart, rangeOf } from "../plots/bars.js";
+import { baselineDecoder, baselineKey, deviceOf } from "./baselines.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import { labelled, numberInput, option } from "../basics/controls.js";
+import { csvOf } from "../basics/csv.js";
+import type { EntryKind } from "../decoder/decoder.js";
+import { made } from "../basics/dom.js";
+import { pngOf } from "../plots/picture.js";
+import { colours, drawMark, fitPlots, ink, newPlot, shortText } from "../plots/plots.js";
+import type { Summary } from "../decoder/series.js";
+import { Stepper } from "./stepper.js";
+import { panelOf } from "./tabs.js";
+import { timeText } from "../basics/times.js";
+import { indexOf, type Copies, type View, type ViewHost } from "./view.js";
 
 type Against = "first" | "before";
 

@@ -1,10 +1,10 @@
 /** The black box: what its reports count and flag, beside another report, and its configuration. */
-import { csvLine } from "../csv.js";
-import type { Change } from "../decoder.js";
-import { made } from "../dom.js";
-import { SortedTable, type TableColumn } from "../table.js";
-import type { Copies, ViewHost } from "../view.js";
-import { jsonText, signedText } from "../words.js";
+import { csvLine } from "../basics/csv.js";
+import type { Change } from "../decoder/decoder.js";
+import { made } from "../basics/dom.js";
+import { SortedTable, type TableColumn } from "./table.js";
+import type { Copies, ViewHost } from "./view.js";
+import { jsonText, signedText } from "../basics/words.js";
 import { ConfigurationGrid } from "./blackboxconfig.js";
 import { SteppedView, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
 

@@ -6,8 +6,8 @@
  *      Global Trace Config:  MASKED
  *
  *  One that isn't of this form stands as it is. */
-import { csvLine } from "../csv.js";
-import { made } from "../dom.js";
+import { csvLine } from "../basics/csv.js";
+import { made } from "../basics/dom.js";
 import { sideways } from "./stepped.js";
 
 /** A line that was understood. */

@@ -1,11 +1,11 @@
 /** Image frames: their scans as heat maps, a player, and what channels do over the capture. */
 import uPlot from "uplot";
-import type { RemoteCapture } from "../client.js";
-import { csvOf } from "../csv.js";
-import type { About, Table } from "../decoder.js";
-import { element, made, numberText } from "../dom.js";
-import { fillLine, HeatMap } from "../heat.js";
-import { pngOf, type Part } from "../picture.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import { csvOf } from "../basics/csv.js";
+import type { About, Table } from "../decoder/decoder.js";
+import { element, made, numberText } from "../basics/dom.js";
+import { fillLine, HeatMap } from "../plots/heat.js";
+import { pngOf, type Part } from "../plots/picture.js";
 import {
   picturesOf,
   rangeOf,
@@ -15,12 +15,12 @@ import {
   type Quantity,
   type Range,
   type Scan,
-} from "../pictures.js";
-import { colours, drawMark, faultColour, fitPlots, ink, newPlot, shortText } from "../plots.js";
-import type { Summary } from "../series.js";
-import { Subtraction, type Reference } from "../subtraction.js";
-import { panelOf } from "../tabs.js";
-import { indexOf, type Copies, type View, type ViewHost } from "../view.js";
+} from "./pictures.js";
+import { colours, drawMark, faultColour, fitPlots, ink, newPlot, shortText } from "../plots/plots.js";
+import type { Summary } from "../decoder/series.js";
+import { Subtraction, type Reference } from "./subtraction.js";
+import { panelOf } from "./tabs.js";
+import { indexOf, type Copies, type View, type ViewHost } from "./view.js";
 
 const imageDecoder = "parseVeskImage";
 

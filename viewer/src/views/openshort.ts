@@ -1,10 +1,10 @@
 /** The open/short test: the panel's channels as a map, as the lines show them, a row for each
  *  kind of fault. */
-import { csvLine } from "../csv.js";
-import { made } from "../dom.js";
-import { snapshotOf } from "../snapshot.js";
-import type { Copies, ViewHost } from "../view.js";
-import { countText, jsonText } from "../words.js";
+import { csvLine } from "../basics/csv.js";
+import { made } from "../basics/dom.js";
+import { snapshotOf } from "../plots/snapshot.js";
+import type { Copies, ViewHost } from "./view.js";
+import { countText, jsonText } from "../basics/words.js";
 import { SteppedView, wholeOf, type Looked, type Shown } from "./stepped.js";
 
 const decoder = "parseOpenShortTest";

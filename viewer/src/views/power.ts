@@ -1,11 +1,11 @@
 /** Power modes: which share of the time each took, how often it was entered, and the same of the
  *  time between two reports. */
-import { csvLine } from "../csv.js";
-import type { Change } from "../decoder.js";
-import { made } from "../dom.js";
-import { snapshotOf } from "../snapshot.js";
-import type { Copies, ViewHost } from "../view.js";
-import { durationText, jsonText, shareText } from "../words.js";
+import { csvLine } from "../basics/csv.js";
+import type { Change } from "../decoder/decoder.js";
+import { made } from "../basics/dom.js";
+import { snapshotOf } from "../plots/snapshot.js";
+import type { Copies, ViewHost } from "./view.js";
+import { durationText, jsonText, shareText } from "../basics/words.js";
 import { SteppedView, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
 
 const decoder = "parsePowerModeStats";

@@ -1,17 +1,17 @@
 /** The raw data of the open/short test: I and Q of each channel as bars, with saturated ones marked. */
-import { BarChart } from "../bars.js";
-import type { RemoteCapture } from "../client.js";
-import { labelled, option } from "../controls.js";
-import { csvOf } from "../csv.js";
-import type { EntryKind } from "../decoder.js";
-import { hexId, made } from "../dom.js";
-import { pngOf } from "../picture.js";
-import { colours } from "../plots.js";
-import { channelsText, Stepper } from "../stepper.js";
-import { panelOf } from "../tabs.js";
-import { timeText } from "../times.js";
-import { indexOf, type Copies, type View, type ViewHost } from "../view.js";
-import { countText } from "../words.js";
+import { BarChart } from "../plots/bars.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import { labelled, option } from "../basics/controls.js";
+import { csvOf } from "../basics/csv.js";
+import type { EntryKind } from "../decoder/decoder.js";
+import { hexId, made } from "../basics/dom.js";
+import { pngOf } from "../plots/picture.js";
+import { colours } from "../plots/plots.js";
+import { channelsText, Stepper } from "./stepper.js";
+import { panelOf } from "./tabs.js";
+import { timeText } from "../basics/times.js";
+import { indexOf, type Copies, type View, type ViewHost } from "./view.js";
+import { countText } from "../basics/words.js";
 
 const decoder = "parseOpenShortData";
 const parts = ["SCAN_DATA_I", "SCAN_DATA_Q"] as const;

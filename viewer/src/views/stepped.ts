@@ -1,11 +1,11 @@
 /** What views share that show one report at a time, beside another one that it is compared with. */
-import type { RemoteCapture } from "../client.js";
-import type { About, Change, Decoded, Difference, Entry, Field } from "../decoder.js";
-import { hexId, made } from "../dom.js";
-import { panelOf } from "../tabs.js";
-import { countBelow, indexOf, type Copies, type View, type ViewHost } from "../view.js";
-import { timeText } from "../times.js";
-import { countText, durationText } from "../words.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import type { About, Change, Decoded, Difference, Entry, Field } from "../decoder/decoder.js";
+import { hexId, made } from "../basics/dom.js";
+import { panelOf } from "./tabs.js";
+import { countBelow, indexOf, type Copies, type View, type ViewHost } from "./view.js";
+import { timeText } from "../basics/times.js";
+import { countText, durationText } from "../basics/words.js";
 
 /** A report, as it is looked at. */
 export interface Looked {

@@ -1,10 +1,10 @@
 /** The watchdog: what its report says beside another one, and all of them one below the other. */
-import { csvLine } from "../csv.js";
-import { noTime, type Change, type Difference, type Table } from "../decoder.js";
-import { made, numberText } from "../dom.js";
-import { indexOf, type Copies, type ViewHost } from "../view.js";
-import { timeText } from "../times.js";
-import { countText, durationText, jsonText, rateText, signedText } from "../words.js";
+import { csvLine } from "../basics/csv.js";
+import { noTime, type Change, type Difference, type Table } from "../decoder/decoder.js";
+import { made, numberText } from "../basics/dom.js";
+import { indexOf, type Copies, type ViewHost } from "./view.js";
+import { timeText } from "../basics/times.js";
+import { countText, durationText, jsonText, rateText, signedText } from "../basics/words.js";
 import { SteppedView, fieldOf, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
 
 const decoder = "parseWatchDogReport";

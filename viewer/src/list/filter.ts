@@ -1,5 +1,5 @@
 /** Which reports somebody wants to see: by what their kinds have in common, and by a text. */
-import type { EntryKind } from "./decoder.js";
+import type { EntryKind } from "../decoder/decoder.js";
 import { deviceOf, idOf } from "./list.js";
 
 export const facets = ["id", "type", "device", "problem"] as const;

@@ -1,7 +1,7 @@
 /** The tabs: that of the report, and those of the views. */
-import type { RemoteCapture } from "./client.js";
-import type { About, EntryKind } from "./decoder.js";
-import { made } from "./dom.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import type { About, EntryKind } from "../decoder/decoder.js";
+import { made } from "../basics/dom.js";
 import { GrowingSelection } from "./growing.js";
 import type { View } from "./view.js";
 

@@ -1,7 +1,7 @@
 /** The open files, one beside the other: which is shown, how far each is read, and what is wrong. */
-import { made } from "./dom.js";
+import { made } from "../basics/dom.js";
 import type { Files, OpenFile } from "./files.js";
-import { contentText } from "./words.js";
+import { contentText } from "../basics/words.js";
 
 interface Item {
   item: HTMLElement;

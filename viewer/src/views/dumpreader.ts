@@ -1,6 +1,6 @@
 /** Reads a file's ADC packets: which dumps there are, and the words of one. */
-import type { RemoteCapture } from "./client.js";
-import type { EntryKind } from "./decoder.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import type { EntryKind } from "../decoder/decoder.js";
 import { DumpSorter, type Dump, type Packet } from "./dumps.js";
 
 export const adcDecoder = "parseAdcDumpPacket";

@@ -3,7 +3,7 @@
  *
  *  Wheel, + and - zoom; dragging and the arrow keys pan; a double click or 0 shows all. */
 import uPlot from "uplot";
-import { made } from "./dom.js";
+import { made } from "../basics/dom.js";
 import { hatch } from "./hatch.js";
 import { drawMark, fitPlots, ink, newPlot } from "./plots.js";
 import type { Run } from "./wave.js";

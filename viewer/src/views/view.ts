@@ -1,7 +1,7 @@
 /** Views: each stands behind a tab of its own, and shows all of a file's reports of some decoders. The
  *  tab is there where the file has some. */
-import type { RemoteCapture } from "./client.js";
-import type { About } from "./decoder.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import type { About } from "../decoder/decoder.js";
 
 /** What a view asks of the page around it. */
 export interface ViewHost {

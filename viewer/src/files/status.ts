@@ -1,6 +1,6 @@
 /** The line that tells how reading goes, and what happened last. */
-import { FileClosed } from "./client.js";
-import { made } from "./dom.js";
+import { FileClosed } from "../decoder/client.js";
+import { made } from "../basics/dom.js";
 
 const betweenShown = 250; // milliseconds
 

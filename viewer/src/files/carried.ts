@@ -4,9 +4,9 @@
  *
  *  Whatever a capture, or its name, says is in base64 in blocks of data, and goes from there to the
  *  page as text only. host/outputs/Html.h says what stands in the blocks. */
-import { made } from "./dom.js";
+import { made } from "../basics/dom.js";
 import { blockBlob } from "./embedded.js";
-import { countText } from "./words.js";
+import { countText } from "../basics/words.js";
 
 interface Capture {
   block?: string; // the element that holds it; none where there are no reports

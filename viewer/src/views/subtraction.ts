@@ -1,12 +1,12 @@
 /** What is taken off all frames: nothing, a frame, the mean, or a baseline. Controls for it, and words
  *  that say what it is. */
 import { baselineDecoder, baselineKey, deviceOf } from "./baselines.js";
-import type { RemoteCapture } from "./client.js";
-import { labelled, numberInput, option } from "./controls.js";
-import type { EntryKind } from "./decoder.js";
-import { made } from "./dom.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import { labelled, numberInput, option } from "../basics/controls.js";
+import type { EntryKind } from "../decoder/decoder.js";
+import { made } from "../basics/dom.js";
 import type { Scan } from "./pictures.js";
-import type { Summary } from "./series.js";
+import type { Summary } from "../decoder/series.js";
 import { countBelow, indexOf } from "./view.js";
 
 export interface Reference {

@@ -1,6 +1,6 @@
 /** A table that is sorted by its heads: once by a column, again the other way round, and then as
  *  it came. */
-import { made } from "./dom.js";
+import { made } from "../basics/dom.js";
 
 export interface TableColumn<Row> {
   title: string;

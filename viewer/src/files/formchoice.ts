@@ -1,6 +1,6 @@
 /** The form that a file is read as: the one that its first bytes told, or another. */
-import type { About } from "./decoder.js";
-import { made } from "./dom.js";
+import type { About } from "../decoder/decoder.js";
+import { made } from "../basics/dom.js";
 import type { Files, OpenFile } from "./files.js";
 
 export class FormChoice {

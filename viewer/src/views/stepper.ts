@@ -1,7 +1,7 @@
 /** Goes through reports one by one: buttons, a number, and keys. */
-import { button, numberInput, text } from "./controls.js";
-import { made } from "./dom.js";
-import { countText } from "./words.js";
+import { button, numberInput, text } from "../basics/controls.js";
+import { made } from "../basics/dom.js";
+import { countText } from "../basics/words.js";
 
 export class Stepper {
   at = 0;

@@ -1,10 +1,10 @@
 /** The list of a file's reports. Of any number of rows only those in sight are there. */
-import type { RemoteCapture } from "./client.js";
-import type { Entry, EntryKind } from "./decoder.js";
-import { hexId, made } from "./dom.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import type { Entry, EntryKind } from "../decoder/decoder.js";
+import { hexId, made } from "../basics/dom.js";
 import { Rows } from "./rows.js";
 import * as scroll from "./scroll.js";
-import { sinceText, timeText } from "./times.js";
+import { sinceText, timeText } from "../basics/times.js";
 
 const rowHeight = 24;
 const spare = 20; // rows drawn above and below those in sight

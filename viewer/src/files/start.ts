@@ -1,6 +1,6 @@
 /** What stands on the page while nothing is open: which files it reads. */
-import type { About } from "./decoder.js";
-import { made } from "./dom.js";
+import type { About } from "../decoder/decoder.js";
+import { made } from "../basics/dom.js";
 
 export function fillStart(panel: HTMLElement, { inputForms }: About): void {
   const forms = inputForms.flatMap(({ name, description }) => [

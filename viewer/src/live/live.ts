@@ -8,9 +8,9 @@
  *
  *  Nothing is ever sent to a device but the request for a feature report. What gets lost is
  *  counted: the decoder may fall behind only so far. */
-import type { KnownReport, ReportType } from "./decoder.js";
-import { hexId } from "./dom.js";
-import type { Appended, LiveReport } from "./protocol.js";
+import type { KnownReport, ReportType } from "../decoder/decoder.js";
+import { hexId } from "../basics/dom.js";
+import type { Appended, LiveReport } from "../decoder/protocol.js";
 import {
   declaredFeatures,
   type Hid,

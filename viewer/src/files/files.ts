@@ -1,6 +1,6 @@
 /** The files that are open, each in the decoder, and the one of them that is shown. */
-import type { Client, FileProgress, RemoteCapture } from "./client.js";
-import type { About } from "./decoder.js";
+import type { Client, FileProgress, RemoteCapture } from "../decoder/client.js";
+import type { About } from "../decoder/decoder.js";
 
 /** A file as it stands at the moment. */
 export interface OpenFile {

@@ -1,6 +1,6 @@
 /** Above the list: what filters it, and how much of the file it shows. */
-import type { EntryKind } from "./decoder.js";
-import { made } from "./dom.js";
+import type { EntryKind } from "../decoder/decoder.js";
+import { made } from "../basics/dom.js";
 import {
   choicesOf,
   facets,
@@ -11,7 +11,7 @@ import {
   type Filter,
 } from "./filter.js";
 import type { Selection } from "./selection.js";
-import { contentText } from "./words.js";
+import { contentText } from "../basics/words.js";
 
 const titles: Record<Facet, string> = {
   id: "ID",

@@ -1,10 +1,10 @@
 /** Heat maps of a pixel a number. A player draws them sixty times a second, so nothing is made anew
  *  for each frame. */
-import type { Table } from "./decoder.js";
+import type { Table } from "../decoder/decoder.js";
 import { aroundColours, risingColours, type Palette } from "./palette.js";
-import { placeIn, type Picture, type Range } from "./pictures.js";
-import { bytesOf, numbersAt, type Numbers } from "./reply.js";
-import type { Channels } from "./series.js";
+import { placeIn, type Picture, type Range } from "../views/pictures.js";
+import { bytesOf, numbersAt, type Numbers } from "../decoder/reply.js";
+import type { Channels } from "../decoder/series.js";
 
 const shades = 1024;
 

@@ -1,6 +1,6 @@
 /** A bar for each channel, from zero. Marked ones are hatched and have a triangle: colour alone says
  *  nothing. */
-import { made } from "./dom.js";
+import { made } from "../basics/dom.js";
 import { hatch } from "./hatch.js";
 import { faultColour, ink } from "./plots.js";
 

@@ -1,9 +1,9 @@
 /** The reports of a file that a filter lets through. With a text in the filter they are searched for
  *  step by step, and the selection grows while that goes on. */
-import type { RemoteCapture } from "./client.js";
-import type { EntryKind } from "./decoder.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import type { EntryKind } from "../decoder/decoder.js";
 import { isWanted, noFilter, type Filter } from "./filter.js";
-import { Numbers } from "./numbers.js";
+import { Numbers } from "../basics/numbers.js";
 import { Rows } from "./rows.js";
 
 const firstStep = 256; // entries

@@ -1,7 +1,7 @@
 /** What the pictures of frames are made of. It draws nothing, and knows no layout: what has numbers in
  *  arrays is a scan, and NAME_I and NAME_Q are the two parts of one. */
-import type { Table } from "./decoder.js";
-import type { Channels, Summary } from "./series.js";
+import type { Table } from "../decoder/decoder.js";
+import type { Channels, Summary } from "../decoder/series.js";
 
 export type Quantity = "parts" | "magnitude" | "phase";
 

@@ -1,5 +1,5 @@
 /** What views know of baselines. */
-import type { EntryKind } from "./decoder.js";
+import type { EntryKind } from "../decoder/decoder.js";
 
 export const baselineDecoder = "parserVeskAlgBaselineRequest";
 export const baselineKey = "BASELINE";

@@ -3,9 +3,9 @@
  *      const images = new GrowingSelection((kind) => kind.decoder === "parseVeskImage");
  *      await images.takeIn(file, kinds); // again and again
  *      images.entries; // in order */
-import type { RemoteCapture } from "./client.js";
-import type { EntryKind } from "./decoder.js";
-import { Numbers } from "./numbers.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import type { EntryKind } from "../decoder/decoder.js";
+import { Numbers } from "../basics/numbers.js";
 
 export class GrowingSelection {
   private readonly numbers = new Numbers();

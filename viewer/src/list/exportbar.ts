@@ -1,9 +1,9 @@
 /** Below the list: copies or saves the reports that it shows, in a form of the program's. */
-import type { RemoteCapture } from "./client.js";
-import type { About } from "./decoder.js";
-import { made } from "./dom.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import type { About } from "../decoder/decoder.js";
+import { made } from "../basics/dom.js";
 import type { Rows } from "./rows.js";
-import { copyOrSave, endingOf, save, stemOf } from "./saving.js";
+import { copyOrSave, endingOf, save, stemOf } from "../basics/saving.js";
 
 /** More text than anybody pastes. */
 const mostCopied = 64 << 20;

@@ -1,7 +1,7 @@
 /** What is worked out of a stretch of samples: a histogram and a spectrum. */
 import uPlot from "uplot";
-import { labelled, numberInput, option } from "./controls.js";
-import { made } from "./dom.js";
+import { labelled, numberInput, option } from "../basics/controls.js";
+import { made } from "../basics/dom.js";
 import { LongPlot } from "./longplot.js";
 import type { Part } from "./picture.js";
 import { colours, fitPlots, newPlot, shortText } from "./plots.js";

@@ -1,9 +1,9 @@
 /** A live device's controls: connect and disconnect, what comes, and saving it. */
-import type { RemoteCapture } from "./client.js";
-import type { About } from "./decoder.js";
-import { hexId, made } from "./dom.js";
+import type { RemoteCapture } from "../decoder/client.js";
+import type { About } from "../decoder/decoder.js";
+import { hexId, made } from "../basics/dom.js";
 import { LiveDevice, bestOf } from "./live.js";
-import { save, stemOf } from "./saving.js";
+import { save, stemOf } from "../basics/saving.js";
 import { declaredReports, hidOf, type Hid, type HidDevice } from "./webhid.js";
 
 /** What the panel asks of the page around it. */
