@@ -17,7 +17,13 @@ export interface OpenFile {
   readonly reading: "waiting" | "going on" | "cancelled" | "over" | "live";
 }
 
-type Changeable = { -readonly [key in keyof OpenFile]: OpenFile[key] };
+type Changeable = { -readonly [key in keyof OpenFile]: OpenFile[key] } & {
+  toldAt: number; // when the page was last told of its progress
+};
+
+/** Milliseconds. Whatever the page shows of a file that is being read costs a layout, and memory that
+ *  comes back late: a hundred times a second that came to tens of megabytes. */
+const betweenTold = 100;
 
 /** More would take the decoder's time from each other. */
 const readAtOnce = 3;
@@ -37,7 +43,8 @@ export class Files {
     this.begin().catch(() => undefined); // told when a file is opened
   }
 
-  /** What stands in one of the files has changed, or which there are. */
+  /** What stands in one of the files has changed, or which there are. How far reading has come is told
+   *  now and then. */
   onChanged: (file: OpenFile | null) => void = () => undefined;
 
   /** Another one is shown. */
@@ -111,7 +118,7 @@ export class Files {
   }
 
   async close(file: OpenFile): Promise<void> {
-    const at = this.files.indexOf(file);
+    const at = this.files.findIndex((one) => one === file);
     if (at < 0) return;
     this.files.splice(at, 1);
     void file.capture?.close().catch(() => undefined);
@@ -201,6 +208,9 @@ export class Files {
   private progress(file: Changeable, progress: FileProgress): void {
     const { entries, reports, position, size, note, form } = progress;
     Object.assign(file, { entries, reports, position, size, note, form });
+    const now = performance.now();
+    if (file.reading === "going on" && now - file.toldAt < betweenTold) return;
+    file.toldAt = now;
     this.onChanged(file);
   }
 }
@@ -218,5 +228,6 @@ function newFile(name: string, blob: File | null): Changeable {
     note: "",
     fault: "",
     reading: "waiting",
+    toldAt: -Infinity,
   };
 }

@@ -158,6 +158,7 @@ export class FilterBar {
     const one = this.choosers[facet];
     const choices = choicesOf(kinds, facet, filter);
     one.hidden = choices.length <= 1 && filter[facet].length === 0;
+    if (one.hidden) return;
     const texts = choices.map(({ label, count }) => `${label} – ${count.toLocaleString("en")}`);
     const key = JSON.stringify(texts);
     if (one.dataset["drawn"] === key || document.activeElement === one) return;
