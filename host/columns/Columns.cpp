@@ -6,8 +6,8 @@
 #include <utility>
 #include <variant>
 
+#include "host/Kinds.h"
 #include "host/Value.h"
-#include "host/outputs/Numbers.h"
 
 namespace vesk::host {
 

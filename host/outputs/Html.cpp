@@ -4,9 +4,9 @@
 #include <bitset>
 #include <string_view>
 
-#include "host/outputs/Base64.h"
-#include "host/outputs/JsonWriter.h"
-#include "host/outputs/Terminal.h"
+#include "host/writing/Base64.h"
+#include "host/writing/JsonWriter.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

@@ -2,6 +2,7 @@
 // scripted_plugin.c).
 
 #include "host/columns/Columns.h"
+#include "host/Kinds.h"
 
 #include <gtest/gtest.h>
 

@@ -4,8 +4,8 @@
 #include <type_traits>
 #include <variant>
 
+#include "host/Kinds.h"
 #include "host/columns/Table.h"
-#include "host/outputs/Numbers.h"
 
 namespace vesk::viewer {
 
