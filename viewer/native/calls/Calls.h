@@ -1,9 +1,10 @@
 /// What JavaScript calls: what all calls share. src/decoder/decoder.ts is the other side, and nothing
 /// else calls them. A file here is a subject.
 ///
-/// A call that can fail gives back 0, or another status and the reason as a text in the reply. What it
-/// takes beside numbers lies in the arguments, what it gives lies in the reply, value by value in the
-/// order that is said at each. An address in a reply, and the reply itself, stay until the next call.
+/// A call that can fail gives back an Ending, and where it isn't done the reason as a text in the
+/// reply. What it takes beside numbers lies in the arguments, what it gives lies in the reply, value
+/// by value in the order that is said at each. An address in a reply, and the reply itself, stay until
+/// the next call.
 #pragma once
 
 #include <cstdint>
@@ -53,23 +54,30 @@ struct Calls {
 /// The only ones.
 Calls& calls();
 
-/// Does a call, and says whether it went well.
+/// How a call ended.
+enum class Ending : std::int32_t {
+  Done,
+  Refused,    // and everything is as it was
+  BrokenOff,  // in the middle of something: nothing here can be relied on any more
+};
+
+/// Puts the reason into the reply in the place of what stands there.
+std::int32_t ended(Ending ending, const char* reason);
+
+/// Does a call, and says how it ended. `withoutMemory` is BrokenOff for a call that takes in reports:
+/// where memory ends in the middle of one, some of what is kept of it would lack.
 template <class Call>
-std::int32_t answered(Call call) {
+std::int32_t answered(Call call, Ending withoutMemory = Ending::Refused) {
   Calls& all = calls();
   all.reply.clear();
-  std::string complaint;
   try {
     call(all);
-    return 0;
+    return static_cast<std::int32_t>(Ending::Done);
   } catch (const std::bad_alloc&) {
-    complaint = "out of memory";
+    return ended(withoutMemory, "out of memory");
   } catch (const std::exception& fault) {
-    complaint = fault.what();
+    return ended(Ending::Refused, fault.what());
   }
-  all.reply.clear();
-  all.reply.text(complaint);
-  return 1;
 }
 
 /// What a handle stands for. Throws std::out_of_range.
@@ -83,8 +91,8 @@ auto& of(Handles& handles, std::uint32_t handle) {
 /// Keeps something, and gives its handle.
 template <class Handles, class Thing>
 void hold(Calls& all, Handles& handles, std::unique_ptr<Thing> thing) {
+  all.reply.u32(all.handles + 1);
   handles[++all.handles] = std::move(thing);
-  all.reply.u32(all.handles);
 }
 
 }  // namespace vesk::viewer

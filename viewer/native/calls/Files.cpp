@@ -39,7 +39,7 @@ VESK_CALL(openLive) std::int32_t openLive(std::int32_t source) {
 /// `microseconds` NaN.
 VESK_CALL(append)
 std::int32_t append(std::uint32_t handle, std::int32_t type, double microseconds) {
-  return answered([=](Calls& all) {
+  const auto append = [=](Calls& all) {
     Capture& capture = of(all.captures, handle);
     host::Report report;
     report.bytes = all.arguments.bytes(all.arguments.u32());
@@ -51,7 +51,8 @@ std::int32_t append(std::uint32_t handle, std::int32_t type, double microseconds
       report.microseconds = static_cast<std::int64_t>(microseconds);
     report.place = {host::Place::Unit::Offset, capture.index().size()};
     capture.add(report);
-  });
+  };
+  return answered(append, Ending::BrokenOff);
 }
 
 /// Closes a file, or ends a conversion or a rendering.
@@ -68,7 +69,7 @@ VESK_CALL(close) std::int32_t close(std::uint32_t handle) {
 /// one as long as it isn't known, and what was followed (put()).
 VESK_CALL(read)
 std::int32_t read(std::uint32_t handle, double bytes, std::uint32_t entries) {
-  return answered([=](Calls& all) {
+  const auto read = [=](Calls& all) {
     Capture& capture = of(all.captures, handle);
     capture.read(static_cast<std::uint64_t>(bytes), entries);
     Reply& reply = all.reply;
@@ -81,7 +82,8 @@ std::int32_t read(std::uint32_t handle, double bytes, std::uint32_t entries) {
     reply.text(capture.form() != nullptr ? capture.form()->name : "");
     all.tables = capture.takeFollowed();
     put(reply, all.tables, nullptr);
-  });
+  };
+  return answered(read, Ending::BrokenOff);
 }
 
 }  // namespace vesk::viewer

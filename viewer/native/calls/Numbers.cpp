@@ -15,7 +15,7 @@ namespace vesk::viewer {
 /// least, the most, means and noises; a count of jumps, and for each its row and the numbers before
 /// and behind; how many jumps aren't among them; and the first time and the last one, or NaN.
 VESK_CALL(summary) std::int32_t summary(std::uint32_t handle) {
-  return answered([=](Calls& all) {
+  const auto summary = [=](Calls& all) {
     Reply& reply = all.reply;
     const Series* const series = of(all.captures, handle).series(all.arguments.text());
     reply.u8(series != nullptr);
@@ -43,14 +43,15 @@ VESK_CALL(summary) std::int32_t summary(std::uint32_t handle) {
     reply.u32(series->moreJumps());
     reply.number(series->firstTime());
     reply.number(series->lastTime());
-  });
+  };
+  return answered(summary, Ending::BrokenOff);
 }
 
 /// Takes a decoder that is reduced and a column. Gives an element of it over the capture: how many
 /// rows make a part, the number of rows, a count of parts, and as many times (of the first row, or
 /// NaN), least and most numbers.
 VESK_CALL(course) std::int32_t course(std::uint32_t handle, std::uint32_t element) {
-  return answered([=](Calls& all) {
+  const auto course = [=](Calls& all) {
     const std::string_view decoder = all.arguments.text();
     const Series* const series = of(all.captures, handle).series(decoder);
     if (series == nullptr) throw std::out_of_range(std::string(decoder) + " is not reduced");
@@ -61,7 +62,8 @@ VESK_CALL(course) std::int32_t course(std::uint32_t handle, std::uint32_t elemen
     put(all.reply, series->times());
     put(all.reply, series->least(channel));
     put(all.reply, series->most(channel));
-  });
+  };
+  return answered(course, Ending::BrokenOff);
 }
 
 /// Takes what is wanted (wantedIn()), and of which entries (entriesIn()). Gives tables (put()).
