@@ -42,7 +42,9 @@ test("what takes too much memory is refused, and everything else goes on", async
   const few = file.columns(everything, [7, 8]).get("parseVeskImage")!;
   exhaust(decoder);
   const refused = (call: () => unknown) =>
-    assert.throws(call, (fault) => fault instanceof DecoderError && fault.message === "out of memory");
+    assert.throws(call, (fault) => {
+      return fault instanceof DecoderError && fault.message === "out of memory";
+    });
   refused(() => file.columns(everything, images));
   refused(() => file.render("ndjson", images));
   refused(() => file.search("x".repeat(4 << 20), 0, 1));
@@ -52,7 +54,7 @@ test("what takes too much memory is refused, and everything else goes on", async
   file.close();
 });
 
-test("where memory ends while reports are taken in, the module breaks off and says why", async () => {
+test("where memory ends while reports are taken in, it breaks off and says so", async () => {
   const decoder = await newDecoder();
   const file = opened(decoder);
   const source = new MemorySource(capture(frames));

@@ -104,7 +104,8 @@ std::int32_t search(std::uint32_t handle, std::uint32_t first, std::uint32_t end
     LinesOf lines({all.module.plugin, all.module.known, nowhere});
     host::Output& output = lines;
     all.numbers.clear();
-    const auto last = std::min<std::size_t>(end, capture.index().size());
+    Index& index = capture.index();
+    const auto last = std::min<std::size_t>(end, index.size());
     for (std::uint32_t number = first; number < last; ++number) {
       const auto found = capture.at(number);
       std::string said;
@@ -114,7 +115,11 @@ std::int32_t search(std::uint32_t handle, std::uint32_t first, std::uint32_t end
       } else {
         said = std::get<host::Problem>(found).message;
       }
-      if (said.find(text) != std::string::npos) all.numbers.push_back(number);
+      bool has = said.find(text) != std::string::npos;
+      // One may have lines though its object can't be made.
+      const std::uint32_t message = index.at(number).message;
+      if (!has && message != 0) has = index.messages()[message - 1].find(text) != std::string::npos;
+      if (has) all.numbers.push_back(number);
     }
     all.reply.u32(all.numbers.size());
     all.reply.address(all.numbers.data());
