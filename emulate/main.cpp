@@ -24,8 +24,8 @@
 #include "emulate/UhidPort.h"
 #include "emulate/protocol.h"
 #include "host/Plugin.h"
-#include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::emulate {
 

@@ -9,9 +9,9 @@
 
 #include "fuzz/Given.h"
 #include "fuzz/known.h"
+#include "host/Kinds.h"
 #include "host/Value.h"
 #include "host/columns/Columns.h"
-#include "host/outputs/Numbers.h"
 #include "host/read/MemoryBytes.h"
 #include "host/read/Reader.h"
 

@@ -9,7 +9,7 @@
 #include "fuzz/known.h"
 #include "host/limits/LimitTests.h"
 #include "host/limits/Limits.h"
-#include "host/outputs/Sink.h"
+#include "host/writing/Sink.h"
 
 namespace vesk::fuzz {
 namespace {

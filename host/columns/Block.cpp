@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <limits>
 #include <new>
-#include <utility>
 
 namespace vesk::host {
 
@@ -26,15 +25,6 @@ std::size_t wholePages(std::size_t size) {
 
 Block::~Block() {
   if (_data != nullptr) munmap(_data, _capacity);
-}
-
-Block::Block(Block&& other) noexcept
-    : _data(std::exchange(other._data, nullptr)), _capacity(std::exchange(other._capacity, 0)) {}
-
-Block& Block::operator=(Block&& other) noexcept {
-  std::swap(_data, other._data);
-  std::swap(_capacity, other._capacity);
-  return *this;
 }
 
 /// Pages that nothing was written to take no memory, so that half as much again costs nothing.

@@ -1,7 +1,9 @@
-/// Memory that grows at its end without being copied, for tables of any size.
+/// Memory that grows at its end without being copied, for tables of any size. How depends on the
+/// system: the viewer's page has a Block.cpp of its own.
 #pragma once
 
 #include <cstddef>
+#include <utility>
 
 namespace vesk::host {
 
@@ -11,8 +13,13 @@ class Block {
  public:
   Block() = default;
   ~Block();
-  Block(Block&& other) noexcept;
-  Block& operator=(Block&& other) noexcept;
+  Block(Block&& other) noexcept
+      : _data(std::exchange(other._data, nullptr)), _capacity(std::exchange(other._capacity, 0)) {}
+  Block& operator=(Block&& other) noexcept {
+    std::swap(_data, other._data);
+    std::swap(_capacity, other._capacity);
+    return *this;
+  }
   Block(const Block&) = delete;
   Block& operator=(const Block&) = delete;
 

@@ -6,8 +6,8 @@
 #include <utility>
 #include <variant>
 
+#include "host/Kinds.h"
 #include "host/Value.h"
-#include "host/outputs/Numbers.h"
 
 namespace vesk::host {
 
@@ -151,10 +151,10 @@ Tables Columns::take() {
 
 Columns::Shape& Columns::shapeOf(const ReportInfo& info, const Decoded& object) {
   if (const auto known = _byInfo.find(&info); known != _byInfo.end()) return *known->second;
-  auto& shape = _shapes[info.decoder];
-  if (shape == nullptr) shape = learn(info, object);
-  _byInfo.emplace(&info, shape.get());
-  return *shape;
+  auto shape = _shapes.find(info.decoder);
+  if (shape == _shapes.end()) shape = _shapes.emplace(info.decoder, learn(info, object)).first;
+  _byInfo.emplace(&info, shape->second.get());
+  return *shape->second;
 }
 
 std::unique_ptr<Columns::Shape> Columns::learn(const ReportInfo& info,

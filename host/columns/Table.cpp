@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/outputs/Numbers.h"
+#include "host/Kinds.h"
 
 namespace vesk::host {
 
@@ -26,12 +26,6 @@ std::size_t aligned(std::size_t offset, std::size_t alignment) {
 }
 
 }  // namespace
-
-std::size_t sizeOfKind(std::int32_t kind) {
-  std::size_t size = 0;
-  withValues(kind, nullptr, 0, [&](auto numbers) { size = sizeof(*numbers.data()); });
-  return size;
-}
 
 std::size_t Column::size() const { return count * sizeOfKind(kind); }
 

@@ -101,7 +101,4 @@ inline constexpr std::size_t kDeviceColumn = 3;
 inline constexpr std::size_t kPlaceColumn = 4;
 inline constexpr std::size_t kCommonColumns = 5;
 
-/// How many bytes a number of this kind takes.
-std::size_t sizeOfKind(std::int32_t kind);
-
 }  // namespace vesk::host

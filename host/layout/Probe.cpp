@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "host/outputs/Numbers.h"
+#include "host/Kinds.h"
 
 namespace vesk::host {
 

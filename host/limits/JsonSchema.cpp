@@ -10,7 +10,7 @@
 #include <valijson/validator.hpp>
 
 #include "host/limits/Shown.h"
-#include "host/outputs/Utf8.h"
+#include "host/writing/Utf8.h"
 
 namespace vesk::host {
 

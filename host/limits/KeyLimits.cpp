@@ -8,8 +8,9 @@
 #include <type_traits>
 #include <utility>
 
+#include "host/Kinds.h"
 #include "host/limits/Shown.h"
-#include "host/outputs/Numbers.h"
+#include "host/writing/Numbers.h"
 
 namespace vesk::host {
 

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include "host/outputs/Numbers.h"
+#include "host/Kinds.h"
 
 namespace vesk::host {
 

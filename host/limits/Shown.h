@@ -4,7 +4,7 @@
 #include <array>
 #include <charconv>
 
-#include "host/outputs/Numbers.h"
+#include "host/writing/Numbers.h"
 
 namespace vesk::host {
 

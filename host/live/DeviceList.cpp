@@ -6,9 +6,9 @@
 #include "host/live/Descriptor.h"
 #include "host/live/Names.h"
 #include "host/live/Requests.h"
-#include "host/outputs/JsonWriter.h"
-#include "host/outputs/Terminal.h"
-#include "host/outputs/Utf8.h"
+#include "host/writing/JsonWriter.h"
+#include "host/writing/Terminal.h"
+#include "host/writing/Utf8.h"
 
 namespace vesk::host {
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "host/live/Descriptor.h"
-#include "host/outputs/Terminal.h"
+#include "host/writing/Terminal.h"
 #include "text/numbers.h"
 
 namespace vesk::host {

@@ -4,9 +4,10 @@
 #include <charconv>
 #include <cmath>
 
-#include "host/outputs/Colour.h"
-#include "host/outputs/Numbers.h"
-#include "host/outputs/Terminal.h"
+#include "host/Kinds.h"
+#include "host/writing/Colour.h"
+#include "host/writing/Numbers.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

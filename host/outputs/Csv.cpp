@@ -3,8 +3,9 @@
 #include <array>
 #include <utility>
 
-#include "host/outputs/CsvField.h"
-#include "host/outputs/Numbers.h"
+#include "host/Kinds.h"
+#include "host/writing/CsvField.h"
+#include "host/writing/Numbers.h"
 
 namespace vesk::host {
 

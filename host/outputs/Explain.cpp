@@ -7,10 +7,11 @@
 #include <string_view>
 #include <utility>
 
-#include "host/outputs/Colour.h"
-#include "host/outputs/Numbers.h"
+#include "host/Kinds.h"
 #include "host/outputs/Origin.h"
 #include "host/outputs/Table.h"
+#include "host/writing/Colour.h"
+#include "host/writing/Numbers.h"
 #include "text/numbers.h"
 
 namespace vesk::host {

@@ -9,7 +9,7 @@
 #include <optional>
 #include <utility>
 
-#include "host/outputs/Numbers.h"
+#include "host/Kinds.h"
 
 namespace vesk::host {
 

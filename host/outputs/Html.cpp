@@ -4,9 +4,10 @@
 #include <bitset>
 #include <string_view>
 
-#include "host/outputs/Base64.h"
-#include "host/outputs/JsonWriter.h"
-#include "host/outputs/Terminal.h"
+#include "host/limits/Verdict.h"
+#include "host/writing/Base64.h"
+#include "host/writing/JsonWriter.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 
@@ -20,6 +21,7 @@ constexpr std::uint64_t kMostText = 1'000'000'000;
 constexpr std::size_t kMostCaptures = 256;
 
 constexpr std::uint64_t kShownProblems = 5;  // of a kind in a file, as on standard error
+constexpr std::size_t kShownFailures = 20;   // of a file
 constexpr std::size_t kNamedIds = 4;
 
 /// The name of a file without its folders.
@@ -126,6 +128,23 @@ void HtmlOutput::write(const Problem& problem) {
     ++_moreProblems;
   else
     _problems.push_back({describe(baseName(_file), problem.place), printable(problem.message)});
+}
+
+bool HtmlOutput::writeVerdict(const Verdict& verdict) {
+  Verdict named = verdict;
+  named.file = baseName(verdict.file);
+  Judged judged{named.file, printable(named.title), named.passed(), named.summary(), {}};
+  for (const PanelResults& panel : named.panels)
+    for (const LimitResult& result : panel.tests) {
+      if (result.outcome != LimitResult::Outcome::Failed) continue;
+      if (judged.failures.size() == kShownFailures)
+        ++judged.moreFailures;
+      else
+        judged.failures.push_back({describe(named.nameOf(panel), result.place.value_or(Place{})),
+                                   printable(nameOf(result) + " " + fullComplaint(result))});
+    }
+  _verdicts.push_back(std::move(judged));
+  return false;
 }
 
 std::optional<Problem> HtmlOutput::tryToWrite(const Report& report, const ReportInfo* info) {
@@ -242,16 +261,35 @@ std::string HtmlOutput::description() const {
     if (name.empty()) describeEmpty(file);
   }
   json.endArray();
-  json.key("problems");
-  json.beginArray();
-  for (const Told& told : _problems) {
-    json.beginObject();
-    json.member("where", told.where);
-    json.member("what", told.what);
-    json.endObject();
-  }
-  json.endArray();
+  const auto putTold = [&](std::string_view key, const std::vector<Told>& all) {
+    json.key(key);
+    json.beginArray();
+    for (const Told& told : all) {
+      json.beginObject();
+      json.member("where", told.where);
+      json.member("what", told.what);
+      json.endObject();
+    }
+    json.endArray();
+  };
+  putTold("problems", _problems);
   json.member("moreProblems", _moreProblems);
+  if (!_verdicts.empty()) {
+    json.key("verdicts");
+    json.beginArray();
+    for (const Judged& judged : _verdicts) {
+      json.beginObject();
+      json.member("name", judged.name);
+      if (!judged.limits.empty()) json.member("limits", judged.limits);
+      json.key("passed");
+      json.boolean(judged.passed);
+      json.member("summary", judged.summary);
+      putTold("failures", judged.failures);
+      json.member("moreFailures", judged.moreFailures);
+      json.endObject();
+    }
+    json.endArray();
+  }
   json.endObject();
   return std::string(json.text());
 }

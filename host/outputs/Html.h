@@ -30,7 +30,13 @@ namespace vesk::host {
 ///         "known": 11,              of those, how many have a decoder
 ///         "untimed": 3}],           how many have no time, and 0.000000 in the recording
 ///      "problems": [{"where": "a.pcap: packet 7", "what": "..."}],  the first ones of each kind
-///      "moreProblems": 0}
+///      "moreProblems": 0,
+///      "verdicts": [               what limits say of each file; only if there were some
+///        {"name": "a.pcap",
+///         "limits": "Open/short",   their title, if they have one
+///         "passed": false, "summary": "FAIL, 1 of 8 tests",
+///         "failures": [{"where": "a.pcap:20", "what": "..."}],  the first ones
+///         "moreFailures": 0}]}
 ///
 /// Both are in base64, so that nothing that a file says can be markup. Nothing is written before
 /// the end: a page is whole, or there is none.
@@ -42,6 +48,10 @@ class HtmlOutput final : public Output {
   void beginFile(std::string_view name) override;
   using Output::write;
   void write(const Problem& problem) override;
+
+  /// The page may be refused in the end, and then people know of failures only what they are told
+  /// beside it: false, so that they are told all the same.
+  bool writeVerdict(const Verdict& verdict) override;
   void finish() override;
   std::string refusal() const override;
 
@@ -54,6 +64,14 @@ class HtmlOutput final : public Output {
   struct Told {
     std::string where;
     std::string what;
+  };
+  struct Judged {
+    std::string name;
+    std::string limits;
+    bool passed;
+    std::string summary;
+    std::vector<Told> failures;
+    std::uint64_t moreFailures = 0;
   };
 
   std::optional<Problem> tryToWrite(const Report& report, const ReportInfo* info) override;
@@ -76,6 +94,7 @@ class HtmlOutput final : public Output {
   std::map<std::string, std::array<std::uint64_t, kProblemCodes>> _problemsOf;  // by file
   std::vector<Told> _problems;
   std::uint64_t _moreProblems = 0;
+  std::vector<Judged> _verdicts;
 };
 
 }  // namespace vesk::host

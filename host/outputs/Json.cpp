@@ -1,7 +1,7 @@
 #include "host/outputs/Json.h"
 
 #include "host/outputs/JsonRecord.h"
-#include "host/outputs/Utf8.h"
+#include "host/writing/Utf8.h"
 
 namespace vesk::host {
 

@@ -5,12 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include "host/Kinds.h"
 #include "host/Plugin.h"
 #include "host/Report.h"
-#include "host/outputs/JsonWriter.h"
-#include "host/outputs/Numbers.h"
 #include "host/outputs/Output.h"
-#include "host/outputs/Utf8.h"
+#include "host/writing/JsonWriter.h"
+#include "host/writing/Utf8.h"
 
 namespace vesk::host {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "host/outputs/Terminal.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "host/Report.h"
-#include "host/outputs/Colour.h"
-#include "host/outputs/JsonWriter.h"
 #include "host/outputs/Table.h"
-#include "host/outputs/Terminal.h"
-#include "host/outputs/Utf8.h"
+#include "host/writing/Colour.h"
+#include "host/writing/JsonWriter.h"
+#include "host/writing/Terminal.h"
+#include "host/writing/Utf8.h"
 
 namespace vesk::host {
 

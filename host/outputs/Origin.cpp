@@ -1,7 +1,7 @@
 #include "host/outputs/Origin.h"
 
 #include "host/outputs/Output.h"
-#include "host/outputs/Terminal.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

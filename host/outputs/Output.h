@@ -20,8 +20,8 @@
 #include "host/Report.h"
 #include "host/outputs/Canvas.h"
 #include "host/outputs/Page.h"
-#include "host/outputs/Sink.h"
 #include "host/outputs/Statistics.h"
+#include "host/writing/Sink.h"
 
 namespace vesk::host {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/outputs/CsvField.h"
+#include "host/writing/CsvField.h"
 
 namespace vesk::host {
 

@@ -6,9 +6,10 @@
 #include <numeric>
 #include <utility>
 
-#include "host/outputs/Colour.h"
-#include "host/outputs/Numbers.h"
-#include "host/outputs/Terminal.h"
+#include "host/Kinds.h"
+#include "host/writing/Colour.h"
+#include "host/writing/Numbers.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "host/outputs/Colour.h"
-#include "host/outputs/Terminal.h"
+#include "host/writing/Colour.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "host/outputs/JsonWriter.h"
-#include "host/outputs/Terminal.h"
+#include "host/writing/JsonWriter.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

@@ -1,7 +1,7 @@
 #include "host/outputs/Text.h"
 
-#include "host/outputs/Colour.h"
 #include "host/outputs/Origin.h"
+#include "host/writing/Colour.h"
 
 namespace vesk::host {
 

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "host/outputs/Sink.h"
+#include "host/writing/Sink.h"
 
 namespace vesk::host {
 

@@ -15,7 +15,7 @@
 #include "host/Problem.h"
 #include "host/Report.h"
 #include "host/outputs/Output.h"
-#include "host/outputs/Sink.h"
+#include "host/writing/Sink.h"
 
 namespace vesk::host {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
-#include "host/outputs/Colour.h"
-#include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
+#include "host/writing/Colour.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

@@ -338,7 +338,9 @@ void interpret(const RawOptions& raw, Options& options) {
   if (!raw.limits.empty()) options.limits = raw.limits;
   if (options.outputForm->needs == Needs::Limits && !options.limits)
     throw UsageFault("--output " + raw.output + " shows what --limits FILE finds: give both");
-  if (options.limits && (options.listReports || options.showVersion))
+  const bool isShown =
+      options.listReports || options.showVersion || options.layout || options.listDevices;
+  if (options.limits && isShown)
     throw UsageFault("--limits is for decoding: leave it away, or the option that shows something");
   options.colour = choose("--color", raw.colour, kColourChoices);
   if (!raw.jobs.empty()) options.jobs = jobs(raw.jobs);

@@ -15,7 +15,6 @@
 #include "host/limits/Limits.h"
 #include "host/live/Hidraw.h"
 #include "host/outputs/LayoutPages.h"
-#include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
 #include "host/run/LiveRun.h"
 #include "host/run/Messages.h"
@@ -24,6 +23,7 @@
 #include "host/run/Sieve.h"
 #include "host/run/Signals.h"
 #include "host/run/ViewerPage.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

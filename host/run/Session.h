@@ -15,7 +15,6 @@
 #include "host/live/Hidraw.h"
 #include "host/outputs/Output.h"
 #include "host/outputs/Statistics.h"
-#include "host/outputs/Terminal.h"
 #include "host/run/DescriptorSink.h"
 #include "host/run/FileBytes.h"
 #include "host/run/Jobs.h"
@@ -26,6 +25,7 @@
 #include "host/run/Sieve.h"
 #include "host/run/TerminalCanvas.h"
 #include "host/run/ViewerPage.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

@@ -6,10 +6,10 @@
 
 #include "host/ProgramFolder.h"
 #include "host/inputs/Bytes.h"
-#include "host/outputs/Terminal.h"
 #include "host/run/FileBytes.h"
 #include "host/run/Gzip.h"
 #include "host/run/Signals.h"
+#include "host/writing/Terminal.h"
 
 namespace vesk::host {
 

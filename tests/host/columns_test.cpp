@@ -2,6 +2,7 @@
 // scripted_plugin.c).
 
 #include "host/columns/Columns.h"
+#include "host/Kinds.h"
 
 #include <gtest/gtest.h>
 
@@ -238,6 +239,8 @@ TEST(Columns, KindsThatNobodyKnowsAreRefused) {
   const std::string message =
       "report 0x50 (feature): its decoder failed: \"A\" is of a kind that is not known here";
   EXPECT_EQ(tabler.add("\x50" + key("A") + number(9, 1)), message);
+  EXPECT_EQ(tabler->table("scripted"), nullptr);
+  EXPECT_TRUE(tabler->take().byDecoder.empty());
   EXPECT_EQ(tabler.add("\x50" + key("A") + number(VESK_INT, 1)), "");
   EXPECT_EQ(tabler["scripted"].rows(), 1u);
 }

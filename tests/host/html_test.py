@@ -3,6 +3,7 @@ markup, and there is a whole page or none. A stand-in takes the place of the vie
 every machine can build; viewer/tests has what a browser shows.
 """
 
+import json
 import os
 import pty
 import re
@@ -176,14 +177,42 @@ class Contents(PagesTest):
         self.assertIn(b"E: 000000.000000 2 99 01\n", captures["capture-1"])
         self.assertEqual([told["captures"][0][name] for name in ("reports", "known", "untimed")], [2, 1, 2])
 
-    def test_counts_and_verdicts_are_told_beside_it(self):
+    def test_counts_are_told_beside_it(self):
         run = self.run_html("--stats", FORMS / "tour.hid")
         self.assertEqual(run.err, Run("-o", "hid", "--stats", FORMS / "tour.hid").err)
+
+    def test_verdicts_are_inside_and_beside_it(self):
         limits = SAMPLES / "limits" / "open-short.json"
-        run = self.run_html("--limits", limits, FORMS / "tour.hid")
-        self.assertEqual(run.err, Run("-o", "hid", "--limits", limits, FORMS / "tour.hid").err)
+        good = self.file("good.hex", hex_lines(b"\xe3" + bytes(56)))
+        files = [FORMS / "tour.hid", good]
+        run = self.run_html("--limits", limits, *files)
+        self.assertEqual(run.err, Run("-o", "hid", "--limits", limits, *files).err)
         self.assertEqual(run.status, LIMIT_NOT_KEPT)
-        self.assertEqual(run.out, self.run_html(FORMS / "tour.hid").out)
+        told, captures = contents_of(run.out)
+        verdicts = told.pop("verdicts")
+        plain, recordings = contents_of(self.run_html(*files).out)
+        self.assertEqual((told, captures), (plain, recordings))
+        lines = []
+        for verdict in verdicts:
+            lines += [f"{one['where']}: {one['what']}" for one in verdict["failures"]]
+            lines.append(f"{verdict['name']}: {verdict['summary']}")
+        beside = [re.sub(r"^/.*/", "", line) for line in run.err.splitlines()]
+        self.assertEqual(lines, beside)
+        self.assertEqual([(one["passed"], one["moreFailures"]) for one in verdicts], [(False, 0), (True, 0)])
+
+    def test_more_failures_than_standard_error_tells(self):
+        keys = ["SHORT_TX_POS", "SHORT_TX_NEG", "SHORT_BOTH", "OPEN_TX_POS", "OPEN_TX_NEG", "OPEN_BOTH", "WEAK_OS"]
+        schema = {"properties": {key: {"const": 0} for key in keys}}
+        limits = self.file("limits.json", json.dumps(
+            {"title": "</script>", "reports": {"0xE3": {"schema": schema}}}).encode())
+        run = self.run_html("--limits", limits, stdin=hex_lines(STATE))
+        self.assertEqual(run.status, LIMIT_NOT_KEPT)
+        (verdict,) = contents_of(run.out)[0]["verdicts"]
+        self.assertEqual((verdict["limits"], verdict["summary"]), ("</script>", "FAIL, 7 of 8 tests"))
+        self.assertEqual(len(verdict["failures"]), 7)  # standard error has five
+        self.assertEqual(verdict["failures"][6], {
+            "where": "standard input", "what": "0xE3 WEAK_OS was not measured: no report 0xE3 (feature) came"})
+        Hostile.expect_harmless(self, run)
 
     def test_a_plug_in_that_is_not_the_pages(self):
         plugin = os.environ["VESK_NEWER_PLUGIN"]

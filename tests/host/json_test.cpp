@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "host/outputs/JsonWriter.h"
-#include "host/outputs/Utf8.h"
+#include "host/writing/JsonWriter.h"
+#include "host/writing/Utf8.h"
 
 namespace vesk::host {
 namespace {

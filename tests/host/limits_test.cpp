@@ -12,8 +12,8 @@
 #include "host/limits/LimitTests.h"
 #include "host/limits/Probe.h"
 #include "host/outputs/Forms.h"
-#include "host/outputs/Sink.h"
 #include "host/run/FileBytes.h"
+#include "host/writing/Sink.h"
 
 namespace vesk::host {
 namespace {

@@ -344,7 +344,7 @@ class Refusals(LimitsTest):
             run = Run("-o", form, stdin=hex_lines(STATE))
             message = f"vesk-decode: --output {form} shows what --limits FILE finds: give both"
             self.expect(run, BAD_USAGE, b"", message + "; --help shows the options\n")
-        for option in ("--list-reports", "--version"):
+        for option in ("--list-reports", "--version", "--layout", "--list-devices"):
             run = Run("--limits", LIMITS / "noise.json", option)
             self.assertEqual((run.status, run.out), (BAD_USAGE, b""))
 

@@ -7,9 +7,10 @@
 #include <limits>
 #include <string>
 
-#include "host/outputs/Numbers.h"
+#include "host/Kinds.h"
 #include "host/outputs/Output.h"
-#include "host/outputs/Utf8.h"
+#include "host/writing/Numbers.h"
+#include "host/writing/Utf8.h"
 
 namespace vesk::host {
 namespace {

@@ -11,15 +11,6 @@ namespace vesk::host {
 
 Block::~Block() { std::free(_data); }
 
-Block::Block(Block&& other) noexcept
-    : _data(std::exchange(other._data, nullptr)), _capacity(std::exchange(other._capacity, 0)) {}
-
-Block& Block::operator=(Block&& other) noexcept {
-  std::swap(_data, other._data);
-  std::swap(_capacity, other._capacity);
-  return *this;
-}
-
 void Block::reserve(std::size_t size) {
   constexpr std::size_t kSmallest = 4096;
   if (size > _capacity) resize(std::max({kSmallest, size, _capacity + _capacity / 2}));

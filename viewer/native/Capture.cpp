@@ -61,10 +61,10 @@ std::uint64_t Capture::position() const { return _stream ? _stream->bytes().posi
 
 void Capture::read(std::uint64_t bytes, std::size_t entries) {
   if (!_stream) return;
-  const std::uint64_t end = position() + bytes;
-  const std::size_t last = _index.size() + entries;
+  const std::uint64_t begin = position();
+  const std::size_t first = _index.size();
   try {
-    while (!_ended && position() < end && _index.size() < last) readNext();
+    while (!_ended && position() - begin < bytes && _index.size() - first < entries) readNext();
   } catch (const host::InputFault& fault) {
     _ended = true;
     addFound(problemAt({}, host::ProblemCode::UnreadableInput, fault.what()));

@@ -1,6 +1,6 @@
 #include "viewer/native/Reply.h"
 
-#include "host/outputs/Utf8.h"
+#include "host/writing/Utf8.h"
 
 namespace vesk::viewer {
 

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "host/outputs/Numbers.h"
+#include "host/Kinds.h"
 
 namespace vesk::viewer {
 

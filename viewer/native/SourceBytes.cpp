@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <functional>
 #include <string>
-#include <utility>
 
 #include "viewer/native/Imports.h"
 
@@ -38,21 +37,19 @@ std::optional<std::uint64_t> SourceBytes::offsetOf(std::span<const std::uint8_t>
 
 std::span<const std::uint8_t> SourcePieces::at(std::uint64_t offset, std::size_t size) {
   constexpr std::size_t kPiece = std::size_t{256} * 1024;
-  if (offset < _begin || offset + size > _begin + _piece.size()) {
-    std::vector<std::uint8_t> piece(std::max(kPiece, size));
-    std::size_t held = 0;
-    while (held < piece.size()) {
-      const std::uint64_t next = offset + held;
+  if (offset < _begin || offset + size > _begin + _held) {
+    if (_piece.empty() || _piece.size() < size) _piece.resize(std::max(kPiece, size));
+    _begin = offset;
+    _held = 0;
+    while (_held < _piece.size()) {
+      const std::uint64_t next = _begin + _held;
       const std::size_t count = checked(
-          _read(_source, static_cast<double>(next), piece.data() + held, piece.size() - held),
+          _read(_source, static_cast<double>(next), _piece.data() + _held, _piece.size() - _held),
           next);
       if (count == 0) break;
-      held += count;
+      _held += count;
     }
-    if (held < size) checked(-1, offset + held);
-    piece.resize(held);
-    _piece = std::move(piece);
-    _begin = offset;
+    if (_held < size) checked(-1, _begin + _held);
   }
   return std::span<const std::uint8_t>(_piece).subspan(static_cast<std::size_t>(offset - _begin),
                                                        size);

@@ -42,6 +42,7 @@ class SourcePieces {
   std::int32_t _source;
   Read& _read;
   std::uint64_t _begin = 0;  // of the piece, in the file
+  std::size_t _held = 0;     // bytes of it that were read
   std::vector<std::uint8_t> _piece;
 };
 

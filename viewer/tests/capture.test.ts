@@ -284,6 +284,15 @@ test("a search finds lines and problems", () => {
   assert.ok(file.search(version, 0, file.size).includes(0));
   assert.deepEqual([...file.search("no line has this", 0, file.size)], []);
   file.close();
+
+  // One that has lines, and an object that can't be made of them.
+  const [short] = cases().filter(({ name }) => name.endsWith("/version-extended-empty.txt"));
+  const refused = opened(short!.bytes);
+  const { problem, lines } = refused.decode(0);
+  assert.ok(lines.length > 0);
+  assert.match(problem!.message, /its object needs 6/);
+  assert.deepEqual([...refused.search("its object needs 6", 0, 1)], [0]);
+  refused.close();
 });
 
 test("a file that is gone says so, and the module goes on", () => {

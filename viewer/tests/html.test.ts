@@ -191,6 +191,29 @@ const hostile = [
   "a'b`${c}&lt;{{script}}",
 ];
 
+test("what limits say of the files is told in the program's words", async () => {
+  const limits = join(folder, "limits.json");
+  const schema = { properties: { WEAK_OS: { const: 0 } } };
+  const title = "<script>document.title = 'harmed'</script>";
+  writeFileSync(limits, JSON.stringify({ title, reports: { "0xE3": { schema } } }));
+  const good = join(folder, "good.hex");
+  writeFileSync(good, `e3${" 00".repeat(56)}\n`);
+  const page = await openedWith("--limits", limits, tour, good);
+  assert.match((await page.textContent(".carried summary"))!, /; limits: FAIL, 1 of 2$/);
+  const told = await page.locator(".carried p").allTextContents();
+  assert.ok(told.includes(`${title}, tour.hid: FAIL, 1 of 2 tests`), told.join("\n"));
+  assert.ok(told.includes(`${title}, good.hex: PASS, 2 tests`), told.join("\n"));
+  assert.deepEqual(await page.locator(".carried .problems li").allTextContents(), [
+    "tour.hid:20: 0xE3 WEAK_OS is 1073872896 (channels 17, 30), not 0",
+  ]);
+  assert.doesNotMatch(await page.title(), /^harmed/);
+  await page.close();
+
+  const alone = await openedWith("--limits", limits, good);
+  assert.match((await alone.textContent(".carried summary"))!, /; PASS, 2 tests$/);
+  await alone.close();
+});
+
 test("names of files are no markup", async () => {
   const paths = hostile.map((text) => {
     const path = join(folder, text.replaceAll("/", "\u2215"));

@@ -67,7 +67,7 @@ export function native(bytes: Uint8Array | null, ...options: string[]): Buffer {
     });
   } catch (fault) {
     const { status, stdout } = fault as { status: number; stdout: Buffer };
-    if (status !== 1 && status !== 3) throw fault;
+    if (![1, 3, 5].includes(status)) throw fault;
     return stdout;
   }
 }

@@ -243,6 +243,10 @@ interface Exports {
 const keptInMemory = 256 << 20;
 const noElement = 0xffffffff;
 
+/** How a call ended, as native/calls/Calls.h has it; others are refused. */
+const done = 0;
+const brokenOff = 2;
+
 export class Decoder {
   private exports!: Exports;
   private broken: DecoderBroken | null = null;
@@ -315,12 +319,14 @@ export class Decoder {
     return this.guarded(() => {
       if (given !== null) {
         const at = this.exports.vesk_room(given.size);
+        if (at === 0) throw new DecoderError("out of memory");
         given.copyTo(new Uint8Array(this.exports.memory.buffer, at, given.size));
       }
-      const failed = this.exports[`vesk_${name}`]!(...numbers) !== 0;
+      const ending = this.exports[`vesk_${name}`]!(...numbers);
       const size = this.exports.vesk_replySize();
       const reply = new Reader(this.copied(size, this.exports.vesk_reply()));
-      if (failed) throw new DecoderError(reply.text());
+      if (ending === brokenOff) throw new Error(reply.text());
+      if (ending !== done) throw new DecoderError(reply.text());
       return reply;
     });
   }

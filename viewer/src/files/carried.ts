@@ -17,13 +17,29 @@ interface Capture {
   untimed?: number; // have no time
 }
 
+interface Told {
+  where: string;
+  what: string;
+}
+
+/** What limits say of a file, in the program's words. */
+interface Verdict {
+  name: string;
+  limits?: string; // their title
+  passed: boolean;
+  summary: string;
+  failures: Told[];
+  moreFailures: number;
+}
+
 interface Contents {
   program: string;
   selection?: string;
   interrupted?: boolean;
   captures: Capture[];
-  problems: { where: string; what: string }[];
+  problems: Told[];
   moreProblems: number;
+  verdicts?: Verdict[];
 }
 
 /** A capture that can be opened. */
@@ -69,15 +85,29 @@ function tellingOf({ device, reports, known, untimed }: Capture): string {
   return parts.join("; ");
 }
 
+/** Whether limits were kept, in a word or two. */
+function outcomeOf(verdicts: Verdict[]): string {
+  const failed = verdicts.filter(({ passed }) => !passed).length;
+  if (verdicts.length < 2) return verdicts.map(({ summary }) => `; ${summary}`).join("");
+  return failed === 0 ? "; limits: PASS" : `; limits: FAIL, ${failed} of ${verdicts.length}`;
+}
+
+function listOf(told: Told[], more: number): HTMLElement {
+  const texts = told.map(({ where, what }) => `${where}: ${what}`);
+  if (more > 0) texts.push(`and ${more} more like these`);
+  return made("ul", "problems", texts.map((text) => made("li", "", text)));
+}
+
 function noteOf(contents: Contents, hasReports: boolean): HTMLElement {
   const note = made("details", "carried");
   note.open = true;
-  const { captures, selection, interrupted, problems, moreProblems } = contents;
+  const { captures, selection, interrupted, problems, moreProblems, verdicts = [] } = contents;
   const all = captures.reduce((sum, { reports }) => sum + reports, 0);
   const what = captures.length === 1 ? captures[0]!.name : countText(captures.length, "capture");
   const errors = problems.length + moreProblems;
   const wrong = errors > 0 ? `; ${countText(errors, "error")} came up` : "";
-  note.append(made("summary", "", `Inside this page: ${what}, ${countText(all, "report")}${wrong}`));
+  const title = `Inside this page: ${what}, ${countText(all, "report")}`;
+  note.append(made("summary", "", title + outcomeOf(verdicts) + wrong));
   const line = (text: string) => note.append(made("p", "", text));
   line(
     "Whoever has this page can read all of it: serial numbers and version texts, too. " +
@@ -95,9 +125,11 @@ function noteOf(contents: Contents, hasReports: boolean): HTMLElement {
     line("Places are lines of the recordings inside, and not of the files.");
   if (errors > 0) {
     line(`When this page was made, ${countText(errors, "error")} came up:`);
-    const texts = problems.map(({ where, what }) => `${where}: ${what}`);
-    if (moreProblems > 0) texts.push(`and ${moreProblems} more like these`);
-    note.append(made("ul", "problems", texts.map((text) => made("li", "", text))));
+    note.append(listOf(problems, moreProblems));
+  }
+  for (const { name, limits, summary, failures, moreFailures } of verdicts) {
+    line(`${limits ?? "Limits"}, ${name}: ${summary}`);
+    if (failures.length > 0) note.append(listOf(failures, moreFailures));
   }
   return note;
 }

@@ -22,7 +22,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "host/outputs/Numbers.h"
+#include "host/writing/Numbers.h"
 
 namespace vesk::host {
 

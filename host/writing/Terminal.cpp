@@ -1,4 +1,4 @@
-#include "host/outputs/Terminal.h"
+#include "host/writing/Terminal.h"
 
 #include <cstddef>
 #include <cstdint>

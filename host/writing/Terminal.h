@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/outputs/Sink.h"
+#include "host/writing/Sink.h"
 
 namespace vesk::host {
 

@@ -1,4 +1,4 @@
-#include "host/outputs/JsonWriter.h"
+#include "host/writing/JsonWriter.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "host/outputs/Utf8.h"
+#include "host/writing/Utf8.h"
 
 #include <cstddef>
 

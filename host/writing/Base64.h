@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "host/outputs/Sink.h"
+#include "host/writing/Sink.h"
 
 namespace vesk::host {
 

@@ -1,4 +1,4 @@
-#include "host/outputs/Base64.h"
+#include "host/writing/Base64.h"
 
 #include <array>
 #include <cstddef>
