@@ -9,6 +9,7 @@ import type { Browser, ElementHandle, Page } from "puppeteer-core";
 import { folder, packages, pagePath } from "./browser.js";
 import { capture, imageReport } from "./captures.js";
 import { native, root } from "./support.js";
+import { patience } from "./waiting.js";
 
 const puppeteer = createRequire(join(packages, "x.js"))("puppeteer-core") as {
   launch(options: object): Promise<Browser>;
@@ -16,6 +17,8 @@ const puppeteer = createRequire(join(packages, "x.js"))("puppeteer-core") as {
 const browser = await puppeteer.launch({
   browser: "firefox",
   executablePath: process.env["VESK_FIREFOX"] ?? "/usr/bin/firefox-esr",
+  timeout: patience,
+  protocolTimeout: patience,
 });
 after(() => browser.close());
 after(() => rmSync(folder, { recursive: true }));
@@ -23,6 +26,7 @@ after(() => rmSync(folder, { recursive: true }));
 /** The page, and whatever it says on the console or asks a network for: both are faults. */
 async function opened(): Promise<[Page, string[]]> {
   const page = await browser.newPage();
+  page.setDefaultTimeout(patience);
   const said: string[] = [];
   page.on("console", (message) => said.push(message.text()));
   page.on("pageerror", (fault) => said.push(String(fault)));

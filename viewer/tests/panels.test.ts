@@ -15,6 +15,7 @@ import {
   type Timed,
 } from "./panels.js";
 import { native, root } from "./support.js";
+import { becomes } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -57,18 +58,12 @@ async function drawn(page: Page, view: string, entry: number): Promise<void> {
   await page.waitForSelector(`#${view}[data-entry="${entry}"]`);
 }
 
-/** Waits for what no selector says. The page's policy keeps functions from waiting in the page. */
-async function until(isSo: () => Promise<boolean>): Promise<void> {
-  for (const end = Date.now() + 10_000; !(await isSo()); )
-    assert.ok(Date.now() < end, `it never came to ${isSo}`);
-}
-
 async function compareWith(page: Page, view: string, what: string): Promise<void> {
   await page.locator(`#${view}`).getByLabel("Compare with the one").selectOption(what);
 }
 
 async function rowsAre(page: Page, count: number): Promise<void> {
-  await until(async () => (await page.locator("#blackbox tbody tr").count()) === count);
+  await becomes(() => page.locator("#blackbox tbody tr").count(), count);
 }
 
 /** The texts of a table's rows. */

@@ -15,6 +15,7 @@ class FakeFile {
   isGone = false;
   vanishes = false; // when the first half of it was streamed
   reads = 0;
+  secondHalf = Promise.resolve(); // that it may be streamed
 
   constructor(private readonly bytes: Uint8Array) {}
 
@@ -31,7 +32,7 @@ class FakeFile {
     const pieces = [this.bytes.subarray(0, half), this.bytes.subarray(half)];
     return new ReadableStream({
       pull: async (out) => {
-        if (pieces.length === 1) await new Promise((next) => setTimeout(next, 20));
+        if (pieces.length === 1) await this.secondHalf;
         if (pieces.length === 1 && this.vanishes) throw gone();
         const piece = pieces.shift();
         if (piece === undefined) out.close();
@@ -202,9 +203,13 @@ test("of a cancelled file, what was read can be looked at", async () => {
 
 test("a file that is closed while it is unpacked isn't opened", async () => {
   const packed = execFileSync("gzip", ["-c"], { input: framesFrom(0, 2000), maxBuffer: 1 << 24 });
-  const end = open(40, new FakeFile(packed), "packed.pcap.gz");
+  const file = new FakeFile(packed);
+  let goOn: () => void = () => undefined;
+  file.secondHalf = new Promise((resolve) => (goOn = resolve));
+  const end = open(40, file, "packed.pcap.gz");
   await assert.rejects(call("kinds", 40), /still being unpacked/);
   await call("close", 40);
+  goOn();
   assert.deepEqual(await end, { cancelled: true, entries: 0 });
   await assert.rejects(call("kinds", 40), /the file was closed/);
 });
