@@ -7,8 +7,9 @@ import { after, test } from "node:test";
 import { pathToFileURL } from "node:url";
 import type { Browser, ElementHandle, Page } from "puppeteer-core";
 import { folder, packages, pagePath } from "./browser.js";
-import { capture, imageReport } from "./captures.js";
-import { native, root } from "./support.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
+import { nativeRecords, root } from "./support.js";
 import { patience } from "./waiting.js";
 
 const puppeteer = createRequire(join(packages, "x.js"))("puppeteer-core") as {
@@ -49,8 +50,7 @@ interface Record {
 }
 
 function recordsOf(path: string): Record[] {
-  const text = native(null, "-o", "ndjson", "--lines", path).toString().trimEnd();
-  return text.split("\n").map((line) => JSON.parse(line) as Record);
+  return nativeRecords(path, "--lines");
 }
 
 async function shownLines(page: Page, entry: number): Promise<string[]> {

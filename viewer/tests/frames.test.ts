@@ -5,8 +5,9 @@ import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { choose, folder, launched, opened } from "./browser.js";
-import { baselineReport, frameReport, usbCapture, type Sent } from "./reports.js";
-import { native } from "./support.js";
+import { capture, type Sent } from "./captures.js";
+import { baselineReport, frameReport } from "./reports.js";
+import { native, nativeRecords } from "./support.js";
 import { becomes, waitForText } from "./waiting.js";
 
 const browser = await launched();
@@ -38,13 +39,12 @@ interface Values {
 
 async function show(page: Page, name: string, sent: readonly Sent[]): Promise<Values[]> {
   const path = join(folder, name);
-  writeFileSync(path, usbCapture(sent));
+  writeFileSync(path, capture(sent));
   await choose(page, path);
   await page.waitForSelector("#state[data-read]");
   await page.click("#tab-frames");
   await atFrame(page, 0);
-  const lines = native(null, "-o", "ndjson", path).toString().trimEnd().split("\n");
-  return lines.map((line) => JSON.parse(line).value);
+  return nativeRecords<{ value: Values }>(path).map(({ value }) => value);
 }
 
 async function atFrame(page: Page, frame: number): Promise<void> {
@@ -218,7 +218,7 @@ test("all frames that are lost are marked, and counted as the native program doe
   const page = await opened(browser);
   const numbers = [0, 1, 2, 5, 6, 7, 8, 20, 21, 22];
   const path = join(folder, "gaps.pcap");
-  writeFileSync(path, usbCapture(numbers.map((number) => frame(number))));
+  writeFileSync(path, capture(numbers.map((number) => frame(number))));
   await choose(page, path);
   await page.waitForSelector("#state[data-read]");
   await page.click("#tab-frames");

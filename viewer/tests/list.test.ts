@@ -5,8 +5,9 @@ import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
-import { capture, imageReport } from "./captures.js";
-import { native, root } from "./support.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
+import { nativeRecords, root } from "./support.js";
 import { becomes, waitForText, waitUntil } from "./waiting.js";
 
 const browser = await launched();
@@ -28,8 +29,7 @@ interface Record {
 }
 
 function records(path: string, ...options: string[]): Record[] {
-  const all = native(null, "-o", "ndjson", "--lines", ...options, path).toString().trimEnd();
-  return all === "" ? [] : all.split("\n").map((line) => JSON.parse(line));
+  return nativeRecords(path, "--lines", ...options);
 }
 
 async function listed(path: string, width = 1900): Promise<Page> {
@@ -79,12 +79,9 @@ test("the list has what the program tells of each report", async () => {
 });
 
 test("where several devices send, each row says which, and one can be chosen", async () => {
-  const reports = Array.from({ length: 9 }, (_, n) => imageReport(n));
-  const bytes = capture(reports);
-  // Where each packet names its device, behind its two heads.
-  for (const n of [1, 4, 5]) bytes[24 + n * (80 + reports[0]!.length) + 16 + 11] = 6;
   const path = join(folder, "devices.pcap");
-  writeFileSync(path, bytes);
+  const senders = [5, 6, 5, 5, 6, 6, 5, 5, 5];
+  writeFileSync(path, capture(senders.map((device, n) => ({ bytes: imageReport(n), device }))));
   const page = await listed(path);
   const all = records(path);
   const deviceOf = ({ source }: Record) => `${source.bus}:${source.device}`;

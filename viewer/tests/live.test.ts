@@ -6,9 +6,9 @@ import { after, test } from "node:test";
 import { gunzipSync } from "node:zlib";
 import type { BrowserContextOptions, Page } from "playwright-core";
 import { choose, folder, launched, opened, packages, pagePath, shownLines } from "./browser.js";
-import { imageCounter, imageReport } from "./captures.js";
 import { addFakeHid, type FakeOptions } from "./fakehid.js";
-import { native, root } from "./support.js";
+import { imageCounter, imageReport } from "./reports.js";
+import { native, nativeRecords, root } from "./support.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -78,8 +78,7 @@ interface Record {
 }
 
 function recordsOf(path: string): Record[] {
-  const text = native(null, "-o", "ndjson", "--lines", path).toString().trimEnd();
-  return text.split("\n").map((line) => JSON.parse(line) as Record);
+  return nativeRecords(path, "--lines");
 }
 
 test("a browser without WebHID has no button", async () => {
@@ -166,6 +165,18 @@ test("reports that the device refuses are told one by one, and the rest is asked
 
   await page.click("text=Ask again");
   await cameAndKept(page, 20);
+  await page.close();
+});
+
+test("a report that is never answered is told, and the others came", async () => {
+  const page = await withDevice({ features, silent: [0xe1] });
+  await connect(page);
+  await cameAndKept(page, Object.keys(features).length - 1);
+  await asked(page); // which is given up after a while
+  await page.click("#live summary");
+  assert.deepEqual(await page.locator("#live li").allTextContents(), [
+    "0xE1: the device did not answer in time",
+  ]);
   await page.close();
 });
 

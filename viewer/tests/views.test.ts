@@ -5,8 +5,9 @@ import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
-import { capture, imageCounter, imageReport } from "./captures.js";
-import { native, root } from "./support.js";
+import { capture } from "./captures.js";
+import { imageCounter, imageReport } from "./reports.js";
+import { nativeRecords, root } from "./support.js";
 import { becomes, waitUntil } from "./waiting.js";
 
 const browser = await launched();
@@ -22,8 +23,7 @@ interface Record {
 }
 
 function records(path: string): Record[] {
-  const lines = native(null, "-o", "ndjson", path).toString().trimEnd().split("\n");
-  return lines.map((line) => JSON.parse(line));
+  return nativeRecords(path);
 }
 
 async function written(name: string, numbers: number[]): Promise<string> {

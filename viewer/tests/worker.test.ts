@@ -7,7 +7,8 @@ import { after, test } from "node:test";
 import { Table, type Decoded, type Entry, type Layout } from "../src/decoder/decoder.js";
 import type { Message, Method, PlainTables, ReadingEnd } from "../src/decoder/protocol.js";
 import type { Summary } from "../src/decoder/series.js";
-import { capture, imageReport } from "./captures.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
 import { fromEnvironment, samples } from "./support.js";
 
 /** A file as the worker uses one. */
