@@ -401,6 +401,20 @@ test("frames are drawn as they come, and who looks elsewhere isn't disturbed", a
   await page.close();
 });
 
+test("rows that stay in sight say how many there are, as more come", async () => {
+  const page = await withDevice({});
+  await connect(page);
+  await asked(page);
+  for (let number = 0; number < 100; ++number) await send(page, [...imageReport(number)]);
+  await cameAndKept(page, 100);
+  await page.focus("#list");
+  await page.keyboard.press("Home");
+  await page.waitForSelector('#row-0[aria-selected="true"][aria-setsize="100"]');
+  await send(page, [...imageReport(100)]);
+  await page.waitForSelector('#row-0[aria-selected="true"][aria-setsize="101"]');
+  await page.close();
+});
+
 test("a device goes on while a file is looked at, and closing its list lets go of it", async () => {
   const page = await withDevice({});
   await connect(page);
