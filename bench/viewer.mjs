@@ -6,8 +6,6 @@ import {
   closeSync,
   mkdtempSync,
   openSync,
-  readdirSync,
-  readFileSync,
   rmSync,
   statfsSync,
   statSync,
@@ -19,6 +17,7 @@ import { cpus, loadavg, tmpdir } from "node:os";
 import { join, resolve } from "node:path";
 import { pathToFileURL } from "node:url";
 import { parseArgs } from "node:util";
+import { browserMemory } from "../viewer/tests/memory.mjs";
 
 const { values: options, positionals } = parseArgs({
   options: { quick: { type: "boolean" }, size: { type: "string" } },
@@ -144,30 +143,10 @@ async function firstTimes(path, wait) {
   });
 }
 
-/** The memory of the browser's processes, in MB, what they share divided among them; and the part of
- *  it that maps files: the browser's program, which is less where other browsers run. */
+/** The memory of the browser's processes, and the part of it that maps files, in MB. */
 function memory() {
-  const parents = new Map();
-  for (const name of readdirSync("/proc").filter((name) => /^\d+$/.test(name)))
-    try {
-      const status = readFileSync(`/proc/${name}/stat`, "utf8");
-      const fields = status.slice(status.lastIndexOf(")") + 2).split(" ");
-      parents.set(Number(name), Number(fields[1]));
-    } catch {
-      // It has ended.
-    }
-  const isOurs = (id) => id === process.pid || (parents.has(id) && isOurs(parents.get(id)));
-  const sum = { all: 0, files: 0 };
-  for (const id of parents.keys())
-    if (id !== process.pid && isOurs(id))
-      try {
-        const rollup = readFileSync(`/proc/${id}/smaps_rollup`, "utf8");
-        sum.all += Number(/^Pss:\s+(\d+)/m.exec(rollup)[1]) / 1000;
-        sum.files += Number(/^Pss_File:\s+(\d+)/m.exec(rollup)[1]) / 1000;
-      } catch {
-        // The same.
-      }
-  return sum;
+  const { all, files } = browserMemory();
+  return { all: all / 1000, files: files / 1000 };
 }
 
 /** Goes to a frame by the slider below the pictures. When its report and its picture were there. */

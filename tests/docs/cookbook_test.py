@@ -62,7 +62,7 @@ def run(block, folder):
     environment = {**os.environ, "PATH": path, "LC_ALL": "C.UTF-8", "HOME": str(folder)}
     return subprocess.run(
         ["bash", "-c", "set -euo pipefail\n" + block.text], cwd=folder, env=environment,
-        capture_output=True, text=True, stdin=subprocess.DEVNULL, timeout=300)
+        capture_output=True, text=True, stdin=subprocess.DEVNULL, timeout=600)
 
 
 def in_scratch(blocks, use):

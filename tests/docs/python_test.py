@@ -34,7 +34,7 @@ def run(block, variables):
             exec(compile(block.text, f"python.md:{block.line}", "exec"), variables)
         return shown.getvalue()
     done = subprocess.run(
-        ["bash", "-euc", block.text], capture_output=True, text=True, timeout=120, check=False,
+        ["bash", "-euc", block.text], capture_output=True, text=True, timeout=600, check=False,
         stdin=subprocess.DEVNULL,
         env={
             **os.environ, "PYTHONPATH": str(PACKAGE), "PYTHONDONTWRITEBYTECODE": "1",

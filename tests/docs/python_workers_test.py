@@ -25,7 +25,7 @@ from python_page import captures
 
 PACKAGE = Path(os.environ["VESK_PYTHON"]).resolve()
 FRAMES_OF_PIPE = 600
-LIMIT = 60  # seconds for whatever is waited for
+LIMIT = 600  # seconds for whatever is waited for
 
 
 def wait_for(what, is_so):

@@ -191,7 +191,7 @@ def records(reports, known):
     """What `vesk-decode -o ndjson --lines` makes of reports."""
     text = "".join(f"{known[report[0]][0]} {report.hex()}\n" for report in reports)
     done = subprocess.run([PROGRAM, "-o", "ndjson", "--lines", "-i", "hex"], input=text.encode(),
-                          capture_output=True, check=True, timeout=300)
+                          capture_output=True, check=True, timeout=600)
     made = [json.loads(line) for line in done.stdout.splitlines()]
     assert len(made) == len(reports) and not done.stderr, done.stderr
     return made

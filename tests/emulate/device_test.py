@@ -163,7 +163,7 @@ node = opened()
 print(feature(node, 0x76, request=10), feature(node, 0xDE, request=10))
 os.read(node, 99), os.read(node, 99)
 print(feature(node, 0x76, request=10), feature(node, 0x76, request=12))
-""", "--rate", "0.5")
+""", "--rate", "0.2")
         self.assertEqual(shown, ["76 00 00 aa EPIPE", "76 01 00 aa EPIPE"])
 
     def test_all_of_the_tour(self):
@@ -229,7 +229,7 @@ late.start()
 for i in range(50): os.read(node, 99)
 print(feature(node, 0xDE))
 late.join()
-""", "--fault", "late=0xD0:2", "--rate", "500")
+""", "--fault", "late=0xD0:4.9", "--rate", "500")
         self.assertEqual(shown, ["de 01", "d0 34 2e 31 00"])
 
     def test_refuse(self):
@@ -268,7 +268,7 @@ while True:
     try: print(os.read(node, 99).hex(" "))
     except OSError as error: print(errno.errorcode[error.errno]); break
 print(failure(os.write, node, b"ab"))
-""", "--stats", "--unplug-after", "2", "--rate", "0.5", err=counts(sent=2, writes=1))
+""", "--stats", "--unplug-after", "2", "--rate", "0.2", err=counts(sent=2, writes=1))
         self.assertEqual(shown, ["76 00 00 aa", "76 01 00 aa", "EIO", "ENODEV"])
 
 

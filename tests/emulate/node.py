@@ -64,8 +64,21 @@ def is_readable(node, seconds):
     return bool(select.select([node], [], [], seconds)[0])
 
 
+def numbers_until_the_end(node):
+    """The numbers of all reports that come, and of those that wait, until the device is unplugged: by then
+    all are sent."""
+    numbers = []
+    while True:
+        try:
+            report = os.read(node, 70000)
+        except OSError as error:
+            assert error.errno == errno.EIO, error
+            return numbers
+        numbers.append(report[1] | report[2] << 8)
+
+
 def wait_for(condition):
-    end = time.monotonic() + 20
+    end = time.monotonic() + 240
     while not condition():
         if time.monotonic() > end:
             raise SystemExit("it does not come to pass")

@@ -3,18 +3,9 @@
 
 import re
 import sys
+import time
 
 from support import FEATURES, EmulateTest, counts, inputs, run_side_by_side
-
-READ_ALL = """
-def read_all(node):
-    numbers = []
-    while is_readable(node, 1):
-        report = os.read(node, 70000)
-        numbers.append(report[1] | report[2] << 8)
-    return numbers
-"""
-
 
 def recording(times):
     return "".join(
@@ -22,57 +13,66 @@ def recording(times):
 
 
 class Times(EmulateTest):
-    STAMP = """
+    def expect_times(self, capture, expected, *options):
+        """None comes too early. A busy machine may make them late, but one that is not busy the whole time
+        doesn't: some try is in time."""
+        for _ in range(20):
+            stamps = [float(line) for line in self.emulate(capture, f"""
 begin = time.monotonic()
 node = opened()
-times = []
-while is_readable(node, 1): os.read(node, 99); times.append(round(time.monotonic() - begin, 3))
-print(times)
-"""
-
-    def stamps(self, capture, *options):
-        return eval(self.emulate(capture, self.STAMP, *options)[0])
-
-    def expect_times(self, stamps, expected):
-        """None comes too early; a busy machine may make it late."""
-        self.assertEqual(len(stamps), len(expected))
-        for stamp, time in zip(stamps, expected):
-            self.assertGreaterEqual(stamp, time - 0.001)
-        self.assertLess(stamps[-1], expected[-1] + 2)
+for _ in range({len(expected)}):
+    os.read(node, 99)
+    print(time.monotonic() - begin)
+""", *options)]
+            self.assertEqual(len(stamps), len(expected))
+            for stamp, time in zip(stamps, expected):
+                self.assertGreaterEqual(stamp, time - 0.001)
+            if stamps[-1] < expected[-1] + 2:
+                return
+        self.fail(f"{stamps} are far behind {expected}")
 
     def test_as_captured_from_the_first_report_on(self):
         """A feature report is the first of this capture; a time that goes back is no distance."""
         capture = "F: 000009.900000 2 de 01\n" + recording([10, 10.2, 10.7, 10.1, 10.3])
-        self.expect_times(self.stamps(capture), [0.1, 0.3, 0.8, 0.8, 1.0])
+        self.expect_times(capture, [0.1, 0.3, 0.8, 0.8, 1.0])
 
     def test_without_times_120_a_second(self):
-        self.expect_times(self.stamps(inputs(30)), [number / 120 for number in range(30)])
+        self.expect_times(inputs(30), [number / 120 for number in range(30)])
 
     def test_rate(self):
-        self.expect_times(
-            self.stamps(recording([10, 10.2, 10.7]), "--rate", "10"), [0, 0.1, 0.2])
+        self.expect_times(recording([10, 10.2, 10.7]), [0, 0.1, 0.2], "--rate", "10")
 
     def test_loop_goes_on_at_the_mean_distance(self):
-        shown = self.emulate(recording([1, 1.1, 1.3]), """
-begin = time.monotonic()
+        capture = recording([1, 1.1, 1.3])
+        self.expect_times(capture, [0, 0.1, 0.3, 0.45, 0.55, 0.75, 0.9], "--loop")
+        shown = self.emulate(
+            capture, "node = opened()\nfor i in range(7): print(os.read(node, 99)[1])", "--loop")
+        self.assertEqual(shown, ["0", "1", "2", "0", "1", "2", "0"])
+
+    def test_silent_behind_the_last(self):
+        shown = self.emulate(inputs(3), """
 node = opened()
-for i in range(7): print(os.read(node, 99)[1], time.monotonic() - begin)
-""", "--loop")
-        numbers, times = zip(*(map(float, line.split()) for line in shown))
-        self.assertEqual(numbers, (0, 1, 2, 0, 1, 2, 0))
-        self.expect_times(times, [0, 0.1, 0.3, 0.45, 0.55, 0.75, 0.9])
+print([os.read(node, 99)[1] for i in range(3)], is_readable(node, 0.5))
+""")
+        self.assertEqual(shown, ["[0, 1, 2] False"])
 
     def test_begins_when_it_is_opened_and_waits_while_it_is_closed(self):
+        """The second report comes when the node was open for two seconds, however long it was closed."""
         shown = self.emulate(recording([1, 3, 3.2]), """
-time.sleep(0.5)
+time.sleep(1)
+opening = time.monotonic()
 node = opened()
-print(os.read(node, 99)[1], is_readable(node, 0.1))
+print(os.read(node, 99)[1])
 os.close(node)
+open_for = time.monotonic() - opening
 time.sleep(2)
+opening = time.monotonic()
 node = opened()
-print(is_readable(node, 0.5), os.read(node, 99)[1], os.read(node, 99)[1], is_readable(node, 0.5))
+print(os.read(node, 99)[1])
+print(open_for + time.monotonic() - opening >= 1.999)
+print(os.read(node, 99)[1], is_readable(node, 0.5))
 """, "--stats", err=counts(sent=3))
-        self.assertEqual(shown, ["0 False", "False 1 2 False"])
+        self.assertEqual(shown, ["0", "1", "True", "2 False"])
 
 
 class Queues(EmulateTest):
@@ -87,45 +87,69 @@ print([os.read(node, room).hex(" ") for room in (99, 99, 99, 2)], is_readable(no
 
     def test_64_are_kept(self):
         for size in [4, 2064, 60000]:
-            shown = self.emulate(inputs(100, size), READ_ALL + """
+            shown = self.emulate(inputs(100, size), """
 node = opened()
-time.sleep(1.5)
-print(read_all(node))
-""", "--rate", "1000", "--stats", err=counts(sent=100, dropped=36))
+wait_for(lambda: not os.path.exists(NODE))
+print(numbers_until_the_end(node))
+""", "--rate", "1000", "--unplug-after", "100", "--stats", err=counts(sent=100, dropped=36))
             self.assertEqual(shown, [str(list(range(64)))], size)
 
     def test_room_comes_back_one_by_one(self):
-        """100 at once, of which 64 are kept; three are read; of 20 more there is room for three."""
-        capture = recording([1] * 100 + [4] * 20)
-        shown = self.emulate(capture, READ_ALL + """
+        """100 at once, of which 64 are kept; three are read; of 20 more there is room for three. A busy
+        machine may come to read the three only when the 20 are sent: then they are sent later."""
+        for later in (2, 8, 32, 128):
+            status, out, err = self.run_words(
+                "--unplug-after", "120", "--stats", self.file("a", recording([1] * 100 + [1 + later] * 20)),
+                "--", sys.executable, "-c", """
+from node import *
 node = opened()
-begin = time.monotonic()
-time.sleep(0.5)
-print([os.read(node, 99)[1] for i in range(3)], time.monotonic() - begin < 2.5)
-time.sleep(max(0, begin + 3.5 - time.monotonic()))
-print(read_all(node) == list(range(3, 64)) + [100, 101, 102])
-""", "--stats", err=counts(sent=120, dropped=36 + 17))
-        self.assertEqual(shown, ["[0, 1, 2] True", "True"])
+def last(): return feature(node, 0x76, request=10)  # that was sent; an error's name is behind all of them
+wait_for(lambda: last() >= "76 63")
+print([os.read(node, 99)[1] for i in range(3)])
+print(last())
+wait_for(lambda: not os.path.exists(NODE))
+print(numbers_until_the_end(node) == list(range(3, 64)) + [100, 101, 102])
+""")
+            self.assertEqual(status, 0, err)
+            if "\n76 63 " in out:
+                break
+        self.assertEqual(out.splitlines(), ["[0, 1, 2]", "76 63 00", "True"])
+        self.assertIn(f" 120 reports sent, {36 + 17} dropped, ", err)
 
     def test_as_fast_as_possible_loses_none(self):
         for size in [4, 2064, 60000]:
-            shown = self.emulate(inputs(1000, size), READ_ALL + """
+            shown = self.emulate(inputs(1000, size), """
 node = opened()
 time.sleep(0.3)
-print(read_all(node) == list(range(1000)))
-""", "--as-fast-as-possible", "--stats", err=counts(sent=1000))
+print(numbers_until_the_end(node) == list(range(1000)))
+""", "--as-fast-as-possible", "--unplug-after", "1000", "--stats", err=counts(sent=1000))
             self.assertEqual(shown, ["True"], size)
 
     def test_each_reader_gets_all(self):
-        capture = "F: 000001.000000 2 de 01\n" + recording([2 + i / 100 for i in range(200)])
-        shown = self.emulate(capture, READ_ALL + """
-first, second = opened(), opened(os.O_RDONLY)
-a, b, slow = [], [], opened()
-while is_readable(first, 2):
-    a.append(os.read(first, 99)[1]); b.append(os.read(second, 99)[1])
-print(a == b, len(a), len(read_all(slow)))
-""", "--stats", err=counts(sent=200, dropped=136))
-        self.assertEqual(shown, ["True 200 64"])
+        """Those that read, and one that doesn't until all are sent. A busy machine may open the last one when
+        the first report is sent already, or hold the others up for longer than 64 reports take: then all
+        comes more slowly. The feature report is the first of the capture."""
+        for pace in (1, 4, 16, 64):
+            capture = "F: 000000.000000 2 de 01\n" + recording([(1 + i / 200) * pace for i in range(200)])
+            status, out, err = self.run_words(
+                "--unplug-after", "200", "--stats", self.file("a", capture), "--", sys.executable, "-c", """
+from node import *
+import threading
+nodes = [opened(), opened(os.O_RDONLY)]
+slow = opened()
+came = {}
+def read(node): came[node] = numbers_until_the_end(node)
+threads = [threading.Thread(target=read, args=[node]) for node in nodes]
+for thread in threads: thread.start()
+for thread in threads: thread.join()
+print([came[node] == list(range(200)) for node in nodes])
+print(numbers_until_the_end(slow))
+""")
+            self.assertEqual(status, 0, err)
+            if f" {200 - 64} dropped, " in err:  # by the slow one alone
+                break
+        shown = ["[True, True]", str(list(range(64)))]
+        self.assertEqual((out.splitlines(), err), (shown, counts(sent=200, dropped=136)))
 
     def test_without_waiting(self):
         shown = self.emulate(FEATURES, """
@@ -153,7 +177,7 @@ wait_for(lambda: not os.path.exists(NODE))
 poll = select.poll()
 poll.register(node, select.POLLIN)
 def events():
-    seen = poll.poll(1000)[0][1]
+    seen = poll.poll(240_000)[0][1]
     return [name for name in ("IN", "ERR", "HUP") if seen & getattr(select, "POLL" + name)]
 if SMALL: wait_for(lambda: "HUP" in events())
 first, reports = events(), 0
@@ -175,17 +199,17 @@ node = opened()
 print(os.read(node, 99)[1], os.read(node, 99)[1], failure(os.read, node, 99))
 waiting = select.epoll()
 waiting.register(node, select.EPOLLIN)
-print([bool(seen & select.EPOLLHUP) for _, seen in waiting.poll(5)])
+print([bool(seen & select.EPOLLHUP) for _, seen in waiting.poll(240)])
 """, "--unplug-after", "2", "--rate", "20")
         self.assertEqual(shown, ["0 1 EIO", "[True]"])
 
     def test_it_comes_back_and_goes_on(self):
         shown = self.emulate(FEATURES + inputs(6), """
+begin = time.monotonic()
 old = opened()
 print([os.read(old, 99)[1] for i in range(3)], feature(old, 0xDE), failure(os.read, old, 99))
-begin = time.monotonic()
 wait_for(lambda: os.path.exists(ENTRIES + "/hidraw9"))
-print(time.monotonic() - begin > 0.5)
+print(time.monotonic() - begin >= 0.4 + 2 - 0.001)  # the third comes 0.4 s behind the first
 new = opened()
 print([os.read(new, 99)[1] for i in range(3)], feature(new, 0xDE), feature(old, 0xDE))
 print(failure(os.read, old, 99), is_readable(new, 0.3), failure(descriptor, new))
@@ -198,10 +222,14 @@ print(failure(os.read, old, 99), is_readable(new, 0.3), failure(descriptor, new)
         shown = self.emulate(FEATURES, """
 node = opened()
 print(feature(node, 0xDE), feature(node, 0xD0), failure(os.read, node, 99), os.path.exists(NODE))
+""", "--fault", "gone=0xD0")
+        self.assertEqual(shown, ["de 01 ENODEV EIO False"])
+        shown = self.emulate(FEATURES, """
+print(feature(opened(), 0xD0))
 wait_for(lambda: os.path.exists(NODE))
 print(feature(opened(), 0xD0))
-""", "--fault", "gone=0xD0", "--return-after", "2000ms")
-        self.assertEqual(shown, ["de 01 ENODEV EIO False", "d0 34 2e 31 00"])
+""", "--fault", "gone=0xD0", "--return-after", "200ms")
+        self.assertEqual(shown, ["ENODEV", "d0 34 2e 31 00"])
 
     def test_waiting_requests_fail(self):
         shown = self.emulate(FEATURES + inputs(5), """
@@ -215,12 +243,16 @@ asked.join()
 
     def test_appears_later(self):
         shown = self.emulate(FEATURES, """
-begin = time.monotonic()
 print(failure(opened), failure(os.stat, NODE), "hidraw9" in os.listdir(ENTRIES))
+""", "--appear-after", "3600")
+        self.assertEqual(shown, ["ENOENT ENOENT False"])
+        begin = time.monotonic()
+        shown = self.emulate(FEATURES, """
 wait_for(lambda: "hidraw9" in os.listdir(ENTRIES))
-print(time.monotonic() - begin > 0.5, feature(opened(), 0xDE))
-""", "--appear-after", "3")
-        self.assertEqual(shown, ["ENOENT ENOENT False", "True de 01"])
+print(feature(opened(), 0xDE))
+""", "--appear-after", "1")
+        self.assertEqual(shown, ["de 01"])
+        self.assertGreaterEqual(time.monotonic() - begin, 1)
 
 
 class Rates(EmulateTest):
@@ -231,20 +263,15 @@ class Rates(EmulateTest):
 from node import *
 begin = time.monotonic()
 node = opened()
-came = 0
-while is_readable(node, 3):
-    os.read(node, 4096)
-    came, last = came + 1, time.monotonic()
-print(came, last - begin)
+print(len(numbers_until_the_end(node)), time.monotonic() - begin)
 """
-        words = "--rate", "1000", "--stats", self.file("capture", inputs(1000, 2064)), "--"
+        words = "--rate", "1000", "--unplug-after", "1000", "--stats", self.file("capture", inputs(1000, 2064)), "--"
         status, out, err = self.run_words(*words, sys.executable, "-c", script)
         self.assertEqual(status, 0, err)
         sent, dropped = map(int, re.search(r": 0 requests, (\d+) reports sent, (\d+) dropped", err).groups())
         came, seconds = out.split()
         self.assertEqual((sent, int(came) + dropped), (1000, 1000))
-        if not dropped:
-            self.assertGreater(float(seconds), 0.99)
+        self.assertGreater(float(seconds), 0.998)  # from the first to the last there are 999 ms
 
 
 if __name__ == "__main__":

@@ -56,7 +56,7 @@ class EmulateTest(unittest.TestCase):
     def run_words(self, *words):
         with self.start(*words) as process:
             try:
-                out, err = process.communicate(timeout=120)
+                out, err = process.communicate(timeout=600)
             except subprocess.TimeoutExpired:
                 process.terminate()
                 raise

@@ -310,7 +310,7 @@ class Terminals(ChangesTest):
         controller, terminal = pty.openpty()
         with open(controller, "rb", buffering=0) as reader:
             path = self.file("r.hex", self.HOSTILE)
-            subprocess.run([PROGRAM, *arguments, path], stdout=terminal, check=True, timeout=60,
+            subprocess.run([PROGRAM, *arguments, path], stdout=terminal, check=True, timeout=600,
                            env={**os.environ, **environment})
             os.close(terminal)
             text = b""

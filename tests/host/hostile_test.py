@@ -2,8 +2,8 @@
 is still decoded."""
 
 import re
+import resource
 import struct
-import time
 import unittest
 
 from support import (
@@ -24,16 +24,21 @@ from support import (
 )
 
 LIMIT = 256 << 20
-SECONDS = 20
+SECONDS = 60
 GOOD_HEX = hex_lines(STATE)
 GOOD_LINE = b"F: 0.0 2 de 01\n"
 
 
 class Hostile(HostTest):
+    def used(self):
+        """Seconds of a processor, which others that are busy don't lengthen."""
+        children = resource.getrusage(resource.RUSAGE_CHILDREN)
+        return children.ru_utime + children.ru_stime
+
     def run_limited(self, content, *options):
-        begin = time.monotonic()
+        begin = self.used()
         run = Run(*options, stdin=content, limit=LIMIT)
-        self.assertLess(time.monotonic() - begin, SECONDS)
+        self.assertLess(self.used() - begin, SECONDS)
         self.assertIn(run.status, range(5), run.err)
         return run
 

@@ -417,7 +417,7 @@ class Runs(PagesTest):
         out = process.stdout.read()
         process.stdin.close()
         process.stdout.close()
-        self.assertEqual(process.wait(20), -signal.SIGINT)
+        self.assertEqual(process.wait(600), -signal.SIGINT)
         told, _ = contents_of(out)
         self.assertIs(told["interrupted"], True)
         self.assertNotIn("interrupted", self.contents(self.run_html(stdin=b"de 01"))[0])

@@ -120,7 +120,7 @@ class Endings(HostTest):
         path = self.file("many.bin", packet(1) * 5000)
         with open("/dev/full", "wb") as full:
             process = self.start("-o", "ndjson", path, stdout=full)
-            _, messages = process.communicate(timeout=60)
+            _, messages = process.communicate(timeout=600)
         message = b"vesk-decode: cannot write standard output: No space left on device\n"
         self.assertEqual((process.returncode, messages), (CANNOT_READ_OR_WRITE, message))
 
@@ -129,7 +129,7 @@ class Endings(HostTest):
         process = self.start("-o", "ndjson", path)
         process.stdout.read(100_000)
         process.stdout.close()
-        self.assertEqual((process.wait(60), process.stderr.read()), (-signal.SIGPIPE, b""))
+        self.assertEqual((process.wait(600), process.stderr.read()), (-signal.SIGPIPE, b""))
 
     def test_a_follower_of_a_silent_pipe_has_everything(self):
         process = self.start()
@@ -137,7 +137,7 @@ class Endings(HostTest):
             process.stdin.write(hex_lines(STATE))
             process.stdin.flush()
             self.assertEqual(os.read(process.stdout.fileno(), 4096), STATE_LINES)
-        process.communicate(timeout=60)
+        process.communicate(timeout=600)
         self.assertEqual(process.returncode, ALL_DECODED)
 
     def test_interrupt_while_waiting(self):
@@ -146,7 +146,7 @@ class Endings(HostTest):
         process.stdin.flush()
         begin = os.read(process.stdout.fileno(), 4096)
         process.send_signal(signal.SIGINT)
-        self.assertEqual(process.wait(60), -signal.SIGINT)
+        self.assertEqual(process.wait(600), -signal.SIGINT)
         records = [json.loads(line) for line in (begin + process.stdout.read()).splitlines()]
         self.assertEqual([record.get("value") for record in records], ["SINGLE", None])
         self.assertEqual(records[-1]["statistics"]["reports"], 1)
@@ -158,7 +158,7 @@ class Endings(HostTest):
             begin = os.read(process.stdout.fileno(), 65536)
             process.send_signal(signal.SIGINT)
             lines = (begin + process.stdout.read()).splitlines()
-            self.assertEqual(process.wait(60), -signal.SIGINT)
+            self.assertEqual(process.wait(600), -signal.SIGINT)
             self.assertLess(len(lines), 20000)
             offsets = [json.loads(line)["source"]["offset"] for line in lines[:-1]]
             self.assertEqual(offsets, [2064 * number for number in range(len(offsets))])
@@ -175,7 +175,7 @@ class Endings(HostTest):
                 )
                 for _ in range(128 if form == "text" else 20):
                     process.stdin.write(block)
-                _, messages = process.communicate(timeout=120)
+                _, messages = process.communicate(timeout=600)
                 self.assertEqual((process.returncode, messages), (ALL_DECODED, b""))
 
 

@@ -744,7 +744,7 @@ class Verdicts(LimitsTest):
             self.assertTrue(process.stdout.read(1))  # it has decoded what came, and waits for more
             process.send_signal(signal.SIGINT)
             message = process.stderr.read().decode()
-            self.assertEqual(process.wait(60), -signal.SIGINT)
+            self.assertEqual(process.wait(600), -signal.SIGINT)
         self.assertEqual(message, "-: errors interrupted before its end\n-: FAIL, 1 of 2 tests\n")
 
     def test_what_a_table_leaves_out_is_no_pass(self):
@@ -876,7 +876,7 @@ class Outputs(LimitsTest):
         path = self.limits(self.LIMITS)
         done = subprocess.run(
             [PROGRAM, "--limits", path, "-o", form, *names], cwd=self.folder,
-            capture_output=True, timeout=120, check=False)
+            capture_output=True, timeout=600, check=False)
         self.assertEqual(done.returncode, LIMIT_NOT_KEPT, done.stderr)
         self.assertEqual(len(done.stderr.splitlines()), len(names))
         return names, done.stdout

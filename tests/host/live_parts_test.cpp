@@ -482,7 +482,7 @@ class Runs : public ::testing::Test {
     const auto wait = [](int descriptor, std::optional<Live::Clock::time_point> until) {
       const auto left =
           until ? std::chrono::ceil<std::chrono::milliseconds>(*until - Live::Clock::now())
-                : 20000ms;
+                : 240'000ms;
       pollfd readable = {descriptor, POLLIN, 0};
       const int ready = poll(&readable, 1, static_cast<int>(std::max(left, 0ms).count()));
       return ready == 1 || until.has_value();
@@ -528,7 +528,7 @@ TEST_F(Runs, ReportsSayWhoseTheyAre) {
 TEST_F(Runs, FollowUntilTheTimeIsOver) {
   LiveSettings settings;
   settings.follow = true;
-  settings.duration = 300ms;
+  settings.duration = 5s;  // which all four have to come in
   script->send({0x76, 1});
   script->send({0x76, 2});
   Texts texts = all({"/dev/hidraw3"}, settings);

@@ -104,7 +104,7 @@ class Terminal:
         fcntl.ioctl(descriptor or self.master, termios.TIOCSWINSZ, struct.pack("HHHH", lines, columns, 0, 0))
         self.screen.resize(lines, columns)
 
-    def read(self, until=None, seconds=60):
+    def read(self, until=None, seconds=600):
         """Reads to the end, or until `until` is there."""
         end = time.monotonic() + seconds
         while until is None or until not in self.bytes:
@@ -306,7 +306,7 @@ class Restored(HostTest):
         terminal = self.follow()
         terminal.kill(signal.SIGTSTP)
         terminal.read(until=GIVE_BACK)
-        end = time.monotonic() + 30
+        end = time.monotonic() + 600
         while state(terminal.pid) != "T":
             self.assertLess(time.monotonic(), end, "it doesn't stop")
             time.sleep(0.01)
@@ -342,7 +342,7 @@ class Restored(HostTest):
         group = terminal.pid
         terminal.kill(signal.SIGKILL)
         self.assertEqual(self.end(terminal), -signal.SIGKILL)
-        end = time.monotonic() + 30
+        end = time.monotonic() + 600
         while True:
             try:
                 os.killpg(group, 0)

@@ -61,7 +61,7 @@ class Run:
             [PROGRAM, *map(str, arguments)],
             input=stdin,
             capture_output=True,
-            timeout=120,
+            timeout=600,
             check=False,
             cwd=cwd,
             env={**os.environ, **(environment or {})},

@@ -28,7 +28,7 @@ def hex_lines(*reports):
     return "".join(report.hex(" ") + "\n" for report in reports).encode()
 
 
-def run_python(code, *arguments, timeout=60, **options):
+def run_python(code, *arguments, timeout=600, **options):
     """Runs a program of Python's in a process of its own; `code` finds the package."""
     environment = {**os.environ, "PYTHONPATH": os.environ["VESK_PACKAGE"]}
     return subprocess.run(

@@ -30,7 +30,7 @@ def read_limited(tmp_path, content, form=None):
     with open(path, "wb") as file:
         for piece in content if isinstance(content, list) else [content]:
             file.write(piece)
-    done = run_python(READ, LIMIT, path, *([form] if form else []), timeout=100)
+    done = run_python(READ, LIMIT, path, *([form] if form else []), timeout=600)
     assert (done.returncode, done.stderr) == (0, "")
     return done.stdout
 

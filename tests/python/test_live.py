@@ -12,7 +12,7 @@ from given import FORMS, TOUR
 EMULATE = os.environ["VESK_EMULATE"]
 
 
-def emulated(code, *options, capture=TOUR, timeout=60):
+def emulated(code, *options, capture=TOUR, timeout=600):
     """What a program prints that finds a device of the capture at /dev/hidraw9."""
     environment = {**os.environ, "PYTHONPATH": os.environ["VESK_PACKAGE"]}
     done = subprocess.run(
@@ -65,21 +65,21 @@ def test_a_duration_ends_it():
     out = emulated("""
 import time
 begin = time.monotonic()
-capture = vesk_report.read("/dev/hidraw9", follow=True, duration=1)
-print(len(capture.image), len(capture.version), 0.9 < time.monotonic() - begin < 5)
+capture = vesk_report.read("/dev/hidraw9", follow=True, duration=5)
+print(len(capture.image), len(capture.version), time.monotonic() - begin >= 5)
 """)
     assert out == "1 1 True\n"
 
 
-def test_parts_come_in_time():
+def test_parts_come_though_there_is_no_end():
     out = emulated("""
-import time
-begin = time.monotonic()
+came = 0
 with vesk_report.batches("/dev/hidraw9", follow=True, seconds=0.5) as parts:
-    part = next(parts)
-print(len(part) > 10, time.monotonic() - begin < 10)
+    while came < 16:  # as many as there are
+        came += len(next(parts))
+print(came)
 """)
-    assert out == "True True\n"
+    assert out == "16\n"
 
 
 def test_ctrl_c_while_a_device_is_silent():

@@ -6,8 +6,9 @@ import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { blue, orange, pixelsAt, placeOf } from "./bars.js";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
-import { baselineReport, recording } from "./reports.js";
-import { native, root } from "./support.js";
+import { recording } from "./captures.js";
+import { baselineReport } from "./reports.js";
+import { nativeRecords, root } from "./support.js";
 import { waitForText } from "./waiting.js";
 
 const browser = await launched();
@@ -29,8 +30,8 @@ async function show(page: Page, name: string, rows: number[][]): Promise<number[
   await page.waitForSelector("#state[data-read]");
   await page.click("#tab-baseline");
   await page.waitForSelector("#baseline[data-entry]");
-  const lines = native(null, "-o", "ndjson", path).toString().trimEnd().split("\n");
-  return lines.map((line) => JSON.parse(line).value.BASELINE);
+  const records = nativeRecords<{ value: { BASELINE: number[] } }>(path);
+  return records.map(({ value }) => value.BASELINE);
 }
 
 async function pointedAt(page: Page, canvas: string, channel: number): Promise<string> {

@@ -6,7 +6,9 @@ import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { pathToFileURL } from "node:url";
 import type { Browser, BrowserContext, BrowserContextOptions, Page } from "playwright-core";
+import { slowDown } from "./slow.js";
 import { fromEnvironment } from "./support.js";
+import { patience } from "./waiting.js";
 
 export const pagePath = fromEnvironment("VESK_PAGE");
 export const packages = fromEnvironment("VESK_PACKAGES");
@@ -17,7 +19,7 @@ export const folder = mkdtempSync(join(tmpdir(), "vesk-viewer-"));
 
 export function launched(): Promise<Browser> {
   const executablePath = process.env["VESK_CHROMIUM"] ?? "/usr/bin/chromium";
-  return chromium.launch({ executablePath, args: ["--no-sandbox"] });
+  return chromium.launch({ executablePath, args: ["--no-sandbox"], timeout: patience });
 }
 
 interface Opening {
@@ -33,11 +35,13 @@ export async function opened(
   { path = pagePath, hash = "", prepare = async () => undefined }: Opening = {},
 ): Promise<Page> {
   const page = "contexts" in from ? await from.newPage(options) : await from.newPage();
+  page.setDefaultTimeout(patience);
   page.on("console", (message) => assert.fail(`the console says: ${message.text()}`));
   page.on("pageerror", (fault) => assert.fail(fault.message));
   page.on("request", (request) => {
     assert.match(request.url(), /^(file|blob):/);
   });
+  await slowDown(page);
   await prepare(page);
   await page.goto(pathToFileURL(path).href + hash);
   return page;

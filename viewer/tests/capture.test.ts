@@ -5,7 +5,8 @@ import { join } from "node:path";
 import { test } from "node:test";
 import { DecoderError, noTime, type Capture, type Decoded } from "../src/decoder/decoder.js";
 import { ChunkStore, MemorySource } from "../src/decoder/sources.js";
-import { capture, imageReport } from "./captures.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
 import { cases, native, newDecoder, root, samples, sectionOf } from "./support.js";
 
 const decoder = await newDecoder();

@@ -3,7 +3,8 @@ import assert from "node:assert/strict";
 import { test } from "node:test";
 import type { Change, Difference } from "../src/decoder/decoder.js";
 import { MemorySource } from "../src/decoder/sources.js";
-import { casesOf, firstLine, openShortReport, recording, watchdogReport } from "./panels.js";
+import { casesOf, every, firstLine, recording } from "./captures.js";
+import { openShortReport, watchdogReport } from "./reports.js";
 import { native, newDecoder } from "./support.js";
 
 const decoder = await newDecoder();
@@ -89,9 +90,7 @@ test("changes, courses, rates and restarts are those of the program", () => {
 test("a report that is the same again is no difference, and large numbers stay exact", () => {
   const mask = 0x8000_0000_0000_0001n;
   const reports = [0n, mask, mask].map((weak) => openShortReport([0n, 0n, 0n, 0n, 0n, 0n, weak]));
-  const found = differences(
-    recording(reports.map((bytes, seconds) => ({ seconds, type: "feature", bytes }))),
-  );
+  const found = differences(recording(every(1, reports)));
   assert.deepEqual(
     found.map(({ entry, changes }) => [entry, changes.map(({ key }) => key)]),
     [[1, ["WEAK_OS"]]],
@@ -101,13 +100,8 @@ test("a report that is the same again is no difference, and large numbers stay e
 
 test("of some entries, each is compared with the one before it among these", () => {
   const counts = [10, 40, 100];
-  const bytes = recording(
-    counts.map((count, at) => ({
-      seconds: 5 * at,
-      type: "feature",
-      bytes: watchdogReport(count, BigInt(count) * 1_000_000n, 0, 0, 0),
-    })),
-  );
+  const reports = counts.map((n) => watchdogReport(n, BigInt(n) * 1_000_000n, 0, 0, 0));
+  const bytes = recording(every(5, reports));
   const file = decoder.open("-", new MemorySource(bytes));
   while (!file.read().ended);
   const [found] = file.changes([0, 2]);

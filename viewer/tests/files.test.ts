@@ -5,7 +5,7 @@ import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
-import { native, root } from "./support.js";
+import { nativeRecords, root } from "./support.js";
 import { waitUntil } from "./waiting.js";
 
 const browser = await launched();
@@ -16,8 +16,7 @@ const tour = join(root, "samples/forms/tour.hid");
 const links = join(root, "samples/forms/two-links.pcapng");
 
 function records(path: string, ...options: string[]): { lines?: string[] }[] {
-  const all = native(null, "-o", "ndjson", "--lines", ...options, path).toString().trimEnd();
-  return all.split("\n").map((line) => JSON.parse(line));
+  return nativeRecords(path, "--lines", ...options);
 }
 
 function show(page: Page, name: string): Promise<void> {

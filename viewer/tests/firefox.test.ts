@@ -7,8 +7,10 @@ import { after, test } from "node:test";
 import { pathToFileURL } from "node:url";
 import type { Browser, ElementHandle, Page } from "puppeteer-core";
 import { folder, packages, pagePath } from "./browser.js";
-import { capture, imageReport } from "./captures.js";
-import { native, root } from "./support.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
+import { nativeRecords, root } from "./support.js";
+import { patience } from "./waiting.js";
 
 const puppeteer = createRequire(join(packages, "x.js"))("puppeteer-core") as {
   launch(options: object): Promise<Browser>;
@@ -16,6 +18,8 @@ const puppeteer = createRequire(join(packages, "x.js"))("puppeteer-core") as {
 const browser = await puppeteer.launch({
   browser: "firefox",
   executablePath: process.env["VESK_FIREFOX"] ?? "/usr/bin/firefox-esr",
+  timeout: patience,
+  protocolTimeout: patience,
 });
 after(() => browser.close());
 after(() => rmSync(folder, { recursive: true }));
@@ -23,6 +27,7 @@ after(() => rmSync(folder, { recursive: true }));
 /** The page, and whatever it says on the console or asks a network for: both are faults. */
 async function opened(): Promise<[Page, string[]]> {
   const page = await browser.newPage();
+  page.setDefaultTimeout(patience);
   const said: string[] = [];
   page.on("console", (message) => said.push(message.text()));
   page.on("pageerror", (fault) => said.push(String(fault)));
@@ -45,8 +50,7 @@ interface Record {
 }
 
 function recordsOf(path: string): Record[] {
-  const text = native(null, "-o", "ndjson", "--lines", path).toString().trimEnd();
-  return text.split("\n").map((line) => JSON.parse(line) as Record);
+  return nativeRecords(path, "--lines");
 }
 
 async function shownLines(page: Page, entry: number): Promise<string[]> {

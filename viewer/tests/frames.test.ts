@@ -5,9 +5,10 @@ import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { choose, folder, launched, opened } from "./browser.js";
-import { baselineReport, frameReport, usbCapture, type Sent } from "./reports.js";
-import { native } from "./support.js";
-import { waitForText } from "./waiting.js";
+import { capture, type Sent } from "./captures.js";
+import { baselineReport, frameReport } from "./reports.js";
+import { native, nativeRecords } from "./support.js";
+import { becomes, waitForText } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -38,13 +39,12 @@ interface Values {
 
 async function show(page: Page, name: string, sent: readonly Sent[]): Promise<Values[]> {
   const path = join(folder, name);
-  writeFileSync(path, usbCapture(sent));
+  writeFileSync(path, capture(sent));
   await choose(page, path);
   await page.waitForSelector("#state[data-read]");
   await page.click("#tab-frames");
   await atFrame(page, 0);
-  const lines = native(null, "-o", "ndjson", path).toString().trimEnd().split("\n");
-  return lines.map((line) => JSON.parse(line).value);
+  return nativeRecords<{ value: Values }>(path).map(({ value }) => value);
 }
 
 async function atFrame(page: Page, frame: number): Promise<void> {
@@ -68,13 +68,11 @@ async function isTold(page: Page, title: string, channel: number, value: number)
   const canvas = picture(page, title);
   const { width } = (await canvas.boundingBox())!;
   const text = `${title}, channel ${channel}: ${Number(value.toPrecision(6))}`;
-  for (let tries = 0; ; ++tries) {
-    await canvas.hover({ position: { x: ((channel + 0.5) / 48) * width, y: 3 + (tries % 9) } });
-    await page.waitForTimeout(30);
-    const told = (await page.textContent("#pointed"))!;
-    if (told === text) return;
-    if (tries > 40) assert.equal(told, text);
-  }
+  let tries = 0;
+  await becomes(async () => {
+    await canvas.hover({ position: { x: ((channel + 0.5) / 48) * width, y: 3 + (++tries % 9) } });
+    return page.textContent("#pointed");
+  }, text);
 }
 
 /** How many pixels of a picture's current frame are there. */
@@ -103,11 +101,11 @@ test("any frame is taken off the others", async () => {
   await number.fill("9");
   await number.press("Enter");
   await waitForText(page, "#subtracted", /There is no frame 9: nothing is shown\./);
-  assert.equal(await drawn(page, "P_SCAN_Q"), 0);
+  await becomes(() => drawn(page, "P_SCAN_Q"), 0);
   await page.selectOption("#minus", "nothing");
   await waitForText(page, "#subtracted", /^$/);
   await isTold(page, "P_SCAN_Q", 5, values[4]!["P_SCAN_Q"]![5]!);
-  assert.equal(await drawn(page, "P_SCAN_Q"), 48);
+  await becomes(() => drawn(page, "P_SCAN_Q"), 48);
   await page.close();
 });
 
@@ -117,8 +115,8 @@ test("the latest baseline before a frame is taken off the chosen part, and told"
   const values = await show(page, "baseline.pcap", sent);
   await page.selectOption("#minus", "baseline");
   await waitForText(page, "#subtracted", /No baseline of its device came before this frame/);
-  assert.equal(await drawn(page, "D_SCAN_I"), 0);
-  assert.equal(await drawn(page, "D_SCAN_Q"), 48);
+  await becomes(() => drawn(page, "D_SCAN_I"), 0);
+  await becomes(() => drawn(page, "D_SCAN_Q"), 48);
   for (const [shown, entry, report] of [
     [1, 2, 1],
     [2, 3, 1],
@@ -130,7 +128,7 @@ test("the latest baseline before a frame is taken off the chosen part, and told"
     const expected = values[entry]!["D_SCAN_I"]![17]! - values[report]!["BASELINE"]![17]!;
     await isTold(page, "D_SCAN_I", 17, expected);
     await isTold(page, "D_SCAN_Q", 17, values[entry]!["D_SCAN_Q"]![17]!);
-    assert.equal(await drawn(page, "D_SCAN_I"), 48);
+    await becomes(() => drawn(page, "D_SCAN_I"), 48);
   }
   const frames = page.locator("#frames");
   await frames.getByLabel("of", { exact: true }).selectOption("P_SCAN_Q");
@@ -174,19 +172,16 @@ async function plotTells(
   points: number,
   expected: string,
 ): Promise<void> {
-  let told: string | null = "";
-  for (const end = performance.now() + 20_000; performance.now() < end; ) {
+  await becomes(async () => {
     const over = await page.locator(`${plot} .u-over`).boundingBox();
     if (over !== null) {
       await page.mouse.move(over.x, over.y + 5);
       const along = Math.min((x / (points - 1)) * over.width, over.width - 1);
       await page.mouse.move(over.x + along, over.y + 20);
     }
-    await page.waitForTimeout(50);
-    told = await page.locator(`${plot} .u-legend`).textContent();
-    if (told!.endsWith(expected)) return;
-  }
-  assert.equal(told, expected);
+    const told = (await page.locator(`${plot} .u-legend`).textContent())!;
+    return told.endsWith(expected) ? expected : told;
+  }, expected);
 }
 
 test("mean, noise and temperature are those of the native program's numbers", async () => {
@@ -223,7 +218,7 @@ test("all frames that are lost are marked, and counted as the native program doe
   const page = await opened(browser);
   const numbers = [0, 1, 2, 5, 6, 7, 8, 20, 21, 22];
   const path = join(folder, "gaps.pcap");
-  writeFileSync(path, usbCapture(numbers.map((number) => frame(number))));
+  writeFileSync(path, capture(numbers.map((number) => frame(number))));
   await choose(page, path);
   await page.waitForSelector("#state[data-read]");
   await page.click("#tab-frames");

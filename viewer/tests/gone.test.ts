@@ -4,7 +4,8 @@ import { appendFileSync, rmSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
-import { capture, imageReport } from "./captures.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
 import { waitUntil } from "./waiting.js";
 
 const browser = await launched();

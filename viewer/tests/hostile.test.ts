@@ -3,15 +3,7 @@ import assert from "node:assert/strict";
 import { test } from "node:test";
 import { DecoderBroken, DecoderError } from "../src/decoder/decoder.js";
 import { MemorySource } from "../src/decoder/sources.js";
-import { cases, newDecoder, samples } from "./support.js";
-
-/** Numbers that look random, and are the same in each run. */
-function* numbers(seed: number): Generator<number, never> {
-  for (;;) {
-    seed = (Math.imul(seed, 1664525) + 1013904223) >>> 0;
-    yield seed;
-  }
-}
+import { cases, newDecoder, numbers, samples } from "./support.js";
 
 test("damaged files are read to their end, and all that is found can be looked at", async () => {
   const decoder = await newDecoder();

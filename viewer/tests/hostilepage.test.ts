@@ -6,8 +6,9 @@ import { after, test } from "node:test";
 import { gzipSync } from "node:zlib";
 import type { Page } from "playwright-core";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
-import { capture, imageReport } from "./captures.js";
-import { native } from "./support.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
+import { native, numbers } from "./support.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -108,14 +109,6 @@ test("a hash of a link can do no harm", async () => {
   await unharmed(page, scripts);
   await page.close();
 });
-
-/** Numbers that look random, and are the same in each run. */
-function* numbers(seed: number): Generator<number, never> {
-  for (;;) {
-    seed = (Math.imul(seed, 1664525) + 1013904223) >>> 0;
-    yield seed;
-  }
-}
 
 test("damaged files are read as the program reads them, and the page goes on", async () => {
   const page = await opened(browser);

@@ -7,7 +7,8 @@ import { after, test } from "node:test";
 import { gunzipSync } from "node:zlib";
 import type { Page } from "playwright-core";
 import { choose, folder, launched, opened, pagePath, shownLines } from "./browser.js";
-import { capture, imageReport } from "./captures.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
 import { native, root } from "./support.js";
 import { waitUntil } from "./waiting.js";
 

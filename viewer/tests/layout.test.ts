@@ -3,7 +3,8 @@ import assert from "node:assert/strict";
 import { test } from "node:test";
 import { ChunkStore, MemorySource } from "../src/decoder/sources.js";
 import type { Capture, Decoded } from "../src/decoder/decoder.js";
-import { capture, imageCounter, imageReport } from "./captures.js";
+import { capture } from "./captures.js";
+import { imageCounter, imageReport } from "./reports.js";
 import { newDecoder, samples } from "./support.js";
 
 const decoder = await newDecoder();

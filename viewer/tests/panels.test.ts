@@ -5,16 +5,10 @@ import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Locator, Page } from "playwright-core";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
-import {
-  casesOf,
-  openShortReport,
-  powerReport,
-  recording,
-  watchdogReport,
-  withNumbers,
-  type Timed,
-} from "./panels.js";
-import { native, root } from "./support.js";
+import { casesOf, every, recording, type Timed } from "./captures.js";
+import { openShortReport, powerReport, watchdogReport, withNumbers } from "./reports.js";
+import { native, nativeRecords, root } from "./support.js";
+import { becomes } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -30,18 +24,13 @@ interface Record {
 
 /** What the program says of a file's reports. */
 function records(path: string): Record[] {
-  const text = native(null, "-o", "ndjson", "--lines", path).toString();
-  return text.split("\n").filter(Boolean).map((line) => JSON.parse(line));
+  return nativeRecords(path, "--lines");
 }
 
 function written(name: string, reports: readonly Timed[]): string {
   const path = join(folder, name);
   writeFileSync(path, recording(reports));
   return path;
-}
-
-function every(seconds: number, reports: readonly Uint8Array[]): Timed[] {
-  return reports.map((bytes, at) => ({ seconds: at * seconds, type: "feature", bytes }));
 }
 
 /** A page with a file, at a view. */
@@ -57,18 +46,12 @@ async function drawn(page: Page, view: string, entry: number): Promise<void> {
   await page.waitForSelector(`#${view}[data-entry="${entry}"]`);
 }
 
-/** Waits for what no selector says. The page's policy keeps functions from waiting in the page. */
-async function until(isSo: () => Promise<boolean>): Promise<void> {
-  for (const end = Date.now() + 10_000; !(await isSo()); )
-    assert.ok(Date.now() < end, `it never came to ${isSo}`);
-}
-
 async function compareWith(page: Page, view: string, what: string): Promise<void> {
   await page.locator(`#${view}`).getByLabel("Compare with the one").selectOption(what);
 }
 
 async function rowsAre(page: Page, count: number): Promise<void> {
-  await until(async () => (await page.locator("#blackbox tbody tr").count()) === count);
+  await becomes(() => page.locator("#blackbox tbody tr").count(), count);
 }
 
 /** The texts of a table's rows. */

@@ -6,7 +6,8 @@ import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { blue, fault, orange, pixelsAt, placeOf } from "./bars.js";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
-import { recording, scanReport } from "./reports.js";
+import { recording } from "./captures.js";
+import { scanReport } from "./reports.js";
 import { native, root } from "./support.js";
 import { waitForText } from "./waiting.js";
 

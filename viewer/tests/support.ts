@@ -56,6 +56,14 @@ export function cases(): Sample[] {
   });
 }
 
+/** Numbers that look random, and are the same in each run. */
+export function* numbers(seed: number): Generator<number, never> {
+  for (;;) {
+    seed = (Math.imul(seed, 1664525) + 1013904223) >>> 0;
+    yield seed;
+  }
+}
+
 /** What the native program writes of bytes, or of files where they are null, whatever its exit
  *  status. */
 export function native(bytes: Uint8Array | null, ...options: string[]): Buffer {
@@ -70,4 +78,10 @@ export function native(bytes: Uint8Array | null, ...options: string[]): Buffer {
     if (![1, 3, 5].includes(status)) throw fault;
     return stdout;
   }
+}
+
+/** What the native program says of each of a file's reports. */
+export function nativeRecords<Record>(path: string, ...options: string[]): Record[] {
+  const text = native(null, "-o", "ndjson", ...options, path).toString();
+  return text.split("\n").filter(Boolean).map((line) => JSON.parse(line) as Record);
 }

@@ -5,7 +5,8 @@ import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { choose, folder, launched, opened } from "./browser.js";
-import { adcPacket, baselineReport, frameReport, recording, scanReport } from "./reports.js";
+import { recording } from "./captures.js";
+import { adcPacket, baselineReport, frameReport, scanReport } from "./reports.js";
 import { native } from "./support.js";
 import { waitForText, waitUntil } from "./waiting.js";
 

@@ -7,7 +7,8 @@ import { after, test } from "node:test";
 import { Table, type Decoded, type Entry, type Layout } from "../src/decoder/decoder.js";
 import type { Message, Method, PlainTables, ReadingEnd } from "../src/decoder/protocol.js";
 import type { Summary } from "../src/decoder/series.js";
-import { capture, imageReport } from "./captures.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
 import { fromEnvironment, samples } from "./support.js";
 
 /** A file as the worker uses one. */
@@ -15,6 +16,7 @@ class FakeFile {
   isGone = false;
   vanishes = false; // when the first half of it was streamed
   reads = 0;
+  secondHalf = Promise.resolve(); // that it may be streamed
 
   constructor(private readonly bytes: Uint8Array) {}
 
@@ -31,7 +33,7 @@ class FakeFile {
     const pieces = [this.bytes.subarray(0, half), this.bytes.subarray(half)];
     return new ReadableStream({
       pull: async (out) => {
-        if (pieces.length === 1) await new Promise((next) => setTimeout(next, 20));
+        if (pieces.length === 1) await this.secondHalf;
         if (pieces.length === 1 && this.vanishes) throw gone();
         const piece = pieces.shift();
         if (piece === undefined) out.close();
@@ -202,9 +204,13 @@ test("of a cancelled file, what was read can be looked at", async () => {
 
 test("a file that is closed while it is unpacked isn't opened", async () => {
   const packed = execFileSync("gzip", ["-c"], { input: framesFrom(0, 2000), maxBuffer: 1 << 24 });
-  const end = open(40, new FakeFile(packed), "packed.pcap.gz");
+  const file = new FakeFile(packed);
+  let goOn: () => void = () => undefined;
+  file.secondHalf = new Promise((resolve) => (goOn = resolve));
+  const end = open(40, file, "packed.pcap.gz");
   await assert.rejects(call("kinds", 40), /still being unpacked/);
   await call("close", 40);
+  goOn();
   assert.deepEqual(await end, { cancelled: true, entries: 0 });
   await assert.rejects(call("kinds", 40), /the file was closed/);
 });

@@ -96,9 +96,16 @@ export class ReportList {
     this.moveTo(scroll.rested(this.extent, this.place));
     this.isSought ||= !goesOn;
     if (this.isSought) this.seek();
-    if (isSame || (goesOn && this.covers())) return;
+    if (isSame) return;
+    if (goesOn && this.covers()) return this.tellSize();
     this.isStale = true;
     this.draw();
+  }
+
+  /** Each row that is drawn says how many there are. */
+  private tellSize(): void {
+    for (const row of this.list.children)
+      row.setAttribute("aria-setsize", String(this.rows.count));
   }
 
   /** Draws all anew, since what stands in the rows has changed. */
@@ -206,8 +213,9 @@ export class ReportList {
       return;
     }
     this.list.replaceChildren(
-      ...entries.map((entry, at) => this.rowOf(entry, first + at, rows.count)),
+      ...entries.map((entry, at) => this.rowOf(entry, first + at)),
     );
+    this.tellSize();
     this.drawn = { first, end: first + entries.length };
     this.mark();
     this.putInPlace();
@@ -221,13 +229,12 @@ export class ReportList {
     (head as HTMLElement).style.marginTop = `${top}px`;
   }
 
-  private rowOf(entry: Entry, row: number, count: number): HTMLElement {
+  private rowOf(entry: Entry, row: number): HTMLElement {
     const one = made("div", entry.kind.problem === "" ? "" : "wrong");
     one.setAttribute("role", "option");
     one.id = `row-${entry.number}`;
     one.dataset["number"] = String(entry.number);
     one.setAttribute("aria-posinset", String(row + 1));
-    one.setAttribute("aria-setsize", String(count));
     one.append(...this.cells.map(({ name, text }) => made("span", name, `${text(entry)} `)));
     const { time, kind } = entry;
     if (time !== null) one.querySelector<HTMLElement>(".seconds")!.title = timeText(time);
