@@ -1,4 +1,4 @@
-/// What JavaScript calls. src/decoder.ts is the other side, and nothing else calls it.
+/// What JavaScript calls. src/decoder/decoder.ts is the other side, and nothing else calls it.
 ///
 /// A call that can fail gives back 0, or 1 and the reason as a text in the reply. What it takes
 /// beside numbers lies in the arguments, what it gives lies in the reply, value by value in the
@@ -99,6 +99,12 @@ auto& of(Handles& handles, std::uint32_t handle) {
   const auto found = handles.find(handle);
   if (found == handles.end()) throw std::out_of_range("the file was closed");
   return *found->second;
+}
+
+/// A time that was given; NaN is none.
+std::optional<std::int64_t> timeIn(double microseconds) {
+  if (!(std::abs(microseconds) < 1e18)) return std::nullopt;
+  return static_cast<std::int64_t>(microseconds);
 }
 
 /// The form of a name that was given; null for an empty one.
@@ -409,10 +415,22 @@ std::int32_t append(std::uint32_t handle, std::int32_t type, double microseconds
       throw std::invalid_argument("no report is that long");
     if (type >= 0 && static_cast<std::size_t>(type) < host::kReportTypes)
       report.type = static_cast<host::ReportType>(type);
-    if (std::abs(microseconds) < 1e18)
-      report.microseconds = static_cast<std::int64_t>(microseconds);
-    report.place = {host::Place::Unit::Offset, capture.index().size()};
+    report.microseconds = timeIn(microseconds);
+    report.place = {host::Place::Unit::Report, capture.index().reports() + 1};
     capture.add(report);
+  });
+}
+
+/// Takes what is to be told where reports are missing: `lost` of them, or 0 where that isn't known.
+/// `microseconds` are as for append().
+VESK_CALL(appendGap)
+std::int32_t appendGap(std::uint32_t handle, std::uint32_t lost, double microseconds) {
+  return answered([=](Calls& all) {
+    host::Problem problem = host::problemAt(
+        {}, host::ProblemCode::LostReports, std::string(all.arguments.text()));
+    problem.microseconds = timeIn(microseconds);
+    if (lost != 0) problem.lost = lost;
+    of(all.captures, handle).add(problem);
   });
 }
 

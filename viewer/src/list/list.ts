@@ -179,12 +179,18 @@ export class ReportList {
     this.putInPlace();
     if (this.isDrawing || (!this.isStale && this.covers())) return;
     this.isDrawing = true;
-    void this.drawNow()
-      .catch(this.tell)
-      .finally(() => {
-        this.isDrawing = false;
-        if (this.isStale || (!this.covers() && this.rows.count > 0 && this.capture)) this.draw();
-      });
+    const drawn = (isThere: boolean) => {
+      this.isDrawing = false;
+      if (this.isStale || (isThere && !this.covers() && this.rows.count > 0)) this.draw();
+    };
+    // What failed is tried again when something changes: a decoder that broke off would fail forever.
+    void this.drawNow().then(
+      () => drawn(true),
+      (fault: unknown) => {
+        this.tell(fault);
+        drawn(false);
+      },
+    );
   }
 
   private async drawNow(): Promise<void> {
@@ -337,6 +343,7 @@ export function nameOf({ problem, report, decoder, toDevice }: EntryKind): strin
   return toDevice ? `to the device: ${name}` : name;
 }
 
+/** Empty for what is of no place in the file. */
 export function entryPlace({ kind, place }: Entry): string {
-  return `${kind.unit} ${place}`;
+  return kind.unit === "file" ? "" : `${kind.unit} ${place}`;
 }
