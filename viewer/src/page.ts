@@ -3,7 +3,7 @@ import { openCarried } from "./files/carried.js";
 import { Choosing } from "./files/choosing.js";
 import { Client, type RemoteCapture } from "./decoder/client.js";
 import { CopyBar } from "./copybar.js";
-import { fillAbout, fillHelp } from "./dialogs.js";
+import { fillAbout, fillHelp, fillKnown } from "./dialogs.js";
 import { element } from "./basics/dom.js";
 import { embeddedBytes, workerUrl } from "./files/embedded.js";
 import { ExportBar } from "./list/exportbar.js";
@@ -16,6 +16,7 @@ import { listenToKeys } from "./keys.js";
 import { LinkKeeper, type Link } from "./list/links.js";
 import { deviceOf, ReportList } from "./list/list.js";
 import { LivePanel } from "./live/livepanel.js";
+import { inPageWords } from "./basics/pagewords.js";
 import { Paced } from "./basics/paced.js";
 import { ReportView } from "./report.js";
 import { stemOf } from "./basics/saving.js";
@@ -236,7 +237,7 @@ function copied(): { copies: Copies; stem: string } {
   if (from === null || entry < 0) return { copies: {}, stem };
   const rendered = async (form: string) => {
     const { blob, leftOut } = await from.render(form, [entry]);
-    if (leftOut !== "") throw new Error(leftOut);
+    if (leftOut !== "") throw new Error(inPageWords(leftOut));
     return blob.text();
   };
   const copies = { csv: () => rendered("csv"), json: () => rendered("json") };
@@ -352,6 +353,7 @@ attempt(
     formChoice.setForms(about);
     exportBar.setForms(about);
     fillStart(element("start"), about);
+    fillKnown(help, about);
     formChoice.draw(files.current);
   }),
 );

@@ -3,6 +3,7 @@ import type { RemoteCapture } from "../decoder/client.js";
 import type { About } from "../decoder/decoder.js";
 import { hexId, made } from "../basics/dom.js";
 import { LiveDevice, bestOf } from "./live.js";
+import { inPageWords } from "../basics/pagewords.js";
 import { save, stemOf } from "../basics/saving.js";
 import { countText } from "../basics/words.js";
 import { declaredReports, hidOf, type Hid, type HidDevice } from "./webhid.js";
@@ -338,7 +339,7 @@ export class LivePanel {
       const gaps = end - from - entries.length;
       const lost = gaps === 0 ? "" : ` Reports are missing in ${countText(gaps, "place")}.`;
       const saved = entries.length === 1 ? "1 report is" : `${entries.length} reports are`;
-      this.host.tell(`${saved} saved as ${name}.${lost} ${leftOut}`);
+      this.host.tell(`${saved} saved as ${name}.${lost} ${inPageWords(leftOut)}`);
     } finally {
       this.isSaving = false;
       this.showRecording(live);
