@@ -1,6 +1,5 @@
 /** The dialogs: what keys there are, and what the page is made of. */
 import { element, hexId, made } from "./basics/dom.js";
-import { countText } from "./basics/words.js";
 import type { About } from "./decoder/decoder.js";
 import { embeddedBytes } from "./files/embedded.js";
 import { hidOf } from "./live/webhid.js";
@@ -90,11 +89,10 @@ export function fillHelp(dialog: HTMLDialogElement): void {
 /** Adds which reports the decoder knows. */
 export function fillKnown(dialog: HTMLDialogElement, { reports }: About): void {
   const rows = reports.map(({ id, type, decoder, name, smallest, exact }) => {
-    const size = `${exact ? "" : "at least "}${countText(smallest, "byte")}`;
-    const cells = [hexId(id), type, name || decoder, size];
+    const cells = [hexId(id), type, name || decoder, `${exact ? "" : "≥ "}${smallest}`];
     return made("tr", "", cells.map((text) => made("td", "", text)));
   });
-  const heads = ["ID", "Type", "Name", "Size"].map((title) => {
+  const heads = ["ID", "Type", "Name", "Bytes"].map((title) => {
     const head = made("th", "", title);
     head.scope = "col";
     return head;

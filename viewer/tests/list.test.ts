@@ -155,6 +155,8 @@ test("reports with a problem are marked, and can be had alone", async () => {
     if (error === undefined) assert.doesNotMatch(names[n]!, /⚠/);
     else assert.ok(names[n]!.startsWith(`⚠ ${error.code}`), names[n]);
   });
+  // What is no report has no length.
+  assert.deepEqual(await column(page, "length"), ["2 B", "3 B", "2 B", "2 B", ""]);
   await page.selectOption("#filter-problem", "any");
   await count(page, `${wrong.length} of ${all.length} entries`);
   assert.deepEqual(await numbers(page, wrong.length), wrong);

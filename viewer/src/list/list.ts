@@ -320,8 +320,8 @@ function nameIn({ kind }: Entry): string {
   return nameOf(kind);
 }
 
-function lengthOf({ length }: Entry): string {
-  return `${length} B`;
+function lengthOf({ kind, length }: Entry): string {
+  return kind.hasBytes ? `${length} B` : "";
 }
 
 function numberOf({ number }: Entry): string {
