@@ -426,8 +426,8 @@ std::int32_t append(std::uint32_t handle, std::int32_t type, double microseconds
 VESK_CALL(appendGap)
 std::int32_t appendGap(std::uint32_t handle, std::uint32_t lost, double microseconds) {
   return answered([=](Calls& all) {
-    host::Problem problem = host::problemAt(
-        {}, host::ProblemCode::LostReports, std::string(all.arguments.text()));
+    host::Problem problem =
+        host::problemAt({}, host::ProblemCode::LostReports, std::string(all.arguments.text()));
     problem.microseconds = timeIn(microseconds);
     if (lost != 0) problem.lost = lost;
     of(all.captures, handle).add(problem);

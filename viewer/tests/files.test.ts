@@ -6,7 +6,7 @@ import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { native, root } from "./support.js";
-import { waitUntil } from "./waiting.js";
+import { waitForText, waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -197,9 +197,9 @@ test("when the decoder can't begin, the page says so, and what to do", async () 
   const page = await opened(browser, {}, {
     prepare: (page) => page.addInitScript("delete window.DecompressionStream"),
   });
-  await waitUntil(page, () => /use a newer one/.test(document.getElementById("state")!.textContent!));
+  await waitForText(page, "#state", /use a newer one/);
   await choose(page, tour);
-  await waitUntil(page, () => /⚠ tour\.hid can't/.test(document.getElementById("files")!.textContent!));
+  await waitForText(page, "#files", /⚠ tour\.hid can't/);
   assert.match((await page.textContent("#state"))!, /can't begin here: .*DecompressionStream/);
   await page.close();
 });

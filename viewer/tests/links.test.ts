@@ -57,8 +57,9 @@ test("the way to a late report isn't held up by looking through all before it", 
   await choose(page, path);
   await page.waitForSelector("#state[data-read]");
   await shownLines(page, all - 1);
-  const asked = await page.evaluate(() => (window as unknown as { asked: { kinds: number } }).asked);
-  assert.ok(asked.kinds < 40, `kinds were asked for ${asked.kinds} times`);
+  type Counts = { asked: { kinds: number } };
+  const kinds = await page.evaluate(() => (window as unknown as Counts).asked.kinds);
+  assert.ok(kinds < 40, `kinds were asked for ${kinds} times`);
   await page.close();
 });
 

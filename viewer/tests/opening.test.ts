@@ -1,4 +1,5 @@
-/** Which files are open, and what is read of them, with a decoder that answers when the test says so. */
+/** Which files are open, and what is read of them, with a decoder that answers when the test says
+ *  so. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import type { Client } from "../src/decoder/client.js";

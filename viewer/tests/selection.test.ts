@@ -1,4 +1,5 @@
-/** What a filter lets through while a file grows, with a capture that answers when the test says so. */
+/** What a filter lets through while a file grows, with a capture that answers when the test says
+ *  so. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import type { RemoteCapture } from "../src/decoder/client.js";
@@ -6,8 +7,8 @@ import type { EntryKind } from "../src/decoder/decoder.js";
 import { noFilter } from "../src/list/filter.js";
 import { Selection } from "../src/list/selection.js";
 
-/** Its entries are of two kinds in turns, 0x10 and 0x20, and all of them have any text. Answers come
- *  in the order of the questions, as a worker gives them. */
+/** Its entries are of two kinds in turns, 0x10 and 0x20, and all of them have any text. Answers
+ *  come in the order of the questions, as a worker gives them. */
 class FakeCapture {
   size = 0;
   fault: Error | null = null; // of a search

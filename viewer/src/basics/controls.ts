@@ -11,8 +11,8 @@ export function option(value: string, content: string): HTMLOptionElement {
   return one;
 }
 
-/** Has the arrow keys open a selection that does something as soon as it is changed: closed, it would
- *  be changed by each of them. */
+/** Has the arrow keys open a selection that does something as soon as it is changed: closed, it
+ *  would be changed by each of them. */
 export function opensByArrows(one: HTMLSelectElement): void {
   one.onkeydown = (event) => {
     const isArrow = event.key === "ArrowDown" || event.key === "ArrowUp";

@@ -1,5 +1,5 @@
-/** What the program says of a fault, or of what it left out, may name options of its own. On the page
- *  the same is done by other means. */
+/** What the program says of a fault, or of what it left out, may name options of its own. On the
+ *  page the same is done by other means. */
 const pageWords: readonly [program: string, page: string][] = [
   ["--list-reports shows the known ones", "Help shows the known ones"],
   ["--device BUS:DEV chooses one", "the filter Device chooses one"],

@@ -59,8 +59,8 @@ export interface Sender {
   endpoint: number;
 }
 
-/** In which unit an entry's place counts: lines, packets and a device's reports from 1, bytes from 0;
- *  "file" for what has none. */
+/** In which unit an entry's place counts: lines, packets and a device's reports from 1, bytes from
+ *  0; "file" for what has none. */
 export type PlaceUnit = "file" | "line" | "packet" | "offset" | "report";
 const units: readonly PlaceUnit[] = ["file", "line", "packet", "offset", "report"];
 

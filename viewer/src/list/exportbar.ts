@@ -51,7 +51,7 @@ export class ExportBar {
 
   private async give(isCopied: boolean): Promise<void> {
     const { capture, rows, isFiltered } = this.shown();
-    if (capture === null || rows.count === 0) return this.tell("Nothing is listed that could be given.");
+    if (capture === null || rows.count === 0) return this.tell("Nothing is listed.");
     const form = this.form.value;
     for (const one of this.buttons) one.disabled = true;
     try {

@@ -183,7 +183,8 @@ export class ReportList {
       this.isDrawing = false;
       if (this.isStale || (isThere && !this.covers() && this.rows.count > 0)) this.draw();
     };
-    // What failed is tried again when something changes: a decoder that broke off would fail forever.
+    // What failed is tried again when something changes: with a decoder that broke off it would
+    // fail forever, and nothing else had a turn.
     void this.drawNow().then(
       () => drawn(true),
       (fault: unknown) => {

@@ -280,8 +280,8 @@ export class LiveDevice {
     if (this.gap === null) return;
     const { lost, milliseconds } = this.gap;
     this.gap = null;
-    const told =
-      `${countText(lost, "report")} lost here: the decoder was too far behind, and the queue is full`;
+    const count = countText(lost, "report");
+    const told = `${count} lost here: the decoder was too far behind, and the queue is full`;
     this.addGap({ told, lost, microseconds: this.timeOf(milliseconds) });
   }
 
