@@ -178,7 +178,8 @@ void Capture::addFound(const host::Problem& problem) {
   kind.sender = _index.numberOf(problem.sender);
   kind.problem = static_cast<std::uint8_t>(static_cast<unsigned>(problem.code) + 1);
   kind.unit = static_cast<std::uint8_t>(problem.place.unit);
-  entry.place = problem.place.number;
+  // Lost reports have no place in a file.
+  entry.place = problem.lost.value_or(problem.place.number);
   entry.message = _index.numberOf(problem.message);
   if (problem.microseconds) {
     kind.flags |= Index::Kind::kHasTime;
@@ -229,6 +230,10 @@ std::variant<host::Report, host::Problem> Capture::at(std::size_t number) {
         static_cast<host::ProblemCode>(kind.problem - 1),
         entry.message != 0 ? _index.messages()[entry.message - 1]
                            : "there were too many problems before it to keep what it says");
+    if (problem.code == host::ProblemCode::LostReports) {
+      problem.place = {};
+      if (place.number != 0) problem.lost = place.number;
+    }
     problem.microseconds = time;
     if (kind.id != Index::Kind::kNoId) problem.reportId = kind.id;
     problem.reportType = type;

@@ -9,7 +9,7 @@
 ///     capture.follow({{"parseVeskImage", {{"FRAME_NUMBER", "TEMPERATURE"}}}});
 ///     capture.reduce({"parseBaseline"});
 ///     while (!capture.ended()) capture.read(4 << 20, 8192);  // and show how far it is
-///     capture.report(1000);
+///     capture.at(1000);
 #pragma once
 
 #include <cstddef>
@@ -73,6 +73,9 @@ class Capture {
   void read(std::uint64_t bytes, std::size_t entries);
 
   void add(host::Report report);
+
+  /// Something that stands where no report is.
+  void add(const host::Problem& problem) { addFound(problem); }
 
   bool ended() const { return _ended; }
 

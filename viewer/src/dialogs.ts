@@ -1,5 +1,6 @@
 /** The dialogs: what keys there are, and what the page is made of. */
-import { element, made } from "./basics/dom.js";
+import { element, hexId, made } from "./basics/dom.js";
+import type { About } from "./decoder/decoder.js";
 import { embeddedBytes } from "./files/embedded.js";
 import { hidOf } from "./live/webhid.js";
 
@@ -83,6 +84,24 @@ export function fillHelp(dialog: HTMLDialogElement): void {
     ),
   ]);
   fill(dialog, "Help", [...told.map((hint) => made("p", "", hint)), ...parts]);
+}
+
+/** Adds which reports the decoder knows. */
+export function fillKnown(dialog: HTMLDialogElement, { reports }: About): void {
+  const rows = reports.map(({ id, type, decoder, name, smallest, exact }) => {
+    const cells = [hexId(id), type, name || decoder, `${exact ? "" : "≥ "}${smallest}`];
+    return made("tr", "", cells.map((text) => made("td", "", text)));
+  });
+  const heads = ["ID", "Type", "Name", "Bytes"].map((title) => {
+    const head = made("th", "", title);
+    head.scope = "col";
+    return head;
+  });
+  const table = made("table", "known", [
+    made("thead", "", [made("tr", "", heads)]),
+    made("tbody", "", rows),
+  ]);
+  dialog.lastElementChild!.append(made("h3", "", "Reports that are known"), table);
 }
 
 export function fillAbout(dialog: HTMLDialogElement, version: () => Promise<string>): void {

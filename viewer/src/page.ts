@@ -3,7 +3,7 @@ import { openCarried } from "./files/carried.js";
 import { Choosing } from "./files/choosing.js";
 import { Client, type RemoteCapture } from "./decoder/client.js";
 import { CopyBar } from "./copybar.js";
-import { fillAbout, fillHelp } from "./dialogs.js";
+import { fillAbout, fillHelp, fillKnown } from "./dialogs.js";
 import { element } from "./basics/dom.js";
 import { embeddedBytes, workerUrl } from "./files/embedded.js";
 import { ExportBar } from "./list/exportbar.js";
@@ -16,6 +16,7 @@ import { listenToKeys } from "./keys.js";
 import { LinkKeeper, type Link } from "./list/links.js";
 import { deviceOf, ReportList } from "./list/list.js";
 import { LivePanel } from "./live/livepanel.js";
+import { inPageWords } from "./basics/pagewords.js";
 import { Paced } from "./basics/paced.js";
 import { ReportView } from "./report.js";
 import { stemOf } from "./basics/saving.js";
@@ -29,6 +30,7 @@ import { contentText } from "./basics/words.js";
 
 let capture: RemoteCapture | null = null; // that is shown
 let chosen = -1;
+let isNew = true; // nothing of it was shown yet
 
 const status = new Status(element("state"));
 const tell = (what: unknown) => status.tell(what);
@@ -54,10 +56,17 @@ const cancel = element<HTMLButtonElement>("cancel");
 const help = element<HTMLDialogElement>("help");
 
 async function newClient(): Promise<Client> {
-  const [url, module] = await Promise.all([workerUrl(), embeddedBytes("module")]);
-  const made = await Client.create(url, module);
-  URL.revokeObjectURL(url);
-  return made;
+  try {
+    const [url, module] = await Promise.all([workerUrl(), embeddedBytes("module")]);
+    return await Client.create(url, module).finally(() => URL.revokeObjectURL(url));
+  } catch (fault) {
+    const said = fault instanceof Error ? fault.message : String(fault);
+    throw new Error(
+      `The decoder can't begin here: ${said}. If the browser is old, use a newer one: ` +
+        "Chromium, Chrome, Edge or Firefox.",
+      { cause: fault },
+    );
+  }
 }
 
 // -------------------------------------------------------------------------------------- the files
@@ -75,6 +84,7 @@ async function refresh(): Promise<void> {
 files.onShown = (file, about) => {
   capture = file?.capture ?? null;
   chosen = -1;
+  isNew = true;
   status.setRead(null);
   status.clear();
   report.clear();
@@ -87,7 +97,7 @@ files.onShown = (file, about) => {
   if (file === null) return;
   advance(file);
   // One that was read before is there at once.
-  if (capture !== null && !isGrowing(file) && !isLive(file)) attempt(finish(file));
+  if (capture !== null && !isGrowing(file)) attempt(finish(file));
 };
 
 files.onChanged = (file) => {
@@ -112,8 +122,9 @@ function advance(file: OpenFile): void {
   formChoice.draw(file);
   if (file.capture === null || file.entries === 0 || status.isRead) return;
   // The views come first: which bytes say what is found out by trying, and takes its time.
-  if (chosen < 0) attempt(refreshing.now());
+  if (isNew) attempt(refreshing.now());
   else refreshing.ask();
+  isNew = false;
   growing.ask();
   follow(file);
   if (chosen < 0 && (links.wanted?.report ?? null) === null) attempt(choose(0));
@@ -179,12 +190,16 @@ async function choose(number: number, inViews = true): Promise<void> {
   if (from === null || number < 0 || number >= (files.current?.entries ?? 0)) return;
   chosen = number;
   links.changed();
+  const isWanted = () => chosen === number && from === capture;
   const [decoded, [entry], beginning] = await Promise.all([
     from.decode(number),
     from.entries(number, 1),
     list.beginning(),
-  ]);
-  if (chosen !== number || from !== capture) return;
+  ]).catch((fault: unknown) => {
+    if (isWanted()) report.clear(); // of another one
+    throw fault;
+  });
+  if (!isWanted()) return;
   report.show(entry!, decoded, from.name, beginning);
   report.highlight(selection.filter.text);
   list.choose(number);
@@ -192,7 +207,7 @@ async function choose(number: number, inViews = true): Promise<void> {
   copyBar.draw();
   if (decoded.problem !== null) return;
   const layout = await from.layout(number);
-  if (chosen === number && from === capture) report.setLayout(layout);
+  if (isWanted()) report.setLayout(layout);
 }
 
 /** Somebody goes to a report. */
@@ -222,7 +237,7 @@ function copied(): { copies: Copies; stem: string } {
   if (from === null || entry < 0) return { copies: {}, stem };
   const rendered = async (form: string) => {
     const { blob, leftOut } = await from.render(form, [entry]);
-    if (leftOut !== "") throw new Error(leftOut);
+    if (leftOut !== "") throw new Error(inPageWords(leftOut));
     return blob.text();
   };
   const copies = { csv: () => rendered("csv"), json: () => rendered("json") };
@@ -296,6 +311,7 @@ const choosing = new Paced(
 const live = new LivePanel(element("connect"), element("live"), {
   about: () => files.about(),
   openLive: (name) => files.openLive(name),
+  endLive: (ended) => files.endLive(ended),
   async goToLast(from) {
     if (from !== capture) return;
     const { rows } = selection;
@@ -337,6 +353,7 @@ attempt(
     formChoice.setForms(about);
     exportBar.setForms(about);
     fillStart(element("start"), about);
+    fillKnown(help, about);
     formChoice.draw(files.current);
   }),
 );

@@ -2,6 +2,7 @@
  *  byte, a value or a line, or go over the bytes with the arrow keys. */
 import type { Decoded, Entry, Layout, LayoutField } from "./decoder/decoder.js";
 import { element, hexByte, made, numberText } from "./basics/dom.js";
+import { inPageWords } from "./basics/pagewords.js";
 import { deviceOf, entryPlace, idOf } from "./list/list.js";
 import { sinceText, timeText } from "./basics/times.js";
 
@@ -40,6 +41,7 @@ export class ReportView {
     panel.onpointerover = ({ target }) => this.point(target as HTMLElement);
     panel.onpointerleave = () => this.dark();
     this.dump.onkeydown = (event) => {
+      if (event.ctrlKey || event.altKey || event.metaKey) return;
       const steps: Record<string, number> = {
         ArrowLeft: -1,
         ArrowRight: 1,
@@ -80,7 +82,7 @@ export class ReportView {
     this.ofValue.clear();
     this.ofLine.clear();
     this.problem.hidden = decoded.problem === null;
-    this.problem.textContent = decoded.problem?.message ?? "";
+    this.problem.textContent = inPageWords(decoded.problem?.message ?? "");
     const isBare = decoded.lines.length === 0 && decoded.fields.length === 0;
     this.sides.classList.toggle("bare", isBare);
     this.showLines();
@@ -294,10 +296,11 @@ function headingOf(entry: Entry, file: string, beginning: number | null): string
   if (kind.toDevice) parts.push("to the device");
   if (kind.sender !== null) parts.push(`device ${deviceOf(kind)}`);
   if (kind.hasBytes) parts.push(`${length} ${length === 1 ? "byte" : "bytes"}`);
-  parts.push(kind.unit === "file" ? file : `${entryPlace(entry)} of ${file}`);
+  const place = entryPlace(entry);
+  parts.push(place === "" ? file : `${place} of ${file}`);
   if (time !== null && beginning !== null) parts.push(`at ${sinceText(time - beginning)} s`);
   if (time !== null) parts.push(timeText(time));
-  return `Report ${number}: ${parts.filter((one) => one !== "").join(", ")}`;
+  return `${kind.hasBytes ? "Report" : "Entry"} ${number}: ${parts.filter((one) => one !== "").join(", ")}`;
 }
 
 /** Where a text stands in an element's. */

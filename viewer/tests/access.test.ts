@@ -122,6 +122,22 @@ test("the keyboard alone goes from a file to a report, its bytes, a view, and a 
   await context.close();
 });
 
+test("Help shows the reports that are known, as the program lists them", async () => {
+  const page = await opened(browser);
+  await page.waitForSelector("#help .known", { state: "attached" });
+  const rows = await page.locator("#help .known tbody tr").evaluateAll((all) =>
+    all.map((row) => [...row.children].slice(0, 2).map((cell) => cell.textContent)),
+  );
+  const listed = native(null, "--list-reports").toString().trimEnd().split("\n");
+  const expected = listed.flatMap((line) => {
+    const [, type, id] = /^(input|output|feature) +(0x[0-9A-F]{2}) /.exec(line) ?? [];
+    return id === undefined ? [] : [[id, type]];
+  });
+  assert.ok(expected.length > 10);
+  assert.deepEqual(rows, expected);
+  await page.close();
+});
+
 test("? shows the keys, and Escape closes them", async () => {
   const page = await opened(browser);
   await page.keyboard.press("?");

@@ -268,7 +268,7 @@ test("an index of a mixture gives back what came", () => {
   const entries = live.entries(0, came.length);
   for (const [number, { bytes, time }] of came.entries()) {
     const { kind, length, place, time: got } = entries[number]!;
-    assert.deepEqual([kind.id, length, place, got], [bytes[0], bytes.length, number, time]);
+    assert.deepEqual([kind.id, length, place, got], [bytes[0], bytes.length, number + 1, time]);
     assert.deepEqual(live.decode(number).bytes, bytes);
   }
   assert.equal(
@@ -314,4 +314,31 @@ test("a file that is gone says so, and the module goes on", () => {
   assert.deepEqual(file.decode(900).bytes, imageReport(900));
   file.close();
   assert.throws(() => file.decode(0), DecoderError);
+});
+
+test("where reports of a device are missing, the list says so", async () => {
+  const decoder = await newDecoder();
+  const live = decoder.openLive("a device");
+  live.append(imageReport(5), "input", 1_000_000);
+  const told = "17 reports lost here: too slow";
+  live.appendGap({ told, lost: 17, microseconds: 1_500_000 });
+  live.appendGap({ told: "no more", lost: 0, microseconds: null });
+  live.append(imageReport(23), "input", 2_000_000);
+  const { entries, reports } = live.read();
+  assert.deepEqual([entries, reports], [4, 2]);
+  const all = live.entries(0, 4);
+  const places = all.map(({ kind, place }) => `${kind.unit} ${kind.unit === "file" ? "" : place}`);
+  assert.deepEqual(places, ["report 1", "file ", "file ", "report 2"]);
+  assert.deepEqual([all[1]!.time, all[2]!.time], [1_500_000, null]);
+  assert.deepEqual(live.decode(1).problem, { code: "lost_reports", message: told });
+  assert.deepEqual([...live.search("lost here", 0, 4)], [1]);
+
+  // As the program writes what its own queue lost.
+  const text = new TextDecoder().decode(live.render("ndjson", [1, 2]).bytes);
+  const records = text.trimEnd().split("\n").map((one) => JSON.parse(one).error);
+  assert.deepEqual(records, [
+    { code: "lost_reports", lost: 17, message: told },
+    { code: "lost_reports", message: "no more" },
+  ]);
+  live.close();
 });

@@ -23,6 +23,7 @@ export interface FakeHid {
   plug(device?: number): void;
   openFault: FakeOptions["openFault"];
   picks: boolean;
+  isHeld?: boolean; // by the test: what goes to the decoder
 }
 
 declare global {

@@ -6,7 +6,7 @@ import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
 import { nativeRecords, root } from "./support.js";
-import { waitUntil } from "./waiting.js";
+import { waitForText, waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -165,6 +165,54 @@ test("when the decoder broke off, each file can be read again", async () => {
   await waitUntil(page, () => /out of memory/.test(document.getElementById("state")!.textContent!));
   await page.click("#files .again");
   assert.deepEqual(await firstLines(page), records(tour)[0]!.lines);
+  await page.close();
+});
+
+test("when the decoder broke off as the list was drawn, the page goes on", async () => {
+  const page = await opened(browser);
+  await page.evaluate((rows) => {
+    const real = Worker.prototype.postMessage;
+    type Call = { method: string; arguments: number[] };
+    Worker.prototype.postMessage = function (this: Worker, message: Call, ...rest: []) {
+      if (message.method === "entries" && message.arguments[2] === rows && !("broken" in window)) {
+        Object.assign(window, { broken: true });
+        const event = new ErrorEvent("error", { message: "out of memory" });
+        setTimeout(() => this.dispatchEvent(event));
+        return;
+      }
+      real.call(this, message, ...rest);
+    };
+  }, records(tour).length);
+  await choose(page, tour);
+  const again = page.waitForSelector("#files .again:not([hidden])").then(() => true);
+  const late = new Promise((resolve) => setTimeout(resolve, 10_000, false));
+  assert.ok(await Promise.race([again, late]), "the page doesn't answer any more");
+  await page.click("#files .again");
+  assert.deepEqual(await firstLines(page), records(tour)[0]!.lines);
+  await page.close();
+});
+
+test("when the decoder can't begin, the page says so, and what to do", async () => {
+  const page = await opened(browser, {}, {
+    prepare: (page) => page.addInitScript("delete window.DecompressionStream"),
+  });
+  await waitForText(page, "#state", /use a newer one/);
+  await choose(page, tour);
+  await waitForText(page, "#files", /⚠ tour\.hid can't/);
+  assert.match((await page.textContent("#state"))!, /can't begin here: .*DecompressionStream/);
+  await page.close();
+});
+
+test("what was cancelled can be read again", async () => {
+  const page = await opened(browser);
+  const path = join(folder, "cancelled.hex");
+  writeFileSync(path, "DE 01\n".repeat(2_000_000));
+  await choose(page, path);
+  await page.waitForSelector("#files .cancel:not([hidden])");
+  await page.click("#files .cancel");
+  await page.click("#files .again");
+  await page.waitForSelector('#state[data-read="2000000"]', { timeout: 60_000 });
+  assert.ok(await page.isHidden("#files .again"));
   await page.close();
 });
 

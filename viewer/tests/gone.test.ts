@@ -34,6 +34,14 @@ for (const [what, change] of changes)
     );
     assert.match((await page.textContent("#state"))!, /choose it again/);
 
+    // Where the report that is chosen can't be read, no other one stands.
+    await page.click("#tab-one");
+    await page.focus("#list");
+    await page.keyboard.press("End");
+    await page.waitForSelector('#list [data-number="4999"][aria-selected="true"]');
+    await page.waitForSelector("#report:not([data-entry])", { state: "attached" });
+    assert.ok(await page.isHidden("#heading"));
+
     const other = join(folder, "other.pcap");
     writeFileSync(other, capture([imageReport(7)]));
     await choose(page, other);

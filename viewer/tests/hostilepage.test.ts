@@ -50,6 +50,7 @@ test("markup in version texts is text", async () => {
     "\u202egnp.exe\u2066\u0007\u001b[31m",
     "{{script}} ${harm} __proto__ constructor",
     "x".repeat(400),
+    "\ufeffno mark of an order, but a text",
   ];
   const lines = texts.flatMap((text) => [line(0xd0, text), line(0xd2, `${text}\n${text}\n`)]);
   lines.push(line(0xd0, Uint8Array.of(0xff, 0xfe, 0xc0, 0x80, 0xed, 0xa0, 0x80)));

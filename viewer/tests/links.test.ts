@@ -1,6 +1,6 @@
 /** Links into a file, by the page's hash. */
 import assert from "node:assert/strict";
-import { rmSync } from "node:fs";
+import { rmSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { after, test } from "node:test";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
@@ -37,6 +37,29 @@ test("a link leads where it says, once its file is open", async () => {
   await shownLines(page, 4);
   await page.waitForSelector("#frames:not([hidden])");
   await waitUntil(page, () => document.getElementById("count")!.textContent === "2 of 16 reports");
+  await page.close();
+});
+
+test("the way to a late report isn't held up by looking through all before it", async () => {
+  const path = join(folder, "late.hex");
+  const all = 600_000;
+  writeFileSync(path, "DE 01\n".repeat(all));
+  const page = await opened(browser, {}, { hash: `#report=${all - 1}` });
+  await page.evaluate(() => {
+    const real = Worker.prototype.postMessage;
+    const asked = { kinds: 0 };
+    Object.assign(window, { asked });
+    Worker.prototype.postMessage = function (message: { method: string }, ...rest: []) {
+      if (message.method === "kinds") ++asked.kinds;
+      real.call(this, message, ...rest);
+    };
+  });
+  await choose(page, path);
+  await page.waitForSelector("#state[data-read]");
+  await shownLines(page, all - 1);
+  type Counts = { asked: { kinds: number } };
+  const kinds = await page.evaluate(() => (window as unknown as Counts).asked.kinds);
+  assert.ok(kinds < 40, `kinds were asked for ${kinds} times`);
   await page.close();
 });
 

@@ -142,6 +142,8 @@ test("reports with a problem are marked, and can be had alone", async () => {
     if (error === undefined) assert.doesNotMatch(names[n]!, /⚠/);
     else assert.ok(names[n]!.startsWith(`⚠ ${error.code}`), names[n]);
   });
+  // What is no report has no length.
+  assert.deepEqual(await column(page, "length"), ["2 B", "3 B", "2 B", "2 B", ""]);
   await page.selectOption("#filter-problem", "any");
   await count(page, `${wrong.length} of ${all.length} entries`);
   await numbersAre(page, wrong);
@@ -183,6 +185,41 @@ test("a text is searched for in the lines, and the keys go from hit to hit", asy
   await shownLines(page, others[2]!);
   await page.keyboard.press("N");
   await shownLines(page, others[1]!);
+  await page.close();
+});
+
+test("beside a text, the choices say that they count without it", async () => {
+  const page = await listed(tour);
+  const before = await page.locator("#filter-id option").allTextContents();
+  assert.equal(await page.locator("#filter-id optgroup").count(), 0);
+  await page.fill("#search", "Frame");
+  await waitUntil(page, () => document.querySelector("#filter-id optgroup") !== null);
+  assert.equal(await page.getAttribute("#filter-id optgroup", "label"), "Counted without the text");
+  assert.deepEqual(await page.locator("#filter-id option").allTextContents(), before);
+  await page.selectOption("#filter-id", "0x76");
+  const all = records(tour);
+  const hits = all.filter(({ lines, report_id: id }) =>
+    id === 0x76 && lines!.some((one) => one.includes("Frame")),
+  );
+  await count(page, `${hits.length} of ${all.length} reports`);
+  await page.close();
+});
+
+test("the arrow keys open a choice, and choose nothing by themselves", async () => {
+  const page = await listed(tour);
+  await page.focus("#filter-id");
+  await page.keyboard.press("ArrowDown");
+  await page.waitForTimeout(100);
+  assert.equal(await page.locator(".words button").count(), 0);
+  const values = await page.locator("#filter-id option").evaluateAll((all) =>
+    all.map((one) => (one as HTMLOptionElement).value),
+  );
+  await page.keyboard.press("ArrowDown");
+  await page.keyboard.press("ArrowDown");
+  await page.keyboard.press("Enter");
+  await page.waitForSelector(".words button");
+  const word = (await page.textContent(".words button"))!;
+  assert.ok(word.startsWith(values[2]!), word);
   await page.close();
 });
 

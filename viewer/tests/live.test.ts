@@ -7,8 +7,10 @@ import { gunzipSync } from "node:zlib";
 import type { BrowserContextOptions, Page } from "playwright-core";
 import { choose, folder, launched, opened, packages, pagePath, shownLines } from "./browser.js";
 import { addFakeHid, type FakeOptions } from "./fakehid.js";
+import { inPageWords } from "../src/basics/pagewords.js";
 import { imageCounter, imageReport } from "./reports.js";
 import { native, nativeRecords, root } from "./support.js";
+import { waitUntil } from "./waiting.js";
 
 const browser = await launched();
 after(() => browser.close());
@@ -275,8 +277,55 @@ test("what can't be decoded is in the list, and told", async () => {
     const hex = one.map((byte) => byte.toString(16).padStart(2, "0")).join(" ");
     const out = native(Buffer.from(`${type}${hex}\n`), "-o", "ndjson").toString();
     const record = JSON.parse(out) as { error: { message: string } };
-    assert.equal(await page.textContent("#problem"), record.error.message);
+    assert.equal(await page.textContent("#problem"), inPageWords(record.error.message));
   }
+  await page.close();
+});
+
+test("reports that are lost are told in their place of the list", async () => {
+  const page = await withDevice({});
+  await connect(page);
+  await asked(page);
+  await page.evaluate(() => {
+    const real = Worker.prototype.postMessage;
+    const held: (() => void)[] = [];
+    Object.assign(window, { release: () => held.splice(0).forEach((one) => one()), held });
+    Worker.prototype.postMessage = function (message: { method: string }, ...rest: []) {
+      const go = () => real.call(this, message, ...rest);
+      if (message.method === "append" && window.fakeHid.isHeld) held.push(go);
+      else go();
+    };
+    window.fakeHid.isHeld = true;
+    const packet = new Array<number>(2064).fill(0);
+    packet[0] = 0x77;
+    for (let n = 0; n < 34_000; ++n) window.fakeHid.send(packet);
+  });
+  await waitUntil(page, () => "held" in window && (window.held as unknown[]).length > 0);
+  await page.evaluate(() => {
+    window.fakeHid.isHeld = false;
+    (window as unknown as { release(): void }).release();
+  });
+  await page.waitForSelector("#list .wrong .name:has-text('lost_reports')", { timeout: 60_000 });
+  await send(page, [...imageReport(7)]);
+  const [, lost] = /⚠ (\d+) lost: the decoder/.exec((await page.textContent("#live .counts"))!)!;
+  const kept = 34_001 - Number(lost);
+  const counted = `${kept.toLocaleString("en")} reports and 1 gap`;
+  await waitUntil(
+    page,
+    (counted) => document.getElementById("count")!.textContent === counted,
+    counted,
+  );
+  await page.selectOption("#filter-problem", "lost_reports");
+  await page.click("#list [role=option]");
+  await shownLines(page, kept - 1); // behind it the last one came
+  assert.equal(
+    await page.textContent("#problem"),
+    `${lost} reports lost here: the decoder was too far behind, and the queue is full`,
+  );
+  assert.match((await page.textContent("#files"))!, new RegExp(`${counted}, live`));
+  await page.click("#connect");
+  await page.waitForSelector("#live[data-state=ended]");
+  await waitUntil(page, () => !/gap, live/.test(document.getElementById("files")!.textContent!));
   await page.close();
 });
 

@@ -2,7 +2,7 @@
  *  test's own. */
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import type { KnownReport, LiveReport } from "../src/decoder/decoder.js";
+import type { KnownReport, LiveItem, LiveReport } from "../src/decoder/decoder.js";
 import { LiveDevice, bestOf, type LiveOptions } from "../src/live/live.js";
 import type { Appended } from "../src/decoder/protocol.js";
 import { declaredReports, type Hid, type HidDevice } from "../src/live/webhid.js";
@@ -59,16 +59,25 @@ function knownFeature(id: number): KnownReport {
 
 /** All that was handed on, and what the decoder says to it. */
 class FakeDecoder {
-  readonly got: LiveReport[] = [];
-  answer: (reports: LiveReport[]) => Promise<Appended> = async (reports) => ({
-    appended: reports.length,
+  readonly items: LiveItem[] = [];
+  answer: (items: LiveItem[]) => Promise<Appended> = async (items) => ({
+    appended: items.length,
     fault: "",
   });
 
-  readonly append = (reports: LiveReport[]): Promise<Appended> => {
-    this.got.push(...reports);
-    return this.answer(reports);
+  readonly append = (items: LiveItem[]): Promise<Appended> => {
+    this.items.push(...items);
+    return this.answer(items);
   };
+
+  get got(): LiveReport[] {
+    return this.items.flatMap((item) => ("told" in item ? [] : item));
+  }
+
+  /** The second byte of each report, and what is told in the place of others. */
+  get course(): (number | string | undefined)[] {
+    return this.items.map((item) => ("told" in item ? item.told : item.bytes[1]));
+  }
 }
 
 function made(
@@ -146,7 +155,32 @@ test("a decoder that is slow has them later, and one that is too slow loses some
   decoder.answer = async (reports) => ({ appended: reports.length, fault: "" });
   device.send(0x76, 7);
   await live.flush();
-  assert.deepEqual([live.came, live.lost, live.kept], [6, 2, 4]);
+  assert.deepEqual([live.came, live.lost, live.dueReports, live.kept], [6, 2, 4, 5]);
+  const told = "2 reports lost here: the decoder was too far behind, and the queue is full";
+  assert.deepEqual(decoder.course, [0, 1, 2, told, 7]);
+  await live.close();
+});
+
+test("what is lost is told where it is missing, without a report behind it, too", async () => {
+  const [live, device, , decoder] = made({ mostWaiting: 20 });
+  let goOn: () => void = () => undefined;
+  decoder.answer = (items) =>
+    new Promise((resolve) => {
+      goOn = () => resolve({ appended: items.length, fault: "" });
+    });
+  await live.open();
+  for (let value = 0; value < 3; ++value) device.send(0x76, ...new Array<number>(9).fill(value));
+  assert.deepEqual([live.lost, live.due], [1, 2]);
+  for (const count of [1, 2, 3]) {
+    while (decoder.items.length < count) await new Promise((resolve) => setTimeout(resolve, 2));
+    goOn();
+  }
+  const told = "1 report lost here: the decoder was too far behind, and the queue is full";
+  assert.deepEqual(decoder.course, [0, 1, told]);
+  const [, before, gap] = decoder.items;
+  assert.ok(gap!.microseconds! >= before!.microseconds!);
+  while (live.kept < 3) await new Promise((resolve) => setTimeout(resolve, 2));
+  assert.deepEqual([live.due, live.dueReports], [3, 2]);
   await live.close();
 });
 
@@ -161,8 +195,9 @@ test("when there is no room, reports are counted only", async () => {
   decoder.answer = async () => assert.fail("it was full");
   device.send(0x76, 4);
   await live.flush();
-  assert.deepEqual([live.came, live.kept, live.notKept, live.fault], [4, 2, 2, "no room"]);
+  assert.deepEqual([live.came, live.kept, live.notKept, live.fault], [4, 3, 2, "no room"]);
   assert.equal(live.state, "connected");
+  assert.equal(decoder.course.at(-1), "from here on no report is kept: no room");
   await live.close();
 });
 

@@ -3,7 +3,8 @@ import assert from "node:assert/strict";
 import { test } from "node:test";
 import { DecoderBroken, DecoderError, type Capture, type Decoder } from "../src/decoder/decoder.js";
 import { MemorySource } from "../src/decoder/sources.js";
-import { capture, imageReport } from "./captures.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
 import { newDecoder } from "./support.js";
 
 const pageSize = 65536;

@@ -1,8 +1,15 @@
 /** Numbers as views say them, and what is copied. */
 import assert from "node:assert/strict";
+import { readFileSync } from "node:fs";
+import { join } from "node:path";
 import { test } from "node:test";
 import { csvLine } from "../src/basics/csv.js";
+import { inPageWords } from "../src/basics/pagewords.js";
+import { MemorySource } from "../src/decoder/sources.js";
 import { contentText, durationText, jsonText, rateText, shareText, signedText } from "../src/basics/words.js";
+import { capture } from "./captures.js";
+import { imageReport } from "./reports.js";
+import { newDecoder, root } from "./support.js";
 
 test("durations have hours, minutes, seconds and milliseconds", () => {
   assert.equal(durationText(0n), "0:00:00.000");
@@ -47,4 +54,28 @@ test("what is no report is not counted as one", () => {
   assert.equal(contentText(1024, 1024), "1,024 reports");
   assert.equal(contentText(16, 26), "16 reports and 10 unreadable places");
   assert.equal(contentText(0, 1), "0 reports and 1 unreadable place");
+});
+
+test("what the program says names no option of its own on the page", async () => {
+  const decoder = await newDecoder();
+  const opened = (bytes: Uint8Array) => {
+    const file = decoder.open("-", new MemorySource(bytes));
+    while (!file.read().ended);
+    return file;
+  };
+  const bytes = (text: string) => new TextEncoder().encode(text);
+  const ofDevice = capture([imageReport(0)]);
+  ofDevice[24 + 16 + 64] = 0x99; // behind the heads of file, packet and USB
+  const [zip, wide] = [bytes("PK\x03\x04zip"), Uint8Array.of(0xff, 0xfe, 65)];
+  const problems = [ofDevice, bytes("99 01\n"), zip, wide];
+  const told = problems.map((one) => opened(one).decode(0).problem!.message);
+  const tour = opened(readFileSync(join(root, "samples/forms/tour.hid")));
+  told.push(tour.render("csv", Array.from({ length: tour.size }, (_, at) => at)).leftOut);
+  const options = /(^| )--?[a-z]|vesk-decode/i;
+  for (const one of told) {
+    assert.match(one, options);
+    assert.doesNotMatch(inPageWords(one), options);
+  }
+  const expected = /Help shows the known ones; .* the filter Device chooses one/;
+  assert.match(inPageWords(told[0]!), expected);
 });

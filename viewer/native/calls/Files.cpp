@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -11,6 +12,16 @@
 #include "viewer/native/calls/Values.h"
 
 namespace vesk::viewer {
+
+namespace {
+
+/// A time that was given; NaN is none.
+std::optional<std::int64_t> timeIn(double microseconds) {
+  if (!(std::abs(microseconds) < 1e18)) return std::nullopt;
+  return static_cast<std::int64_t>(microseconds);
+}
+
+}  // namespace
 
 /// Takes the file's name, the name of its form, or an empty one, what is to be followed
 /// (wantedIn()), and a count of decoders to reduce, and their names. Gives a handle.
@@ -47,10 +58,23 @@ std::int32_t append(std::uint32_t handle, std::int32_t type, double microseconds
       throw std::invalid_argument("no report is that long");
     if (type >= 0 && static_cast<std::size_t>(type) < host::kReportTypes)
       report.type = static_cast<host::ReportType>(type);
-    if (std::abs(microseconds) < 1e18)
-      report.microseconds = static_cast<std::int64_t>(microseconds);
-    report.place = {host::Place::Unit::Offset, capture.index().size()};
+    report.microseconds = timeIn(microseconds);
+    report.place = {host::Place::Unit::Report, capture.index().reports() + 1};
     capture.add(report);
+  };
+  return answered(append, Ending::BrokenOff);
+}
+
+/// Takes what is to be told where reports are missing: `lost` of them, or 0 where that isn't known.
+/// `microseconds` are as for append().
+VESK_CALL(appendGap)
+std::int32_t appendGap(std::uint32_t handle, std::uint32_t lost, double microseconds) {
+  const auto append = [=](Calls& all) {
+    host::Problem problem =
+        host::problemAt({}, host::ProblemCode::LostReports, std::string(all.arguments.text()));
+    problem.microseconds = timeIn(microseconds);
+    if (lost != 0) problem.lost = lost;
+    of(all.captures, handle).add(problem);
   };
   return answered(append, Ending::BrokenOff);
 }

@@ -11,6 +11,17 @@ export function option(value: string, content: string): HTMLOptionElement {
   return one;
 }
 
+/** Has the arrow keys open a selection that does something as soon as it is changed: closed, it
+ *  would be changed by each of them. */
+export function opensByArrows(one: HTMLSelectElement): void {
+  one.onkeydown = (event) => {
+    const isArrow = event.key === "ArrowDown" || event.key === "ArrowUp";
+    if (!isArrow || event.altKey || !("showPicker" in one)) return;
+    event.preventDefault();
+    one.showPicker();
+  };
+}
+
 export function numberInput(label: string, least: number): HTMLInputElement {
   const one = made("input");
   one.type = "number";

@@ -30,12 +30,13 @@ export function countText(count: number, one: string, many = `${one}s`): string 
   return `${count} ${count === 1 ? one : many}`;
 }
 
-/** What a file holds: "1,024 reports", "16 reports and 10 unreadable places". */
-export function contentText(reports: number, entries: number): string {
+/** What a file holds: "1,024 reports", "16 reports and 10 unreadable places"; `other` is what stands
+ *  there where no report is. */
+export function contentText(reports: number, entries: number, other = "unreadable place"): string {
   const counted = (count: number, what: string) =>
     `${count.toLocaleString("en")} ${what}${count === 1 ? "" : "s"}`;
   const text = counted(reports, "report");
-  return entries === reports ? text : `${text} and ${counted(entries - reports, "unreadable place")}`;
+  return entries === reports ? text : `${text} and ${counted(entries - reports, other)}`;
 }
 
 /** Four digits of a rate are enough, as in the program. */

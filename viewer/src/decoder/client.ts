@@ -25,7 +25,7 @@ import {
 import type {
   Appended,
   Calls,
-  LiveReport,
+  LiveItem,
   Message,
   Method,
   PlainTables,
@@ -233,9 +233,9 @@ export class RemoteCapture {
     return this.client.call("statistics", this.file);
   }
 
-  /** Adds reports that came from a device. */
-  append(reports: LiveReport[]): Promise<Appended> {
-    return this.client.call("append", this.file, reports);
+  /** Adds what came of a device. */
+  append(items: LiveItem[]): Promise<Appended> {
+    return this.client.call("append", this.file, items);
   }
 }
 

@@ -111,8 +111,9 @@ export async function decompressed(
   } catch (fault) {
     const reason = fault instanceof Error ? fault.message : String(fault);
     notes.push(
-      `This ${compression.name} file can't be unpacked behind ${collected.size} bytes: ${reason}. ` +
-        "What is shown comes before it.",
+      `This ${compression.name} file can't be unpacked behind ${collected.size} bytes: ` +
+        `${reason.replace(/\.$/, "")}. What is shown comes before it; where ${compression.name} ` +
+        "itself unpacks more of it, open that.",
     );
   }
   await reader.cancel().catch(() => undefined);

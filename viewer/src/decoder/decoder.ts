@@ -59,9 +59,10 @@ export interface Sender {
   endpoint: number;
 }
 
-/** In which unit an entry's place counts: lines and packets from 1, bytes from 0. */
-export type PlaceUnit = "file" | "line" | "packet" | "offset";
-const units: readonly PlaceUnit[] = ["file", "line", "packet", "offset"];
+/** In which unit an entry's place counts: lines, packets and a device's reports from 1, bytes from
+ *  0; "file" for what has none. */
+export type PlaceUnit = "file" | "line" | "packet" | "offset" | "report";
+const units: readonly PlaceUnit[] = ["file", "line", "packet", "offset", "report"];
 
 /** What many entries have in common. A file has a few kinds; filters go by them. */
 export interface EntryKind {
@@ -487,6 +488,16 @@ export interface LiveReport {
   microseconds: number | null;
 }
 
+/** Where reports of a device are missing. */
+export interface LiveGap {
+  told: string; // for people
+  lost: number; // of them; 0 where that isn't known
+  microseconds: number | null;
+}
+
+/** What comes of a device, in order. */
+export type LiveItem = LiveReport | LiveGap;
+
 /** A file that is looked at: read once in steps, and from then on here and there. Entries can be
  *  looked at as soon as they are read. */
 export class Capture {
@@ -528,12 +539,20 @@ export class Capture {
     ++this.size;
   }
 
-  /** Adds reports until one can't be kept: how many were, and why no more. */
-  appendAll(reports: readonly LiveReport[]): { appended: number; fault: string } {
+  /** Adds a problem to it, where reports are missing. */
+  appendGap({ told, lost, microseconds }: LiveGap): void {
+    const given = new Writer().text(told);
+    this.decoder.call("appendGap", given, this.handle, lost, microseconds ?? NaN);
+    ++this.size;
+  }
+
+  /** Adds what comes until something can't be kept: how much was, and why no more. */
+  appendAll(items: readonly LiveItem[]): { appended: number; fault: string } {
     let appended = 0;
     try {
-      for (const { bytes, type, microseconds } of reports) {
-        this.append(bytes, type, microseconds);
+      for (const item of items) {
+        if ("told" in item) this.appendGap(item);
+        else this.append(item.bytes, item.type, item.microseconds);
         ++appended;
       }
     } catch (fault) {

@@ -7,7 +7,7 @@ import type {
   Entry,
   EntryKind,
   Layout,
-  LiveReport,
+  LiveItem,
   Progress,
   Wanted,
 } from "./decoder.js";
@@ -18,7 +18,7 @@ export interface Calls {
   start(module: ArrayBuffer): About;
   open(file: number, blob: Blob, name: string, form: string, told: Told): ReadingEnd;
   openLive(file: number, name: string, told: Told): void;
-  append(file: number, reports: LiveReport[]): Appended;
+  append(file: number, items: LiveItem[]): Appended;
   cancel(file: number): void;
   close(file: number): void;
   kinds(file: number): EntryKind[];
@@ -36,7 +36,7 @@ export interface Calls {
   statistics(file: number): unknown;
 }
 
-export type { LiveReport };
+export type { LiveItem };
 
 /** What the page wants to know of a file's reports while it is read. A decoder stands in one of
  *  them. */
@@ -45,10 +45,10 @@ export interface Told {
   reduce: string[]; // decoders, for summary() and course()
 }
 
-/** What became of reports that were to be added to a file. */
+/** What became of what was to be added to a file. */
 export interface Appended {
   appended: number; // the first so many
-  fault: string; // why no more of them; empty if all were
+  fault: string; // why no more of it; empty if all was
 }
 
 /** How the reading of a file came to its end. */

@@ -57,7 +57,8 @@ export function numbersAt(
   return new (arrayOf(kind))(buffer, offset, count);
 }
 
-const decoder = new TextDecoder();
+/** A text may begin with what others take for a byte order mark. */
+const decoder = new TextDecoder("utf-8", { ignoreBOM: true });
 const encoder = new TextEncoder();
 
 export class Reader {

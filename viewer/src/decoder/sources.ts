@@ -67,6 +67,13 @@ export class BlobSource implements Source {
     const from = offset - this.begin;
     return this.piece.subarray(from, from + room);
   }
+
+  /** Gives back the piece that was read last. */
+  letGo(): void {
+    release(this.piece.buffer);
+    this.piece = new Uint8Array();
+    this.begin = 0;
+  }
 }
 
 const chunk = 4 << 20;
@@ -113,5 +120,14 @@ export class ChunkStore implements Store {
 
 /** A store that a browser holds outside of the page's memory, on disk if it is large. */
 export function blobStore(limit: number): Store {
-  return new ChunkStore(limit, (bytes) => new BlobSource(new Blob([bytes])));
+  let last: BlobSource | null = null; // only of that chunk a piece is in memory
+  return new ChunkStore(limit, (bytes) => {
+    const chunk = new BlobSource(new Blob([bytes]));
+    const read = (offset: number, room: number) => {
+      if (last !== chunk) last?.letGo();
+      last = chunk;
+      return chunk.read(offset, room);
+    };
+    return { size: chunk.size, read };
+  });
 }

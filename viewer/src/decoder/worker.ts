@@ -2,7 +2,7 @@
  *  answers, so that what is read already can be looked at, and reading be cancelled. */
 import { decompressed } from "./compressed.js";
 import { Decoder, DecoderBroken, Table, type Capture } from "./decoder.js";
-import type { Calls, LiveReport, Message, Method, Request } from "./protocol.js";
+import type { Calls, Message, Method, Request } from "./protocol.js";
 import { BlobSource, blobStore } from "./sources.js";
 
 /** Of reports that are made of text. The browser holds them, on disk if they are many. */
@@ -98,9 +98,9 @@ const calls: { [M in Method]: (...given: Parameters<Calls[M]>) => unknown } = {
     files.set(file, { capture, cancelled: false });
   },
 
-  append(file, reports: LiveReport[]) {
+  append(file, items) {
     const capture = of(file);
-    const appended = capture.appendAll(reports);
+    const appended = capture.appendAll(items);
     const progress = capture.read();
     post({ file, progress, size: progress.position, note: "" });
     return appended;

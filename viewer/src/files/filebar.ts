@@ -46,7 +46,8 @@ export class FileBar {
     const isRead = file.reading !== "waiting" && file.reading !== "going on";
     item.progress.hidden = item.cancel.hidden = isRead;
     item.progress.value = partOf(file);
-    item.again.hidden = file.blob === null || file.capture !== null || !isRead;
+    const isAll = file.capture !== null && file.reading !== "cancelled";
+    item.again.hidden = file.blob === null || isAll || !isRead;
   }
 
   private added(file: OpenFile): Item {
@@ -68,7 +69,12 @@ export class FileBar {
     close.className = "close";
     close.title = "Close";
     close.setAttribute("aria-label", `Close ${file.name}`);
-    close.onclick = () => void this.files.close(file).catch(this.tell);
+    close.onclick = () => {
+      // The button goes with its file: the keyboard goes on at the one beside it.
+      const beside = item.nextElementSibling ?? item.previousElementSibling;
+      beside?.querySelector("button")!.focus();
+      void this.files.close(file).catch(this.tell);
+    };
     const item = made("li", "", [show, progress, cancel, again, close]);
     const known = { item, show, progress, cancel, again };
     this.items.set(file, known);
@@ -86,7 +92,8 @@ export function partOf({ position, size, reading }: OpenFile): number {
 function stateOf(file: OpenFile): string {
   if (file.reading === "waiting") return "waiting";
   if (file.entries === 0 && file.fault !== "") return "can't be read";
-  const count = contentText(file.reports, file.entries);
+  const other = file.blob === null ? "gap" : "unreadable place";
+  const count = contentText(file.reports, file.entries, other);
   if (file.reading === "live") return `${count}, live`;
   if (file.reading === "going on") return `${Math.floor(100 * partOf(file))} %`;
   return file.reading === "cancelled" ? `${count}, cancelled` : count;

@@ -18,6 +18,7 @@ export interface OpenFile {
 }
 
 type Changeable = { -readonly [key in keyof OpenFile]: OpenFile[key] } & {
+  wanted: string; // the form that it is to be read as; empty for what its first bytes tell
   toldAt: number; // when the page was last told of its progress
 };
 
@@ -68,8 +69,9 @@ export class Files {
   /** Opens files, and shows the first of them. */
   async open(blobs: readonly File[]): Promise<void> {
     const added = blobs.map((blob) => this.add(blob.name, blob));
-    if (added[0] !== undefined) await this.show(added[0]);
-    await Promise.all(added.map((file) => this.read(file, "")));
+    const [first] = added;
+    const shown = first === undefined ? [] : [this.show(first)];
+    await Promise.all([...shown, ...added.map((file) => this.read(file))]);
   }
 
   /** Tells of something that is no file to be opened. */
@@ -80,16 +82,25 @@ export class Files {
 
   /** Shows a file whose reports come one by one, by its capture's append(). */
   async openLive(name: string): Promise<OpenFile> {
-    const file = this.add(name, null);
     const client = await this.begin();
-    file.capture = client.openLive(name, {
+    const file = newFile(name, null);
+    const capture = client.openLive(name, {
       reduce: this.reduced(),
       onProgress: (progress) => this.progress(file, progress),
     });
-    file.reading = "live";
-    await file.capture.done;
+    await capture.done;
+    this.files.push(Object.assign(file, { capture, reading: "live" }));
     await this.show(file);
     return file;
+  }
+
+  /** No report comes any more to a file of openLive(). */
+  endLive(capture: RemoteCapture): void {
+    const file = this.files.find((one) => one.capture === capture);
+    if (file?.reading !== "live") return;
+    file.reading = "over";
+    this.onChanged(file);
+    this.onRead(file);
   }
 
   /** Reads a file again, as another form, or by its first bytes if `form` is empty. */
@@ -97,13 +108,14 @@ export class Files {
     const one = this.find(file);
     if (one === undefined || one.blob === null) return;
     void one.capture?.close().catch(() => undefined);
-    Object.assign(one, newFile(one.name, one.blob));
-    await this.show(one);
-    await this.read(one, form);
+    Object.assign(one, newFile(one.name, one.blob), { wanted: form });
+    await Promise.all([this.show(one), this.read(one)]);
   }
 
   async show(file: OpenFile): Promise<void> {
-    this.shown = this.find(file) ?? null;
+    const one = this.find(file);
+    if (one === undefined) return;
+    this.shown = one;
     const { about } = await this.begin();
     if (this.shown === file) this.onShown(file, about);
     this.onChanged(null);
@@ -125,7 +137,8 @@ export class Files {
     if (this.shown === file) {
       const next = this.files[Math.min(at, this.files.length - 1)] ?? null;
       this.shown = next;
-      this.onShown(next, (await this.begin()).about);
+      const { about } = await this.begin();
+      if (this.shown === next) this.onShown(next, about);
     }
     this.onChanged(null);
   }
@@ -145,8 +158,12 @@ export class Files {
   private broke(reason: string): void {
     this.client = null;
     for (const file of this.files)
-      Object.assign(file, { capture: null, fault: `${reason}.`, reading: "over" });
-    void this.begin().then(({ about }) => this.onShown(this.shown, about));
+      if (file.capture !== null)
+        Object.assign(file, { capture: null, fault: `${reason}.`, reading: "over" });
+    this.begin().then(
+      ({ about }) => this.onShown(this.shown, about),
+      () => undefined, // told when a file is opened
+    );
     this.onChanged(null);
   }
 
@@ -160,27 +177,32 @@ export class Files {
     return this.files.find((one) => one === file);
   }
 
-  private async read(file: Changeable, form: string): Promise<void> {
+  private async read(file: Changeable): Promise<void> {
     if (this.reading >= readAtOnce) await new Promise<void>((go) => this.waiting.push(go));
     ++this.reading;
     try {
-      if (this.find(file) !== undefined && file.reading === "waiting")
-        await this.readNow(file, form);
+      if (this.isWaiting(file)) await this.readNow(file);
     } finally {
       --this.reading;
       this.waiting.shift()?.();
     }
   }
 
-  private async readNow(file: Changeable, form: string): Promise<void> {
+  /** It may have been closed, cancelled, or be read by another call. */
+  private isWaiting(file: Changeable): boolean {
+    return this.files.includes(file) && file.reading === "waiting";
+  }
+
+  private async readNow(file: Changeable): Promise<void> {
     let client: Client | null = null;
     let capture: RemoteCapture | null = null;
     const isOurs = () => capture !== null && file.capture === capture;
     try {
       client = await this.begin();
+      if (!this.isWaiting(file)) return;
       file.reading = "going on";
       capture = client.open(file.blob!, {
-        form,
+        form: file.wanted,
         reduce: this.reduced(),
         onProgress: (progress) => {
           if (isOurs()) this.progress(file, progress);
@@ -192,14 +214,15 @@ export class Files {
       if (!isOurs()) return; // closed, or read as something else
       file.reading = cancelled ? "cancelled" : "over";
     } catch (fault) {
-      if (capture !== null && !isOurs()) return;
+      if (capture === null ? !this.isWaiting(file) : !isOurs()) return;
       file.reading = "over";
       file.fault = fault instanceof Error ? fault.message : String(fault);
-      if (file.entries === 0) {
-        file.capture = null; // there is nothing to look at
-        void capture?.close().catch(() => undefined);
-        if (file === this.shown && client !== null) this.onShown(file, client.about);
-      }
+    }
+    const isWhole = file.reading === "over" && file.fault === "";
+    if (file.entries === 0 && !isWhole) {
+      file.capture = null; // there is nothing to look at
+      void capture?.close().catch(() => undefined);
+      if (file === this.shown && client !== null) this.onShown(file, client.about);
     }
     this.onChanged(file);
     this.onRead(file);
@@ -228,6 +251,7 @@ function newFile(name: string, blob: File | null): Changeable {
     note: "",
     fault: "",
     reading: "waiting",
+    wanted: "",
     toldAt: -Infinity,
   };
 }

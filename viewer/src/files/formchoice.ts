@@ -1,5 +1,6 @@
 /** The form that a file is read as: the one that its first bytes told, or another. */
 import type { About } from "../decoder/decoder.js";
+import { opensByArrows } from "../basics/controls.js";
 import { made } from "../basics/dom.js";
 import type { Files, OpenFile } from "./files.js";
 
@@ -12,6 +13,7 @@ export class FormChoice {
     files: Files,
     tell: (fault: unknown) => void,
   ) {
+    opensByArrows(select);
     select.onchange = () => {
       if (this.file !== null) void files.readAs(this.file, select.value).catch(tell);
     };
@@ -28,8 +30,9 @@ export class FormChoice {
   /** Shows what a file is read as. */
   draw(file: OpenFile | null): void {
     this.file = file;
-    this.label.hidden = file === null || file.blob === null || file.reading === "waiting";
-    this.select.value = file?.form ?? "";
+    this.label.hidden = file === null || file.blob === null;
+    const form = file?.form ?? "";
+    if (this.select.value !== form) this.select.value = form; // it may be open
   }
 }
 

@@ -2,6 +2,7 @@
 import type { RemoteCapture } from "../decoder/client.js";
 import type { About } from "../decoder/decoder.js";
 import { made } from "../basics/dom.js";
+import { inPageWords } from "../basics/pagewords.js";
 import type { Rows } from "./rows.js";
 import { copyOrSave, endingOf, save, stemOf } from "../basics/saving.js";
 
@@ -50,18 +51,18 @@ export class ExportBar {
 
   private async give(isCopied: boolean): Promise<void> {
     const { capture, rows, isFiltered } = this.shown();
-    if (capture === null || rows.count === 0) return this.tell("There are no reports to give.");
+    if (capture === null || rows.count === 0) return this.tell("Nothing is listed.");
     const form = this.form.value;
     for (const one of this.buttons) one.disabled = true;
     try {
       const { blob, leftOut } = await capture.render(form, rows.all());
       const file = `${stemOf(capture.name)}${isFiltered ? "-filtered" : ""}.${endingOf(form)}`;
-      const title = `${rows.count.toLocaleString("en")} reports as ${form}`;
-      const told = leftOut === "" ? "" : ` ${leftOut}`;
+      const title = `The list (${rows.count.toLocaleString("en")}) as ${form}`;
+      const told = leftOut === "" ? "" : ` ⚠ Not all of it: ${inPageWords(leftOut)}.`;
       if (isCopied && blob.size <= mostCopied)
         return this.tell((await copyOrSave({ title, blob, file })) + told);
       save(blob, file);
-      this.tell(`Saved as ${file}: ${title}.${told}`);
+      this.tell(`${title} is saved as ${file}.${told}`);
     } finally {
       for (const one of this.buttons) one.disabled = false;
     }

@@ -1,5 +1,6 @@
 /** Above the list: what filters it, and how much of the file it shows. */
 import type { EntryKind } from "../decoder/decoder.js";
+import { opensByArrows } from "../basics/controls.js";
 import { made } from "../basics/dom.js";
 import {
   choicesOf,
@@ -122,17 +123,19 @@ export class FilterBar {
   }
 
   private drawCount(): void {
-    const { kinds, rows, filter, searchedPart, wasCancelled } = this.selection;
+    const { kinds, rows, filter, searchedPart, endedEarly } = this.selection;
     const number = (count: number) => count.toLocaleString("en");
     const sum = (counted: readonly EntryKind[]) => counted.reduce((all, { count }) => all + count, 0);
     const all = sum(kinds);
     const reports = sum(kinds.filter(({ hasBytes }) => hasBytes));
-    let text = contentText(reports, all);
+    const others = kinds.filter(({ hasBytes }) => !hasBytes);
+    const areGaps = others.every(({ problem }) => problem === "lost_reports");
+    let text = contentText(reports, all, areGaps ? "gap" : "unreadable place");
     if (!isEmpty(filter))
       text = `${number(rows.count)} of ${reports === all ? text : `${number(all)} entries`}`;
     const isSearching = searchedPart < 1;
     if (isSearching) text += `, ${Math.floor(100 * searchedPart)} % searched`;
-    else if (wasCancelled) text += "; the search was cancelled";
+    else if (endedEarly !== "") text += `; ${endedEarly}`;
     if (this.count.textContent !== text) this.count.textContent = text;
     this.progress.hidden = this.cancel.hidden = !isSearching;
     this.progress.value = searchedPart;
@@ -142,6 +145,8 @@ export class FilterBar {
     const one = made("select");
     one.id = `filter-${facet}`;
     one.setAttribute("aria-label", `Only this: ${titles[facet]}`);
+    opensByArrows(one);
+    one.onblur = () => this.drawChooser(facet);
     one.onchange = () => {
       const { filter } = this.selection;
       const { value } = one;
@@ -160,7 +165,8 @@ export class FilterBar {
     one.hidden = choices.length <= 1 && filter[facet].length === 0;
     if (one.hidden) return;
     const texts = choices.map(({ label, count }) => `${label} – ${count.toLocaleString("en")}`);
-    const key = JSON.stringify(texts);
+    const isSearched = filter.text !== "";
+    const key = JSON.stringify([isSearched, texts]);
     if (one.dataset["drawn"] === key || document.activeElement === one) return;
     one.dataset["drawn"] = key;
     const options = choices.map(({ value }, at) => {
@@ -170,7 +176,10 @@ export class FilterBar {
     });
     const head = made("option", "", `${titles[facet]} …`);
     head.value = "";
-    one.replaceChildren(head, ...options);
+    // Which reports have the text is known of those only that the other filters let through.
+    const group = made("optgroup", "", options);
+    group.label = "Counted without the text";
+    one.replaceChildren(head, ...(isSearched ? [group] : options));
   }
 
   private wordOf(facet: Facet, value: string): string {

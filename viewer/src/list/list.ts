@@ -186,12 +186,19 @@ export class ReportList {
     this.putInPlace();
     if (this.isDrawing || (!this.isStale && this.covers())) return;
     this.isDrawing = true;
-    void this.drawNow()
-      .catch(this.tell)
-      .finally(() => {
-        this.isDrawing = false;
-        if (this.isStale || (!this.covers() && this.rows.count > 0 && this.capture)) this.draw();
-      });
+    const drawn = (isThere: boolean) => {
+      this.isDrawing = false;
+      if (this.isStale || (isThere && !this.covers() && this.rows.count > 0)) this.draw();
+    };
+    // What failed is tried again when something changes: with a decoder that broke off it would
+    // fail forever, and nothing else had a turn.
+    void this.drawNow().then(
+      () => drawn(true),
+      (fault: unknown) => {
+        this.tell(fault);
+        drawn(false);
+      },
+    );
   }
 
   private async drawNow(): Promise<void> {
@@ -321,8 +328,8 @@ function nameIn({ kind }: Entry): string {
   return nameOf(kind);
 }
 
-function lengthOf({ length }: Entry): string {
-  return `${length} B`;
+function lengthOf({ kind, length }: Entry): string {
+  return kind.hasBytes ? `${length} B` : "";
 }
 
 function numberOf({ number }: Entry): string {
@@ -344,6 +351,7 @@ export function nameOf({ problem, report, decoder, toDevice }: EntryKind): strin
   return toDevice ? `to the device: ${name}` : name;
 }
 
+/** Empty for what is of no place in the file. */
 export function entryPlace({ kind, place }: Entry): string {
-  return `${kind.unit} ${place}`;
+  return kind.unit === "file" ? "" : `${kind.unit} ${place}`;
 }

@@ -11,14 +11,15 @@ const stepTime = 40; // milliseconds that a step of searching should take
 
 export class Selection {
   private capture: RemoteCapture | null = null;
-  private entries = 0;
+  private entries = 0; // whose kinds are known
   private wanted = new Rows(0); // what the filter lets through, but for its text
+  private looked = 0; // entries of which `wanted` tells; there may be more by now
   private found = new Numbers(); // of those, what has the text
   private searched = 0; // entries
   private isSearching = false;
   private step = firstStep;
   private run = 0; // another filter or file is another run
-  private isCancelled = false;
+  private ended = ""; // how the search came to its end too early, in words; empty if it didn't
   filter: Filter = noFilter;
   kinds: readonly EntryKind[] = [];
   rows = new Rows(0);
@@ -31,7 +32,7 @@ export class Selection {
   /** Another file, of which nothing is read. */
   open(capture: RemoteCapture | null): void {
     this.capture = capture;
-    this.entries = 0;
+    this.entries = this.looked = 0;
     this.kinds = [];
     this.restart();
     this.wanted = this.rows = new Rows(0);
@@ -46,37 +47,42 @@ export class Selection {
 
   /** So many entries are there now. */
   async grow(entries: number): Promise<void> {
-    this.entries = entries;
     const { capture } = this;
     if (capture === null) return;
     const kinds = await capture.kinds();
     if (capture !== this.capture) return;
+    this.entries = entries;
     this.kinds = kinds;
     await this.select(true);
   }
 
   /** The part of the entries that was searched; 1 if nothing is searched for any more. */
   get searchedPart(): number {
-    if (this.filter.text === "" || this.isCancelled || this.entries === 0) return 1;
+    if (this.filter.text === "" || this.ended !== "" || this.entries === 0) return 1;
     return Math.min(1, this.searched / this.entries);
   }
 
   /** Searches no further; what was found stays. */
   cancel(): void {
-    this.isCancelled = true;
+    this.endSearch("the search was cancelled");
+  }
+
+  /** Why not all is searched, in words; empty if all is, or will be. */
+  get endedEarly(): string {
+    return this.ended;
+  }
+
+  private endSearch(how: string): void {
+    this.ended = how;
     ++this.run;
     this.isSearching = false;
     this.onChanged(true);
   }
 
-  get wasCancelled(): boolean {
-    return this.isCancelled;
-  }
-
   private restart(): void {
     ++this.run;
     this.isSearching = false;
-    this.isCancelled = false;
+    this.ended = "";
     this.found = new Numbers();
     this.searched = 0;
     this.step = firstStep;
@@ -91,6 +97,7 @@ export class Selection {
       if (capture !== this.capture || filter !== this.filter) return;
       this.wanted = new Rows(numbers.length, numbers);
     }
+    this.looked = entries;
     if (filter.text === "") {
       this.rows = this.wanted;
       this.onChanged(goesOn);
@@ -100,7 +107,12 @@ export class Selection {
       this.rows = new Rows(0, this.found.view());
       this.onChanged(false);
     }
-    if (!this.isSearching && !this.isCancelled) void this.search(capture).catch(this.tell);
+    if (this.isSearching || this.ended !== "") return;
+    const { run } = this;
+    void this.search(capture).catch((fault: unknown) => {
+      if (run === this.run) this.endSearch("the search broke off");
+      this.tell(fault);
+    });
   }
 
   private async search(capture: RemoteCapture): Promise<void> {
@@ -108,21 +120,23 @@ export class Selection {
     this.isSearching = true;
     try {
       for (;;) {
-        const next = this.wanted.countBefore(this.searched);
-        const first = next < this.wanted.count ? this.wanted.at(next) : this.entries;
-        const end = Math.min(first + this.step, this.entries);
+        // What isn't looked at yet is searched through when it is.
+        const { wanted, looked } = this;
+        const next = wanted.countBefore(this.searched);
+        const first = next < wanted.count ? wanted.at(next) : looked;
+        const end = Math.min(first + this.step, looked);
         if (first < end) {
           const begin = performance.now();
           const hits = await capture.search(filter.text, first, end);
           if (run !== this.run) return;
           this.adapt(performance.now() - begin);
-          this.found.add(hits.filter((entry) => this.wanted.rowOf(entry) >= 0));
+          this.found.add(hits.filter((entry) => wanted.rowOf(entry) >= 0));
         }
         this.searched = end;
         const found = this.found.view();
         this.rows = new Rows(found.length, found);
         this.onChanged(true);
-        if (end === this.entries) return;
+        if (end === this.looked) return;
       }
     } finally {
       if (run === this.run) this.isSearching = false;

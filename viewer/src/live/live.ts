@@ -1,16 +1,17 @@
 /** A live device, read by the browser's WebHID: its input reports as they come, and its feature
  *  reports once they are asked for. All go to whoever decodes, in batches and in their order.
  *
- *      const live = new LiveDevice(hid, device, about.reports, (reports) => file.append(reports));
+ *      const live = new LiveDevice(hid, device, about.reports, (items) => file.append(items));
  *      live.onChange = () => show(live.state, live.came, live.answers);
  *      await live.open();
  *      await live.ask();
  *
  *  Nothing is ever sent to a device but the request for a feature report. What gets lost is
- *  counted: the decoder may fall behind only so far. */
-import type { KnownReport, ReportType } from "../decoder/decoder.js";
+ *  counted, and told in its place: the decoder may fall behind only so far. */
+import type { KnownReport, LiveGap, LiveItem, ReportType } from "../decoder/decoder.js";
 import { hexId } from "../basics/dom.js";
-import type { Appended, LiveReport } from "../decoder/protocol.js";
+import { countText } from "../basics/words.js";
+import type { Appended } from "../decoder/protocol.js";
 import {
   declaredFeatures,
   type Hid,
@@ -64,8 +65,11 @@ export class LiveDevice {
   /** Something of the above has changed, other than the counts of reports. */
   onChange: () => void = () => undefined;
 
-  private waiting: LiveReport[] = [];
+  private waiting: LiveItem[] = [];
   private waitingBytes = 0;
+  private gap: { lost: number; milliseconds: number } | null = null; // behind what waits
+  private gaps = 0; // that wait, or were taken
+  private isFull = false; // no report is kept any more
   private taken = 0;
   private handing: Promise<void> | null = null;
   private lastHanded = -Infinity;
@@ -74,13 +78,13 @@ export class LiveDevice {
   private readonly mostWaiting: number;
   private readonly answerTime: number;
 
-  /** `append` takes reports, and says how many of them were taken; it isn't called again before
+  /** `append` takes what came, and says how much of it was taken; it isn't called again before
    *  that. */
   constructor(
     private readonly hid: Hid,
     private device: HidDevice,
     private readonly known: readonly KnownReport[],
-    private readonly append: (reports: LiveReport[]) => Promise<Appended>,
+    private readonly append: (items: LiveItem[]) => Promise<Appended>,
     options: LiveOptions = {},
   ) {
     this.mostWaiting = options.mostWaiting ?? mostWaiting;
@@ -91,13 +95,17 @@ export class LiveDevice {
     return this.device.productName || "a device without a name";
   }
 
-  /** Reports that can be looked at. */
+  /** Entries that can be looked at: reports, and gaps. */
   get kept(): number {
     return this.taken;
   }
 
   /** The same when what waits is handed on, if there is room for it. */
   get due(): number {
+    return this.dueReports + this.gaps;
+  }
+
+  get dueReports(): number {
     return this.came - this.lost - this.notKept;
   }
 
@@ -169,6 +177,7 @@ export class LiveDevice {
 
   /** Everything that came so far is handed on, or counted as not kept. */
   async flush(): Promise<void> {
+    this.putGap();
     const { due } = this;
     while (this.taken < due && (this.handing !== null || this.waiting.length > 0)) {
       this.lastHanded = -Infinity;
@@ -253,15 +262,38 @@ export class LiveDevice {
     }
     ++this.came;
     this.bytes += bytes.length;
-    if (this.notKept > 0) ++this.notKept;
-    else if (this.waitingBytes + bytes.length > this.mostWaiting) ++this.lost;
-    else {
-      this.setEpoch();
-      const microseconds = Math.round((this.epoch + milliseconds) * 1000);
-      this.waiting.push({ bytes, type, microseconds });
+    if (this.isFull) ++this.notKept;
+    else if (this.waitingBytes + bytes.length > this.mostWaiting) {
+      ++this.lost;
+      this.gap ??= { lost: 0, milliseconds };
+      ++this.gap.lost;
+    } else {
+      this.putGap();
+      this.waiting.push({ bytes, type, microseconds: this.timeOf(milliseconds) });
       this.waitingBytes += bytes.length;
       this.hand();
     }
+  }
+
+  /** What was lost is told in front of the next report, or when everything else is handed on. */
+  private putGap(): void {
+    if (this.gap === null) return;
+    const { lost, milliseconds } = this.gap;
+    this.gap = null;
+    const count = countText(lost, "report");
+    const told = `${count} lost here: the decoder was too far behind, and the queue is full`;
+    this.addGap({ told, lost, microseconds: this.timeOf(milliseconds) });
+  }
+
+  private addGap(gap: LiveGap): void {
+    this.waiting.push(gap);
+    ++this.gaps;
+  }
+
+  /** In microseconds by the computer's clock, of a time of performance.now(). */
+  private timeOf(milliseconds: number): number {
+    this.setEpoch();
+    return Math.round((this.epoch + milliseconds) * 1000);
   }
 
   /** While a computer sleeps, performance.now() may stand still; and its clock may be set. */
@@ -273,7 +305,9 @@ export class LiveDevice {
   /** Hands a batch on, if it is time to. A hidden page's timers hardly run: so each report that
    *  comes looks for itself. */
   private hand(): void {
-    if (this.handing !== null || this.waiting.length === 0) return;
+    if (this.handing !== null) return;
+    if (this.waiting.length === 0) this.putGap();
+    if (this.waiting.length === 0) return;
     const wait = this.lastHanded + batchTime - performance.now();
     if (wait > 0) {
       this.timer ??= setTimeout(() => {
@@ -296,19 +330,29 @@ export class LiveDevice {
     try {
       const { appended, fault } = await this.append(batch);
       this.taken += appended;
-      if (appended < batch.length) this.keepNoMore(fault, batch.length - appended);
+      if (appended < batch.length) {
+        const [first] = batch.slice(appended);
+        this.keepNoMore(fault, batch.slice(appended));
+        const told = `from here on no report is kept: ${fault}`;
+        if (!("told" in first!)) this.addGap({ told, lost: 0, microseconds: first!.microseconds });
+      }
     } catch (fault) {
-      this.keepNoMore(fault instanceof Error ? fault.message : String(fault), batch.length);
+      this.keepNoMore(fault instanceof Error ? fault.message : String(fault), batch);
       this.end();
     }
     this.waitingBytes = Math.max(0, this.waitingBytes - size);
   }
 
-  private keepNoMore(fault: string, count: number): void {
+  private keepNoMore(fault: string, left: readonly LiveItem[]): void {
+    const all = [...left, ...this.waiting];
+    const gaps = all.filter((item) => "told" in item).length;
+    this.isFull = true;
     this.fault = fault;
-    this.notKept += count + this.waiting.length;
+    this.gaps -= gaps;
+    this.notKept += all.length - gaps;
     this.waiting = [];
     this.waitingBytes = 0;
+    this.gap = null;
     this.onChange();
   }
 

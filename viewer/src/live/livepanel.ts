@@ -3,7 +3,9 @@ import type { RemoteCapture } from "../decoder/client.js";
 import type { About } from "../decoder/decoder.js";
 import { hexId, made } from "../basics/dom.js";
 import { LiveDevice, bestOf } from "./live.js";
+import { inPageWords } from "../basics/pagewords.js";
 import { save, stemOf } from "../basics/saving.js";
+import { countText } from "../basics/words.js";
 import { declaredReports, hidOf, type Hid, type HidDevice } from "./webhid.js";
 
 /** What the panel asks of the page around it. */
@@ -12,6 +14,9 @@ export interface LiveHost {
 
   /** Shows a file whose reports come by its capture's append(). */
   openLive(name: string): Promise<{ readonly capture: RemoteCapture | null }>;
+
+  /** Nothing comes to it any more. */
+  endLive(capture: RemoteCapture): void;
 
   /** Goes to the last of the reports of a file, if it is still the one that is shown. */
   goToLast(capture: RemoteCapture): Promise<void>;
@@ -49,7 +54,7 @@ export class LivePanel {
   private capture: RemoteCapture | null = null;
   private isPicking = false;
   private isSaving = false;
-  private recordFrom: number | null = null; // an entry
+  private recordFrom: { entry: number; reports: number } | null = null; // that came before
   private shownLast = -1; // the entry after the last that was gone to
   private going: Promise<void> | null = null;
   private restUntil = 0;
@@ -126,6 +131,7 @@ export class LivePanel {
     if (this.live?.state === "unplugged" && this.live.isSame(device))
       return this.live.resume(device);
     await this.live?.close();
+    this.endFile();
     const { reports } = await this.host.about();
     let opened: Promise<RemoteCapture> | null = null;
     const capture = () => (opened ??= this.newFile(live.name));
@@ -171,8 +177,13 @@ export class LivePanel {
     }
     if (this.following.checked && live.kept !== this.shownLast) this.goToLast(live, now);
     const isOver = live.state === "ended" && live.kept === live.due && live.kept === this.lastCame;
-    if (!isOver) requestAnimationFrame(() => this.tick(live));
-    else this.showCounts(live, now);
+    if (!isOver) return void requestAnimationFrame(() => this.tick(live));
+    this.showCounts(live, now);
+    this.endFile();
+  }
+
+  private endFile(): void {
+    if (this.capture !== null) this.host.endLive(this.capture);
   }
 
   /** The decoder has as much time for other things as this takes. */
@@ -251,7 +262,7 @@ export class LivePanel {
     const [oldest] = this.samples;
     const seconds = (now - oldest!.at) / 1000;
     const rate = seconds > 0 ? (live.came - oldest!.came) / seconds : 0;
-    const parts = [`${live.came} reports`];
+    const parts = [countText(live.came, "report")];
     if (live.state === "connected") parts.push(`${rateText(rate)} a second`);
     parts.push(sizeText(live.bytes));
     if (live.lost > 0) parts.push(`⚠ ${live.lost} lost: the decoder was too far behind`);
@@ -269,7 +280,8 @@ export class LivePanel {
     const parts = statistics.lost.map(({ counter, reports }) =>
       reports === 0 ? `${counter}: none lost` : `⚠ ${counter}: ${reports} lost`,
     );
-    const faulty = Object.values(statistics.errors).reduce((sum, count) => sum + count, 0);
+    const { lost_reports: _, ...errors } = statistics.errors; // they stand beside it
+    const faulty = Object.values(errors).reduce((sum, count) => sum + count, 0);
     if (faulty > 0) parts.push(`⚠ ${faulty} can't be decoded`);
     setText(this.numbers, parts.join(" · "));
   }
@@ -280,19 +292,19 @@ export class LivePanel {
     const { live } = this;
     if (live === null) return;
     if (this.recordFrom === null) {
-      this.recordFrom = live.due;
+      this.recordFrom = { entry: live.due, reports: live.dueReports };
       this.showRecording(live);
       return;
     }
-    const from = this.recordFrom;
+    const { entry } = this.recordFrom;
     this.recordFrom = null;
-    await this.save(from);
+    await this.save(entry);
   }
 
   private showRecording(live: LiveDevice): void {
     const from = this.recordFrom;
     const isRecording = from !== null;
-    const count = isRecording ? live.due - from : 0;
+    const count = isRecording ? live.dueReports - from.reports : 0;
     setText(this.record, isRecording ? `■ Stop and save ${count}` : "● Record");
     this.record.title = isRecording
       ? "Saves what came since Record was pressed"
@@ -313,16 +325,21 @@ export class LivePanel {
     try {
       const { due } = live;
       await live.flush();
-      const count = Math.max(0, Math.min(due, live.kept) - from);
-      if (count === 0) {
+      const end = Math.min(due, live.kept);
+      const kinds = await capture.kinds();
+      const reports = kinds.filter(({ hasBytes }) => hasBytes).map(({ number }) => number);
+      const entries = await capture.selectKinds(reports, from, end);
+      if (entries.length === 0) {
         this.host.tell("Nothing came that could be saved.");
         return;
       }
-      const entries = Uint32Array.from({ length: count }, (_, at) => from + at);
       const { blob, leftOut } = await capture.render("recording", entries);
       const name = `${stemOf(live.name)}-${stamp(new Date())}.hid`;
       save(blob, name);
-      this.host.tell(`${count} reports are saved as ${name}. ${leftOut}`);
+      const gaps = end - from - entries.length;
+      const lost = gaps === 0 ? "" : ` Reports are missing in ${countText(gaps, "place")}.`;
+      const saved = entries.length === 1 ? "1 report is" : `${entries.length} reports are`;
+      this.host.tell(`${saved} saved as ${name}.${lost} ${inPageWords(leftOut)}`);
     } finally {
       this.isSaving = false;
       this.showRecording(live);

@@ -14,7 +14,8 @@ import type { Summary } from "../decoder/series.js";
 import { Stepper } from "./stepper.js";
 import { panelOf } from "./tabs.js";
 import { timeText } from "../basics/times.js";
-import { indexOf, type Copies, type View, type ViewHost } from "./view.js";
+import { indexOf } from "../basics/numbers.js";
+import type { Copies, View, ViewHost } from "./view.js";
 
 type Against = "first" | "before";
 

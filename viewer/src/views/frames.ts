@@ -20,7 +20,8 @@ import { colours, drawMark, faultColour, fitPlots, ink, newPlot, shortText } fro
 import type { Summary } from "../decoder/series.js";
 import { Subtraction, type Reference } from "./subtraction.js";
 import { panelOf } from "./tabs.js";
-import { indexOf, type Copies, type View, type ViewHost } from "./view.js";
+import { indexOf } from "../basics/numbers.js";
+import type { Copies, View, ViewHost } from "./view.js";
 
 const imageDecoder = "parseVeskImage";
 

@@ -10,7 +10,8 @@ import { colours } from "../plots/plots.js";
 import { channelsText, Stepper } from "./stepper.js";
 import { panelOf } from "./tabs.js";
 import { timeText } from "../basics/times.js";
-import { indexOf, type Copies, type View, type ViewHost } from "./view.js";
+import { indexOf } from "../basics/numbers.js";
+import type { Copies, View, ViewHost } from "./view.js";
 import { countText } from "../basics/words.js";
 
 const decoder = "parseOpenShortData";

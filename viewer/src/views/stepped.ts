@@ -3,7 +3,8 @@ import type { RemoteCapture } from "../decoder/client.js";
 import type { About, Change, Decoded, Difference, Entry, Field } from "../decoder/decoder.js";
 import { hexId, made } from "../basics/dom.js";
 import { panelOf } from "./tabs.js";
-import { countBelow, indexOf, type Copies, type View, type ViewHost } from "./view.js";
+import { countBelow, indexOf } from "../basics/numbers.js";
+import type { Copies, View, ViewHost } from "./view.js";
 import { timeText } from "../basics/times.js";
 import { countText, durationText } from "../basics/words.js";
 

@@ -2,7 +2,8 @@
 import { csvLine } from "../basics/csv.js";
 import { noTime, type Change, type Difference, type Table } from "../decoder/decoder.js";
 import { made, numberText } from "../basics/dom.js";
-import { indexOf, type Copies, type ViewHost } from "./view.js";
+import { indexOf } from "../basics/numbers.js";
+import type { Copies, ViewHost } from "./view.js";
 import { timeText } from "../basics/times.js";
 import { countText, durationText, jsonText, rateText, signedText } from "../basics/words.js";
 import { SteppedView, fieldOf, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
