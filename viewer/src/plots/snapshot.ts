@@ -1,34 +1,23 @@
 /** An element of the page as a PNG, as it looks: boxes with their colours and borders, and
  *  texts. For maps and bars that are made of elements, so that people can point at them and copy
  *  them. */
+import { groundColour, pngOfCanvas } from "./png.js";
 
 const scale = 2; // of the picture's pixels to the page's
 const margin = 8;
 
-export async function snapshotOf(root: HTMLElement): Promise<Blob> {
+export function snapshotOf(root: HTMLElement): Promise<Blob> {
   const frame = root.getBoundingClientRect();
   const canvas = document.createElement("canvas");
   canvas.width = Math.ceil((frame.width + 2 * margin) * scale);
   canvas.height = Math.ceil((frame.height + 2 * margin) * scale);
   const pen = canvas.getContext("2d")!;
   pen.scale(scale, scale);
-  pen.fillStyle = groundOf(root);
+  pen.fillStyle = groundColour();
   pen.fillRect(0, 0, canvas.width, canvas.height);
   pen.translate(margin - frame.left, margin - frame.top);
   paint(pen, root);
-  const blob = await new Promise<Blob | null>((done) => canvas.toBlob(done, "image/png"));
-  if (blob === null) throw new Error("the picture is too large to be copied");
-  return blob;
-}
-
-/** The page's own colour is none that an element computes to. */
-function groundOf(root: HTMLElement): string {
-  const probe = document.createElement("span");
-  probe.style.color = "Canvas";
-  root.append(probe);
-  const { color } = getComputedStyle(probe);
-  probe.remove();
-  return color;
+  return pngOfCanvas(canvas);
 }
 
 function paint(pen: CanvasRenderingContext2D, element: Element): void {

@@ -1,7 +1,9 @@
 /** Reads a file's ADC packets: which dumps there are, and the words of one. */
 import type { RemoteCapture } from "../decoder/client.js";
+import { deviceText } from "../basics/devices.js";
 import type { EntryKind } from "../decoder/decoder.js";
 import { DumpSorter, type Dump, type Packet } from "./dumps.js";
+import { isReportOf } from "./view.js";
 
 export const adcDecoder = "parseAdcDumpPacket";
 const header = ["PACKET_ID", "PAYLOAD_SIZE", "TOTAL_DUMP_SIZE"] as const;
@@ -108,7 +110,7 @@ export class DumpReader {
   /** The entries of each sender. */
   private async bySender(entries: Uint32Array): Promise<Map<string, Uint32Array>> {
     const names = new Map<string, number[]>();
-    for (const kind of (await this.file.kinds()).filter(isPacket)) {
+    for (const kind of (await this.file.kinds()).filter((one) => isReportOf([adcDecoder], one))) {
       const name = nameOf(kind);
       names.set(name, [...(names.get(name) ?? []), kind.number]);
     }
@@ -142,11 +144,7 @@ export class DumpReader {
   }
 }
 
-function isPacket(kind: EntryKind): boolean {
-  return kind.decoder === adcDecoder && kind.problem === "" && !kind.toDevice;
-}
-
-function nameOf({ sender }: EntryKind): string {
-  if (sender === null) return "no device";
-  return `device ${sender.bus}:${sender.device}, endpoint ${sender.endpoint}`;
+function nameOf(kind: EntryKind): string {
+  const { sender } = kind;
+  return sender === null ? deviceText(kind) : `${deviceText(kind)}, endpoint ${sender.endpoint}`;
 }
