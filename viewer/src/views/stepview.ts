@@ -1,6 +1,7 @@
 /** What views share that show one report at a time: going from one to the next, and drawing what is
  *  wanted last. */
 import type { RemoteCapture } from "../decoder/client.js";
+import { Latest } from "../basics/latest.js";
 import { Stepper } from "./stepper.js";
 import { panelOf } from "./tabs.js";
 import { indexOf, type Copies, type View, type ViewHost } from "./view.js";
@@ -23,8 +24,7 @@ export abstract class StepView<Shown> implements View {
   protected current = -1; // an entry
   protected isShown = false;
   private isStale = true; // more came since takeIn()
-  private wanted = 0; // drawings asked for
-  private drawing: Promise<void> | null = null;
+  private readonly drawing = new Latest((isWanted) => this.drawWanted(isWanted));
 
   /** `what` is what it calls a report. */
   constructor(
@@ -102,11 +102,7 @@ export abstract class StepView<Shown> implements View {
 
   /** Draws as soon as it can; of what is asked for meanwhile, the last. */
   protected redraw(): void {
-    ++this.wanted;
-    if (!this.isShown) return;
-    this.drawing ??= this.drawWanted().finally(() => {
-      this.drawing = null;
-    });
+    if (this.isShown) this.drawing.ask();
   }
 
   private setCurrent(entry: number): void {
@@ -115,17 +111,13 @@ export abstract class StepView<Shown> implements View {
     if (at >= 0) this.stepper.set(at);
   }
 
-  private async drawWanted(): Promise<void> {
-    for (let drawn = -1; drawn !== this.wanted && this.isShown; ) {
-      drawn = this.wanted;
-      const { file } = this;
-      if (file === null || this.own.length === 0) continue;
-      const isWanted = () => drawn === this.wanted && this.isShown && file === this.file;
-      try {
-        await this.drawOnce(file, isWanted);
-      } catch (fault) {
-        if (file === this.file) this.host.tell(fault);
-      }
+  private async drawWanted(isWanted: IsWanted): Promise<void> {
+    const { file } = this;
+    if (file === null || this.own.length === 0) return;
+    try {
+      await this.drawOnce(file, () => isWanted() && this.isShown && file === this.file);
+    } catch (fault) {
+      if (file === this.file) this.host.tell(fault);
     }
   }
 
