@@ -6,6 +6,7 @@ import { after, test } from "node:test";
 import type { Page } from "playwright-core";
 import { blue, orange, pixelsAt, placeOf } from "./bars.js";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
+import { axisText } from "../src/plots/bars.js";
 import { baselineReport, recording, usbCapture } from "./reports.js";
 import { native, root } from "./support.js";
 import { waitForText } from "./waiting.js";
@@ -203,4 +204,10 @@ test("a baseline of another device is gone to among those of its device", async 
   await page.waitForSelector('#baseline[data-entry="3"][data-against="1"]');
   assert.equal(await device.inputValue(), own);
   await page.close();
+});
+
+test("an axis says small and large numbers as they are", () => {
+  const texts = [0, 0.0002, -0.0004, 0.05, -250, 1_500_000_000, 2e-7, 3e38].map(axisText);
+  const expected = ["0", "0.0002", "-0.0004", "0.05", "-250", "1,500,000,000", "2e-7", "3e+38"];
+  assert.deepEqual(texts, expected);
 });

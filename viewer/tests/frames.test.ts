@@ -302,3 +302,19 @@ test("where times go back, frames stand over their numbers", async () => {
   }
   await page.close();
 });
+
+test("nothing of a file that was shown before stays", async () => {
+  const page = await opened(browser);
+  await show(page, "before.pcap", [frame(0), frame(1)]);
+  await page.waitForSelector("#course canvas");
+  await page.waitForSelector("#noise canvas");
+  const path = join(folder, "behind.pcap");
+  writeFileSync(path, usbCapture([frame(5)]));
+  await choose(page, path);
+  await page.locator("#state[data-read]", { hasText: /behind\.pcap/ }).waitFor();
+  assert.equal(await page.textContent("#frame"), "");
+  assert.equal(await page.locator("#course canvas, #noise canvas").count(), 0);
+  await page.click("#tab-frames");
+  await waitForText(page, "#frame", /^Frame 1 of 1 · FRAME_NUMBER 5/);
+  await page.close();
+});

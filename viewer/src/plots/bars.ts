@@ -131,7 +131,7 @@ export class BarChart {
     pen.textBaseline = "middle";
     for (let n = Math.ceil(low / step); n * step <= high; ++n) {
       const value = n * step;
-      pen.fillText(Number(value.toPrecision(12)).toLocaleString("en"), left - 6, y(value));
+      pen.fillText(axisText(value), left - 6, y(value));
       pen.save();
       pen.fillStyle = "#8884";
       pen.fillRect(left, y(value) - 0.5, right - left, 1);
@@ -164,6 +164,14 @@ export function rangeOf(...rows: ArrayLike<number>[]): BarRange {
       if (value > high) high = value;
     }
   return low === high ? { low: 0, high: 1 } : { low, high };
+}
+
+/** A multiple of a step, with all of its few digits: as a plain number, or with its power of ten. */
+export function axisText(value: number): string {
+  const size = Math.abs(value);
+  const isPlain = size === 0 || (size >= 1e-4 && size < 1e12);
+  const digits = { maximumSignificantDigits: 12 };
+  return isPlain ? value.toLocaleString("en", digits) : String(Number(value.toPrecision(12)));
 }
 
 /** The next one up of 1, 2, 5, 10, ... */

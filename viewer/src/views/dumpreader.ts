@@ -40,8 +40,9 @@ export class DumpReader {
 
   constructor(private readonly file: RemoteCapture) {}
 
-  /** Puts the packets into dumps that came since it was called last. `entries` are all packets. */
-  async scan(entries: Uint32Array, progress: (told: string) => void): Promise<void> {
+  /** Puts the packets into dumps that came since it was called last. `entries` are all packets.
+   *  `progress` says whether the rest is wanted, too; without it, no more can be asked of this. */
+  async scan(entries: Uint32Array, progress: (told: string) => boolean): Promise<void> {
     for (const [sender, own] of await this.bySender(entries)) {
       for (let done = this.scanned.get(sender) ?? 0; done < own.length; ) {
         const some = own.subarray(done, done + atOnce);
@@ -56,7 +57,7 @@ export class DumpReader {
         });
         this.packetWords ||= (await this.payload(packets[0]!.entry)).length;
         await this.sorterOf(sender).add(packets);
-        progress(`${done} of ${own.length} packets are looked at …`);
+        if (!progress(`${done} of ${own.length} packets are looked at …`)) return;
       }
       await this.sorters.get(sender)?.flush();
     }
