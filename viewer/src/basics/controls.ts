@@ -11,18 +11,6 @@ export function option(value: string, content: string): HTMLOptionElement {
   return one;
 }
 
-/** Gives a select other choices, where they are others; what was chosen stays, as far as it is there. */
-export function setOptions(
-  select: HTMLSelectElement,
-  choices: readonly (readonly [value: string, content: string])[],
-): void {
-  const there = [...select.options].map(({ value, text }) => [value, text]);
-  if (JSON.stringify(there) === JSON.stringify(choices)) return;
-  const { value } = select;
-  select.replaceChildren(...choices.map(([value, content]) => option(value, content)));
-  if (choices.some(([one]) => one === value)) select.value = value;
-}
-
 export function numberInput(label: string, least: number): HTMLInputElement {
   const one = made("input");
   one.type = "number";
@@ -52,4 +40,16 @@ export function button(content: string, label: string, onClick: () => void): HTM
   one.setAttribute("aria-label", label);
   one.onclick = onClick;
   return one;
+}
+
+/** Gives a select other choices, where they are others; what was chosen stays, as far as it is there. */
+export function setOptions(
+  select: HTMLSelectElement,
+  choices: readonly (readonly [value: string, content: string])[],
+): void {
+  const there = [...select.options].map(({ value, text }) => [value, text]);
+  if (JSON.stringify(there) === JSON.stringify(choices)) return;
+  const { value } = select;
+  select.replaceChildren(...choices.map(([value, content]) => option(value, content)));
+  if (choices.some(([one]) => one === value)) select.value = value;
 }

@@ -18,3 +18,20 @@ export class Numbers {
     return this.room.subarray(0, this.count);
   }
 }
+
+/** Where a number stands among those in order; -1 if it isn't there. */
+export function indexOf(numbers: Uint32Array, wanted: number): number {
+  const at = countBelow(numbers, wanted);
+  return numbers[at] === wanted ? at : -1;
+}
+
+/** How many numbers of those in order are below one. */
+export function countBelow(numbers: Uint32Array, limit: number): number {
+  let [low, high] = [0, numbers.length];
+  while (low < high) {
+    const middle = (low + high) >> 1;
+    if (numbers[middle]! < limit) low = middle + 1;
+    else high = middle;
+  }
+  return low;
+}

@@ -1,5 +1,5 @@
 /** Which entries of a file a list shows, by row. */
-import { countBelow, indexOf } from "../views/view.js";
+import { countBelow, indexOf } from "../basics/numbers.js";
 
 export class Rows {
   /** `numbers` are those of the entries, in order; null if they are all, from 0. */

@@ -42,7 +42,7 @@ export class CoursePlot {
     const x = Array.from(times, (time, part) =>
       hasTimes ? (time - times[0]!) / 1e6 : part * rowsInPart,
     );
-    const points = { show: x.length < 200, size: 5 };
+    const points = { size: 5 };
     const isReduced = rowsInPart > 1;
     const data: uPlot.AlignedData = [x];
     const series: uPlot.Series[] = [{ label: hasTimes ? "s" : this.options.rowName }];

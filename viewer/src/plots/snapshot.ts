@@ -59,14 +59,9 @@ function paintBorders(
   }
 }
 
-/** A text of one line, which is all that maps and bars have. */
 function paintText(pen: CanvasRenderingContext2D, text: Text, style: CSSStyleDeclaration): void {
-  const said = text.data.replaceAll(/\s+/g, " ");
-  if (said.trim() === "") return;
-  const range = document.createRange();
-  range.selectNodeContents(text);
-  const [box] = range.getClientRects();
-  if (box === undefined) return;
+  const lines = linesOf(text);
+  if (lines.length === 0) return;
   pen.save();
   pen.fillStyle = style.color;
   pen.font = `${style.fontWeight} ${style.fontSize} ${style.fontFamily}`;
@@ -77,6 +72,30 @@ function paintText(pen: CanvasRenderingContext2D, text: Text, style: CSSStyleDec
     pen.rect(left, top, width, height);
     pen.clip();
   }
-  pen.fillText(said, box.left, box.top + box.height / 2);
+  for (const { said, left, middle } of lines) pen.fillText(said, left, middle);
   pen.restore();
+}
+
+/** A line of a text, and where it stands. */
+interface Line {
+  said: string;
+  left: number;
+  middle: number;
+}
+
+/** The lines that the window's width breaks a text into. */
+function linesOf(text: Text): Line[] {
+  const lines: Line[] = [];
+  const range = document.createRange();
+  for (const { index, 0: word } of text.data.matchAll(/\S+/g)) {
+    range.setStart(text, index);
+    range.setEnd(text, index + word.length);
+    const [box] = range.getClientRects();
+    if (box === undefined) continue;
+    const middle = box.top + box.height / 2;
+    const last = lines.at(-1);
+    if (last !== undefined && Math.abs(last.middle - middle) < 1) last.said += ` ${word}`;
+    else lines.push({ said: word, left: box.left, middle });
+  }
+  return lines;
 }

@@ -13,7 +13,8 @@ import { colours, shortText } from "../plots/plots.js";
 import type { Summary } from "../decoder/series.js";
 import { StepView } from "./stepview.js";
 import { timeText } from "../basics/times.js";
-import { countBelow, indexOf, isReportOf, type Copies, type ViewHost } from "./view.js";
+import { countBelow, indexOf } from "../basics/numbers.js";
+import { isReportOf, type Copies, type ViewHost } from "./view.js";
 import { countText } from "../basics/words.js";
 
 type Against = "first" | "before";
@@ -84,7 +85,7 @@ export class BaselineView extends StepView<Shown> {
       current: () => (this.shown === null ? -1 : indexOf(this.own, this.shown.entry)),
       clicked: (row) => this.goToRow(row),
     });
-    this.deviceLabel.hidden = true;
+    this.deviceLabel.hidden = this.mixed.hidden = true;
     this.head.setAttribute("role", "status");
     this.pointed.setAttribute("role", "status");
     this.panel.append(
@@ -148,8 +149,8 @@ export class BaselineView extends StepView<Shown> {
     this.groups = groups;
     setOptions(this.device, [...groups.keys()].map((device) => [device, device || "none"]));
     this.deviceLabel.hidden = groups.size < 2;
-    this.mixed.textContent =
-      groups.size < 2 ? "" : `Of all ${groups.size} devices, one among the other.`;
+    this.mixed.hidden = groups.size < 2;
+    this.mixed.textContent = `Of all ${groups.size} devices, one among the other.`;
   }
 
   /** Those of its device. */

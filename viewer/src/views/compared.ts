@@ -5,7 +5,8 @@ import { headOf, newsOf, warningOf, type Comparison, type Looked } from "./compa
 import { made } from "../basics/dom.js";
 import { afterSteps, groupOf, pieceEntries, type Against, type Group } from "./streams.js";
 import { StepView, type IsWanted } from "./stepview.js";
-import { countBelow, indexOf, type ViewHost } from "./view.js";
+import { countBelow, indexOf } from "../basics/numbers.js";
+import type { ViewHost } from "./view.js";
 
 export abstract class ComparedView<Shown extends Comparison = Comparison> extends StepView<Shown> {
   protected readonly tools: HTMLElement;

@@ -6,7 +6,7 @@
  *      await sorter.flush();
  *      sorter.dumps[0].entryAt(7); */
 
-import { countBelow, indexOf } from "./view.js";
+import { countBelow, indexOf } from "../basics/numbers.js";
 
 export interface Packet {
   entry: number;

@@ -17,7 +17,8 @@ import { colours, faultColour, fitPlots, newPlot, shortText } from "../plots/plo
 import type { Summary } from "../decoder/series.js";
 import { Subtraction, type Reference } from "./subtraction.js";
 import { panelOf } from "./tabs.js";
-import { indexOf, type Copies, type View, type ViewHost } from "./view.js";
+import { indexOf } from "../basics/numbers.js";
+import type { Copies, View, ViewHost } from "./view.js";
 import { countText } from "../basics/words.js";
 
 const imageDecoder = "parseVeskImage";

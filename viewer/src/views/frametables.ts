@@ -1,7 +1,7 @@
 /** The columns of frames, read in pieces; the last ones that were used are kept. */
 import type { RemoteCapture } from "../decoder/client.js";
 import type { Table } from "../decoder/decoder.js";
-import { indexOf } from "./view.js";
+import { indexOf } from "../basics/numbers.js";
 
 /** A frame's numbers. */
 export interface Row {

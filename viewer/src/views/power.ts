@@ -70,7 +70,8 @@ export class PowerView extends ComparedView<Shown> {
     const between = betweenOf(shown);
     this.spans = [all];
     const parts = [figureOf(all)];
-    if (wrapped.size > 0) parts.push(made("p", "wrapped", wrappedText([...wrapped.keys()])));
+    if (wrapped.size > 0)
+      parts[0]!.append(made("p", "wrapped", wrappedText([...wrapped.keys()])));
     if (typeof between === "string") {
       if (between !== "") parts.push(made("p", "", between));
     } else {

@@ -9,7 +9,8 @@ import { pngOf } from "../plots/picture.js";
 import { colours } from "../plots/plots.js";
 import { StepView } from "./stepview.js";
 import { timeText } from "../basics/times.js";
-import { indexOf, isReportOf, type Copies, type ViewHost } from "./view.js";
+import { indexOf } from "../basics/numbers.js";
+import { isReportOf, type Copies, type ViewHost } from "./view.js";
 import { countText } from "../basics/words.js";
 
 const decoder = "parseOpenShortData";

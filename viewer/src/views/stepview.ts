@@ -4,7 +4,8 @@ import type { RemoteCapture } from "../decoder/client.js";
 import { Latest } from "../basics/latest.js";
 import { Stepper } from "./stepper.js";
 import { panelOf } from "./tabs.js";
-import { indexOf, type Copies, type View, type ViewHost } from "./view.js";
+import { indexOf } from "../basics/numbers.js";
+import type { Copies, View, ViewHost } from "./view.js";
 
 /** Says whether what was asked for is still wanted. */
 export type IsWanted = () => boolean;

@@ -3,7 +3,8 @@
 import type { RemoteCapture } from "../decoder/client.js";
 import { deviceOf } from "../basics/devices.js";
 import type { Change, Difference, Entry, EntryKind } from "../decoder/decoder.js";
-import { countBelow, indexOf, isReportOf } from "./view.js";
+import { countBelow, indexOf } from "../basics/numbers.js";
+import { isReportOf } from "./view.js";
 
 /** What a report may be compared with. */
 export type Against = "before" | "first" | "number" | "nothing";

@@ -8,7 +8,8 @@ import type { EntryKind } from "../decoder/decoder.js";
 import { made } from "../basics/dom.js";
 import type { Scan } from "./pictures.js";
 import type { Summary } from "../decoder/series.js";
-import { countBelow, indexOf, isReportOf } from "./view.js";
+import { countBelow, indexOf } from "../basics/numbers.js";
+import { isReportOf } from "./view.js";
 
 export interface Reference {
   key: string; // the same for the same numbers

@@ -55,20 +55,3 @@ export interface View {
 export function isReportOf(decoders: readonly string[], kind: EntryKind): boolean {
   return decoders.includes(kind.decoder) && kind.problem === "" && !kind.toDevice;
 }
-
-/** Where a number stands among those in order; -1 if it isn't there. */
-export function indexOf(numbers: Uint32Array, wanted: number): number {
-  const at = countBelow(numbers, wanted);
-  return numbers[at] === wanted ? at : -1;
-}
-
-/** How many numbers of those in order are below one. */
-export function countBelow(numbers: Uint32Array, limit: number): number {
-  let [low, high] = [0, numbers.length];
-  while (low < high) {
-    const middle = (low + high) >> 1;
-    if (numbers[middle]! < limit) low = middle + 1;
-    else high = middle;
-  }
-  return low;
-}
