@@ -4,6 +4,7 @@ export class Latest {
   private asked = 0;
   private isRunning = false;
   private running: Promise<void> = Promise.resolve();
+  private latest: Promise<void> = Promise.resolve();
 
   /** `work` must not fail; it may ask whether something else is wanted by now. */
   constructor(private readonly work: (isWanted: () => boolean) => Promise<void>) {}
@@ -14,7 +15,12 @@ export class Latest {
     if (!this.isRunning) this.running = this.run();
   }
 
-  /** When nothing is being done any more. */
+  /** When what is being done now is done; there may be more to do by then. */
+  get round(): Promise<void> {
+    return this.latest;
+  }
+
+  /** When nothing is to be done any more. */
   get done(): Promise<void> {
     return this.running;
   }
@@ -23,7 +29,8 @@ export class Latest {
     this.isRunning = true;
     for (let done = 0; done !== this.asked; ) {
       const wanted = this.asked;
-      await this.work(() => wanted === this.asked);
+      this.latest = this.work(() => wanted === this.asked);
+      await this.latest;
       done = wanted;
     }
     this.isRunning = false;

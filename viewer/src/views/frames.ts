@@ -407,7 +407,7 @@ export class FramesView implements View {
   private plot(): void {
     if (!this.isShown) return;
     // Behind the picture, which people wait for.
-    void this.drawing.done
+    void this.drawing.round
       .then(() => {
         this.plotChannels();
         return this.plotCourse();
