@@ -2,8 +2,9 @@
  *  byte, a value or a line, or go over the bytes with the arrow keys. */
 import type { Decoded, Entry, Layout, LayoutField } from "./decoder/decoder.js";
 import { element, hexByte, made, numberText } from "./basics/dom.js";
+import { deviceOf } from "./basics/devices.js";
 import { inPageWords } from "./basics/pagewords.js";
-import { deviceOf, entryPlace, idOf } from "./list/list.js";
+import { entryPlace, idOf } from "./list/list.js";
 import { sinceText, timeText } from "./basics/times.js";
 
 /** In a narrow window the lines need the room more than the bytes. */

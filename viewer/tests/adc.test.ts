@@ -483,3 +483,24 @@ test("another file takes the place of the one before", async () => {
   assert.match((await page.textContent("#adc .about"))!, /512 samples/);
   await page.close();
 });
+
+test("nothing is told of a dump that isn't shown any more", async () => {
+  const page = await opened(browser);
+  const first = [0, 1].map((number) => adcPacket(number, new Array(512).fill(5), 2 * 2048));
+  const second = [0, 1].map((number) => adcPacket(number, new Array(512).fill(7), 2 * 2048));
+  await show(page, "told.pcap", [...first, ...second]);
+  await page.locator("#adc .long").first().focus();
+  await pointAt(page, 100);
+  await waitForText(page, "#adc .pointed", /^Sample 1\d\d \(packet 0, its 1\d\d\.\): 5$/);
+  await page.focus("#adc");
+  await page.keyboard.press("PageDown");
+  await page.waitForSelector('#adc[data-dump="2"]');
+  assert.doesNotMatch((await page.textContent("#adc .pointed"))!, /Sample/);
+  await waitForText(page, "#adc .says", /7 to 7/);
+  const path = join(folder, "behind.pcap");
+  writeFileSync(path, capture(first));
+  await choose(page, path);
+  await page.locator("#state[data-read]", { hasText: /behind\.pcap/ }).waitFor();
+  assert.equal(await page.textContent("#adc .says"), "");
+  await page.close();
+});

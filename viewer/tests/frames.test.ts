@@ -237,3 +237,79 @@ test("all frames that are lost are marked, and counted as the native program doe
   assert.deepEqual(marks, [300, 301, 700, 701]); // the fourth and the eighth of ten
   await page.close();
 });
+
+test("pointing at a frame before tells that frame's number, as long as it is there", async () => {
+  const page = await opened(browser);
+  const values = await show(page, "past.pcap", Array.from({ length: 9 }, (_, n) => frame(n)));
+  await goTo(page, 7);
+  const past = page.locator("#pictures figure", { hasText: "P_SCAN_Q" }).locator("canvas.past");
+  const { width, height } = (await past.boundingBox())!;
+  const at = (channel: number, age: number) => ({
+    x: ((channel + 0.5) / 48) * width,
+    y: ((age + 0.5) / 48) * height,
+  });
+  await past.hover({ position: at(30, 5) });
+  const told = (frame: number) =>
+    `P_SCAN_Q, channel 30, frame ${frame + 1}: ${values[frame]!["P_SCAN_Q"]![30]}`;
+  await waitForText(page, "#pointed", new RegExp(`^${told(2)}$`));
+  await page.focus("#frames");
+  await page.keyboard.press("ArrowRight");
+  await waitForText(page, "#pointed", new RegExp(`^${told(3)}$`));
+  await past.hover({ position: at(30, 20) }); // no frame came so far before
+  await waitForText(page, "#pointed", /^Point at a picture/);
+  await page.close();
+});
+
+test("of two choices of what is taken off, the last one is drawn", async () => {
+  const page = await opened(browser);
+  const values = await show(page, "choices.pcap", Array.from({ length: 600 }, (_, n) => frame(n)));
+  await page.getByLabel("Number of the frame to subtract").evaluate((one: HTMLInputElement) => {
+    one.value = "500"; // which was not read yet
+  });
+  await page.evaluate(async () => {
+    const minus = document.getElementById("minus") as HTMLSelectElement;
+    for (const value of ["frame", "nothing"]) {
+      minus.value = value;
+      minus.dispatchEvent(new Event("change"));
+      for (let i = 0; i < 100; ++i) await Promise.resolve();
+    }
+  });
+  await page.waitForTimeout(1000);
+  await isTold(page, "D_SCAN_I", 3, values[0]!["D_SCAN_I"]![3]!);
+  await page.close();
+});
+
+test("where times go back, frames stand over their numbers", async () => {
+  const page = await opened(browser);
+  const one = capture([0, 1, 2].map((n) => frame(n)));
+  const other = capture([3, 4, 5].map((n) => frame(n))); // from the same time on
+  const path = join(folder, "back.pcap");
+  writeFileSync(path, Buffer.concat([one, other.subarray(24)]));
+  await choose(page, path);
+  await page.waitForSelector("#state[data-read]");
+  await page.click("#tab-frames");
+  await waitForText(page, "#course", /D_SCAN_Q\[0\]/);
+  const lines = native(null, "-o", "ndjson", path).toString().trimEnd().split("\n");
+  const values = lines.map((line) => JSON.parse(line).value);
+  for (const at of [0, 2, 3, 5]) {
+    const [i, q] = ["D_SCAN_I", "D_SCAN_Q"].map((key) => values[at][key][0]);
+    await plotTells(page, "#course", at, 6, `frame${at}D_SCAN_I[0]${i}D_SCAN_Q[0]${q}`);
+  }
+  await page.close();
+});
+
+test("nothing of a file that was shown before stays", async () => {
+  const page = await opened(browser);
+  await show(page, "before.pcap", [frame(0), frame(1)]);
+  await page.waitForSelector("#course canvas");
+  await page.waitForSelector("#noise canvas");
+  const path = join(folder, "behind.pcap");
+  writeFileSync(path, capture([frame(5)]));
+  await choose(page, path);
+  await page.locator("#state[data-read]", { hasText: /behind\.pcap/ }).waitFor();
+  assert.equal(await page.textContent("#frame"), "");
+  assert.equal(await page.locator("#course canvas, #noise canvas").count(), 0);
+  await page.click("#tab-frames");
+  await waitForText(page, "#frame", /^Frame 1 of 1 · FRAME_NUMBER 5/);
+  await page.close();
+});

@@ -5,7 +5,7 @@ import { join } from "node:path";
 import { after, test } from "node:test";
 import type { Locator, Page } from "playwright-core";
 import { choose, folder, launched, opened, shownLines } from "./browser.js";
-import { casesOf, every, recording, type Timed } from "./captures.js";
+import { capture, casesOf, every, recording, type Timed } from "./captures.js";
 import { openShortReport, powerReport, watchdogReport, withNumbers } from "./reports.js";
 import { native, nativeRecords, root } from "./support.js";
 import { becomes } from "./waiting.js";
@@ -47,7 +47,7 @@ async function drawn(page: Page, view: string, entry: number): Promise<void> {
 }
 
 async function compareWith(page: Page, view: string, what: string): Promise<void> {
-  await page.locator(`#${view}`).getByLabel("Compare with the one").selectOption(what);
+  await page.locator(`#${view}`).getByLabel("Compare with", { exact: true }).selectOption(what);
 }
 
 async function rowsAre(page: Page, count: number): Promise<void> {
@@ -134,7 +134,7 @@ test("a channel that is new or gone since the report before is told and marked",
   const page = await at("openshort", written("changed.hid", every(2, reports)));
   await drawn(page, "openshort", 0);
   assert.match((await page.textContent("#openshort .news"))!, /came before this one/);
-  await page.click('#openshort [aria-label="One report on"]');
+  await page.click('#openshort [aria-label="The next report"]');
   await drawn(page, "openshort", 1);
   await shownLines(page, 1); // the list and the report have come along
   const content = page.locator("#openshort .content");
@@ -276,7 +276,7 @@ test("two reports side by side: what changed, by how much, and what became of it
   await page.keyboard.press("Home");
   await drawn(page, "blackbox", 0);
   await compareWith(page, "blackbox", "number");
-  await page.locator("#blackbox").getByLabel("Number of the report").fill("2");
+  await page.locator("#blackbox").getByLabel("Number of the report to").fill("2");
   await page.keyboard.press("Enter");
   await page.locator("#blackbox .news", { hasText: /It came later/ }).waitFor();
   assert.deepEqual(
@@ -400,11 +400,11 @@ async function widthsOf(page: Page, span: string): Promise<number[]> {
 }
 
 test("power modes have their shares of the time, as bar and as table", async () => {
-  const path = written("power.hid", casesOf("power"));
-  const page = await at("power", path);
-  await page.focus("#power");
-  for (const [entry, { value }] of records(path).entries()) {
-    await drawn(page, "power", entry);
+  for (const [n, one] of casesOf("power").entries()) {
+    const path = written(`power-${n}.hid`, [one]);
+    const [{ value }] = records(path) as [Record];
+    const page = await at("power", path);
+    await drawn(page, "power", 0);
     const times = modeNames.map((name) => value![`${name} time ms`]!);
     const total = times.reduce((sum, one) => sum + one, 0);
     const rows = await rowsOf(page.locator('#power [data-span="all"] table'));
@@ -417,11 +417,10 @@ test("power modes have their shares of the time, as bar and as table", async () 
     if (total === 0) assert.match((await page.textContent("#power .shares"))!, /No time was/);
     else
       (await widthsOf(page, "all")).forEach((width, i) => {
-        assert.ok(Math.abs(width - times[i]! / total) < 0.02, `${entry} ${i}: ${width}`);
+        assert.ok(Math.abs(width - times[i]! / total) < 0.02, `${n} ${i}: ${width}`);
       });
-    await page.keyboard.press("ArrowRight");
+    await page.close();
   }
-  await page.close();
 });
 
 test("times are told in hours, shares in percent, and the mean time of an entry", async () => {
@@ -478,6 +477,42 @@ test("between two reports it is the difference that has shares; a fall has none"
   await compareWith(page, "power", "before");
   await page.locator("#power .news", { hasText: /⚠ Several counters fell/ }).waitFor();
   assert.equal(await between.count(), 0);
+  await page.close();
+});
+
+test("shares since the counters began count what went over the largest value", async () => {
+  const most = 2 ** 32;
+  const report = (active: number, ready: number, entered = 1) =>
+    powerReport([[0, 1], [active % most, entered % most], [0, 0], [ready % most, 1], [0, 0]]);
+  const steps = 100_000_000;
+  const reports = [
+    // Over it twice: 8,800,000,000 ms are some 101 days.
+    ...Array.from({ length: 89 }, (_, n) => report(n * steps, 1_000_000, n)),
+    report(10, 10, 1), // the firmware started again
+    report(most - 10, 5_000),
+    report(most + 90, 6_000),
+  ];
+  const page = await at("power", written("days.hid", every(60, reports)));
+  const all = page.locator('#power [data-span="all"]');
+  const times = async () => (await columnOf(all.locator("table"), 3)).map(Number);
+  const note = page.locator("#power .wrapped");
+  await drawn(page, "power", 0);
+  await page.locator("#power").getByLabel("Number of the report", { exact: true }).fill("89");
+  await page.keyboard.press("Enter");
+  await drawn(page, "power", 88);
+  assert.deepEqual(await times(), [0, 8_800_000_000, 0, 1_000_000, 0]);
+  assert.match((await note.textContent())!, /largest value.*: ACTIVE time ms\..*isn't known/);
+  const shares = await widthsOf(page, "all");
+  assert.ok(Math.abs(shares[1]! - 8800 / 8801) < 0.02, String(shares));
+  assert.equal((await columnOf(all.locator("table"), 1))[1], "> 99.9 %");
+  await page.focus("#power");
+  await page.keyboard.press("ArrowRight");
+  await drawn(page, "power", 89); // all that was is cleared
+  assert.deepEqual(await times(), [0, 10, 0, 10, 0]);
+  assert.equal(await note.count(), 0);
+  await page.keyboard.press("End");
+  await drawn(page, "power", 91);
+  assert.deepEqual(await times(), [0, most + 90, 0, 6_000, 0]);
   await page.close();
 });
 
@@ -559,6 +594,25 @@ test("the watchdog's history tells what changed, and where the firmware began an
   assert.equal(changes["Timestamp"], "+1000000, 1000000/s, 0:00:01.000");
   assert.equal(changes["Register"], "1 bit set: 8");
   assert.equal(changes["Wake"], "");
+  await page.close();
+});
+
+test("the watchdog's history has the numbers by which reports are compared", async () => {
+  const path = join(folder, "watchdogs.pcap");
+  const sent = Array.from({ length: 6 }, (_, n) => ({
+    bytes: watchdogReport(n, BigInt(n) * 1000n, 0, 0, 0),
+    device: n < 4 ? 5 : 6,
+  }));
+  writeFileSync(path, capture(sent));
+  const page = await at("watchdog", path);
+  await drawn(page, "watchdog", 0);
+  await page.focus("#watchdog");
+  await page.keyboard.press("End");
+  await drawn(page, "watchdog", 5);
+  const where = page.locator("#watchdog .content .tools");
+  assert.match((await where.textContent())!, /1 to 2 of 2 from its device/);
+  const numbers = await columnOf(page.locator("#watchdog .history"), 0);
+  assert.deepEqual(numbers, ["5", "6"]);
   await page.close();
 });
 

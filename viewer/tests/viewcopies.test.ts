@@ -25,6 +25,9 @@ const frame = (number: number) =>
   );
 const words = (number: number) => Array.from({ length: 512 }, (_, i) => number * 1000 + i);
 
+const signedChannel = 9; // whose number is less than zero
+const quadrature = row(2000).map((value, i) => (i === signedChannel ? -100 : value));
+
 const path = join(folder, "copies.hid");
 writeFileSync(
   path,
@@ -33,7 +36,7 @@ writeFileSync(
     frame(1),
     baselineReport(row(600)),
     baselineReport(row(610)),
-    scanReport(0xe4, 1n << 5n, row(1000), row(2000), 0),
+    scanReport(0xe4, 1n << 5n, row(1000), quadrature, 0),
     adcPacket(0, words(0), 3 * 2048),
     adcPacket(2, words(2), 3 * 2048),
   ]),
@@ -135,6 +138,13 @@ test("scan data and baselines are copied by channel", async () => {
   const object = JSON.parse(await copied(page, "json"));
   assert.deepEqual([object.saturated_channels, object.brownout], [[5], false]);
   assert.ok((await picture(page)).colours > 5);
+  // As they are shown.
+  await page.locator("#scan").getByLabel("Numbers").selectOption("signed");
+  const signed = JSON.parse(await copied(page, "json"));
+  const [first] = cells(await copied(page, "csv")).slice(1 + signedChannel);
+  assert.equal(scan.SCAN_DATA_Q[signedChannel], 2 ** 32 - 100);
+  assert.deepEqual([signed.numbers, signed.SCAN_DATA_Q[signedChannel]], ["signed", -100]);
+  assert.deepEqual(first!.map(Number), [signedChannel, scan.SCAN_DATA_I[signedChannel], -100, 0]);
 
   await page.click("#tab-baseline");
   await page.waitForSelector("#baseline[data-entry]");

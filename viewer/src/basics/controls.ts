@@ -52,3 +52,15 @@ export function button(content: string, label: string, onClick: () => void): HTM
   one.onclick = onClick;
   return one;
 }
+
+/** Gives a select other choices, where they are others; what was chosen stays, as far as it is there. */
+export function setOptions(
+  select: HTMLSelectElement,
+  choices: readonly (readonly [value: string, content: string])[],
+): void {
+  const there = [...select.options].map(({ value, text }) => [value, text]);
+  if (JSON.stringify(there) === JSON.stringify(choices)) return;
+  const { value } = select;
+  select.replaceChildren(...choices.map(([value, content]) => option(value, content)));
+  if (choices.some(([one]) => one === value)) select.value = value;
+}

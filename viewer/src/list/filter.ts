@@ -1,6 +1,7 @@
 /** Which reports somebody wants to see: by what their kinds have in common, and by a text. */
 import type { EntryKind } from "../decoder/decoder.js";
-import { deviceOf, idOf } from "./list.js";
+import { deviceOf } from "../basics/devices.js";
+import { idOf } from "./list.js";
 
 export const facets = ["id", "type", "device", "problem"] as const;
 export type Facet = (typeof facets)[number];

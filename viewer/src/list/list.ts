@@ -1,6 +1,7 @@
 /** The list of a file's reports. Of any number of rows only those in sight are there. */
 import type { RemoteCapture } from "../decoder/client.js";
 import type { Entry, EntryKind } from "../decoder/decoder.js";
+import { deviceOf } from "../basics/devices.js";
 import { hexId, made } from "../basics/dom.js";
 import { Rows } from "./rows.js";
 import * as scroll from "./scroll.js";
@@ -338,11 +339,6 @@ function numberOf({ number }: Entry): string {
 
 export function idOf({ id }: EntryKind): string {
   return id === null ? "" : hexId(id);
-}
-
-/** As the program's --device takes it. */
-export function deviceOf({ sender }: EntryKind): string {
-  return sender === null ? "" : `${sender.bus}:${sender.device}`;
 }
 
 export function nameOf({ problem, report, decoder, toDevice }: EntryKind): string {

@@ -2,20 +2,15 @@
  *  nothing. */
 import { made } from "../basics/dom.js";
 import { hatch } from "./hatch.js";
+import type { Range } from "./heat.js";
 import { faultColour, ink } from "./plots.js";
 
 /** Around the bars, in pixels. */
 export const margins = { left: 90, right: 8, top: 18, bottom: 22 } as const;
 
-export interface BarRange {
-  low: number;
-  high: number;
-}
-
 export interface BarOptions {
   label: string; // for those who can't see it
   colour: string;
-  height?: number;
 
   /** Somebody points at a channel, or at none. */
   pointed?: (channel: number | null) => void;
@@ -26,7 +21,7 @@ export class BarChart {
   readonly canvas = made("canvas", "bars");
   private values: ArrayLike<number> = [];
   private marked: readonly boolean[] = [];
-  private range: BarRange = { low: 0, high: 1 };
+  private range: Range = { low: 0, high: 1 };
   private chosen: number | null = null;
 
   constructor(
@@ -36,7 +31,6 @@ export class BarChart {
     const { canvas } = this;
     into.append(canvas);
     canvas.setAttribute("role", "img");
-    canvas.style.height = `${options.height ?? 170}px`;
     canvas.onpointermove = (event) => options.pointed?.(this.channelAt(event));
     canvas.onpointerleave = () => options.pointed?.(null);
     canvas.onclick = (event) => {
@@ -48,7 +42,7 @@ export class BarChart {
   }
 
   /** What isn't a finite number has no bar, but a cross. Without a range, the bars fill the height. */
-  show(values: ArrayLike<number>, marked: readonly boolean[] = [], range?: BarRange): void {
+  show(values: ArrayLike<number>, marked: readonly boolean[] = [], range?: Range): void {
     this.values = values;
     this.marked = marked;
     this.range = range ?? rangeOf(values);
@@ -131,7 +125,7 @@ export class BarChart {
     pen.textBaseline = "middle";
     for (let n = Math.ceil(low / step); n * step <= high; ++n) {
       const value = n * step;
-      pen.fillText(Number(value.toPrecision(12)).toLocaleString("en"), left - 6, y(value));
+      pen.fillText(axisText(value), left - 6, y(value));
       pen.save();
       pen.fillStyle = "#8884";
       pen.fillRect(left, y(value) - 0.5, right - left, 1);
@@ -154,7 +148,7 @@ export class BarChart {
 }
 
 /** From the least to the most of several rows of numbers, with zero in it. */
-export function rangeOf(...rows: ArrayLike<number>[]): BarRange {
+export function rangeOf(...rows: ArrayLike<number>[]): Range {
   let [low, high] = [0, 0];
   for (const row of rows)
     for (let i = 0; i < row.length; ++i) {
@@ -164,6 +158,14 @@ export function rangeOf(...rows: ArrayLike<number>[]): BarRange {
       if (value > high) high = value;
     }
   return low === high ? { low: 0, high: 1 } : { low, high };
+}
+
+/** A multiple of a step, with all of its few digits: as a plain number, or with its power of ten. */
+export function axisText(value: number): string {
+  const size = Math.abs(value);
+  const isPlain = size === 0 || (size >= 1e-4 && size < 1e12);
+  const digits = { maximumSignificantDigits: 12 };
+  return isPlain ? value.toLocaleString("en", digits) : String(Number(value.toPrecision(12)));
 }
 
 /** The next one up of 1, 2, 5, 10, ... */

@@ -50,6 +50,15 @@ export class Measures {
     new ResizeObserver(() => fitPlots(this.histogramPlot)).observe(this.root);
   }
 
+  clear(): void {
+    this.histogramPlot?.destroy();
+    this.histogramPlot = null;
+    this.spectrumPlot.show(null);
+    this.spectrumSize = 0;
+    this.spectrumPointed = () => undefined;
+    this.histogramSays.textContent = this.spectrumSays.textContent = "";
+  }
+
   show(wave: Wave, from: number, to: number): void {
     this.showHistogram(wave, from, to);
     this.showSpectrum(wave, from, to);
@@ -95,6 +104,7 @@ export class Measures {
     const spectrum = spectrumOf(wave, from, to);
     if (spectrum === null) {
       this.spectrumPlot.show(null);
+      this.spectrumPointed = () => undefined;
       this.spectrumSays.textContent = "A spectrum needs four samples without a gap.";
       return;
     }

@@ -1,5 +1,6 @@
 /** Pictures of a view put together to one, to be copied. */
 import { ink } from "./plots.js";
+import { groundColour, pngOfCanvas } from "./png.js";
 
 /** A picture with words above it. */
 export interface Part {
@@ -15,7 +16,7 @@ const margin = 12;
 const lineHeight = 20;
 
 /** Pictures below each other, with a title and a line of words for each, as PNG. */
-export async function pngOf(title: string, parts: readonly Part[]): Promise<Blob> {
+export function pngOf(title: string, parts: readonly Part[]): Promise<Blob> {
   const ratio = devicePixelRatio;
   const sized = parts.map(({ caption, canvas, width, height }) => ({
     caption,
@@ -37,10 +38,7 @@ export async function pngOf(title: string, parts: readonly Part[]): Promise<Blob
   whole.width = Math.ceil((widest + 2 * margin) * ratio);
   whole.height = Math.ceil((tall + lineHeight + 2 * margin) * ratio);
   pen.scale(ratio, ratio);
-  pen.fillStyle = getComputedStyle(document.body).backgroundColor;
-  // The system's own background has no colour of its own.
-  if (pen.fillStyle === "rgba(0, 0, 0, 0)" || pen.fillStyle === "#00000000")
-    pen.fillStyle = matchMedia("(prefers-color-scheme: dark)").matches ? "#121212" : "#ffffff";
+  pen.fillStyle = groundColour();
   pen.fillRect(0, 0, whole.width, whole.height);
   pen.imageSmoothingEnabled = false;
   pen.fillStyle = ink();
@@ -55,10 +53,5 @@ export async function pngOf(title: string, parts: readonly Part[]): Promise<Blob
     pen.drawImage(canvas, margin, top, width, height);
     top += height + margin - 6;
   }
-  return new Promise((resolve, reject) => {
-    whole.toBlob((blob) => {
-      if (blob === null) reject(new Error("the browser could not make a picture"));
-      else resolve(blob);
-    }, "image/png");
-  });
+  return pngOfCanvas(whole);
 }

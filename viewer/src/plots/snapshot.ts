@@ -1,34 +1,23 @@
 /** An element of the page as a PNG, as it looks: boxes with their colours and borders, and
  *  texts. For maps and bars that are made of elements, so that people can point at them and copy
  *  them. */
+import { groundColour, pngOfCanvas } from "./png.js";
 
 const scale = 2; // of the picture's pixels to the page's
 const margin = 8;
 
-export async function snapshotOf(root: HTMLElement): Promise<Blob> {
+export function snapshotOf(root: HTMLElement): Promise<Blob> {
   const frame = root.getBoundingClientRect();
   const canvas = document.createElement("canvas");
   canvas.width = Math.ceil((frame.width + 2 * margin) * scale);
   canvas.height = Math.ceil((frame.height + 2 * margin) * scale);
   const pen = canvas.getContext("2d")!;
   pen.scale(scale, scale);
-  pen.fillStyle = groundOf(root);
+  pen.fillStyle = groundColour();
   pen.fillRect(0, 0, canvas.width, canvas.height);
   pen.translate(margin - frame.left, margin - frame.top);
   paint(pen, root);
-  const blob = await new Promise<Blob | null>((done) => canvas.toBlob(done, "image/png"));
-  if (blob === null) throw new Error("the picture is too large to be copied");
-  return blob;
-}
-
-/** The page's own colour is none that an element computes to. */
-function groundOf(root: HTMLElement): string {
-  const probe = document.createElement("span");
-  probe.style.color = "Canvas";
-  root.append(probe);
-  const { color } = getComputedStyle(probe);
-  probe.remove();
-  return color;
+  return pngOfCanvas(canvas);
 }
 
 function paint(pen: CanvasRenderingContext2D, element: Element): void {
@@ -70,14 +59,9 @@ function paintBorders(
   }
 }
 
-/** A text of one line, which is all that maps and bars have. */
 function paintText(pen: CanvasRenderingContext2D, text: Text, style: CSSStyleDeclaration): void {
-  const said = text.data.replaceAll(/\s+/g, " ");
-  if (said.trim() === "") return;
-  const range = document.createRange();
-  range.selectNodeContents(text);
-  const [box] = range.getClientRects();
-  if (box === undefined) return;
+  const lines = linesOf(text);
+  if (lines.length === 0) return;
   pen.save();
   pen.fillStyle = style.color;
   pen.font = `${style.fontWeight} ${style.fontSize} ${style.fontFamily}`;
@@ -88,6 +72,30 @@ function paintText(pen: CanvasRenderingContext2D, text: Text, style: CSSStyleDec
     pen.rect(left, top, width, height);
     pen.clip();
   }
-  pen.fillText(said, box.left, box.top + box.height / 2);
+  for (const { said, left, middle } of lines) pen.fillText(said, left, middle);
   pen.restore();
+}
+
+/** A line of a text, and where it stands. */
+interface Line {
+  said: string;
+  left: number;
+  middle: number;
+}
+
+/** The lines that the window's width breaks a text into. */
+function linesOf(text: Text): Line[] {
+  const lines: Line[] = [];
+  const range = document.createRange();
+  for (const { index, 0: word } of text.data.matchAll(/\S+/g)) {
+    range.setStart(text, index);
+    range.setEnd(text, index + word.length);
+    const [box] = range.getClientRects();
+    if (box === undefined) continue;
+    const middle = box.top + box.height / 2;
+    const last = lines.at(-1);
+    if (last !== undefined && Math.abs(last.middle - middle) < 1) last.said += ` ${word}`;
+    else lines.push({ said: word, left: box.left, middle });
+  }
+  return lines;
 }

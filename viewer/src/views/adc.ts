@@ -4,6 +4,7 @@ import { button, checkbox, labelled, numberInput, option, text } from "../basics
 import { csvOf } from "../basics/csv.js";
 import { made } from "../basics/dom.js";
 import { adcDecoder, DumpReader, type DumpPart, type DumpWords } from "./dumpreader.js";
+import { Latest } from "../basics/latest.js";
 import { LongPlot } from "../plots/longplot.js";
 import { Measures } from "../plots/measures.js";
 import { pngOf } from "../plots/picture.js";
@@ -19,6 +20,17 @@ const readings: Record<Reading, string> = {
   u16: "halves of 16 bits, low one first",
   s16: "halves of 16 bits, signed, low one first",
 };
+
+/** A part of a dump, with what was read of it. */
+interface Loaded {
+  part: DumpPart;
+  words: DumpWords;
+  packets: number; // of the whole dump, when it was read
+}
+
+const hint =
+  "Wheel or + and − zoom, dragging or the arrow keys pan, a double click shows all;" +
+  " a click goes to the packet.";
 
 export class AdcView implements View {
   readonly name = "adc";
@@ -46,13 +58,11 @@ export class AdcView implements View {
   private file: RemoteCapture | null = null;
   private reader: DumpReader | null = null;
   private entries: Uint32Array = new Uint32Array();
-  private scanning: Promise<void> | null = null;
-  private isAsked = false; // to scan once more
+  private readonly scanning = new Latest(() => this.scanWanted());
   private parts: DumpPart[] = [];
-  private part: DumpPart | null = null;
-  private loaded: DumpWords | null = null;
-  private loadedPackets = 0; // of the whole dump, when it was loaded
-  private wave: Wave | null = null;
+  private part: DumpPart | null = null; // that is shown, or wanted
+  private loaded: Loaded | null = null;
+  private wave: Wave | null = null; // of what is loaded
   private wanted: number | null = null; // an entry to go to
   private isShown = false;
   private timer = 0;
@@ -69,7 +79,10 @@ export class AdcView implements View {
       moved: () => this.measureSoon(),
     });
     this.chosen.onchange = () => this.choosePart(Number(this.chosen.value) - 1);
-    this.reading.onchange = this.onlySize.onchange = () => this.remake(true);
+    this.reading.onchange = this.onlySize.onchange = () => {
+      this.pointed.textContent = hint;
+      this.remake(true);
+    };
     this.follows.onchange = () => {
       this.wavePlot.followsHeight = this.follows.checked;
       this.wavePlot.redraw();
@@ -88,54 +101,49 @@ export class AdcView implements View {
     this.loaded = null;
     this.wave = null;
     this.wanted = null;
+    this.wavePlot.mark = null;
     this.wavePlot.show(null);
+    this.measures.clear();
     this.about.textContent = this.faults.textContent = "";
+    this.pointed.textContent = hint;
   }
 
   async refresh(entries: Uint32Array): Promise<void> {
     this.entries = entries;
-    if (this.isShown) await this.scan();
+    if (!this.isShown) return;
+    this.scanning.ask();
+    await this.scanning.done;
   }
 
   setShown(isShown: boolean): void {
     this.isShown = isShown;
     if (!isShown) return;
-    void this.scan().catch(this.host.tell);
+    this.scanning.ask();
     this.wavePlot.redraw();
   }
 
   goToEntry(entry: number): void {
     this.wanted = entry;
-    if (this.isShown) void this.scan().catch(this.host.tell);
+    if (this.isShown) this.scanning.ask();
   }
 
   // --------------------------------------------------------------------------------- the packets
 
   /** Takes in what was read since, and shows the chosen dump. */
-  private scan(): Promise<void> {
-    this.isAsked = true;
-    this.scanning ??= this.scanAsked().finally(() => (this.scanning = null));
-    return this.scanning;
-  }
-
-  private async scanAsked(): Promise<void> {
-    while (this.isAsked) {
-      this.isAsked = false;
-      const { reader } = this;
-      try {
-        await this.scanOnce();
-      } catch (fault) {
-        // Of a file that was closed meanwhile nobody needs to hear.
-        if (reader === this.reader) throw fault;
-      }
+  private async scanWanted(): Promise<void> {
+    const { reader } = this;
+    if (reader === null) return;
+    try {
+      await this.scan(reader);
+    } catch (fault) {
+      if (reader === this.reader) this.host.tell(fault);
     }
   }
 
-  private async scanOnce(): Promise<void> {
-    const { reader } = this;
-    if (reader === null) return;
+  private async scan(reader: DumpReader): Promise<void> {
     await reader.scan(this.entries, (told) => {
       if (reader === this.reader) this.about.textContent = told;
+      return reader === this.reader;
     });
     if (reader !== this.reader) return;
     this.parts = reader.parts();
@@ -164,8 +172,9 @@ export class AdcView implements View {
       }
     const isOther = this.parts[Math.max(0, next)]?.dump !== this.part?.dump;
     await this.showPart(Math.max(0, next), !isOther);
-    if (number === null || this.part === null || this.wave === null) return;
-    const from = (number - this.part.first) * this.wave.perPacket;
+    const { part, loaded, wave } = this;
+    if (number === null || wave === null || part === null || part !== loaded?.part) return;
+    const from = (number - part.first) * wave.perPacket;
     const plot = this.wavePlot;
     plot.mark = from;
     const half = (plot.to - plot.from) / 2;
@@ -181,38 +190,40 @@ export class AdcView implements View {
 
   private async showPart(at: number, keepsStretch: boolean): Promise<void> {
     const part = this.parts[at];
-    const { reader, part: before } = this;
+    const { reader } = this;
     if (part === undefined || reader === null) return;
     this.chosen.value = String(at + 1);
-    const { dump, first, count } = part;
-    const isKnown =
-      dump === before?.dump && first === before.first && count === before.count;
+    const { dump } = part;
     this.part = part;
-    if (isKnown && dump.packets === this.loadedPackets) {
+    const { loaded } = this;
+    if (loaded !== null && isSamePart(part, loaded.part) && dump.packets === loaded.packets) {
+      this.loaded = { ...loaded, part };
       this.tell();
       this.measureSoon(); // it may have been hidden since
       return;
     }
-    this.loadedPackets = dump.packets;
-    const loaded = await reader.load(part);
+    const { packets } = dump;
+    const words = await reader.load(part);
     if (part !== this.part) return;
-    this.loaded = loaded;
+    if (dump !== this.loaded?.part.dump) this.pointed.textContent = hint;
+    this.loaded = { part, words, packets };
     this.remake(keepsStretch);
   }
 
   // ------------------------------------------------------------------------------------ the wave
 
   private remake(keepsStretch: boolean): void {
-    const { part, loaded, reader, wave: before } = this;
-    if (part === null || loaded === null || reader === null) return;
+    const { loaded, reader, wave: before } = this;
+    if (loaded === null || reader === null) return;
+    const { words, present, sizes } = loaded.words;
     const { packetWords } = reader;
-    const filled = Uint32Array.from(loaded.present, (there, place) => {
+    const filled = Uint32Array.from(present, (there, place) => {
       if (there === 0) return 0;
       return this.onlySize.checked
-        ? Math.min(packetWords, Math.floor(loaded.sizes[place]! / 4))
+        ? Math.min(packetWords, Math.floor(sizes[place]! / 4))
         : packetWords;
     });
-    const wave = new Wave(loaded.words, packetWords, filled, this.reading.value as Reading);
+    const wave = new Wave(words, packetWords, filled, this.reading.value as Reading);
     this.wave = wave;
     // The same stretch, though its samples are of another size now.
     const factor = before === null ? 1 : wave.perPacket / before.perPacket;
@@ -227,10 +238,11 @@ export class AdcView implements View {
   }
 
   private tell(): void {
-    const { part, wave, loaded } = this;
-    if (part === null || wave === null || loaded === null) return;
+    const { wave, loaded } = this;
+    if (wave === null || loaded === null) return;
+    const { part, words } = loaded;
     const { dump, sender, number, first, count } = part;
-    const { came } = loaded;
+    const { came } = words;
     const head = [`Dump ${number}`];
     if (part.part !== "") head.push(part.part);
     if (sender !== "") head.push(sender);
@@ -238,9 +250,9 @@ export class AdcView implements View {
     const total = `TOTAL_DUMP_SIZE ${dump.total}, taken as bytes`;
     this.about.textContent =
       `${head.join(", ")}: ${packets} · ${wave.present} samples · ${total}`;
-    this.panel.dataset["dump"] = String(this.parts.indexOf(part) + 1);
+    this.panel.dataset["dump"] = this.chosen.value;
     this.panel.dataset["packets"] = `${came}/${count}`;
-    this.faults.textContent = this.faultsOf(part, loaded).join(" ");
+    this.faults.textContent = this.faultsOf(part, words).join(" ");
     this.gapButton.hidden = wave.gaps.length === 0;
     this.faults.hidden = this.faults.textContent === "";
   }
@@ -291,13 +303,15 @@ export class AdcView implements View {
     const first = Math.ceil(from / wave.perPacket);
     const packets = Math.floor(to / wave.perPacket) - first;
     let lost = 0;
-    for (let place = first; place < first + packets; ++place) lost += 1 - loaded.present[place]!;
+    const { present } = loaded.words;
+    for (let place = first; place < first + packets; ++place) lost += 1 - present[place]!;
     return lost === 0 ? "not in PAYLOAD_SIZE" : `${countText(lost, "packet")} lost`;
   }
 
   private pointAt(index: number | null): void {
-    const { wave, part } = this;
-    if (index === null || wave === null || part === null) return;
+    const { wave, loaded } = this;
+    if (index === null || wave === null || loaded === null) return;
+    const { part } = loaded;
     const packet = Math.floor(index / wave.perPacket);
     const value = wave.at(index);
     const text = value === null ? "not there" : String(value);
@@ -306,8 +320,9 @@ export class AdcView implements View {
   }
 
   private click(index: number): void {
-    const { wave, part } = this;
-    if (wave === null || part === null) return;
+    const { wave, loaded } = this;
+    if (wave === null || loaded === null) return;
+    const { part } = loaded;
     const packet = Math.floor(index / wave.perPacket);
     const entry = part.dump.entryAt(part.first + packet);
     if (entry !== null) this.host.moved(entry);
@@ -341,9 +356,7 @@ export class AdcView implements View {
       button(text, label, () => this.choosePart(Number(this.chosen.value) - 1 + by));
     this.faults.style.borderLeftColor = faultColour;
     this.pointed.setAttribute("role", "status");
-    this.pointed.textContent =
-      "Wheel or + and − zoom, dragging or the arrow keys pan, a double click shows all;" +
-      " a click goes to the packet.";
+    this.pointed.textContent = hint;
     const zoomTools = made("div", "tools", [
       button("−", "Zoom out", () => this.wavePlot.zoom(2)),
       button("+", "Zoom in", () => this.wavePlot.zoom(0.5)),
@@ -387,13 +400,14 @@ export class AdcView implements View {
   // ---------------------------------------------------------------------------------- the copies
 
   private async csv(): Promise<string> {
-    const { wave, part } = this;
-    return csvOf(wave && part ? samplesOf(wave, part.first, ...this.stretch()) : []);
+    const { wave, loaded } = this;
+    return csvOf(wave && loaded ? samplesOf(wave, loaded.part.first, ...this.stretch()) : []);
   }
 
   private async json(): Promise<string> {
-    const { wave, part } = this;
-    if (wave === null || part === null) return "null";
+    const { wave, loaded } = this;
+    if (wave === null || loaded === null) return "null";
+    const { part } = loaded;
     const [from, to] = this.stretch();
     return JSON.stringify({
       file: this.file?.name,
@@ -414,4 +428,8 @@ export class AdcView implements View {
     const parts = [...wave, ...this.measures.pictures()];
     return pngOf(`${this.file?.name ?? ""}: ADC dump`, parts);
   }
+}
+
+function isSamePart(one: DumpPart, other: DumpPart): boolean {
+  return one.dump === other.dump && one.first === other.first && one.count === other.count;
 }

@@ -1,4 +1,5 @@
 /** The black box: what its reports count and flag, beside another report, and its configuration. */
+import { checkbox, labelled, setOptions } from "../basics/controls.js";
 import { csvLine } from "../basics/csv.js";
 import type { Change } from "../decoder/decoder.js";
 import { made } from "../basics/dom.js";
@@ -6,7 +7,9 @@ import { SortedTable, type TableColumn } from "./table.js";
 import type { Copies, ViewHost } from "./view.js";
 import { jsonText, signedText } from "../basics/words.js";
 import { ConfigurationGrid } from "./blackboxconfig.js";
-import { SteppedView, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
+import { ComparedView } from "./compared.js";
+import { wholeOf, type Comparison, type Looked } from "./comparison.js";
+import { sideways } from "./sideways.js";
 
 const fullReport = "parseBlackBoxFullReport";
 const summary = "parseBlackBoxSummary";
@@ -28,9 +31,7 @@ interface Row {
   isAbout: boolean; // it says which module this is, and counts nothing
 }
 
-export class BlackBoxView extends SteppedView {
-  readonly name = "blackbox";
-  readonly title = "Black box";
+export class BlackBoxView extends ComparedView {
   readonly decoders = [fullReport, summary, configuration];
   readonly copies: Copies = {
     csv: async () => this.csv(),
@@ -42,26 +43,32 @@ export class BlackBoxView extends SteppedView {
   private readonly table = new SortedTable<Row>("Numbers of the report", (row) =>
     isChanged(row) ? "changed" : "",
   );
-  private readonly grid: ConfigurationGrid;
+  private readonly grid = new ConfigurationGrid();
 
   constructor(host: ViewHost) {
-    super(host);
-    this.build();
-    this.grid = new ConfigurationGrid();
+    super("blackbox", "Black box", host);
     this.what.onchange = () => this.goToDecoder(this.what.value);
-    this.tools.prepend(made("label", "", [new Text("Show the "), this.what]));
+    this.tools.prepend(labelled("Show the", this.what));
     this.tools.append(
-      made("label", "", [this.zeros, new Text(" zeros, too")]),
-      made("label", "", [this.changed, new Text(" only what changed")]),
+      labelled("zeros, too", this.zeros, true),
+      labelled("only what changed", this.changed, true),
     );
-    for (const one of [this.zeros, this.changed]) one.onchange = () => this.redraw();
+    for (const one of [this.zeros, this.changed])
+      one.onchange = () => {
+        if (this.shown !== null) this.draw(this.shown);
+      };
   }
 
-  protected draw(shown: Shown): void {
+  protected override async complete(comparison: Comparison): Promise<Comparison> {
+    return comparison;
+  }
+
+  protected drawContent(shown: Comparison): void {
     const { decoder } = shown.entry.kind;
     const there = this.decoders.filter((one) => this.countOf(one) > 0);
-    this.what.replaceChildren(
-      ...there.map((one) => new Option(`${titles[one]} (${this.countOf(one)})`, one)),
+    setOptions(
+      this.what,
+      there.map((one) => [one, `${titles[one]} (${this.countOf(one)})`]),
     );
     this.what.value = decoder;
     const isGrid = decoder === configuration;
@@ -131,16 +138,10 @@ export class BlackBoxView extends SteppedView {
   }
 }
 
-function checkbox(): HTMLInputElement {
-  const one = made("input");
-  one.type = "checkbox";
-  return one;
-}
-
 /** A module's numbers stand behind the key of its ID. */
 const idKey = /^(.+)_MODULE_ID$/;
 
-function rowsOf({ decoded, base, difference }: Shown): Row[] {
+function rowsOf({ decoded, base, difference }: Comparison): Row[] {
   const before = new Map(base?.decoded.fields.map((field) => [field.key, wholeOf(field)]) ?? []);
   const changes = new Map(difference?.changes.map((change) => [change.key, change]) ?? []);
   let module = "";
@@ -168,7 +169,7 @@ function differenceOf(row: Row): bigint | null {
   return row.change?.difference ?? row.value - row.before;
 }
 
-function columnsOf({ base, number }: Shown, rows: readonly Row[]): TableColumn<Row>[] {
+function columnsOf({ base, number }: Comparison, rows: readonly Row[]): TableColumn<Row>[] {
   const columns: TableColumn<Row>[] = [];
   if (rows.some(({ module }) => module !== ""))
     columns.push({ title: "Module", value: ({ module }) => module, className: "module" });
@@ -202,7 +203,7 @@ function changeText(row: Row): string {
 }
 
 /** Lines that say a number in words, as they are. */
-function wordsOf(shown: Shown): string[] {
+function wordsOf(shown: Comparison): string[] {
   const said = ({ decoded }: Looked) =>
     decoded.lines.flatMap((line) => {
       const [, label, word] = /^\s*(\S[^:]*):\s*(\S.*)$/.exec(line) ?? [];

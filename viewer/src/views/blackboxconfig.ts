@@ -8,7 +8,7 @@
  *  One that isn't of this form stands as it is. */
 import { csvLine } from "../basics/csv.js";
 import { made } from "../basics/dom.js";
-import { sideways } from "./stepped.js";
+import { sideways } from "./sideways.js";
 
 /** A line that was understood. */
 interface Setting {

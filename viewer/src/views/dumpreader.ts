@@ -1,7 +1,9 @@
 /** Reads a file's ADC packets: which dumps there are, and the words of one. */
 import type { RemoteCapture } from "../decoder/client.js";
+import { deviceText } from "../basics/devices.js";
 import type { EntryKind } from "../decoder/decoder.js";
 import { DumpSorter, type Dump, type Packet } from "./dumps.js";
+import { isReportOf } from "./view.js";
 
 export const adcDecoder = "parseAdcDumpPacket";
 const header = ["PACKET_ID", "PAYLOAD_SIZE", "TOTAL_DUMP_SIZE"] as const;
@@ -38,8 +40,9 @@ export class DumpReader {
 
   constructor(private readonly file: RemoteCapture) {}
 
-  /** Puts the packets into dumps that came since it was called last. `entries` are all packets. */
-  async scan(entries: Uint32Array, progress: (told: string) => void): Promise<void> {
+  /** Puts the packets into dumps that came since it was called last. `entries` are all packets.
+   *  `progress` says whether the rest is wanted, too; without it, no more can be asked of this. */
+  async scan(entries: Uint32Array, progress: (told: string) => boolean): Promise<void> {
     for (const [sender, own] of await this.bySender(entries)) {
       for (let done = this.scanned.get(sender) ?? 0; done < own.length; ) {
         const some = own.subarray(done, done + atOnce);
@@ -54,7 +57,7 @@ export class DumpReader {
         });
         this.packetWords ||= (await this.payload(packets[0]!.entry)).length;
         await this.sorterOf(sender).add(packets);
-        progress(`${done} of ${own.length} packets are looked at …`);
+        if (!progress(`${done} of ${own.length} packets are looked at …`)) return;
       }
       await this.sorters.get(sender)?.flush();
     }
@@ -108,7 +111,7 @@ export class DumpReader {
   /** The entries of each sender. */
   private async bySender(entries: Uint32Array): Promise<Map<string, Uint32Array>> {
     const names = new Map<string, number[]>();
-    for (const kind of (await this.file.kinds()).filter(isPacket)) {
+    for (const kind of (await this.file.kinds()).filter((one) => isReportOf([adcDecoder], one))) {
       const name = nameOf(kind);
       names.set(name, [...(names.get(name) ?? []), kind.number]);
     }
@@ -142,11 +145,7 @@ export class DumpReader {
   }
 }
 
-function isPacket(kind: EntryKind): boolean {
-  return kind.decoder === adcDecoder && kind.problem === "" && !kind.toDevice;
-}
-
-function nameOf({ sender }: EntryKind): string {
-  if (sender === null) return "no device";
-  return `device ${sender.bus}:${sender.device}, endpoint ${sender.endpoint}`;
+function nameOf(kind: EntryKind): string {
+  const { sender } = kind;
+  return sender === null ? deviceText(kind) : `${deviceText(kind)}, endpoint ${sender.endpoint}`;
 }

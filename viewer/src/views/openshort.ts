@@ -5,7 +5,8 @@ import { made } from "../basics/dom.js";
 import { snapshotOf } from "../plots/snapshot.js";
 import type { Copies, ViewHost } from "./view.js";
 import { countText, jsonText } from "../basics/words.js";
-import { SteppedView, wholeOf, type Looked, type Shown } from "./stepped.js";
+import { ComparedView } from "./compared.js";
+import { wholeOf, type Comparison, type Looked } from "./comparison.js";
 
 const decoder = "parseOpenShortTest";
 
@@ -17,9 +18,7 @@ interface Row {
   channels: number; // that its line has marks for
 }
 
-export class OpenShortView extends SteppedView {
-  readonly name = "openshort";
-  readonly title = "Open/short";
+export class OpenShortView extends ComparedView {
   readonly decoders = [decoder];
   readonly copies: Copies = {
     csv: async () => this.csv(),
@@ -28,11 +27,14 @@ export class OpenShortView extends SteppedView {
   };
 
   constructor(host: ViewHost) {
-    super(host);
-    this.build();
+    super("openshort", "Open/short", host);
   }
 
-  protected draw(shown: Shown): void {
+  protected override async complete(comparison: Comparison): Promise<Comparison> {
+    return comparison;
+  }
+
+  protected drawContent(shown: Comparison): void {
     const rows = rowsOf(shown);
     if (rows === null) {
       this.content.replaceChildren(

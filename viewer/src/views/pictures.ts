@@ -1,6 +1,9 @@
 /** What the pictures of frames are made of. It draws nothing, and knows no layout: what has numbers in
  *  arrays is a scan, and NAME_I and NAME_Q are the two parts of one. */
 import type { Table } from "../decoder/decoder.js";
+import type { Range } from "../plots/heat.js";
+import { aroundColours, risingColours, type Palette } from "../plots/palette.js";
+import { bytesOf, numbersAt, type Numbers } from "../decoder/reply.js";
 import type { Channels, Summary } from "../decoder/series.js";
 
 export type Quantity = "parts" | "magnitude" | "phase";
@@ -16,11 +19,6 @@ export interface Picture {
   title: string;
   scan: Scan;
   part: "inPhase" | "quadrature" | "magnitude" | "phase";
-}
-
-export interface Range {
-  low: number;
-  high: number;
 }
 
 export function scansOf(columns: readonly Channels[]): Scan[] {
@@ -50,24 +48,66 @@ export function picturesOf(scans: readonly Scan[], quantity: Quantity): Picture[
     .map((scan) => ({ title: `${scan.name} ${quantity}`, scan, part: quantity }));
 }
 
-/** A picture's numbers in a row of a table: of each channel one. Degrees if it is the phase. */
-export function valuesOf(
+/** Its colours: those of angles begin again where they end. */
+export function paletteOf({ part }: Picture): Palette {
+  return part === "phase" ? aroundColours : risingColours;
+}
+
+/** Where a column's numbers stand in a table. */
+interface Cells {
+  all: Numbers;
+  offset: number;
+  stride: number;
+}
+
+const found = new WeakMap<Table, Map<string, Cells>>();
+
+function cellsOf(table: Table, name: string): Cells {
+  let columns = found.get(table);
+  if (columns === undefined) found.set(table, (columns = new Map()));
+  let cells = columns.get(name);
+  if (cells === undefined) {
+    const { kind, offset } = table.column(name);
+    const size = bytesOf(kind);
+    const count = Math.floor(table.buffer.byteLength / size);
+    const all = numbersAt(table.buffer, 0, kind, count);
+    cells = { all, offset: offset / size, stride: table.rowSize / size };
+    columns.set(name, cells);
+  }
+  return cells;
+}
+
+/** Puts a picture's numbers in a row of a table into a line: of each channel one, less the reference.
+ *  Degrees if it is the phase. A player asks for it sixty times a second, so nothing is made anew. */
+export function fillLine(
   { scan, part }: Picture,
   table: Table,
   row: number,
   reference: Float64Array,
-): Float64Array {
-  const read = ({ name, first }: Channels) =>
-    Float64Array.from(
-      table.column(name).at(row) as ArrayLike<number>,
-      (value, i) => Number(value) - reference[first + i]!,
-    );
-  if (part === "inPhase") return read(scan.inPhase);
-  const second = read(scan.quadrature!);
-  if (part === "quadrature") return second;
-  const first = read(scan.inPhase);
-  if (part === "magnitude") return first.map((value, i) => Math.hypot(value, second[i]!));
-  return first.map((value, i) => (Math.atan2(second[i]!, value) * 180) / Math.PI);
+  line: Float64Array,
+): void {
+  const first = part === "quadrature" ? scan.quadrature! : scan.inPhase;
+  copy(first, table, row, reference, line);
+  if (part !== "magnitude" && part !== "phase") return;
+  const { all, offset, stride } = cellsOf(table, scan.quadrature!.name);
+  for (let i = 0; i < line.length; ++i) {
+    const one = line[i]!;
+    const two = Number(all[row * stride + offset + i]) - reference[scan.quadrature!.first + i]!;
+    line[i] =
+      part === "magnitude" ? Math.sqrt(one * one + two * two) : (Math.atan2(two, one) * 180) / Math.PI;
+  }
+}
+
+function copy(
+  { name, first }: Channels,
+  table: Table,
+  row: number,
+  reference: Float64Array,
+  line: Float64Array,
+): void {
+  const { all, offset, stride } = cellsOf(table, name);
+  for (let i = 0; i < line.length; ++i)
+    line[i] = Number(all[row * stride + offset + i]) - reference[first + i]!;
 }
 
 /** The range of a picture's numbers in the whole capture. Of a magnitude, the most is one that
@@ -94,9 +134,4 @@ export function rangeOf({ scan, part }: Picture, summary: Summary, reference: Fl
   for (let i = 0; i < scan.inPhase.count; ++i)
     high = Math.max(high, Math.hypot(farthest(scan.inPhase, i), farthest(scan.quadrature!, i)));
   return { low: 0, high };
-}
-
-/** Where a number stands in a range, from 0 to 1; in the middle of a range that is none. */
-export function placeIn({ low, high }: Range, value: number): number {
-  return high > low ? (value - low) / (high - low) : 0.5;
 }

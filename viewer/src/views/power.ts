@@ -1,12 +1,16 @@
 /** Power modes: which share of the time each took, how often it was entered, and the same of the
  *  time between two reports. */
+import type { RemoteCapture } from "../decoder/client.js";
 import { csvLine } from "../basics/csv.js";
-import type { Change } from "../decoder/decoder.js";
 import { made } from "../basics/dom.js";
 import { snapshotOf } from "../plots/snapshot.js";
 import type { Copies, ViewHost } from "./view.js";
 import { durationText, jsonText, shareText } from "../basics/words.js";
-import { SteppedView, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
+import { ComparedView } from "./compared.js";
+import { wholeOf, type Comparison, type Looked } from "./comparison.js";
+import { sideways } from "./sideways.js";
+import type { IsWanted } from "./stepview.js";
+import { isFall, wrappedBy } from "./streams.js";
 
 const decoder = "parsePowerModeStats";
 
@@ -24,9 +28,12 @@ interface Span {
   modes: Mode[];
 }
 
-export class PowerView extends SteppedView {
-  readonly name = "power";
-  readonly title = "Power modes";
+/** Counters of 32 bits go over their largest value: a time's after 49.7 days. */
+interface Shown extends Comparison {
+  wrapped: Map<string, bigint>; // what they lost by that, as far as the capture shows it; by key
+}
+
+export class PowerView extends ComparedView<Shown> {
   readonly decoders = [decoder];
   readonly copies: Copies = {
     csv: async () => this.csv(),
@@ -36,15 +43,35 @@ export class PowerView extends SteppedView {
   private spans: Span[] = [];
 
   constructor(host: ViewHost) {
-    super(host);
-    this.build();
+    super("power", "Power modes", host);
   }
 
-  protected draw(shown: Shown): void {
-    const all: Span = { name: "all", title: "Since the counters began", modes: modesOf(shown) };
+  protected override async complete(
+    comparison: Comparison,
+    _file: RemoteCapture,
+    isWanted: IsWanted,
+  ): Promise<Shown | null> {
+    const { entry, group } = comparison;
+    const stream = group.streamOf(entry);
+    this.tellWaiting(stream.unseen(entry.number));
+    const turns = await stream.turns(stream.entries[0]!, entry.number, isWanted);
+    return turns === null ? null : { ...comparison, wrapped: wrappedBy(turns) };
+  }
+
+  protected override clear(): void {
+    super.clear();
+    this.spans = [];
+  }
+
+  protected drawContent(shown: Shown): void {
+    const { wrapped } = shown;
+    const modes = modesOf(shown, wrapped);
+    const all: Span = { name: "all", title: "Since the counters began", modes };
     const between = betweenOf(shown);
     this.spans = [all];
     const parts = [figureOf(all)];
+    if (wrapped.size > 0)
+      parts[0]!.append(made("p", "wrapped", wrappedText([...wrapped.keys()])));
     if (typeof between === "string") {
       if (between !== "") parts.push(made("p", "", between));
     } else {
@@ -75,6 +102,7 @@ export class PowerView extends SteppedView {
       entry: shown.entry.number,
       compared_with: shown.base?.entry.number ?? null,
       restart: shown.difference?.restart || null,
+      wrapped_in_capture: [...shown.wrapped.keys()],
       spans: this.spans.map(({ name, modes }) => ({
         span: name,
         total_ms: totalOf(modes),
@@ -90,27 +118,38 @@ export class PowerView extends SteppedView {
 
 const timeKey = /^(.+) time ms$/;
 
-/** The modes of a report's keys: "READY time ms", "READY times entered". */
-function modesOf({ decoded }: Looked): Mode[] {
+/** The modes of a report's keys: "READY time ms", "READY times entered"; with what they lost. */
+function modesOf({ decoded }: Looked, wrapped: Map<string, bigint>): Mode[] {
+  const whole = (key: string, value: bigint) => value + (wrapped.get(key) ?? 0n);
   return decoded.fields.flatMap((field) => {
-    const name = timeKey.exec(field.key)?.[1];
+    const { key } = field;
+    const name = timeKey.exec(key)?.[1];
+    const enteredKey = `${name} times entered`;
     const time = wholeOf(field);
-    const entered = wholeOf(decoded.fields.find(({ key }) => key === `${name} times entered`));
-    return name === undefined || time === null || entered === null ? [] : [{ name, time, entered }];
+    const entered = wholeOf(decoded.fields.find((one) => one.key === enteredKey));
+    if (name === undefined || time === null || entered === null) return [];
+    return [{ name, time: whole(key, time), entered: whole(enteredKey, entered) }];
   });
 }
 
+function wrappedText(keys: readonly string[]): string {
+  return (
+    `Went over the largest value of its counter while the capture ran: ${keys.join(", ")}.` +
+    " That is counted here, and the report alone says less." +
+    " What went over before the capture isn't known."
+  );
+}
+
 /** What the counters grew by, or why that isn't known; empty if nothing is to be said of it. */
-function betweenOf(shown: Shown): Mode[] | string {
+function betweenOf(shown: Comparison): Mode[] | string {
   const { base, follows, difference, between } = shown;
   if (base === null || !follows) return "";
   const turned = [...between, ...(difference === null ? [] : [difference])];
-  const hasFallen = (change: Change) => change.course === "fell";
-  if (turned.some((one) => one.restart !== "" || one.changes.some(hasFallen)))
+  if (turned.some(isFall))
     return "What came in between isn't known, since counters fell.";
   const growthOf = (key: string) =>
     difference?.changes.find((change) => change.key === key)?.difference ?? 0n;
-  return modesOf(shown).map(({ name }) => ({
+  return modesOf(shown, new Map()).map(({ name }) => ({
     name,
     time: growthOf(`${name} time ms`),
     entered: growthOf(`${name} times entered`),

@@ -1,17 +1,16 @@
 /** The raw data of the open/short test: I and Q of each channel as bars, with saturated ones marked. */
 import { BarChart } from "../plots/bars.js";
 import type { RemoteCapture } from "../decoder/client.js";
-import { labelled, option } from "../basics/controls.js";
+import { labelled, option, setOptions } from "../basics/controls.js";
 import { csvOf } from "../basics/csv.js";
-import type { EntryKind } from "../decoder/decoder.js";
+import { deviceText } from "../basics/devices.js";
 import { hexId, made } from "../basics/dom.js";
 import { pngOf } from "../plots/picture.js";
 import { colours } from "../plots/plots.js";
-import { channelsText, Stepper } from "./stepper.js";
-import { panelOf } from "./tabs.js";
+import { StepView } from "./stepview.js";
 import { timeText } from "../basics/times.js";
 import { indexOf } from "../basics/numbers.js";
-import type { Copies, View, ViewHost } from "./view.js";
+import { isReportOf, type Copies, type ViewHost } from "./view.js";
 import { countText } from "../basics/words.js";
 
 const decoder = "parseOpenShortData";
@@ -30,35 +29,26 @@ interface Shown {
   isBrownout: boolean;
 }
 
-export class ScanView implements View {
-  readonly name = "scan";
-  readonly title = "Scan data";
+export class ScanView extends StepView<Shown> {
   readonly decoders = [decoder];
-  readonly reduced: readonly string[] = [];
   readonly copies: Copies = {
-    csv: async () => csvOf(rowsOf(this.shown)),
+    csv: async () => csvOf(this.rows()),
     json: async () => JSON.stringify(this.asObject()),
-    png: () => this.png(),
+    png: async () => this.png(),
   };
-  private readonly panel = panelOf(this.name);
-  private readonly stepper = new Stepper("report", (at) => this.goTo(at));
   private readonly scans = made("select");
   private readonly sign = made("select");
   private readonly head = made("p", "about");
   private readonly faults = made("p", "told");
   private readonly pointed = made("p", "pointed");
   private readonly charts: BarChart[];
-  private file: RemoteCapture | null = null;
-  private all: Uint32Array = new Uint32Array();
-  private entries: Uint32Array = new Uint32Array(); // of the chosen scan
-  private senders = 0;
-  private shown: Shown | null = null;
-  private isShown = false;
-  private asked = 0;
+  private groups = new Map<string, Uint32Array>(); // by ID
+  private pointedChannel: number | null = null;
 
-  constructor(private readonly host: ViewHost) {
+  constructor(host: ViewHost) {
+    super("scan", "Scan data", host);
     this.sign.append(option("unsigned", "unsigned, as decoded"), option("signed", "signed"));
-    this.scans.append(option("", "all"));
+    setOptions(this.scans, [["", "all"]]);
     const figures = made("div");
     this.charts = parts.map((part, i) => {
       const key = made("span", "key");
@@ -87,105 +77,59 @@ export class ScanView implements View {
       made("p", "faint", "▼ and hatching: the channel's ADC was saturated. ×: not a number."),
       this.pointed,
     );
-    this.scans.onchange = () => void this.filter().catch(this.failed());
-    this.sign.onchange = () => this.redraw();
-    this.panel.onkeydown = (event) => void this.stepper.key(event);
+    this.scans.onchange = () => this.goToScan(this.scans.value);
+    this.sign.onchange = () => {
+      if (this.shown !== null) this.draw(this.shown);
+    };
     this.pointAt(null);
   }
 
-  open(file: RemoteCapture | null): void {
-    this.file = file;
-    for (const key of Object.keys(this.panel.dataset)) delete this.panel.dataset[key];
-    this.all = this.entries = new Uint32Array();
-    this.shown = null;
-    this.scans.replaceChildren(option("", "all"));
-    this.stepper.setCount(0);
+  protected override clear(): void {
+    this.groups.clear();
+    setOptions(this.scans, [["", "all"]]);
+    this.pointAt(null);
   }
 
-  async refresh(entries: Uint32Array, senders: number): Promise<void> {
-    this.all = entries;
-    this.senders = senders;
-    if (this.isShown) await this.update();
-  }
-
-  setShown(isShown: boolean): void {
-    this.isShown = isShown;
-    if (isShown) void this.update().catch(this.failed());
-  }
-
-  goToEntry(entry: number): void {
-    let at = indexOf(this.entries, entry);
-    if (at < 0 && indexOf(this.all, entry) >= 0) {
-      this.scans.value = "";
-      this.take(this.all);
-      at = indexOf(this.entries, entry);
+  protected override async takeIn(file: RemoteCapture): Promise<void> {
+    const end = this.own.at(-1)! + 1;
+    const own = (await file.kinds()).filter((kind) => isReportOf(this.decoders, kind));
+    const groups = new Map<string, Uint32Array>();
+    const titles = new Map<string, string>();
+    for (const id of new Set(own.map(({ id }) => id!))) {
+      const numbers = own.filter((kind) => kind.id === id).map(({ number }) => number);
+      const entries = await file.selectKinds(numbers, 0, end);
+      if (entries.length === 0) continue;
+      groups.set(String(id), entries);
+      titles.set(String(id), `${hexId(id)} ${titleOf((await file.decode(entries[0]!)).lines)}`);
     }
-    if (at < 0) return;
-    this.stepper.set(at);
-    if (this.isShown) void this.show().catch(this.failed());
+    if (file !== this.file) return;
+    this.groups = groups;
+    const inOrder = [...titles].sort(([one], [other]) => Number(one) - Number(other));
+    setOptions(this.scans, [["", "all"], ...inOrder]);
   }
 
-  /** Somebody goes to a report. */
-  private goTo(at: number): void {
-    void this.show().catch(this.failed());
-    this.host.moved(this.entries[at]!);
+  /** Those of the chosen scan; all, if it is none of them. */
+  protected override groupOf(entry: number): Uint32Array {
+    const chosen = this.groups.get(this.scans.value);
+    if (chosen !== undefined && indexOf(chosen, entry) >= 0) return chosen;
+    this.scans.value = "";
+    return this.own;
   }
 
-  /** Tells what went wrong, unless it is of a file that was closed meanwhile. */
-  private failed(): (fault: unknown) => void {
-    const { file } = this;
-    return (fault) => {
-      if (file === this.file) this.host.tell(fault);
-    };
+  /** Goes through the reports of a scan: from the shown one on, if it is of it, or else its first. */
+  private goToScan(id: string): void {
+    const entries = this.groups.get(id);
+    if (entries === undefined || indexOf(entries, this.current) >= 0) this.redraw();
+    else this.goTo(entries[0]!);
   }
 
-  /** Takes in what came since. */
-  private async update(): Promise<void> {
-    const { file } = this;
-    if (file === null) return;
-    const kinds = (await file.kinds()).filter(isOwn);
-    const ids = [...new Set(kinds.map(({ id }) => id!))].sort();
-    for (const id of ids) {
-      if ([...this.scans.options].some(({ value }) => value === String(id))) continue;
-      const [first] = await file.select((kind) => isOwn(kind) && kind.id === id);
-      const title = first === undefined ? "" : titleOf((await file.decode(first)).lines);
-      if (file !== this.file) return;
-      this.scans.append(option(String(id), `${hexId(id)} ${title}`));
-    }
-    await this.filter();
-  }
-
-  private async filter(): Promise<void> {
-    const { file } = this;
-    if (file === null) return;
-    const id = this.scans.value;
-    const current = this.entries[this.stepper.at];
-    const entries =
-      id === "" ? this.all : await file.select((kind) => isOwn(kind) && String(kind.id) === id);
-    if (file !== this.file || id !== this.scans.value) return;
-    this.take(entries);
-    const at = current === undefined ? -1 : indexOf(entries, current);
-    if (at >= 0) this.stepper.set(at);
-    await this.show();
-  }
-
-  private take(entries: Uint32Array): void {
-    this.entries = entries;
-    this.stepper.setCount(entries.length);
-  }
-
-  private async show(): Promise<void> {
-    const { file } = this;
-    const entry = this.entries[this.stepper.at];
-    if (file === null || entry === undefined || entry === this.shown?.entry) return;
-    const asked = ++this.asked;
+  protected async look(file: RemoteCapture, entry: number): Promise<Shown> {
     const [tables, decoded, [listed]] = await Promise.all([
       file.columns({ [decoder]: "all" }, [entry]),
       file.decode(entry),
       file.entries(entry, 1),
     ]);
     const table = tables.get(decoder);
-    if (file !== this.file || asked !== this.asked) return;
     if (table === undefined || table.rows === 0) throw new Error(`report ${entry} has no columns`);
     const values = parts.map((part) => Float64Array.from(table.column(part).at(0), Number));
     const bits = BigInt(table.column(saturation).at(0)[0]!);
@@ -193,9 +137,8 @@ export class ScanView implements View {
     const channels = values[0]!.length;
     const when = [`report ${entry}`];
     if (listed?.time != null) when.push(timeText(listed.time));
-    const sender = listed?.kind.sender;
-    if (this.senders > 1 && sender) when.push(`device ${sender.bus}:${sender.device}`);
-    this.shown = {
+    if (this.devices > 1 && listed !== undefined) when.push(deviceText(listed.kind));
+    return {
       entry,
       title: titleOf(decoded.lines),
       when: when.join(", "),
@@ -204,17 +147,14 @@ export class ScanView implements View {
       elsewhere: set.flatMap((is, bit) => (is && bit >= channels ? [bit] : [])),
       isBrownout: table.column(brownout).numberAt(0) !== 0,
     };
-    this.redraw();
   }
 
-  private redraw(): void {
-    const { shown } = this;
-    if (shown === null) return;
+  protected draw(shown: Shown): void {
     this.head.textContent = `${shown.title} · ${shown.when}`;
     this.faults.textContent = this.faultsOf(shown).join(" ");
     this.faults.classList.toggle("wrong", this.faultsOf(shown, true).length > 0);
     this.charts.forEach((chart, i) => chart.show(this.signed(shown.values[i]!), shown.saturated));
-    this.panel.dataset["entry"] = String(shown.entry);
+    this.pointAt(this.pointedChannel);
   }
 
   /** What is to be told; only what is wrong, if that is asked for. */
@@ -242,6 +182,7 @@ export class ScanView implements View {
 
   private pointAt(channel: number | null): void {
     const { shown } = this;
+    this.pointedChannel = channel;
     if (channel === null || shown === null) {
       this.pointed.textContent =
         "Point at a bar to read its channel; the arrow keys go to the next report.";
@@ -250,6 +191,16 @@ export class ScanView implements View {
     const numbers = parts.map((part, i) => `${part} ${this.signed(shown.values[i]!)[channel]}`);
     const state = shown.saturated[channel] === true ? ", saturated" : "";
     this.pointed.textContent = `Channel ${channel}: ${numbers.join(", ")}${state}`;
+  }
+
+  /** Channels as lines of a table. */
+  private *rows(): Generator<(string | number)[]> {
+    const { shown } = this;
+    yield ["channel", ...parts, "saturated"];
+    if (shown === null) return;
+    const values = shown.values.map((row) => this.signed(row));
+    for (const [channel, is] of shown.saturated.entries())
+      yield [channel, ...values.map((row) => row[channel]!), is ? 1 : 0];
   }
 
   private asObject(): object | null {
@@ -262,6 +213,7 @@ export class ScanView implements View {
       title: shown.title,
       saturated_channels: shown.saturated.flatMap((is, channel) => (is ? [channel] : [])),
       brownout: shown.isBrownout,
+      numbers: this.sign.value,
       ...Object.fromEntries(numbers),
     };
   }
@@ -272,17 +224,14 @@ export class ScanView implements View {
   }
 }
 
-/** Channels as lines of a table. */
-function* rowsOf(shown: Shown | null): Generator<(string | number)[]> {
-  yield ["channel", ...parts, "saturated"];
-  for (const [channel, is] of shown?.saturated.entries() ?? [])
-    yield [channel, ...shown!.values.map((row) => row[channel]!), is ? 1 : 0];
+/** "channel 7", "channels 1, 2 and 7": those that are set, one at least. */
+function channelsText(marked: readonly boolean[]): string {
+  const numbers = marked.flatMap((is, channel) => (is ? [channel] : []));
+  const [last] = numbers.slice(-1);
+  if (numbers.length === 1) return `channel ${last}`;
+  return `channels ${numbers.slice(0, -1).join(", ")} and ${last}`;
 }
 
 function titleOf(lines: readonly string[]): string {
   return (lines.find((line) => line.trim() !== "") ?? "").trim().replace(/:$/, "");
-}
-
-function isOwn(kind: EntryKind): boolean {
-  return kind.decoder === decoder && kind.problem === "" && !kind.toDevice;
 }

@@ -1,7 +1,6 @@
 /** Goes through reports one by one: buttons, a number, and keys. */
 import { button, numberInput, text } from "../basics/controls.js";
 import { made } from "../basics/dom.js";
-import { countText } from "../basics/words.js";
 
 export class Stepper {
   at = 0;
@@ -67,13 +66,4 @@ export class Stepper {
     this.goTo(place);
     return true;
   }
-}
-
-/** "channels 1, 2 and 7": those that are set. */
-export function channelsText(marked: readonly boolean[]): string {
-  const numbers = marked.flatMap((is, channel) => (is ? [channel] : []));
-  const last = numbers.pop();
-  if (last === undefined) return countText(0, "channel");
-  if (numbers.length === 0) return `channel ${last}`;
-  return `channels ${numbers.join(", ")} and ${last}`;
 }

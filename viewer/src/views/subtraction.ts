@@ -1,13 +1,15 @@
 /** What is taken off all frames: nothing, a frame, the mean, or a baseline. Controls for it, and words
  *  that say what it is. */
-import { baselineDecoder, baselineKey, deviceOf } from "./baselines.js";
+import { baselineDecoder, baselineKey } from "./baselines.js";
 import type { RemoteCapture } from "../decoder/client.js";
 import { labelled, numberInput, option } from "../basics/controls.js";
+import { deviceOf } from "../basics/devices.js";
 import type { EntryKind } from "../decoder/decoder.js";
 import { made } from "../basics/dom.js";
 import type { Scan } from "./pictures.js";
 import type { Summary } from "../decoder/series.js";
 import { countBelow, indexOf } from "../basics/numbers.js";
+import { isReportOf } from "./view.js";
 
 export interface Reference {
   key: string; // the same for the same numbers
@@ -71,18 +73,17 @@ export class Subtraction {
     const { file } = this;
     if (file === null) return;
     const kinds = await file.kinds();
-    const of = (decoder: string) => (kind: EntryKind) =>
-      kind.decoder === decoder && kind.problem === "" && !kind.toDevice;
-    const devices = new Set(kinds.filter(of(baselineDecoder)).map(deviceOf));
+    const isBaseline = (kind: EntryKind) => isReportOf([baselineDecoder], kind);
     const baselines = new Map<string, Uint32Array>();
-    for (const device of devices)
+    for (const device of new Set(kinds.filter(isBaseline).map(deviceOf)))
       baselines.set(
         device,
-        await file.select((kind) => of(baselineDecoder)(kind) && deviceOf(kind) === device),
+        await file.select((kind) => isBaseline(kind) && deviceOf(kind) === device),
       );
     if (file !== this.file) return;
     this.baselines = baselines;
-    this.frameDevices = [...new Set(kinds.filter(of(frameDecoder)).map(deviceOf))];
+    const frames = kinds.filter((kind) => isReportOf([frameDecoder], kind));
+    this.frameDevices = [...new Set(frames.map(deviceOf))];
   }
 
   /** What is taken off while a frame is shown; `entry` is where it came. */

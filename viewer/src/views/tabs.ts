@@ -1,9 +1,10 @@
 /** The tabs: that of the report, and those of the views. */
 import type { RemoteCapture } from "../decoder/client.js";
-import type { About, EntryKind } from "../decoder/decoder.js";
+import type { About } from "../decoder/decoder.js";
+import { deviceOf } from "../basics/devices.js";
 import { made } from "../basics/dom.js";
 import { GrowingSelection } from "./growing.js";
-import type { View } from "./view.js";
+import { isReportOf, type View } from "./view.js";
 
 interface Tab {
   button: HTMLButtonElement;
@@ -64,13 +65,12 @@ export class Tabs {
     const kinds = await file.kinds();
     for (const { button, view, selection } of this.tabs) {
       if (view === null) continue;
-      const own = kinds.filter((kind) => isOf(view, kind));
+      const own = kinds.filter((kind) => isReportOf(view.decoders, kind));
       if (own.length === 0) continue;
       await selection.takeIn(file, kinds);
       if (file !== this.file) return;
       const { entries } = selection;
-      const senders = new Set(own.map(({ sender }) => JSON.stringify(sender))).size;
-      await view.refresh(entries, senders);
+      await view.refresh(entries, new Set(own.map(deviceOf)).size);
       if (file !== this.file) return;
       button.hidden = entries.length === 0;
     }
@@ -162,9 +162,5 @@ export function panelOf(name: string): HTMLElement {
 }
 
 function selectionOf(view: View | null): GrowingSelection {
-  return new GrowingSelection((kind) => view !== null && isOf(view, kind));
-}
-
-function isOf(view: View, kind: EntryKind): boolean {
-  return view.decoders.includes(kind.decoder) && kind.problem === "" && !kind.toDevice;
+  return new GrowingSelection((kind) => view !== null && isReportOf(view.decoders, kind));
 }

@@ -1,7 +1,7 @@
 /** Views: each stands behind a tab of its own, and shows all of a file's reports of some decoders. The
  *  tab is there where the file has some. */
 import type { RemoteCapture } from "../decoder/client.js";
-import type { About } from "../decoder/decoder.js";
+import type { About, EntryKind } from "../decoder/decoder.js";
 
 /** What a view asks of the page around it. */
 export interface ViewHost {
@@ -36,9 +36,9 @@ export interface View {
   open(file: RemoteCapture | null, about: About): void;
 
   /** Takes in what was read since. `entries` are all of its decoders' that nothing is wrong with and
-   *  that a device sent, in order; `senders` is how many devices that are. While a file is read, or a
+   *  that a device sent, in order; `devices` is how many devices that are. While a file is read, or a
    *  device sends, this is called again and again. Hidden, it should do next to nothing. */
-  refresh(entries: Uint32Array, senders: number): Promise<void>;
+  refresh(entries: Uint32Array, devices: number): Promise<void>;
 
   /** Takes in more entries and does nothing else, so that a device's last report can be gone to as it
    *  comes. `entries` are as for refresh(), which follows now and then. */
@@ -49,4 +49,9 @@ export interface View {
 
   /** Goes to an entry, if it is among its own. */
   goToEntry(entry: number): void;
+}
+
+/** Reports of some decoders that nothing is wrong with, and that a device sent: views show only them. */
+export function isReportOf(decoders: readonly string[], kind: EntryKind): boolean {
+  return decoders.includes(kind.decoder) && kind.problem === "" && !kind.toDevice;
 }

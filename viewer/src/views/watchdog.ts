@@ -1,4 +1,5 @@
 /** The watchdog: what its report says beside another one, and all of them one below the other. */
+import type { RemoteCapture } from "../decoder/client.js";
 import { csvLine } from "../basics/csv.js";
 import { noTime, type Change, type Difference, type Table } from "../decoder/decoder.js";
 import { made, numberText } from "../basics/dom.js";
@@ -6,7 +7,9 @@ import { indexOf } from "../basics/numbers.js";
 import type { Copies, ViewHost } from "./view.js";
 import { timeText } from "../basics/times.js";
 import { countText, durationText, jsonText, rateText, signedText } from "../basics/words.js";
-import { SteppedView, fieldOf, sideways, wholeOf, type Looked, type Shown } from "./stepped.js";
+import { ComparedView } from "./compared.js";
+import { fieldOf, wholeOf, type Comparison, type Looked } from "./comparison.js";
+import { sideways } from "./sideways.js";
 
 const decoder = "parseWatchDogReport";
 
@@ -21,58 +24,46 @@ interface Reading {
   change: string;
 }
 
-/** Reports of the history that are shown, and what became of each. */
+/** The reports from one sender that stand around one in the history, and what became of each. */
 interface HistoryPage {
-  first: number; // of the stream
+  stream: Uint32Array; // all from the sender
+  first: number; // place in these of the page's first one
+  end: number; // behind the last one
   table: Table | undefined;
   differences: Map<number, Difference>; // by entry
 }
 
-export class WatchdogView extends SteppedView {
-  readonly name = "watchdog";
-  readonly title = "Watchdog";
+interface Shown extends Comparison {
+  page: HistoryPage;
+}
+
+export class WatchdogView extends ComparedView<Shown> {
   readonly decoders = [decoder];
   readonly copies: Copies = {
     csv: async () => this.csv(),
     json: async () => this.json(),
   };
-  private page: HistoryPage | null = null;
 
   constructor(host: ViewHost) {
-    super(host);
-    this.build();
+    super("watchdog", "Watchdog", host);
   }
 
-  protected async draw(shown: Shown): Promise<void> {
-    const page = await this.pageOf(shown.entry.number);
-    if (page === null) return;
-    this.page = page;
-    this.content.replaceChildren(...readingsElement(shown), ...this.historyElement(page, shown));
+  protected override async complete(
+    comparison: Comparison,
+    file: RemoteCapture,
+  ): Promise<Shown> {
+    const { entry, group } = comparison;
+    return { ...comparison, page: await pageOf(file, entry.number, group.streamOf(entry).entries) };
   }
 
-  /** The piece of the history that an entry stands in. */
-  private async pageOf(entry: number): Promise<HistoryPage | null> {
-    const { file, stream } = this;
-    if (file === null || stream === null) return null;
-    const at = indexOf(stream.entries, entry);
-    const first = at - (at % pageRows);
-    const entries = stream.entries.subarray(first, first + pageRows);
-    const before = stream.entries.subarray(Math.max(0, first - 1), first + pageRows);
-    const [tables, differences] = await Promise.all([
-      file.columns({ [decoder]: "all" }, entries),
-      file.changes(before),
-    ]);
-    return {
-      first,
-      table: tables.get(decoder),
-      differences: new Map(differences.map((one) => [one.entry, one])),
-    };
+  protected drawContent(shown: Shown): void {
+    this.content.replaceChildren(...readingsElement(shown), ...this.historyElement(shown));
   }
 
-  private historyElement(page: HistoryPage, shown: Shown): HTMLElement[] {
-    const { table, first, differences } = page;
-    const { stream } = this;
-    if (table === undefined || stream === null) return [];
+  private historyElement(shown: Shown): HTMLElement[] {
+    const { group } = shown;
+    const { table, stream, first, end, differences } = shown.page;
+    if (table === undefined) return [];
     const keys = keysOf(shown);
     const head = ["Report", "Time", ...keys].map((text) => {
       const cell = made("th", "", text);
@@ -82,7 +73,7 @@ export class WatchdogView extends SteppedView {
     const rows = [...table.entries].flatMap((entry, row) => {
       const difference = differences.get(entry);
       const time = timeOf(table, row);
-      const at = made("th", "", [this.linkTo(entry, first + row + 1)]);
+      const at = made("th", "", [this.linkTo(entry, group.numberOf(entry))]);
       at.scope = "row";
       const line = made("tr", "", [
         at,
@@ -100,12 +91,12 @@ export class WatchdogView extends SteppedView {
       made("tbody", "", rows),
     ]);
     history.setAttribute("aria-label", "Reports one after the other, and what changed");
-    const all = stream.entries.length;
-    const last = first + table.rows;
+    const all = stream.length;
     const title = made("h2", "", "Report by report");
-    const where = made("p", "tools", [new Text(`${first + 1} to ${last} of ${all}`)]);
-    if (first > 0) where.append(this.buttonTo("Earlier ones", stream.entries[first - 1]!));
-    if (last < all) where.append(this.buttonTo("Later ones", stream.entries[last]!));
+    const of = group.devices > 1 ? `${all} from its device` : String(all);
+    const where = made("p", "tools", [new Text(`${first + 1} to ${end} of ${of}`)]);
+    if (first > 0) where.append(this.buttonTo("Earlier ones", stream[first - 1]!));
+    if (end < all) where.append(this.buttonTo("Later ones", stream[end]!));
     return [title, where, sideways(history)];
   }
 
@@ -124,9 +115,9 @@ export class WatchdogView extends SteppedView {
   }
 
   private csv(): string {
-    const { page, shown } = this;
-    if (page?.table === undefined || shown === null) throw new Error("there is nothing to copy");
-    const { table, differences } = page;
+    const { shown } = this;
+    if (shown?.page.table === undefined) throw new Error("there is nothing to copy");
+    const { table, differences } = shown.page;
     const keys = keysOf(shown);
     const head = csvLine(["entry", "time", ...keys, "changed", "restart"]);
     const lines = [...table.entries].map((entry, row) => {
@@ -141,9 +132,9 @@ export class WatchdogView extends SteppedView {
   }
 
   private json(): string {
-    const { page, shown } = this;
-    if (page?.table === undefined || shown === null) throw new Error("there is nothing to copy");
-    const { table, differences } = page;
+    const { shown } = this;
+    if (shown?.page.table === undefined) throw new Error("there is nothing to copy");
+    const { table, differences } = shown.page;
     return jsonText({
       entry: shown.entry.number,
       compared_with: shown.base?.entry.number ?? null,
@@ -158,6 +149,28 @@ export class WatchdogView extends SteppedView {
       })),
     });
   }
+}
+
+/** The piece of the history that an entry stands in; `stream` has all from its sender. */
+async function pageOf(
+  file: RemoteCapture,
+  entry: number,
+  stream: Uint32Array,
+): Promise<HistoryPage> {
+  const at = indexOf(stream, entry);
+  const first = at - (at % pageRows);
+  const end = Math.min(first + pageRows, stream.length);
+  const [tables, differences] = await Promise.all([
+    file.columns({ [decoder]: "all" }, stream.subarray(first, end)),
+    file.changes(stream.subarray(Math.max(0, first - 1), end)),
+  ]);
+  return {
+    stream,
+    first,
+    end,
+    table: tables.get(decoder),
+    differences: new Map(differences.map((one) => [one.entry, one])),
+  };
 }
 
 /** Those of the table's columns that are a report's own. */
@@ -219,7 +232,7 @@ function bitsText(before: bigint, after: bigint): string {
 
 /** Fields beside the lines that show them, which stand in the same order; a line is left out where
  *  there aren't as many. */
-function readingsOf(shown: Shown): Reading[] {
+function readingsOf(shown: Comparison): Reading[] {
   const { decoded, base, difference } = shown;
   const lines = decoded.lines.flatMap((line) => {
     const [, label, text] = /^\s*(\S[^:]*):\s*(\S.*)$/.exec(line) ?? [];
@@ -249,7 +262,7 @@ function readingsOf(shown: Shown): Reading[] {
 
 const timeKey = "Timestamp"; // microseconds
 
-function readingsElement(shown: Shown): HTMLElement[] {
+function readingsElement(shown: Comparison): HTMLElement[] {
   const time = wholeOf(fieldOf(shown, timeKey));
   const titles = ["Key", "Value and its line"];
   if (shown.base !== null) titles.push("Change");
