@@ -122,7 +122,7 @@ function noteOf(contents: Contents, hasReports: boolean): HTMLElement {
     note.append(list);
   }
   if (hasReports)
-    line("Places are lines of the recordings inside, and not of the files.");
+    line("Places in the list are lines of the recordings inside, and not of the files.");
   if (errors > 0) {
     line(`When this page was made, ${countText(errors, "error")} came up:`);
     note.append(listOf(problems, moreProblems));
