@@ -670,10 +670,13 @@ class Rate(LiveTest):
 
     def test_a_thousand_full_packets_a_second_without_a_loss(self):
         """A busy machine may hold up the program for longer than the device's queue lasts. Then the queue
-        says how many are lost, and there is another try; of a few tries one is undisturbed, mostly."""
+        says how many are lost, and there is another try; of a few tries one is undisturbed, mostly. A program
+        that is too slow loses many in each."""
         packets = self.file("packets.bin", b"".join(map(packet, range(5000))))
+        fewest = 5000
         for _ in range(4):
             records, counts, dropped = self.follow(packets)
+            fewest = min(fewest, dropped)
             numbers = [record["value"]["PACKET_ID"] for record in records]
             self.assertEqual(len(numbers), 5000 - dropped)
             self.assertEqual(numbers, sorted(set(numbers)))
@@ -684,6 +687,7 @@ class Rate(LiveTest):
             if not dropped:
                 self.assertGreater(records[-1]["time"] - records[0]["time"], 4.8)
                 break
+        self.assertLess(fewest, 500)
 
 
 if __name__ == "__main__":
